@@ -1,0 +1,65 @@
+# How everything in the project is compiled: two interface targets, one for all code (quill_build) and one for the
+# library and what ships with it (quill_hardening). Flags that a packager sets in CMAKE_<LANG>_FLAGS come later on the
+# command line and win.
+include(CheckCXXCompilerFlag)
+include(CheckCSourceCompiles)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug (development) or Release" FORCE)
+endif()
+string(REGEX REPLACE "-O[0-9s]" "-O2" CMAKE_C_FLAGS_RELEASE "${CMAKE_C_FLAGS_RELEASE}")
+string(REGEX REPLACE "-O[0-9s]" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
+
+find_program(QUILL_CCACHE ccache)
+mark_as_advanced(QUILL_CCACHE)
+if(QUILL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${QUILL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUILL_CCACHE})
+endif()
+
+# Sanitizers alone, for code of others that is built along (GoogleTest).
+add_library(quill_sanitize INTERFACE)
+if(QUILL_SANITIZE)
+  target_compile_options(quill_sanitize INTERFACE
+    -fsanitize=${QUILL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quill_sanitize INTERFACE -fsanitize=${QUILL_SANITIZE})
+endif()
+
+add_library(quill_build INTERFACE)
+target_link_libraries(quill_build INTERFACE quill_sanitize)
+target_compile_options(quill_build INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<CONFIG:Debug>:-O1 -g>
+  $<$<BOOL:${QUILL_WERROR}>:-Werror>)
+# --- hardening, in release builds
+
+add_library(quill_hardening INTERFACE)
+
+function(quill_harden flag)
+  string(MAKE_C_IDENTIFIER "QUILL_HAS${flag}" have)
+  check_cxx_compiler_flag("${flag} -Werror" ${have})
+  if(${have})
+    target_compile_options(quill_hardening INTERFACE $<$<CONFIG:Release>:${flag}>)
+  endif()
+endfunction()
+
+quill_harden(-fstack-protector-strong)
+quill_harden(-fstack-clash-protection)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  quill_harden(-fcf-protection=full)
+endif()
+target_link_options(quill_hardening INTERFACE
+  $<$<CONFIG:Release>:LINKER:-z,relro,-z,now,-z,noexecstack>)
+
+# The highest level of source fortification that compiler and C library have between them: a level that the C library
+# does not know makes its headers warn.
+set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+check_c_source_compiles("#include <string.h>\nint main(void) { return 0; }" QUILL_FORTIFY_3)
+unset(CMAKE_REQUIRED_FLAGS)
+if(QUILL_FORTIFY_3)
+  set(QUILL_FORTIFY_LEVEL 3)
+else()
+  set(QUILL_FORTIFY_LEVEL 2)
+endif()
+target_compile_options(quill_hardening INTERFACE
+  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=${QUILL_FORTIFY_LEVEL}>)

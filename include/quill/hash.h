@@ -1,0 +1,152 @@
+/* quill/hash.h: chained hash tables from a machine word to a machine word.
+ *
+ * For the small maps of a daemon: usage counts, sessions, handles. The bucket count is chosen at creation and never
+ * changes; a new element goes to the front of its chain with no walk. Records and elements come from two fixed-size
+ * object pools of the process ("sHash": 1,000 tables, "sHashElem": 100,000 elements over all tables), so thousands of
+ * small elements do not fragment the heap; an exhausted pool makes creation give null and insertion give 0.
+ *
+ * Cost: an element is 28 bytes on the device (48 on a 64-bit host), a bucket a pointer and a 32-bit count.
+ *
+ * Zero values: HashFind answers with the value, so a present key whose value is 0 looks absent to it, and to the two
+ * inserts, which then add a second element for the key. Store non-zero values or pointers. The keyed tables of
+ * quill/hash_keyed.h test presence by key and do not have this limit for insertion.
+ *
+ * Statistics: every table registers under its name, the first 64 of them, for hash_get_stats.
+ *
+ * Threads: a table takes no lock; one thread uses it at a time. Threads may work on different tables, create and
+ * destroy tables and take statistics at the same time. HashCreateLocked is only a name: its table has no lock either.
+ *
+ * Walks: HashGet uses the table's own cursor, HashGetR one of the caller's. Removing the element that the table's own
+ * cursor would return next ends that walk; a caller's cursor must not rest on a removed element. A walk in progress may
+ * or may not meet an element inserted meanwhile. Order is by bucket, then newest first.
+ *
+ *     sHash *usage = _HashCreate(31, __func__, __LINE__);
+ *     HashInsertKeyAndValue(usage, vlan, 1);
+ *     HashGet(usage, HASH_OP_FIRST, 0);
+ *     for (quill_word vlan; (vlan = HashGet(usage, HASH_OP_NEXT, HASH_SEL_KEY)) != 0;)
+ *         printf("%u\n", (unsigned)vlan);
+ *     HashDestroy(usage);
+ */
+#ifndef QUILL_HASH_H
+#define QUILL_HASH_H
+
+#include <quill/list.h>
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+typedef struct sHash sHash;
+typedef struct sHashElem sHashElem;
+
+/* sHashCursor is a caller's own place in a walk; HASH_OP_FIRST sets it. */
+typedef struct sHashCursor {
+    int32_t bucket;     /* the bucket that element is in */
+    sHashElem *element; /* what the next step returns; null at the end */
+} sHashCursor;
+
+/* What HashGet and its relatives do. Any other number does nothing and gives 0. */
+enum {
+    HASH_OP_FIRST = 1,    /* put the cursor on the first element; gives 0 */
+    HASH_OP_NEXT = 4,     /* the selected field of the element under the cursor, which moves on; 0 at the end */
+    HASH_OP_SKIP_100 = 6, /* move the cursor 100 elements on; gives 0 */
+    HASH_OP_SKIP_N = 7    /* move the cursor as many elements on as the sel argument says; gives 0 */
+};
+
+/* What HASH_OP_NEXT returns of an element. Pointers are borrowed and last until the element is removed. */
+enum {
+    HASH_SEL_VALUE = 0,
+    HASH_SEL_KEY = 1,       /* the key word; the address hash in IP tables */
+    HASH_SEL_KEY_COPY = 2,  /* the key text of a string table, as a const char pointer */
+    HASH_SEL_KEY_BYTES = 3, /* the 6 key bytes of a MAC table, as a pointer; also any number not listed here */
+    HASH_SEL_ADDRESS = 4    /* HashIpAfGet and HashIpAfGetR alone: the key, as a const ip_af_addr pointer */
+};
+
+/* HashFunction maps a key to a hash; the bucket is the hash modulo the bucket count. */
+typedef uint32_t (*HashFunction)(quill_word key);
+
+/* HashCompare returns non-zero when the stored key equals the searched one. It is asked only when the words differ. */
+typedef int (*HashCompare)(quill_word stored, quill_word searched);
+
+/* hash_table_list lists the registered tables as sHash pointers; null before the first table is created. The library
+ * guards it with a lock of its own, so programs leave it alone and use hash_get_stats. */
+extern QUILL_API sList *hash_table_list;
+
+/* _HashCreate returns a new table of buckets chains (at least 1; used as given, so a prime spreads best), or null when
+ * out of memory. The name, cut to 63 characters, is what statistics show: by convention the creating function's. The
+ * line is ignored. Release it with HashDestroy. */
+QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
+
+/* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the key itself as the hash, null
+ * compare tells keys apart by their words alone. Use it for keys that are pointers to something. */
+QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare compare, const char *name, int line);
+
+/* HashCreateLocked is _HashCreate with the name "HashCreateLocked". There is no lock. */
+QUILL_API sHash *HashCreateLocked(int32_t buckets);
+
+/* HashReset removes every element. The table's own cursor and HashEntries keep what they held, deliberately: start
+ * walks anew, and do not ask for the count of a table that was reset. Address copies of an IP table are not freed:
+ * whoever resets one collects them first (HASH_SEL_ADDRESS) and hands them to free(). */
+QUILL_API void HashReset(sHash *table);
+
+/* HashDestroy frees the table with all its elements and takes it out of the statistics. For IP tables use
+ * HashDestroyIpAf. */
+QUILL_API void HashDestroy(sHash *table);
+
+/* HashFind returns the value under key, or 0 when the key is absent. */
+QUILL_API quill_word HashFind(const sHash *table, quill_word key);
+
+/* HashInsert inserts key with itself as the value. Returns 1, or 0 when HashFind finds it or memory ran out. */
+QUILL_API int HashInsert(sHash *table, quill_word key);
+
+/* HashInsertKeyAndValue inserts key with value. Returns 1, or 0 when HashFind finds it or memory ran out. */
+QUILL_API int HashInsertKeyAndValue(sHash *table, quill_word key, quill_word value);
+
+/* HashUpdateKeyAndValue replaces the value under key. Returns 1, or 0 when the key is absent; it never inserts. */
+QUILL_API int HashUpdateKeyAndValue(sHash *table, quill_word key, quill_word value);
+
+/* HashRemove removes the newest element under key. Returns 1, or 0 when there is none. */
+QUILL_API int HashRemove(sHash *table, quill_word key);
+
+/* HashRemoveGet is HashRemove that returns the removed value, or 0 when there is none. */
+QUILL_API quill_word HashRemoveGet(sHash *table, quill_word key);
+
+/* HashGet does op (HASH_OP_…) on the table's own cursor; sel (HASH_SEL_…) says what a next step returns. Gives 0 for a
+ * null table. */
+QUILL_API quill_word HashGet(sHash *table, int op, uint32_t sel);
+
+/* HashGetR is HashGet on the caller's cursor. */
+QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
+
+/* HashGetFromBucket walks one bucket on the table's own cursor: only HASH_OP_FIRST and HASH_OP_NEXT are served, and the
+ * walk ends behind the bucket's last element. Gives 0 for a null table or a bucket that does not exist. */
+QUILL_API quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket);
+
+/* HashGetRFromBucket is HashGetFromBucket on the caller's cursor. */
+QUILL_API quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t bucket, sHashCursor *cursor);
+
+/* HashIsEmpty returns 1 when no bucket holds an element, else 0. It looks at every bucket. */
+QUILL_API int HashIsEmpty(const sHash *table);
+
+/* HashEntries returns the number of elements; see HashReset. */
+QUILL_API int32_t HashEntries(const sHash *table);
+
+/* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation has done so
+ * already: programs do not call it. */
+QUILL_API void hash_add_table_to_list(sHash *table);
+
+/* hash_get_stats stores in *out a new buffer (release it with free()) that describes the registered tables, and returns
+ * its size in bytes; 0 and a null *out when out of memory. All numbers are 32-bit in the host's order:
+ *
+ *     offset       size  what
+ *     0            4     number of records
+ *     4 + 76 i     4     bucket count of table i
+ *     8 + 76 i     4     elements
+ *     12 + 76 i    4     most elements beyond the first that any one bucket ever held
+ *     16 + 76 i    64    name, padded with zero bytes; empty while another thread is still creating the table
+ *
+ * May be called while other threads use their tables: the counts of a table in use are those of some moment. */
+QUILL_API uint32_t hash_get_stats(void **out);
+
+QUILL_END_DECLS
+
+#endif

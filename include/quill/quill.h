@@ -1,0 +1,15 @@
+/* quill/quill.h: every family of libquill. */
+#ifndef QUILL_QUILL_H
+#define QUILL_QUILL_H
+
+#include <quill/hash.h>
+#include <quill/hash_keyed.h>
+#include <quill/idx_table.h>
+#include <quill/list.h>
+#include <quill/sxdr.h>
+#include <quill/sxdr_safe.h>
+#include <quill/types.h>
+#include <quill/vlan_alloc.h>
+#include <quill/vmap.h>
+
+#endif

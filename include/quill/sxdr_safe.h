@@ -1,0 +1,125 @@
+/* quill/sxdr_safe.h: the tagged value codec with every bound checked.
+ *
+ * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use it for
+ * messages of other processes: the message may hold any bytes; sizes, cursors and pointers are the program's own and
+ * must be true.
+ *
+ * Cursor: a byte offset into the message. On success it moves past the element, on failure it stays. A null cursor
+ * means offset 0.
+ *
+ * Every function returns the bytes of value it wrote or delivered, without tag and length: the width of a fixed kind,
+ * the length of a text or of data. It returns -1 with errno set when it fails; then cursor, message and destination are
+ * as they were:
+ *
+ *     EINVAL     message, source or destination is null; str and hex writers: 65,536 bytes or more
+ *     ENODATA    writer: the source is smaller than the value, or a long kind is empty;
+ *                reader: the message ends before the element's fixed part does
+ *     EOVERFLOW  writer: the element does not fit in the rest of the message buffer;
+ *                reader: the destination is too small;
+ *                both: a length above INT32_MAX, which the result could not say
+ *     EBADMSG    reader: an element of another kind stands there, or inside a bool or s32
+ *     EMSGSIZE   reader: the stored length of a text or of data runs past the end of the message
+ *
+ * All functions are reentrant.
+ *
+ *     uint8_t message[64];
+ *     uint32_t end = 0, at = 0, vlan = 20, got;
+ *     sxdr_write_mac_safe(mac, 6, message, sizeof message, &end);
+ *     sxdr_write_u32_safe(&vlan, sizeof vlan, message, sizeof message, &end);
+ *     …
+ *     if (sxdr_read_mac_safe(message, end, &at, mac, 6) < 0 ||
+ *         sxdr_read_u32_safe(message, end, &at, &got, sizeof got) < 0)
+ *         fprintf(stderr, "refused at offset %u: %s\n", (unsigned)at, strerror(errno));
+ */
+#ifndef QUILL_SXDR_SAFE_H
+#define QUILL_SXDR_SAFE_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* --- Writers: (source, its size in bytes, message buffer, the buffer's size in bytes, cursor). The source of a fixed
+ * kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the byte as it is:
+ * 2 goes out as 2, and a reader takes it for 0. */
+QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                 uint32_t *cursor);
+QUILL_API int sxdr_write_u16_safe(const uint16_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_u32_safe(const uint32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_u64_safe(const uint64_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_ip_safe(const uint32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                 uint32_t *cursor);
+QUILL_API int sxdr_write_ipv6_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                                   uint32_t *cursor);
+QUILL_API int sxdr_write_ip_af_safe(const ip_af_addr *source, uint32_t source_size, void *message,
+                                    uint32_t message_size, uint32_t *cursor);
+QUILL_API int sxdr_write_mac_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_bool_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                   uint32_t *cursor);
+QUILL_API int sxdr_write_s32_safe(const int32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+
+/* These write length bytes of source as a str, hex, str3 and hex_len32 element. No NUL is looked for. An empty str or
+ * hex is sent as such; an empty long one is refused with ENODATA. */
+QUILL_API int sxdr_write_str_safe(const char *source, uint32_t length, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
+                                  uint32_t *cursor);
+QUILL_API int sxdr_write_long_str_safe(const char *source, uint32_t length, void *message, uint32_t message_size,
+                                       uint32_t *cursor);
+QUILL_API int sxdr_write_long_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
+                                       uint32_t *cursor);
+
+/* --- Readers: (message, its length in bytes, cursor, destination, its capacity in bytes). The capacity must be at
+ * least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the tag.
+ * sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
+QUILL_API int sxdr_read_u8_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
+                                uint32_t capacity);
+QUILL_API int sxdr_read_u16_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint16_t *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_u32_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint32_t *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_u64_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint64_t *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_ip_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint32_t *out,
+                                uint32_t capacity);
+QUILL_API int sxdr_read_ipv6_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
+                                  uint32_t capacity);
+QUILL_API int sxdr_read_ip_af_safe(const void *message, uint32_t message_length, uint32_t *cursor, ip_af_addr *out,
+                                   uint32_t capacity);
+QUILL_API int sxdr_read_mac_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_bool_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
+                                  uint32_t capacity);
+QUILL_API int sxdr_read_s32_safe(const void *message, uint32_t message_length, uint32_t *cursor, int32_t *out,
+                                 uint32_t capacity);
+
+/* These read a str, hex, str3 and hex_len32 element. A text needs a capacity of its length + 1 and gets a NUL; data
+ * needs its length. The capacity is checked last. */
+QUILL_API int sxdr_read_str_safe(const void *message, uint32_t message_length, uint32_t *cursor, char *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
+                                 uint32_t capacity);
+QUILL_API int sxdr_read_long_str_safe(const void *message, uint32_t message_length, uint32_t *cursor, char *out,
+                                      uint32_t capacity);
+QUILL_API int sxdr_read_long_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
+                                      uint32_t capacity);
+
+/* These return the length of the text or data in the element at offset, without reading it. */
+QUILL_API int sxdr_read_str_size_safe(const void *message, uint32_t message_length, uint32_t offset);
+QUILL_API int sxdr_read_long_str_size_safe(const void *message, uint32_t message_length, uint32_t offset);
+QUILL_API int sxdr_read_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);
+QUILL_API int sxdr_read_long_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);
+
+/* sxdr_read_hex_malloc_safe reads a hex element into a new buffer (release it with free()), stores it in *out and its
+ * size in *size: the length, or 1 zeroed byte for an empty element. Returns the length, or -1 with errno as above or
+ * ENOMEM, and nothing stored. The cursor must not be null here: EINVAL. */
+QUILL_API int sxdr_read_hex_malloc_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t **out,
+                                        uint32_t *size);
+
+QUILL_END_DECLS
+
+#endif

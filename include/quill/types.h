@@ -1,0 +1,55 @@
+/* quill/types.h: the types and conventions that every family of libquill shares.
+ *
+ * What holds everywhere, unless a header says otherwise:
+ *
+ * Results      Containers answer 1 for done and 0 for not done (absent, already there, out of memory). Look-ups
+ *              answer the stored word, and 0 when there is none. Other queries answer -1 when they fail.
+ * Ownership    "new": the caller owns what is returned and releases it with the function named. "borrowed": the
+ *              library or a container keeps it; the text says how long it lasts. Arguments are only read and may go
+ *              away after the call, unless they are said to be "kept" (the pointer is stored) or "taken" (the library
+ *              frees it).
+ * Null         A pointer argument must not be null unless its function says what null means.
+ * Contracts    A call that breaks a documented contract ends the process through the C library's assertion report,
+ *              also in builds with NDEBUG: continuing would corrupt the program's own data.
+ * Threads      "reentrant" functions touch nothing but their arguments. An object (table, list, map) is used by one
+ *              thread at a time; different objects may be used by different threads at the same time.
+ * Byte order   MAC and IPv6 addresses are in transmission order, an IPv4 address in a uint32_t in network order as in
+ *              in_addr.s_addr. Bytes that leave the process are big-endian on every host.
+ *
+ * Every header compiles alone as C11 and as C++17 or later. Link with -lquill.
+ */
+#ifndef QUILL_TYPES_H
+#define QUILL_TYPES_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define QUILL_BEGIN_DECLS extern "C" {
+#define QUILL_END_DECLS }
+#else
+#define QUILL_BEGIN_DECLS
+#define QUILL_END_DECLS
+#endif
+
+/* QUILL_API marks what the shared object exports; everything else in it is hidden. */
+#define QUILL_API __attribute__((visibility("default")))
+
+QUILL_BEGIN_DECLS
+
+/* quill_word is a machine word: an unsigned number, or a pointer cast to one. It is 32 bits on the device and as wide
+ * as a pointer elsewhere. */
+typedef uintptr_t quill_word;
+
+/* The families of an ip_af_addr. They are Linux's AF_INET and AF_INET6, and also what stands on the wire. */
+enum { QUILL_AF_INET = 2, QUILL_AF_INET6 = 10 };
+
+/* ip_af_addr is an IP address with its family: 20 bytes. */
+typedef struct ip_af_addr {
+    uint16_t family;  /* QUILL_AF_INET or QUILL_AF_INET6, as a number of the host */
+    uint8_t zero[2];  /* must be zero */
+    uint8_t addr[16]; /* transmission order; IPv4 occupies the first 4 bytes and the other 12 must be zero */
+} ip_af_addr;
+
+QUILL_END_DECLS
+
+#endif

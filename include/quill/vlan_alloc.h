@@ -1,0 +1,86 @@
+/* quill/vlan_alloc.h: spreads wireless clients over the VLANs of a pool.
+ *
+ * A pool is an array of VLAN ids of any length; entries of 0 are empty slots. The assign functions choose a VLAN for a
+ * client: the one with the fewest users, or one by a hash of the client's MAC address, so that the same client lands in
+ * the same VLAN again. They only choose: the caller records the choice with vlan_alloc_update(id, 1, log) and gives it
+ * back with vlan_alloc_update(id, 0, log).
+ *
+ * Usage is counted from one, so that a VLAN that is known but unused (1) differs from one that is not known (0): seed
+ * the pool's VLANs with vlan_alloc_add(id, 1, log). A VLAN never seen counts as the least used of all; its first
+ * allocation stores 2.
+ *
+ * Diagnostics go to the caller's log function: level 1 for a missing table, a failed creation and a VLAN that a usage
+ * look-up does not find, level 0 for the trace of updates and for refused ones. The text is at most 127 characters, as
+ * in "vlan_alloc_update (vlan_alloc:140): Vlan Alloc  usage ; usage=1 vlan 20", and lasts until the function returns.
+ * Where a function logs as the last thing it does, it returns what log returned. A null log keeps everything silent.
+ *
+ * The usage table is one for the process and has no lock: all calls come from one thread, or under the caller's lock.
+ *
+ *     vlan_alloc_init(log);
+ *     for (i = 0; i < n; i++)
+ *         vlan_alloc_add(pool[i], 1, log);
+ *     vlan = vlan_alloc_assign_leastUsed(pool, n, log);
+ *     vlan_alloc_update(vlan, 1, log);                    // the client came
+ *     vlan_alloc_update(vlan, 0, log);                    // the client left
+ *     vlan_alloc_exit();
+ */
+#ifndef QUILL_VLAN_ALLOC_H
+#define QUILL_VLAN_ALLOC_H
+
+#include <quill/hash.h>
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* vlan_alloc_log receives a level (0 or 1) and a message. */
+typedef quill_word (*vlan_alloc_log)(unsigned level, const char *message);
+
+/* vlanPool_usage_hash_table maps VLAN ids to usages; null before vlan_alloc_init and after vlan_alloc_exit. Programs
+ * may look into it: HashFind(vlanPool_usage_hash_table, vlan) is the usage. */
+extern QUILL_API sHash *vlanPool_usage_hash_table;
+
+/* vlan_alloc_init creates the usage table and returns it as a word; without memory it returns what log returned, or 0,
+ * and vlanPool_usage_hash_table is null. Calling it again replaces the table without destroying the first. */
+QUILL_API quill_word vlan_alloc_init(vlan_alloc_log log);
+
+/* vlan_alloc_exit destroys the usage table, if there is one. */
+QUILL_API void vlan_alloc_exit(void);
+
+/* vlan_alloc_print writes every VLAN with its usage to standard error. */
+QUILL_API void vlan_alloc_print(void);
+
+/* vlan_alloc_add makes a VLAN known with a usage, normally 1. Returns 1, or 0 when it is known or memory ran out. */
+QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_log log);
+
+/* vlan_alloc_release forgets a VLAN, whatever its usage. Returns 1, or 0 when it was not known. */
+QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
+
+/* vlan_alloc_update counts one user more on a VLAN (allocate not 0) or one fewer (0). Usage never falls below 1: such a
+ * release, and one of a VLAN that is not known, changes nothing and is logged. Returns, for an allocation, what log
+ * returned, or without a log 1 (0 when memory ran out); for a release 1, or what log returned when nothing was changed,
+ * or without a log the usage found. */
+QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log log);
+
+/* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), the first of several; 0
+ * when there is none. Deliberately a list with just one VLAN gives list[0] as it stands: 0 when that slot is empty.
+ * Costs two look-ups for every entry. */
+QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
+
+/* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark, or over
+ * all when it marks every one; a list with just one VLAN gives list[0] whatever the filter. The filter has the
+ * VMAP_WORDS words of a vmap. Returns 0 for a null filter. */
+QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
+                                                      const uint32_t *filter);
+
+/* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes): of the n VLANs in list,
+ * the one at the XOR of the six bytes modulo n; 0 when there is none. */
+QUILL_API uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac);
+
+/* vlan_alloc_assign_hashBased_filter is vlan_alloc_assign_hashBased over the VLANs that filter does not mark, or over
+ * all when it marks every one. Returns 0 for a null filter. */
+QUILL_API uint32_t vlan_alloc_assign_hashBased_filter(const uint16_t *list, uint32_t count, const void *mac,
+                                                      const uint32_t *filter);
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,133 @@
+/* quill/vmap.h: a set of VLAN ids (IEEE 802.1Q, 1 to 4094) as a bitmap, shared by reference counting.
+ *
+ * A map is 4,096 bits, a reference count and a cached text: 520 bytes on the device. Holders share one map with
+ * vmap_clone; each releases its own reference with vmap_free. A function that changes bits takes the holder's handle:
+ * when the map is shared it first makes a private copy and stores that in the handle (copy on modify), so other holders
+ * never see the change.
+ *
+ *     vmap *pool = vmap_from_string("10-20,30");
+ *     if (pool && vmap_delete_range(&pool, 15, 15))
+ *         puts(vmap_to_string(pool));                     // 10-14,16-20,30
+ *     vmap_free(pool);
+ *
+ * Range text, as vmap_from_string and vmap_validate_string accept it: "0" for no id, "all" (in any case) for 1-4094, or
+ * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are fine; blanks, signs, empty items, an id of
+ * 0 or above 4094 and a range that runs downwards are not. Order does not matter and items may overlap.
+ *
+ * A map is used by one thread at a time, shared ones included: the count is a plain number. Functions do not check for
+ * a null map, except where they say so.
+ */
+#ifndef QUILL_VMAP_H
+#define QUILL_VMAP_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+enum {
+    VMAP_WORDS = 128,  /* 32-bit words of a map: id v is bit v % 32, from the low end, of word v / 32 */
+    VMAP_FIRST_ID = 1, /* the ids that are VLANs; bits 0 and 4095 are never in a text */
+    VMAP_LAST_ID = 4094,
+    VMAP_RANGE_STR_SIZE = 1024 /* bytes of vmap_to_range_str's buffer */
+};
+
+/* vmap is public so that its words can be read, as the filter of quill/vlan_alloc.h for one. Only the functions below
+ * change it. */
+typedef struct vmap {
+    uint32_t words[VMAP_WORDS]; /* the ids */
+    int32_t references;         /* holders; 1 after vmap_alloc */
+    char *text;                 /* what vmap_to_string returned, owned by the map; null when the bits changed since */
+} vmap;
+
+/* vmap_alloc returns a new empty map with one reference, or null when out of memory. Release it with vmap_free. */
+QUILL_API vmap *vmap_alloc(void);
+
+/* vmap_free drops one reference; the last one frees the map and its text. */
+QUILL_API void vmap_free(vmap *map);
+
+/* vmap_clone adds a reference and returns the same map; release it with vmap_free. */
+QUILL_API vmap *vmap_clone(vmap *map);
+
+/* vmap_copy_on_modify returns map itself when it has exactly one reference, else a new map with the same bits, one
+ * reference and no text; null when out of memory. The references of map stay as they are. */
+QUILL_API vmap *vmap_copy_on_modify(vmap *map);
+
+/* The functions that change *map return 1, or 0 with everything unchanged when a copy was needed and memory ran out. */
+
+/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. Bits 0 to 4095 can be named; what lies
+ * beyond is ignored. */
+QUILL_API int vmap_add_range(vmap **map, int32_t first, int32_t last);
+QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
+
+/* vmap_merge adds the ids of other, vmap_exclude removes them. */
+QUILL_API int vmap_merge(vmap **map, const vmap *other);
+QUILL_API int vmap_exclude(vmap **map, const vmap *other);
+
+/* vmap_invert turns every one of the 4,096 bits over, 0 and 4095 too: the inverse of an empty map is not empty to
+ * vmap_is_empty even after 1-4094 is removed from it. */
+QUILL_API int vmap_invert(vmap **map);
+
+/* vmap_set_bits replaces all bits by the VMAP_WORDS words. */
+QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
+
+/* vmap_clear empties *map in place when it has one reference. A shared one is replaced in the handle by a new empty
+ * map, and deliberately its count is not lowered: the reference that this handle had stays with the other holders, who
+ * release it with one more vmap_free. */
+QUILL_API int vmap_clear(vmap **map);
+
+/* vmap_clear_string forgets the cached text and frees it. */
+QUILL_API void vmap_clear_string(vmap *map);
+
+/* vmap_to_string returns the ids as range text, "0" for none: borrowed, until the map changes or is freed. Null when
+ * out of memory. Kept in the map, so a second call costs nothing. */
+QUILL_API const char *vmap_to_string(vmap *map);
+
+/* vmap_from_string returns a new map of the ids in text (release it with vmap_free); null for a null, empty or invalid
+ * text, or when out of memory. */
+QUILL_API vmap *vmap_from_string(const char *text);
+
+/* vmap_validate_string returns 1 when vmap_from_string would accept text, else 0. */
+QUILL_API int vmap_validate_string(const char *text);
+
+/* vmap_to_range_str returns the ids as range text, or with invert the ids of 1 to 4094 that are not in the map; "" for
+ * none. A null map is an empty one. The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes: the next
+ * call overwrites it, and a longer text is cut at 1,023 characters. Deliberately a map whose reference count is 0
+ * counts as empty, and one whose count is 4094 as full. Not for several threads: use vmap_to_string. */
+QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
+
+/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h: a bool 1 and the range text when that str element
+ * is shorter than 640 bytes, else a bool 0 and the 128 words as u32 elements (643 bytes). Returns the bytes written,
+ * which vmap_sxdr_size tells beforehand. */
+QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
+
+/* vmap_sxdr_read replaces the bits of map (not shared) by those of a message in which the elements are known to be
+ * complete: lengths are not checked against its end. Returns the bytes consumed, or 0 when an element is of another
+ * kind, a text has 640 bytes or more, or a text is invalid; in the last case the map holds the items before the fault,
+ * in the first the words before it. */
+QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);
+
+/* vmap_sxdr_size returns the bytes that vmap_sxdr_write will write, at most 643. */
+QUILL_API uint32_t vmap_sxdr_size(vmap *map);
+
+/* vmap_compare returns 0 when both maps have the same bits or both are null, 1 when just one is null, else what
+ * memcmp over the words gives. */
+QUILL_API int vmap_compare(const vmap *a, const vmap *b);
+
+/* vmap_is_empty returns 1 when none of the 4,096 bits is set, else 0. */
+QUILL_API int vmap_is_empty(const vmap *map);
+
+/* vlan_idx_validate returns 1 when text is a VLAN id, 1 to 4 digits of a number from 1 to 4094, else 0 (null too). */
+QUILL_API int vlan_idx_validate(const char *text);
+
+/* bitid_init returns a new array of bits for n ids, bit k being bit k % 8 of byte k / 8, a set bit meaning in use; null
+ * when out of memory. The ids are 0 to n - 1; with a non-null reserve_zero they are 1 to n and bit 0 is in use. The
+ * bits behind the last id are in use too, so a search for a clear bit may go byte by byte. Release it with
+ * bitid_finish. */
+QUILL_API uint8_t *bitid_init(uint32_t n, const void *reserve_zero);
+
+/* bitid_finish frees the array (taken); null is fine. */
+QUILL_API void bitid_finish(uint8_t *ids);
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,119 @@
+#include <quill/idx_table.h>
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <bit>
+
+#include "base/contract.h"
+
+// How it works
+//
+//     summary   bit b set: bucket b has a free index
+//     buckets   bit k of bucket b set: the index at offset 64 b + k from first is free
+//
+// The lowest set bit of the summary and then of that bucket is the free index nearest to first. Bits behind the last
+// index are never set.
+
+struct idx_table {
+    uint16_t first;
+    uint16_t last;
+    uint64_t summary;
+
+    uint64_t *buckets() { return reinterpret_cast<uint64_t *>(this + 1); }
+};
+static_assert(sizeof(idx_table) == 16, "the buckets follow the summary without a gap");
+
+namespace {
+
+using quill::require;
+
+constexpr uint32_t kPerBucket = 64;
+constexpr uint32_t kMaxIndices = 64 * kPerBucket;  // what one summary word covers
+
+constexpr uint64_t low_bits(uint32_t count) { return count == 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
+
+idx_table &checked(idx_table *table, const char *function) {
+    require(table != nullptr, {"idx_table", "idx_table", 100, function});
+    return *table;
+}
+
+// One index, by its place in the table.
+struct Slot {
+    uint64_t &summary;
+    uint64_t &bucket;
+    uint64_t summary_mask;
+    uint64_t local_mask;
+
+    Slot(idx_table &table, uint32_t offset)
+        : summary(table.summary),
+          bucket(table.buckets()[offset / kPerBucket]),
+          summary_mask(uint64_t{1} << offset / kPerBucket),
+          local_mask(uint64_t{1} << offset % kPerBucket) {}
+
+    bool is_free() const { return bucket & local_mask; }
+    void take() {
+        bucket &= ~local_mask;
+        if (bucket == 0) summary &= ~summary_mask;
+    }
+    void give_back() {
+        bucket |= local_mask;
+        summary |= summary_mask;
+    }
+};
+
+// How far index lies behind first in the table's direction; false outside the range. An index on the wrong side of
+// first wraps to an offset far beyond every range.
+bool offset_of(const idx_table &table, uint32_t index, uint32_t &offset) {
+    const bool down = table.first > table.last;
+    const uint32_t span = down ? table.first - table.last : table.last - table.first;
+    offset = down ? table.first - index : index - table.first;
+    return offset <= span;
+}
+
+}  // namespace
+
+idx_table *idx_table_create(uint32_t first, uint32_t last) {
+    if (first > UINT16_MAX || last > UINT16_MAX) return nullptr;
+    const uint32_t count = std::max(first, last) - std::min(first, last) + 1;
+    if (count > kMaxIndices) return nullptr;
+    const uint32_t buckets = (count + kPerBucket - 1) / kPerBucket;
+    auto *table = static_cast<idx_table *>(malloc(sizeof(idx_table) + buckets * sizeof(uint64_t)));
+    if (!table) return nullptr;
+    *table = {static_cast<uint16_t>(first), static_cast<uint16_t>(last), low_bits(buckets)};
+    std::fill_n(table->buckets(), buckets, low_bits(kPerBucket));
+    table->buckets()[buckets - 1] = low_bits(count - (buckets - 1) * kPerBucket);
+    return table;
+}
+
+void idx_table_free(idx_table *table) { free(table); }
+
+int idx_table_index_alloc(idx_table *table, uint16_t *out) {
+    idx_table &t = checked(table, __func__);
+    if (t.summary == 0) return -1;
+    const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
+    const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(t.buckets()[bucket]));
+    Slot(t, offset).take();
+    *out = static_cast<uint16_t>(t.first > t.last ? t.first - offset : t.first + offset);
+    return 0;
+}
+
+int idx_table_index_free(idx_table *table, uint32_t index) {
+    idx_table &t = checked(table, __func__);
+    uint32_t offset;
+    if (!offset_of(t, index, offset)) return -1;
+    Slot slot(t, offset);
+    require(!slot.is_free(), {"!(idx_table->table_bucket[bucket] & local_mask)", "idx_table", 176, __func__});
+    slot.give_back();
+    return 0;
+}
+
+int idx_table_index_reserve(idx_table *table, uint32_t index) {
+    idx_table &t = checked(table, __func__);
+    uint32_t offset;
+    if (!offset_of(t, index, offset)) return -1;
+    Slot slot(t, offset);
+    if (!slot.is_free()) return -1;
+    slot.take();
+    return 0;
+}

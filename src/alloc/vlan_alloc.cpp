@@ -1,0 +1,197 @@
+#include <quill/vlan_alloc.h>
+
+#include <stdarg.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <span>
+
+#include <quill/vmap.h>
+
+// The usages of the process, unguarded: VLAN id to users + 1.
+sHash *vlanPool_usage_hash_table;
+
+namespace {
+
+enum Level : unsigned { kTrace = 0, kFault = 1 };
+
+constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
+
+// The caller's log function, and the operation that speaks. A call formats "function (vlan_alloc:line): text" and gives
+// what the caller's function returned, or otherwise when there is none. The lines are part of the messages: support
+// staff search logs for them.
+class Log {
+public:
+    Log(vlan_alloc_log sink, const char *function) : sink_(sink), function_(function) {}
+
+    __attribute__((format(printf, 5, 6))) quill_word operator()(Level level, int line, quill_word otherwise,
+                                                                const char *format, ...) const {
+        if (!sink_) return otherwise;
+        char message[128];
+        const int head = snprintf(message, sizeof message, "%s (vlan_alloc:%d): ", function_, line);
+        va_list arguments;
+        va_start(arguments, format);
+        vsnprintf(message + head, sizeof message - static_cast<size_t>(head), format, arguments);
+        va_end(arguments);
+        return sink_(level, message);
+    }
+
+private:
+    vlan_alloc_log sink_;
+    const char *function_;
+};
+
+quill_word usage_of(uint32_t vlan, vlan_alloc_log sink) {
+    const Log log(sink, "vlan_alloc_get");
+    if (!vlanPool_usage_hash_table) {
+        log(kFault, 167, 0, "%s", kNoTable);
+        return 0;
+    }
+    const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
+    if (usage == 0) log(kFault, 173, 0, "Vlan Alloc failed: vlan id not found, usage=%d, vlan_id=%d", 0, int(vlan));
+    return usage;
+}
+
+quill_word take(uint32_t vlan, const Log &log) {
+    const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
+    const int done = usage ? HashUpdateKeyAndValue(vlanPool_usage_hash_table, vlan, usage + 1)
+                           : HashInsertKeyAndValue(vlanPool_usage_hash_table, vlan, 2);
+    return log(kTrace, 140, static_cast<quill_word>(done), "Vlan Alloc  usage ; usage=%d vlan %d", int(usage),
+               int(vlan));
+}
+
+quill_word give_back(uint32_t vlan, const Log &log) {
+    const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
+    if (usage == 0) return log(kTrace, 153, 0, "Vlan Alloc failed: vlanid doesn't exist; vlan_id=%d", int(vlan));
+    log(kTrace, 144, 0, "Vlan Alloc  usage ; usage=%d vlan %d", int(usage), int(vlan));
+    if (usage == 1)
+        return log(kTrace, 149, usage, "Vlan Alloc failed: usage incorrect; usage=%d vlan_id %d", int(usage),
+                   int(vlan));
+    return static_cast<quill_word>(HashUpdateKeyAndValue(vlanPool_usage_hash_table, vlan, usage - 1));
+}
+
+// --- choosing. A pool is a list of entries in which 0 is an empty slot.
+
+using Pool = std::span<const uint16_t>;
+
+bool any(uint16_t vlan) { return vlan != 0; }
+
+// The VLANs that a filter, a bitmap in the layout of a vmap, leaves. Ids beyond the bitmap are never marked.
+struct NotMarked {
+    const uint32_t *filter;
+
+    bool operator()(uint16_t vlan) const {
+        const bool marked = vlan / 32u < VMAP_WORDS && (filter[vlan / 32u] >> vlan % 32u & 1);
+        return any(vlan) && !marked;
+    }
+};
+
+template <typename Usable>
+uint32_t count_of(Pool pool, Usable usable) {
+    return static_cast<uint32_t>(std::count_if(pool.begin(), pool.end(), usable));
+}
+
+// The first entry with the smallest usage. Both usages are looked up for every comparison: each look-up of a VLAN that
+// is not known is logged.
+template <typename Usable>
+uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
+    uint32_t best = 0;
+    for (const uint16_t vlan : pool) {
+        if (!usable(vlan)) continue;
+        if (best == 0) {
+            best = vlan;
+            continue;
+        }
+        const quill_word best_usage = usage_of(best, log);
+        if (best_usage > usage_of(vlan, log)) best = vlan;
+    }
+    return best;
+}
+
+template <typename Usable>
+uint32_t entry_number(Pool pool, Usable usable, uint32_t k) {
+    for (const uint16_t vlan : pool)
+        if (usable(vlan) && k-- == 0) return vlan;
+    return 0;
+}
+
+template <typename Usable>
+uint32_t by_hash(Pool pool, Usable usable, const void *mac) {
+    const uint32_t count = count_of(pool, usable);
+    if (count == 0) return 0;
+    const auto *m = static_cast<const uint8_t *>(mac);
+    const uint32_t hash = m[0] ^ m[1] ^ m[2] ^ m[3] ^ m[4] ^ m[5];
+    return entry_number(pool, usable, hash % count);
+}
+
+}  // namespace
+
+quill_word vlan_alloc_init(vlan_alloc_log log) {
+    vlanPool_usage_hash_table = _HashCreate(23, __func__, __LINE__);
+    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 52, 0, "Hash creation failed");
+    return reinterpret_cast<quill_word>(vlanPool_usage_hash_table);
+}
+
+void vlan_alloc_exit(void) {
+    if (vlanPool_usage_hash_table) HashDestroy(vlanPool_usage_hash_table);
+    vlanPool_usage_hash_table = nullptr;
+}
+
+void vlan_alloc_print(void) {
+    sHash *table = vlanPool_usage_hash_table;
+    if (!table) {
+        fprintf(stderr, "%s: vlanPool_usage_hash_table is NULL\n", __func__);
+        return;
+    }
+    fprintf(stderr, "%s: Print VLAN POOL Usage ...... \n", __func__);
+    HashGet(table, HASH_OP_FIRST, 0);
+    while (const quill_word vlan = HashGet(table, HASH_OP_NEXT, HASH_SEL_KEY))
+        fprintf(stderr, "%s: vlan_id = %d, usage = %d \n", __func__, int(vlan), int(HashFind(table, vlan)));
+}
+
+quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_log log) {
+    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 98, 0, "%s", kNoTable);
+    return static_cast<quill_word>(HashInsertKeyAndValue(vlanPool_usage_hash_table, vlan, usage));
+}
+
+quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log) {
+    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 114, 0, "%s", kNoTable);
+    return static_cast<quill_word>(HashRemove(vlanPool_usage_hash_table, vlan));
+}
+
+quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log sink) {
+    const Log log(sink, __func__);
+    if (!vlanPool_usage_hash_table) return log(kFault, 131, 0, "%s", kNoTable);
+    return allocate ? take(vlan, log) : give_back(vlan, log);
+}
+
+uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log) {
+    const Pool pool(list, count);
+    switch (count_of(pool, any)) {
+        case 0: return 0;
+        case 1: return pool[0];  // as it stands, also when the one VLAN is in another slot
+        default: return least_used(pool, any, log);
+    }
+}
+
+uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
+                                            const uint32_t *filter) {
+    if (!filter) return 0;
+    const Pool pool(list, count);
+    const NotMarked not_marked{filter};
+    if (count_of(pool, any) < 2 || count_of(pool, not_marked) == 0)
+        return vlan_alloc_assign_leastUsed(list, count, log);
+    return least_used(pool, not_marked, log);
+}
+
+uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac) {
+    return by_hash(Pool(list, count), any, mac);
+}
+
+uint32_t vlan_alloc_assign_hashBased_filter(const uint16_t *list, uint32_t count, const void *mac,
+                                            const uint32_t *filter) {
+    if (!filter) return 0;
+    const Pool pool(list, count);
+    const NotMarked not_marked{filter};
+    return count_of(pool, not_marked) ? by_hash(pool, not_marked, mac) : by_hash(pool, any, mac);
+}

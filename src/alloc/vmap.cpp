@@ -1,0 +1,344 @@
+#include <quill/vmap.h>
+
+#include <assert.h>
+#include <quill/sxdr.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+
+#include "base/memory.h"
+
+// How it works
+//
+// Everything that lists ids goes through for_each_run(), which finds the ends of runs a word at a time; everything that
+// changes bits goes through modify(), which makes the private copy and drops the text; everything that reads range text
+// goes through parse_ranges().
+
+namespace {
+
+constexpr int32_t kLastBit = VMAP_WORDS * 32 - 1;
+constexpr uint32_t kEndId = VMAP_LAST_ID + 1;
+
+// On the wire, a str element of at most this size carries the text; anything longer goes as words, which take just as
+// much room as the smallest str element that does not.
+constexpr uint32_t kLongestStrElement = 639;
+constexpr uint32_t kBoolSize = 3;
+constexpr uint32_t kWordsSize = VMAP_WORDS * 5;
+
+// --- bits
+
+// Calls change(word, mask) for every word that holds some of the bits first to last.
+template <typename Change>
+void for_each_word(uint32_t *words, int32_t first, int32_t last, Change change) {
+    last = std::min(last, kLastBit);
+    for (int32_t bit = std::max(first, 0); bit <= last; bit = (bit | 31) + 1) {
+        const int32_t end = std::min(last, bit | 31);
+        change(words[bit / 32], ~0u << (bit & 31) & ~0u >> (31 - (end & 31)));
+    }
+}
+
+void set_range(uint32_t *words, int32_t first, int32_t last) {
+    for_each_word(words, first, last, [](uint32_t &word, uint32_t mask) { word |= mask; });
+}
+
+// The first VLAN id at or above from whose bit, XORed with flip, is set; kEndId when there is none.
+uint32_t next_member(const uint32_t *words, uint32_t flip, uint32_t from) {
+    uint32_t mask = ~0u << from % 32;
+    for (uint32_t i = from / 32; i < VMAP_WORDS; i++, mask = ~0u)
+        if (const uint32_t members = (words[i] ^ flip) & mask)
+            return std::min(kEndId, i * 32 + static_cast<uint32_t>(std::countr_zero(members)));
+    return kEndId;
+}
+
+// Calls visit(first, last) for every longest run of VLAN ids whose bits, XORed with flip, are set.
+template <typename Visit>
+void for_each_run(const uint32_t *words, uint32_t flip, Visit visit) {
+    for (uint32_t id = VMAP_FIRST_ID; (id = next_member(words, flip, id)) < kEndId;) {
+        const uint32_t end = next_member(words, ~flip, id);
+        visit(id, end - 1);
+        id = end;
+    }
+}
+
+// --- text out
+
+// Builds a text in a buffer, which must have room for a NUL; what does not fit is cut off.
+class BoundedText {
+public:
+    BoundedText(char *buffer, size_t size) : start_(buffer), at_(buffer), end_(buffer + size - 1) { *at_ = '\0'; }
+
+    void add_run(uint32_t first, uint32_t last) {
+        if (at_ != start_) add(',');
+        add(first);
+        if (last == first) return;
+        add('-');
+        add(last);
+    }
+
+private:
+    void add(char c) {
+        if (at_ == end_) return;
+        *at_++ = c;
+        *at_ = '\0';
+    }
+    void add(uint32_t number) {
+        char digits[10];
+        const char *digits_end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+        for (const char *c = digits; c != digits_end; c++) add(*c);
+    }
+
+    char *start_;
+    char *at_;
+    char *end_;
+};
+
+char *new_text(const uint32_t *words) {
+    size_t size = 1;
+    for_each_run(words, 0, [&](uint32_t first, uint32_t last) {
+        size += first == last ? sizeof "4094" : sizeof "4093-4094";  // the NULs are the commas' room
+    });
+    if (size == 1) return strdup("0");
+    auto text = quill::new_zeroed<char>(size);
+    if (!text) return nullptr;
+    BoundedText out(text.get(), size);
+    for_each_run(words, 0, [&](uint32_t first, uint32_t last) { out.add_run(first, last); });
+    return text.release();
+}
+
+// --- text in
+
+// Calls add(first, last) for every item of a range text, up to the first fault. False when there is one.
+template <typename Add>
+bool parse_ranges(const char *text, Add add) {
+    if (strcmp(text, "0") == 0) return true;
+    if (strcasecmp(text, "all") == 0) {
+        add(VMAP_FIRST_ID, VMAP_LAST_ID);
+        return true;
+    }
+    int32_t start = 0;  // of a range; 0 while there is none
+    int32_t number = 0;
+    for (;; text++) {
+        if (*text >= '0' && *text <= '9') {
+            number = number * 10 + (*text - '0');
+            if (number > VMAP_LAST_ID) return false;
+            continue;
+        }
+        if (number == 0) return false;  // missing, or the id 0
+        if (*text == '-' && start == 0) {
+            start = number;
+            number = 0;
+            continue;
+        }
+        if ((*text != ',' && *text != '\0') || start > number) return false;
+        add(start ? start : number, number);
+        if (*text == '\0') return true;
+        start = number = 0;
+    }
+}
+
+// --- sharing
+
+vmap *copy_of(const vmap &map) {
+    vmap *copy = vmap_alloc();
+    if (copy) std::copy_n(map.words, VMAP_WORDS, copy->words);
+    return copy;
+}
+
+template <typename Change>
+int modify(vmap **map, Change change) {
+    vmap *own = vmap_copy_on_modify(*map);
+    if (!own) return 0;
+    if (own != *map) vmap_free(*map);
+    change(own->words);
+    vmap_clear_string(own);
+    *map = own;
+    return 1;
+}
+
+uint32_t read_words(uint32_t *words, const uint8_t *source) {
+    for (uint32_t i = 0; i < VMAP_WORDS; i++, source += sxdr_size_u32())
+        if (!sxdr_read_u32(&words[i], source)) return 0;
+    return kWordsSize;
+}
+
+uint32_t read_text(uint32_t *words, const uint8_t *source) {
+    const uint32_t length = sxdr_read_str_size(source);
+    char text[kLongestStrElement + 1];
+    if (length >= sizeof text) return 0;  // another kind of element gives the largest length of all
+    const uint32_t consumed = sxdr_read_str(text, source);
+    std::fill_n(words, VMAP_WORDS, 0u);
+    return parse_ranges(text, [&](int32_t first, int32_t last) { set_range(words, first, last); }) ? consumed : 0;
+}
+
+}  // namespace
+
+// --- sharing
+
+vmap *vmap_alloc(void) {
+    vmap *map = quill::new_zeroed<vmap>().release();
+    if (map) map->references = 1;
+    return map;
+}
+
+void vmap_free(vmap *map) {
+    assert(map->references > 0 && "freed more often than it was cloned");
+    if (--map->references != 0) return;
+    vmap_clear_string(map);
+    free(map);
+}
+
+vmap *vmap_clone(vmap *map) {
+    map->references++;
+    return map;
+}
+
+vmap *vmap_copy_on_modify(vmap *map) { return map->references == 1 ? map : copy_of(*map); }
+
+// --- changing bits
+
+int vmap_add_range(vmap **map, int32_t first, int32_t last) {
+    return modify(map, [=](uint32_t *words) { set_range(words, first, last); });
+}
+
+int vmap_delete_range(vmap **map, int32_t first, int32_t last) {
+    return modify(map, [=](uint32_t *words) {
+        for_each_word(words, first, last, [](uint32_t &word, uint32_t mask) { word &= ~mask; });
+    });
+}
+
+int vmap_merge(vmap **map, const vmap *other) {
+    return modify(map, [=](uint32_t *words) {
+        for (int i = 0; i < VMAP_WORDS; i++) words[i] |= other->words[i];
+    });
+}
+
+int vmap_exclude(vmap **map, const vmap *other) {
+    return modify(map, [=](uint32_t *words) {
+        for (int i = 0; i < VMAP_WORDS; i++) words[i] &= ~other->words[i];
+    });
+}
+
+int vmap_invert(vmap **map) {
+    return modify(map, [](uint32_t *words) {
+        for (int i = 0; i < VMAP_WORDS; i++) words[i] = ~words[i];
+    });
+}
+
+int vmap_set_bits(vmap **map, const uint32_t *bits) {
+    return modify(map, [=](uint32_t *words) { std::copy_n(bits, VMAP_WORDS, words); });
+}
+
+int vmap_clear(vmap **map) {
+    if ((*map)->references >= 2) {
+        // The old map's count stays as it is: its other holders own this handle's reference from now on.
+        vmap *fresh = vmap_alloc();
+        if (!fresh) return 0;
+        *map = fresh;
+        return 1;
+    }
+    std::fill_n((*map)->words, VMAP_WORDS, 0u);
+    vmap_clear_string(*map);
+    return 1;
+}
+
+// --- text
+
+void vmap_clear_string(vmap *map) {
+    free(map->text);
+    map->text = nullptr;
+}
+
+const char *vmap_to_string(vmap *map) {
+    if (!map->text) map->text = new_text(map->words);
+    return map->text;
+}
+
+vmap *vmap_from_string(const char *text) {
+    if (!text) return nullptr;
+    vmap *map = vmap_alloc();
+    if (!map) return nullptr;
+    if (parse_ranges(text, [&](int32_t first, int32_t last) { set_range(map->words, first, last); })) return map;
+    vmap_free(map);
+    return nullptr;
+}
+
+int vmap_validate_string(const char *text) {
+    return text && parse_ranges(text, [](int32_t, int32_t) {});
+}
+
+const char *vmap_to_range_str(const vmap *map, int invert) {
+    static char text[VMAP_RANGE_STR_SIZE];
+    static constexpr uint32_t kEmpty[VMAP_WORDS] = {};
+    // The count tells an unused record (0) and a full one (as many as there are VLANs) without a look at the bits.
+    const bool full = map && map->references == VMAP_LAST_ID;
+    const bool scanned = map && map->references != 0 && !full;
+    const uint32_t flip = (invert != 0) != full ? ~0u : 0;
+    BoundedText out(text, sizeof text);
+    for_each_run(scanned ? map->words : kEmpty, flip, [&](uint32_t first, uint32_t last) { out.add_run(first, last); });
+    return text;
+}
+
+// --- messages
+
+uint32_t vmap_sxdr_write(vmap *map, void *buffer) {
+    auto *at = static_cast<uint8_t *>(buffer);
+    const char *text = vmap_to_string(map);
+    if (text && sxdr_size_str(text) <= kLongestStrElement) {
+        at += sxdr_write_bool(1, at);
+        return kBoolSize + sxdr_write_str(text, at);
+    }
+    at += sxdr_write_bool(0, at);
+    for (const uint32_t word : map->words) at += sxdr_write_u32(word, at);
+    return kBoolSize + kWordsSize;
+}
+
+uint32_t vmap_sxdr_read(vmap *map, const void *buffer) {
+    auto *at = static_cast<const uint8_t *>(buffer);
+    uint8_t as_text;
+    if (!sxdr_read_bool(&as_text, at)) return 0;
+    vmap_clear_string(map);
+    const uint32_t consumed = as_text ? read_text(map->words, at + kBoolSize) : read_words(map->words, at + kBoolSize);
+    return consumed ? kBoolSize + consumed : 0;
+}
+
+uint32_t vmap_sxdr_size(vmap *map) {
+    const char *text = vmap_to_string(map);
+    const uint32_t size = text ? sxdr_size_str(text) : kWordsSize;
+    return kBoolSize + (size <= kLongestStrElement ? size : kWordsSize);
+}
+
+// --- queries
+
+int vmap_compare(const vmap *a, const vmap *b) {
+    if (!a || !b) return a != b;
+    return memcmp(a->words, b->words, sizeof a->words);
+}
+
+int vmap_is_empty(const vmap *map) {
+    return std::all_of(map->words, map->words + VMAP_WORDS, [](uint32_t word) { return word == 0; });
+}
+
+int vlan_idx_validate(const char *text) {
+    if (!text) return 0;
+    const size_t length = strnlen(text, 5);
+    int id = 0;
+    const auto [end, error] = std::from_chars(text, text + length, id);
+    return length <= 4 && *text != '-' && error == std::errc() && end == text + length && id >= VMAP_FIRST_ID &&
+           id <= VMAP_LAST_ID;
+}
+
+uint8_t *bitid_init(uint32_t n, const void *reserve_zero) {
+    const uint64_t bits = uint64_t{n} + (reserve_zero ? 1 : 0);
+    const auto size = static_cast<size_t>((bits + 7) / 8);
+    auto *ids = quill::new_zeroed<uint8_t>(std::max<size_t>(size, 1)).release();
+    if (!ids) return nullptr;
+    if (bits % 8 != 0) ids[size - 1] = static_cast<uint8_t>(0xff << bits % 8);
+    if (reserve_zero) ids[0] |= 1;
+    return ids;
+}
+
+void bitid_finish(uint8_t *ids) { free(ids); }

@@ -1,0 +1,23 @@
+// Heap memory with an owner, from the C library's malloc: what the library hands out is released with free().
+#pragma once
+
+#include <stdlib.h>
+
+#include <memory>
+
+namespace quill {
+
+struct Free {
+    void operator()(void *memory) const { free(memory); }
+};
+
+template <typename T>
+using Owned = std::unique_ptr<T, Free>;
+
+// n zeroed objects, null when memory runs out. T must be happy with all bits zero and need no destructor.
+template <typename T>
+[[nodiscard]] Owned<T> new_zeroed(size_t n = 1) {
+    return Owned<T>(static_cast<T *>(calloc(n, sizeof(T))));
+}
+
+}  // namespace quill

@@ -1,0 +1,238 @@
+#include <quill/list.h>
+
+#include <assert.h>
+#include <stdlib.h>
+
+#include <utility>
+
+#include "base/contract.h"
+#include "base/memory.h"
+
+// How it works
+//
+//     list:  head ──▶ node ◀──▶ node ◀──▶ node ◀── tail          count = 3
+//                              cursor ──▲
+//
+// The ends' outer links are null. Three primitives carry the family: link_between() puts a node between two
+// neighbours, unlink() takes one out, and find() walks from the head. Whoever links puts the cursor on the new node;
+// unlink() moves it off the node that goes away, so the cursor is always null or a member.
+
+struct sListNode {
+    void *objPtr;  // never null
+    sListNode *next;
+    sListNode *prev;
+};
+
+struct sList {
+    sListNode *head;
+    sListNode *tail;
+    sListNode *cursor;  // what the next step of ListGet returns
+    uint32_t count;
+};
+
+namespace {
+
+using quill::require;
+
+constexpr quill::Contract kInsertObject = {"objPtr", "list", 117, "ListInsert"};
+constexpr quill::Contract kInsertAtObject = {"objPtr", "list", 155, "ListInsertAt"};
+constexpr quill::Contract kInsertSortedObject = {"objPtr", "list", 290, "ListInsertSorted"};
+constexpr quill::Contract kCompareResult = {"-1 <= order && order <= 1", "list", 300, "ListInsertSorted"};
+constexpr quill::Contract kGetObject = {"node->objPtr", "list", 231, "ListGetR"};
+constexpr quill::Contract kGetCursor = {"cursor", "list", 220, "ListGetR"};
+constexpr quill::Contract kAppendToItself = {"destination != source", "list", 480, "ListAppend"};
+constexpr quill::Contract kInsertRNObject = {"objPtr", "list", 539, "ListInsertRN"};
+constexpr quill::Contract kRemoveNodeList = {"list", "list", 570, "ListRemoveNode"};
+constexpr quill::Contract kRemoveNodePrev = {"node->prev", "list", 582, "ListRemoveNode"};
+constexpr quill::Contract kRemoveNodeNext = {"node->next", "list", 583, "ListRemoveNode"};
+
+using NodeOwner = quill::Owned<sListNode>;
+
+NodeOwner new_node(void *object, const quill::Contract &contract) {
+    NodeOwner node = quill::new_zeroed<sListNode>();
+    if (!node) return node;
+    require(object != nullptr, contract);
+    node->objPtr = object;
+    return node;
+}
+
+// A null prev links at the head, a null next at the tail.
+sListNode *link_between(sList &list, sListNode *prev, sListNode *next, NodeOwner owner) {
+    sListNode *node = owner.release();
+    node->prev = prev;
+    node->next = next;
+    (prev ? prev->next : list.head) = node;
+    (next ? next->prev : list.tail) = node;
+    list.cursor = node;
+    list.count++;
+    return node;
+}
+
+sListNode *append(sList &list, NodeOwner node) { return link_between(list, list.tail, nullptr, std::move(node)); }
+
+NodeOwner unlink(sList &list, sListNode *node) {
+    assert((node->prev ? node->prev->next : list.head) == node && "a node of this list");
+    assert((node->next ? node->next->prev : list.tail) == node && "a node of this list");
+    assert(list.count > 0);
+    if (list.cursor == node) list.cursor = node->next;
+    (node->prev ? node->prev->next : list.head) = node->next;
+    (node->next ? node->next->prev : list.tail) = node->prev;
+    if (--list.count == 0) list.head = list.tail = list.cursor = nullptr;
+    return NodeOwner(node);
+}
+
+sListNode *find(const sList &list, const void *object) {
+    sListNode *node = list.head;
+    while (node && node->objPtr != object) node = node->next;
+    return node;
+}
+
+bool sorts_after(const void *object, const sListNode &listed, ListCompare compare) {
+    const int order = compare(object, listed.objPtr);
+    require(-1 <= order && order <= 1, kCompareResult);
+    return order == 1;
+}
+
+quill_word as_word(const void *object) { return reinterpret_cast<quill_word>(object); }
+
+quill_word object_of(const sListNode *node) { return node ? as_word(node->objPtr) : 0; }
+
+quill_word step_next(sListNode *&cursor) {
+    const sListNode *node = cursor;
+    if (!node) return 0;
+    cursor = node->next;
+    require(node->objPtr != nullptr, kGetObject);
+    return as_word(node->objPtr);
+}
+
+quill_word step_previous(const sList &list, sListNode *&cursor) {
+    sListNode *node = cursor ? cursor->prev : list.tail;
+    if (!node) return 0;
+    cursor = node;
+    return object_of(node->prev);
+}
+
+void remove_all(sList &list) {
+    while (list.head) unlink(list, list.head);
+}
+
+}  // namespace
+
+sList *ListCreate(void) { return quill::new_zeroed<sList>().release(); }
+
+int ListInsert(sList *list, void *object) {
+    if (!list) return 0;
+    NodeOwner node = new_node(object, kInsertObject);
+    return node && append(*list, std::move(node));
+}
+
+int ListInsertAt(sList *list, void *object, const void *anchor) {
+    if (!list) return 0;
+    if (!list->head) return ListInsert(list, object);
+    NodeOwner node = new_node(object, kInsertAtObject);
+    if (!node) return 0;
+    sListNode *prev = anchor ? find(*list, anchor) : nullptr;
+    if (anchor && !prev) return 0;
+    link_between(*list, prev, prev ? prev->next : list->head, std::move(node));
+    return 1;
+}
+
+int ListInsertSorted(sList *list, void *object, ListCompare compare) {
+    if (!list) return 0;
+    NodeOwner node = new_node(object, kInsertSortedObject);
+    if (!node) return 0;
+    sListNode *next = list->head;
+    // A comparison may count its calls: with several nodes the head is asked twice.
+    if (list->count > 1 && sorts_after(object, *next, compare)) {
+        while (next && sorts_after(object, *next, compare)) next = next->next;
+    } else if (list->count == 1 && sorts_after(object, *next, compare)) {
+        next = nullptr;
+    }
+    link_between(*list, next ? next->prev : list->tail, next, std::move(node));
+    return 1;
+}
+
+sListNode *ListInsertRN(sList *list, void *object) {
+    if (!list) return nullptr;
+    NodeOwner node = new_node(object, kInsertRNObject);
+    return node ? append(*list, std::move(node)) : nullptr;
+}
+
+int ListRemove(sList *list, const void *object) {
+    sListNode *node = list ? find(*list, object) : nullptr;
+    if (!node) return 0;
+    unlink(*list, node);
+    return 1;
+}
+
+int ListRemoveFreeData(sList *list, void *object) {
+    if (!ListRemove(list, object)) return 0;
+    free(object);
+    return 1;
+}
+
+int ListRemoveNode(sList *list, quill_word, sListNode *node) {
+    require(list != nullptr, kRemoveNodeList);
+    if (!node) return 0;
+    if (node != list->head && node != list->tail) {
+        require(node->prev != nullptr, kRemoveNodePrev);
+        require(node->next != nullptr, kRemoveNodeNext);
+    }
+    unlink(*list, node);
+    return 1;
+}
+
+void *ListGetAndRemoveHead(sList *list) {
+    if (!list || !list->head) return nullptr;
+    return unlink(*list, list->head)->objPtr;
+}
+
+int ListExists(const sList *list, const void *object) { return list && find(*list, object); }
+
+uint32_t ListEntries(const sList *list) { return list ? list->count : 0; }
+
+quill_word ListGet(sList *list, int op) { return list ? ListGetR(list, op, &list->cursor) : 0; }
+
+quill_word ListGetR(const sList *list, int op, sListNode **cursor) {
+    if (!list) return 0;
+    require(cursor != nullptr, kGetCursor);
+    switch (op) {
+        case LIST_OP_FIRST: *cursor = list->head; return list->count;
+        case LIST_OP_HEAD: return object_of(list->head);
+        case LIST_OP_TAIL: return object_of(list->tail);
+        case LIST_OP_NEXT: return step_next(*cursor);
+        case LIST_OP_PREVIOUS: return step_previous(*list, *cursor);
+        default: return 0;
+    }
+}
+
+int ListReinit(sList *list) {
+    if (!list) return 0;
+    remove_all(*list);
+    return 1;
+}
+
+void ListAppend(sList *destination, sList *source) {
+    if (!destination || !source) return;
+    require(destination != source, kAppendToItself);
+    if (source->head) {
+        (destination->tail ? destination->tail->next : destination->head) = source->head;
+        source->head->prev = destination->tail;
+        destination->tail = source->tail;
+        destination->count += source->count;
+        destination->cursor = destination->head;
+    }
+    free(source);
+}
+
+void ListDestroy(sList *list) {
+    if (!list) return;
+    remove_all(*list);
+    free(list);
+}
+
+void ListDestroyFreeData(sList *list) {
+    if (!list) return;
+    while (list->head) free(ListGetAndRemoveHead(list));
+    free(list);
+}

@@ -1,0 +1,211 @@
+// The records of the hash tables and the algorithms over them, written once for every kind of key.
+//
+//     sHash: buckets ──▶ [0] ──▶ element ──▶ element ──▶ null      newest first
+//                        [1] ──▶ null
+//                        [2] ──▶ element ──▶ null                  collisions[2] = 0, collisions[0] = 1
+//
+// A key is a small class with five members (see WordKey in hash.cpp for the simplest):
+//
+//     uint32_t hash(const sHash &) const;                    the bucket is this modulo the bucket count
+//     bool matches(const sHash &, const sHashElem &) const;
+//     bool present(const sHashElem *) const;                 whether insertion takes the found element for the key's
+//     bool store(sHashElem &) const;                         puts the key into a new element; false without memory
+//     static void release(sHashElem &);                      frees what store() allocated
+//
+// Operations on a table take no lock. Another thread may read two counts for the statistics meanwhile, so these are
+// stored as relaxed atomics, which cost no more than plain stores.
+#pragma once
+
+#include <assert.h>
+#include <quill/hash.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <atomic>
+#include <type_traits>
+
+#include "base/contract.h"
+#include "hash/object_pool.h"
+
+struct sHashElem {
+    quill_word key;        // the key word; the address hash in IP tables; 0 in text and MAC tables
+    char *key_copy;        // text tables: the key, on the heap, owned
+    uint8_t key_bytes[8];  // MAC tables: the 6 bytes of the key
+    quill_word value;
+    sHashElem *next;      // in the same bucket
+    ip_af_addr *address;  // IP tables: the key, on the heap, owned
+};
+
+struct sHash {
+    char *name;  // 64 bytes on the heap; null until creation is through
+    int32_t bucket_count;
+    uint32_t *collisions;  // per bucket: elements beyond the first
+    sHashElem **buckets;
+    sHashCursor cursor;
+    int32_t entries;
+    int32_t max_collisions;  // the most that any bucket ever counted
+    HashFunction hash;       // null: the key itself
+    HashCompare compare;     // null: equal words only
+    uint32_t listed;         // 1: in hash_table_list
+};
+
+namespace quill {
+
+// Monitoring tools read the element record in core dumps.
+static_assert(offsetof(sHashElem, key_bytes) == 2 * sizeof(void *));
+static_assert(offsetof(sHashElem, value) == 2 * sizeof(void *) + 8);
+static_assert(sizeof(sHashElem) == 5 * sizeof(void *) + 8);
+
+inline const sHash &checked(const sHash *table, const char *function) {
+    require(table != nullptr, {"table", "hash", 90, function});
+    return *table;
+}
+inline sHash &checked(sHash *table, const char *function) {
+    return const_cast<sHash &>(checked(const_cast<const sHash *>(table), function));
+}
+
+// --- counts that hash_get_stats reads while other threads change them
+
+template <typename T>
+T load_shared(const T &shared) {
+    return std::atomic_ref<T>(const_cast<T &>(shared)).load(std::memory_order_acquire);
+}
+
+template <typename T>
+void count_shared(T &shared, std::type_identity_t<T> value) {
+    std::atomic_ref<T>(shared).store(value, std::memory_order_relaxed);
+}
+
+// --- elements and their pool
+
+sHashElem *new_element();  // zeroed; null when the pool is exhausted
+void pool_element(sHashElem *element);
+
+// The key copy goes with its element whichever function removes it; an address copy only where its own family does.
+inline void free_element(sHashElem *element) {
+    free(element->key_copy);
+    pool_element(element);
+}
+
+inline void keep_nothing_else(sHashElem &) {}
+
+// Returns every element to the pool, each passed to release first. The chains are left dangling.
+template <typename Release>
+void free_elements(sHash &table, Release release) {
+    for (int32_t bucket = 0; bucket < table.bucket_count; bucket++) {
+        for (sHashElem *element = table.buckets[bucket]; element;) {
+            sHashElem *next = element->next;
+            release(*element);
+            free_element(element);
+            element = next;
+        }
+    }
+}
+
+// Puts a record of zeros into a listed table's place in hash_table_list, for good.
+void retire_from_list(sHash &table);
+
+// Frees all of a table but its elements.
+void free_table(sHash &table);
+
+// --- search, insertion, removal
+
+struct Place {
+    uint32_t bucket;
+    sHashElem **link;  // what points to the element, or to the null at the end of the chain
+
+    sHashElem *element() const { return *link; }
+};
+
+template <typename Key>
+Place find_place(const sHash &table, const Key &key) {
+    const uint32_t bucket = key.hash(table) % static_cast<uint32_t>(table.bucket_count);
+    sHashElem **link = &table.buckets[bucket];
+    while (*link && !key.matches(table, **link)) link = &(*link)->next;
+    return {bucket, link};
+}
+
+template <typename Key>
+sHashElem *find_element(const sHash &table, const Key &key) {
+    return find_place(table, key).element();
+}
+
+template <typename Key>
+quill_word find_value(const sHash &table, const Key &key) {
+    const sHashElem *element = find_element(table, key);
+    return element ? element->value : 0;
+}
+
+inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
+    sHashElem *&head = table.buckets[bucket];
+    if (head) {
+        const auto count = static_cast<int32_t>(++table.collisions[bucket]);
+        if (count > table.max_collisions) count_shared(table.max_collisions, count);
+    }
+    element->next = head;
+    head = element;
+    count_shared(table.entries, table.entries + 1);
+}
+
+// Only for a place that find_place gave for the key.
+template <typename Key>
+int insert_at(sHash &table, const Place &place, const Key &key, quill_word value) {
+    sHashElem *element = new_element();
+    if (!element) return 0;
+    if (!key.store(*element)) {
+        pool_element(element);
+        return 0;
+    }
+    element->value = value;
+    link_first(table, place.bucket, element);
+    return 1;
+}
+
+template <typename Key>
+int insert(sHash &table, const Key &key, quill_word value) {
+    const Place place = find_place(table, key);
+    return key.present(place.element()) ? 0 : insert_at(table, place, key, value);
+}
+
+inline int replace(sHashElem *element, quill_word value) {
+    if (!element) return 0;
+    element->value = value;
+    return 1;
+}
+
+template <typename Key>
+int update(const sHash &table, const Key &key, quill_word value) {
+    return replace(find_element(table, key), value);
+}
+
+template <typename Key>
+int update_or_insert(sHash &table, const Key &key, quill_word value) {
+    const Place place = find_place(table, key);
+    return replace(place.element(), value) || insert_at(table, place, key, value);
+}
+
+// Removes the first match and stores its value, when somebody asks for it.
+template <typename Key>
+int remove(sHash &table, const Key &key, quill_word *value = nullptr) {
+    const Place place = find_place(table, key);
+    sHashElem *element = place.element();
+    if (!element) return 0;
+    if (value) *value = element->value;
+    if (table.cursor.element == element) table.cursor = {0, nullptr};
+    assert(table.entries > 0);
+    *place.link = element->next;
+    Key::release(*element);
+    free_element(element);
+    count_shared(table.entries, table.entries - 1);
+    if (table.collisions[place.bucket] > 0) table.collisions[place.bucket]--;
+    return 1;
+}
+
+// --- walks
+
+void walk_first(const sHash &table, sHashCursor &cursor);
+sHashElem *walk_next(const sHash &table, sHashCursor &cursor);  // null at the end
+void walk_skip(const sHash &table, sHashCursor &cursor, uint32_t steps);
+quill_word selected(const sHashElem *element, uint32_t sel);  // 0 for no element
+
+}  // namespace quill

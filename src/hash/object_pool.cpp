@@ -1,0 +1,159 @@
+#include "hash/object_pool.h"
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <new>
+
+#include "base/mutex.h"
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+#ifdef __SANITIZE_ADDRESS__
+#define QUILL_ASAN 1
+#elif defined __has_feature
+#if __has_feature(address_sanitizer)
+#define QUILL_ASAN 1
+#endif
+#endif
+#ifdef QUILL_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
+
+// How it works
+//
+//     Mpool ──▶ slab ──▶ slab ──▶ null        each: a link, then objects side by side
+//       │ free ──▶ object ──▶ object ──▶ null freed ones, the latest first, linked through their own first word
+//       │ fresh ▶ the newest slab's objects that were never handed out
+//
+// Taking prefers the object freed last, which is likely still in the cache, then the next fresh one; only when neither
+// is left does the heap give another slab. Slabs stay for good: the program will need them again.
+
+namespace quill {
+namespace {
+
+// While the process has one thread the lock is a test of one byte of the C library's.
+class PoolLock {
+public:
+    explicit PoolLock(StaticMutex &mutex) : mutex_(single_threaded() ? nullptr : &mutex) {
+        if (mutex_) mutex_->lock();
+    }
+    ~PoolLock() {
+        if (mutex_) mutex_->unlock();
+    }
+    PoolLock(const PoolLock &) = delete;
+    PoolLock &operator=(const PoolLock &) = delete;
+
+private:
+    static bool single_threaded() {
+#if __has_include(<sys/single_threaded.h>)
+        return __libc_single_threaded;
+#else
+        return false;  // this C library does not tell
+#endif
+    }
+
+    StaticMutex *mutex_;
+};
+
+void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
+#ifdef QUILL_ASAN
+    __asan_poison_memory_region(memory, size);
+#endif
+}
+
+void unpoison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
+#ifdef QUILL_ASAN
+    __asan_unpoison_memory_region(memory, size);
+#endif
+}
+
+struct FreeObject {
+    FreeObject *next;
+};
+
+struct alignas(max_align_t) Slab {
+    Slab *next;
+    size_t bytes;  // of the objects
+
+    char *objects() { return reinterpret_cast<char *>(this + 1); }
+};
+
+constexpr size_t round_up(size_t n, size_t multiple) { return (n + multiple - 1) / multiple * multiple; }
+
+}  // namespace
+
+struct Mpool {
+    FreeObject *free;
+    char *fresh;
+    char *fresh_end;
+    uint32_t size;
+    uint32_t grow;
+    uint32_t left;  // objects that further slabs may still bring
+    Slab *slabs;    // keeps every slab reachable for leak checkers
+    const char *name;
+    StaticMutex mutex;
+};
+
+namespace {
+
+bool add_slab(Mpool &pool) {
+    const uint32_t count = std::min(pool.grow, pool.left);
+    const size_t bytes = size_t{pool.size} * count;
+    auto *slab = count ? static_cast<Slab *>(malloc(sizeof(Slab) + bytes)) : nullptr;
+    if (!slab) return false;
+    slab->next = pool.slabs;
+    slab->bytes = bytes;
+    pool.slabs = slab;
+    pool.left -= count;
+    pool.fresh = slab->objects();
+    pool.fresh_end = pool.fresh + bytes;
+    poison(pool.fresh, bytes);
+    return true;
+}
+
+[[maybe_unused]] bool is_object_of(const Mpool &pool, const void *memory) {
+    for (Slab *slab = pool.slabs; slab; slab = slab->next) {
+        const auto offset = static_cast<size_t>(static_cast<const char *>(memory) - slab->objects());
+        if (offset < slab->bytes) return offset % pool.size == 0;
+    }
+    return false;
+}
+
+}  // namespace
+
+Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t limit, const char *name) {
+    void *memory = malloc(sizeof(Mpool));
+    if (!memory) return nullptr;
+    const size_t unit = std::max<size_t>(alignment, alignof(FreeObject));
+    const auto rounded = static_cast<uint32_t>(round_up(std::max<size_t>(size, sizeof(FreeObject)), unit));
+    return new (memory) Mpool{nullptr, nullptr, nullptr, rounded, grow, limit, nullptr, name, {}};
+}
+
+void *mpool_alloc(Mpool *pool) {
+    PoolLock lock(pool->mutex);
+    if (FreeObject *object = pool->free) {
+        unpoison(object, pool->size);
+        pool->free = object->next;
+        return object;
+    }
+    if (pool->fresh == pool->fresh_end && !add_slab(*pool)) return nullptr;
+    void *object = pool->fresh;
+    pool->fresh += pool->size;
+    unpoison(object, pool->size);
+    return object;
+}
+
+void mpool_free(Mpool *pool, void *memory) {
+    PoolLock lock(pool->mutex);
+    assert(is_object_of(*pool, memory));
+    auto *object = static_cast<FreeObject *>(memory);
+    object->next = pool->free;
+    pool->free = object;
+    poison(object, pool->size);
+}
+
+}  // namespace quill

@@ -1,0 +1,29 @@
+// The fixed-size object pool that table and element records come from.
+//
+// On the device it is a closed library of the platform; the build option QUILL_PLATFORM_MPOOL links that. Otherwise
+// object_pool.cpp supplies the same three operations. Both stand behind the same names, so that callers do not differ.
+#pragma once
+
+#include <stdint.h>
+
+#ifdef QUILL_PLATFORM_MPOOL
+#define QUILL_MPOOL extern "C" __attribute__((visibility("default")))
+#else
+#define QUILL_MPOOL
+#endif
+
+namespace quill {
+
+struct Mpool;
+
+// A new pool of objects of size bytes, or null when memory runs out: it grows by so many objects at a time up to a
+// limit. The name (kept) is for debuggers. A pool is never destroyed.
+QUILL_MPOOL Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t limit, const char *name);
+
+// An object of unknown contents; null when the limit is reached or memory runs out.
+QUILL_MPOOL void *mpool_alloc(Mpool *pool);
+
+// Takes back an object of this pool.
+QUILL_MPOOL void mpool_free(Mpool *pool, void *object);
+
+}  // namespace quill

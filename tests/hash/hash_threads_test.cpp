@@ -1,0 +1,104 @@
+#include <quill/hash_keyed.h>
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <atomic>
+#include <functional>
+#include <latch>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kThreads = 4;
+
+// All work starts at the same moment.
+void run_together(const std::function<void(int)> &work) {
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; i++)
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            work(i);
+        });
+    for (std::thread &thread : threads) thread.join();
+}
+
+// The first in this file, so that nothing has created the pools and the list before.
+TEST(HashThreads, TheFirstTablesMayBeCreatedTogether) {
+    std::atomic<int> right = 0;
+    std::vector<sHash *> tables(kThreads);
+    run_together([&](int i) {
+        sHash *table = tables[static_cast<size_t>(i)] = _HashCreate(3, "first", 1);
+        right += table && HashInsert(table, 5) && HashFind(table, 5) == 5;
+    });
+    EXPECT_EQ(right, kThreads);
+    EXPECT_EQ(ListEntries(hash_table_list), static_cast<uint32_t>(kThreads));
+    for (sHash *table : tables) HashDestroy(table);
+    EXPECT_EQ(ListEntries(hash_table_list), 0u);
+}
+
+constexpr int32_t kBuckets = 17;
+constexpr quill_word kKeys = 60;
+constexpr quill_word kSum = kKeys * (kKeys + 1) / 2;
+
+quill_word sum_of(sHash *table) {
+    quill_word sum = 0;
+    HashGet(table, HASH_OP_FIRST, 0);
+    while (const quill_word value = HashGet(table, HASH_OP_NEXT, HASH_SEL_VALUE)) sum += value;
+    return sum;
+}
+
+// A table's whole life, by keys of each kind in turn.
+bool live_once(int kind) {
+    sHash *table = _HashCreate(kBuckets, "worker", 1);
+    ip_af_addr addr = {};
+    for (quill_word i = 1; i <= kKeys; i++) {
+        addr.addr[3] = static_cast<uint8_t>(i);
+        if (kind == 0) HashInsert(table, i);
+        if (kind == 1) HashStringInsertKeyAndValue(table, std::to_string(i).c_str(), i);
+        if (kind == 2) HashMacInsertKeyAndValue(table, addr.addr, i);
+        if (kind == 3) HashIpAfAddrInsertKeyAndValue(table, &addr, i);
+    }
+    const bool right = sum_of(table) == kSum && HashEntries(table) == static_cast<int32_t>(kKeys);
+    if (kind == 0)
+        for (quill_word i = 1; i <= kKeys; i++) HashRemove(table, i);
+    if (kind == 1) HashReset(table);
+    (kind == 3 ? HashDestroyIpAf : HashDestroy)(table);
+    return right;
+}
+
+// Whether one record is that of a worker's table in some moment of its life, or of a destroyed table.
+bool plausible(const char *record) {
+    int32_t counts[3];
+    memcpy(counts, record, sizeof counts);
+    const std::string name(record + sizeof counts);
+    if (counts[0] == 0) return counts[1] == 0 && counts[2] == 0 && name.empty();
+    return counts[0] == kBuckets && 0 <= counts[1] && counts[1] <= static_cast<int32_t>(kKeys) && 0 <= counts[2] &&
+           counts[2] < static_cast<int32_t>(kKeys) && (name.empty() || name == "worker");
+}
+
+TEST(HashThreads, StatisticsMayBeTakenWhileTablesLiveAndDie) {
+    std::atomic<int> workers = kThreads - 1, wrong_tables = 0, wrong_records = 0;
+    run_together([&](int i) {
+        if (i < kThreads - 1) {
+            // Tables of addresses stay in the statistics: only a few, so that the other tables find a place.
+            for (int round = 0; round < 400; round++)
+                wrong_tables += !live_once(round % 100 == 0 ? 3 : (round + i) % 3);
+            workers--;
+            return;
+        }
+        do {
+            void *buffer;
+            const uint32_t size = hash_get_stats(&buffer);
+            for (uint32_t at = 4; at < size; at += 76) wrong_records += !plausible(static_cast<char *>(buffer) + at);
+            free(buffer);
+        } while (workers > 0);
+    });
+    EXPECT_EQ(wrong_tables, 0);
+    EXPECT_EQ(wrong_records, 0);
+}
+
+}  // namespace

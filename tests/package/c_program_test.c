@@ -1,0 +1,107 @@
+/* A C program over the shared object, for every machine: the bytes on the wire, the records that tools read, and each
+ * family once. */
+#include <errno.h>
+#include <quill/quill.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+static int failures;
+
+#define CHECK(holds) ((holds) ? (void)0 : (void)(failures++, printf("line %d: %s\n", __LINE__, #holds)))
+
+static quill_word count_messages(unsigned level, const char *message) {
+    static quill_word messages;
+    CHECK(level <= 1 && message[0] != '\0');
+    return ++messages;
+}
+
+static void wire(void) {
+    static const uint8_t expected[] = {
+        2,  0x12,                                                                        /* u8 */
+        3,  0x12, 0x34,                                                                  /* u16 */
+        4,  0x12, 0x34, 0x56, 0x78,                                                      /* u32 */
+        9,  1,    2,    3,    4,    5,    6,   7, 8,                                     /* u64 */
+        6,  7,    2,    1,    4,    0,    0,   0, 1,                                     /* s32 */
+        7,  2,    1,                                                                     /* bool */
+        5,  10,   0,    0,    1,                                                         /* ip */
+        11, 0,    2,    0,    0,    10,   0,   0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, /* ip_af */
+        0,  0,    2,    'h',  'i',                                                       /* str */
+        12, 0,    0,    0,    2,    'h',  'i',                                           /* str3 */
+        13, 0,    0,    1,    0,                                                         /* hex_len32 */
+        14, 0,    0,    0,    1,    0xff,                                                /* hex32 */
+    };
+    static const uint8_t ip_bytes[4] = {10, 0, 0, 1};
+    const ip_af_addr ip_af = {QUILL_AF_INET, {0, 0}, {10, 0, 0, 1}};
+    uint8_t buffer[sizeof expected];
+    uint8_t *at = buffer;
+    uint32_t ip;
+    memcpy(&ip, ip_bytes, sizeof ip);
+    at += sxdr_write_u8(0x12, at);
+    at += sxdr_write_u16(0x1234, at);
+    at += sxdr_write_u32(0x12345678, at);
+    at += sxdr_write_u64(0x0102030405060708, at);
+    at += sxdr_write_s32(-1, at);
+    at += sxdr_write_bool(5, at);
+    at += sxdr_write_ip(ip, at);
+    at += sxdr_write_ip_af(&ip_af, at);
+    at += sxdr_write_str("hi", at);
+    at += sxdr_write_str3("hi", at);
+    at += sxdr_write_hex_len32(256, at);
+    at += sxdr_write_hex32("\xff", 1, at);
+    CHECK(at == buffer + sizeof buffer);
+    CHECK(memcmp(buffer, expected, sizeof expected) == 0);
+
+    int32_t number = 0;
+    uint32_t cursor = 19;
+    CHECK(sxdr_read_s32_safe(buffer, sizeof buffer, &cursor, &number, sizeof number) == 4);
+    CHECK(number == -1 && cursor == 28);
+    errno = 0;
+    CHECK(sxdr_read_s32_safe(buffer, sizeof buffer, &cursor, &number, sizeof number) == -1);
+    CHECK(errno == EBADMSG && cursor == 28);
+}
+
+static void containers(void) {
+    static const uint8_t mac[6] = {0, 0x1b, 0x63, 0xaa, 0xbb, 0xcc};
+    sHash *table = _HashCreate(7, __func__, __LINE__);
+    CHECK(table && HashMacUpdateKeyAndValue(table, mac, 20) == 1);
+    CHECK(HashMacFind(table, mac) == 20);
+    void *stats = NULL;
+    const uint32_t size = hash_get_stats(&stats);
+    CHECK(size == 80 && memcmp((char *)stats + 16, "containers", 11) == 0);
+    free(stats);
+    HashDestroy(table);
+
+    sList *list = ListCreate();
+    CHECK(list && ListInsert(list, &table) == 1 && ListGet(list, LIST_OP_FIRST) == 1);
+    ListDestroy(list);
+
+    idx_table *ids = idx_table_create(100, 90);
+    uint16_t id = 0;
+    CHECK(ids && idx_table_index_alloc(ids, &id) == 0 && id == 100);
+    idx_table_free(ids);
+}
+
+static void vlans(void) {
+    static const uint8_t mac[6] = {0, 0, 0, 0, 0, 5};
+    static const uint16_t pool[] = {10, 20, 30};
+    vmap *map = vmap_from_string("10-20,30");
+    CHECK(map && vmap_delete_range(&map, 15, 15) == 1);
+    CHECK(strcmp(vmap_to_string(map), "10-14,16-20,30") == 0);
+    vmap_free(map);
+
+    CHECK(vlan_alloc_init(count_messages) == (quill_word)vlanPool_usage_hash_table);
+    CHECK(vlan_alloc_assign_hashBased(pool, 3, mac) == 30);
+    CHECK(vlan_alloc_update(30, 1, count_messages) == 1);
+    CHECK(HashFind(vlanPool_usage_hash_table, 30) == 2);
+    vlan_alloc_exit();
+}
+
+int main(void) {
+    wire();
+    containers();
+    vlans();
+    CHECK(hash_table_list != NULL);
+    if (failures == 0) printf("ok\n");
+    return failures != 0;
+}

@@ -1,0 +1,43 @@
+// Memory that ends where a page without access begins: reading or writing one byte behind it ends the test.
+#pragma once
+
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <span>
+
+namespace quill::test {
+
+class GuardedPage {
+public:
+    GuardedPage() : size_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
+        void *pages = mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages == MAP_FAILED) abort();
+        start_ = static_cast<uint8_t *>(pages);
+        if (mprotect(start_ + size_, size_, PROT_NONE) != 0) abort();
+    }
+    ~GuardedPage() { munmap(start_, 2 * size_); }
+    GuardedPage(const GuardedPage &) = delete;
+    GuardedPage &operator=(const GuardedPage &) = delete;
+
+    // The last length bytes of the page, filled with the given ones; they move at the next call.
+    uint8_t *hold(std::span<const uint8_t> bytes) {
+        uint8_t *at = start_ + size_ - bytes.size();
+        if (!bytes.empty()) memcpy(at, bytes.data(), bytes.size());
+        return at;
+    }
+    uint8_t *room(size_t length, uint8_t fill) {
+        uint8_t *at = start_ + size_ - length;
+        memset(at, fill, length);
+        return at;
+    }
+
+private:
+    size_t size_;
+    uint8_t *start_;
+};
+
+}  // namespace quill::test
