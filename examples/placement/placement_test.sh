@@ -227,6 +227,13 @@ leftover)
     run "$table" --listen s 2>err && fail "a file was taken for a socket"
     expect err "cannot listen at s: Address"
     expect s data ;;
+in-use)
+    start_table --rows none --figures figures
+    until [ -S s ]; do sleep 0.1; done
+    run "$table" --listen s 2>err && fail "a second listener took the path"
+    expect err "cannot listen at s: Address"
+    place 0 --pool 10 "$day" # the first one is still there, and undisturbed
+    end_table 0 ;;
 charts)
     for pool in 10 10-20,30 100-140 1-300 all; do
         for locale in C C.UTF-8; do

@@ -48,11 +48,11 @@ static struct {
     uint8_t policy;
     bool progress, trace;
     uint32_t wait, damage_sequence, damage_offset;
-} option = {.avoid = "0", .policy = PLACEMENT_LEAST_USED, .damage_sequence = UINT32_MAX, .damage_offset = 8};
+} option = {.policy = PLACEMENT_LEAST_USED, .damage_sequence = UINT32_MAX, .damage_offset = 8};
 
 static uint16_t vlans[VMAP_LAST_ID];
 static uint32_t vlan_count;
-static uint32_t avoided[VMAP_WORDS]; /* all zero without --avoid, which marks no VLAN */
+static uint32_t avoided[VMAP_WORDS]; /* of --avoid, a bit a VLAN */
 static sHash *stations;              /* address of a placed station → its VLAN, never 0 */
 static struct placement_msg message;
 static int receiver;
@@ -84,9 +84,12 @@ static quill_word log_allocator(unsigned level, const char *text) {
 }
 
 static uint32_t choose_vlan(const uint8_t *station) {
-    if (option.policy == PLACEMENT_MAC_HASH)
-        return vlan_alloc_assign_hashBased_filter(vlans, vlan_count, station, avoided);
-    return vlan_alloc_assign_leastUsed_filter(vlans, vlan_count, log_allocator, avoided);
+    const bool by_hash = option.policy == PLACEMENT_MAC_HASH;
+    if (!option.avoid)
+        return by_hash ? vlan_alloc_assign_hashBased(vlans, vlan_count, station)
+                       : vlan_alloc_assign_leastUsed(vlans, vlan_count, log_allocator);
+    return by_hash ? vlan_alloc_assign_hashBased_filter(vlans, vlan_count, station, avoided)
+                   : vlan_alloc_assign_leastUsed_filter(vlans, vlan_count, log_allocator, avoided);
 }
 
 /* Usage counts from one: a VLAN without clients has 1. */
@@ -99,7 +102,7 @@ static vmap *map_of(const char *name, const char *text) {
 }
 
 static void open_pool(void) {
-    vmap *pool = map_of("pool", option.pool), *avoid = map_of("avoid", option.avoid);
+    vmap *pool = map_of("pool", option.pool), *avoid = map_of("avoid", option.avoid ? option.avoid : "0");
     vlan_count = placement_vlans(pool, vlans);
     if (vlan_count == 0) errx(2, "bad --pool: found no VLAN, expected at least one");
     memcpy(avoided, avoid->words, sizeof avoided);

@@ -3,6 +3,7 @@
 
 #include <err.h>
 #include <errno.h>
+#include <stdint.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -34,11 +35,12 @@ static int try_connect(const struct sockaddr_un *address, int type) {
     return -1;
 }
 
-/* A file nobody answers at is a leftover. Anything that is not a socket is somebody's data and stays. */
-static void remove_leftover(const struct sockaddr_un *address, int type) {
+/* A file nobody answers at is a leftover. Anything that is not a socket is somebody's data and stays. A listener refuses a
+ * datagram socket as being of the wrong type, and does not take it for its peer. */
+static void remove_leftover(const struct sockaddr_un *address) {
     struct stat found;
     if (lstat(address->sun_path, &found) < 0 || !S_ISSOCK(found.st_mode)) return;
-    int fd = try_connect(address, type);
+    int fd = try_connect(address, SOCK_DGRAM);
     if (fd >= 0)
         close(fd);
     else if (errno == ECONNREFUSED)
@@ -48,7 +50,7 @@ static void remove_leftover(const struct sockaddr_un *address, int type) {
 int unix_accept_one(const char *path, int type) {
     struct sockaddr_un address = address_of(path);
     int listener = new_socket(type), fd;
-    remove_leftover(&address, type);
+    remove_leftover(&address);
     if (bind(listener, (const struct sockaddr *)&address, sizeof address) < 0 || listen(listener, 1) < 0)
         err(2, "cannot listen at %s", path);
     do fd = accept4(listener, NULL, NULL, SOCK_CLOEXEC);
@@ -62,7 +64,7 @@ int unix_accept_one(const char *path, int type) {
 int unix_connect(const char *path, int type, unsigned wait) {
     const struct timespec pause = {.tv_nsec = 20 * 1000 * 1000};
     struct sockaddr_un address = address_of(path);
-    unsigned long tries = wait * 50UL;
+    uint64_t tries = wait * UINT64_C(50);
     int fd;
     while ((fd = try_connect(&address, type)) < 0) {
         int nobody = errno == ENOENT || errno == ECONNREFUSED || errno == EINTR;

@@ -14,11 +14,13 @@
  * Statistics: every table registers under its name, the first 64 of them, for hash_get_stats.
  *
  * Threads: a table takes no lock; one thread uses it at a time. Threads may work on different tables, create and
- * destroy tables and take statistics at the same time. HashCreateLocked is only a name: its table has no lock either.
+ * destroy tables and take statistics at the same time (with a platform's pool in place of ours, as far as that allows
+ * it). HashCreateLocked is only a name: its table has no lock either.
  *
  * Walks: HashGet uses the table's own cursor, HashGetR one of the caller's. Removing the element that the table's own
  * cursor would return next ends that walk; a caller's cursor must not rest on a removed element. A walk in progress may
- * or may not meet an element inserted meanwhile. Order is by bucket, then newest first.
+ * or may not meet an element inserted meanwhile. Order is by bucket, then newest first. A
+ * selected field that is 0 looks like the end of the walk: select one that never is.
  *
  *     sHash *usage = _HashCreate(31, __func__, __LINE__);
  *     HashInsertKeyAndValue(usage, vlan, 1);
@@ -48,7 +50,7 @@ typedef struct sHashCursor {
 enum {
     HASH_OP_FIRST = 1,    /* put the cursor on the first element; gives 0 */
     HASH_OP_NEXT = 4,     /* the selected field of the element under the cursor, which moves on; 0 at the end */
-    HASH_OP_SKIP_100 = 6, /* move the cursor 100 elements on; gives 0 */
+    HASH_OP_SKIP_100 = 6, /* move the cursor 100 elements on, if it is not at the end; gives 0 */
     HASH_OP_SKIP_N = 7    /* move the cursor as many elements on as the sel argument says; gives 0 */
 };
 
@@ -72,20 +74,21 @@ typedef int (*HashCompare)(quill_word stored, quill_word searched);
 extern QUILL_API sList *hash_table_list;
 
 /* _HashCreate returns a new table of buckets chains (at least 1; used as given, so a prime spreads best), or null when
- * out of memory. The name, cut to 63 characters, is what statistics show: by convention the creating function's. The
- * line is ignored. Release it with HashDestroy. */
+ * out of memory; when there is none even for the process's list of tables, the process ends with a contract report. The
+ * name, cut to 63 characters, is what statistics show: by convention the creating function's. The line is ignored.
+ * Release it with HashDestroy. */
 QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
 
-/* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the key itself as the hash, null
+/* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the low 32 bits of the key, null
  * compare tells keys apart by their words alone. Use it for keys that are pointers to something. */
 QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare compare, const char *name, int line);
 
 /* HashCreateLocked is _HashCreate with the name "HashCreateLocked". There is no lock. */
 QUILL_API sHash *HashCreateLocked(int32_t buckets);
 
-/* HashReset removes every element. The table's own cursor and HashEntries keep what they held, deliberately: start
- * walks anew, and do not ask for the count of a table that was reset. Address copies of an IP table are not freed:
- * whoever resets one collects them first (HASH_SEL_ADDRESS) and hands them to free(). */
+/* HashReset removes every element and ends a walk on the table's own cursor. Deliberately HashEntries goes on from what
+ * it was: do not ask for the count of a table that was reset. Address copies of an IP table are not freed: whoever
+ * resets one collects them first (HASH_SEL_ADDRESS) and hands them to free(). */
 QUILL_API void HashReset(sHash *table);
 
 /* HashDestroy frees the table with all its elements and takes it out of the statistics. For IP tables use
@@ -118,7 +121,8 @@ QUILL_API quill_word HashGet(sHash *table, int op, uint32_t sel);
 QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
 /* HashGetFromBucket walks one bucket on the table's own cursor: only HASH_OP_FIRST and HASH_OP_NEXT are served, and the
- * walk ends behind the bucket's last element. Gives 0 for a null table or a bucket that does not exist. */
+ * walk ends behind the bucket's last element, with the cursor on the next bucket that holds one. Gives 0 for a null
+ * table or a bucket that does not exist. */
 QUILL_API quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket);
 
 /* HashGetRFromBucket is HashGetFromBucket on the caller's cursor. */

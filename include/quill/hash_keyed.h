@@ -5,7 +5,8 @@
  * own copy of every key. Costs, pools, threads and walks are those of quill/hash.h.
  *
  * Presence is tested by key, so a value of 0 is an ordinary value here; only the Find functions cannot tell it from
- * absence. Update inserts an absent key, which the generic HashUpdateKeyAndValue never does.
+ * absence. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and HASH_SEL_KEY_BYTES. Update
+ * inserts an absent key, which the generic HashUpdateKeyAndValue never does.
  *
  *     sHash *stations = _HashCreate(101, __func__, __LINE__);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);

@@ -68,8 +68,9 @@ QUILL_API uint32_t sxdr_write_hex32(const void *data, uint32_t length, void *buf
 QUILL_API uint32_t sxdr_write_hex_len32(uint32_t length, void *buffer);
 
 /* --- Readers of fixed size. On an element of another kind they return 0 and store zero, in sxdr_read_ipv6 deliberately
- * only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1; a bool or s32 element with a
- * wrong element inside is one of another kind. The ipv6 and mac readers store 16 and 6 bytes. */
+ * only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1, and only such a sign makes an
+ * s32 negative; a bool or s32 element with a wrong element inside is one of another kind. The ipv6 and mac readers
+ * store 16 and 6 bytes. */
 QUILL_API uint32_t sxdr_read_u8(uint8_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u16(uint16_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u32(uint32_t *out, const void *source);
@@ -87,8 +88,9 @@ QUILL_API uint32_t sxdr_read_s32(int32_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_str(char *out, const void *source);
 
 /* sxdr_read_str2 reads a str element into out: the whole text when it has at most capacity bytes, else its first
- * capacity - 1; then a NUL, so out must hold capacity + 1 bytes. Deliberately it returns the copied length + 3: after a
- * text that was cut short, that is inside the element. Ask sxdr_read_str_size first where more elements follow. */
+ * capacity - 1; then a NUL, so out must hold capacity + 1 bytes (a capacity of 0 stores just the NUL). Deliberately it
+ * returns the copied length + 3: after a text that was cut short, that is inside the element. Ask sxdr_read_str_size
+ * first where more elements follow. */
 QUILL_API uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capacity);
 
 /* sxdr_read_str3 reads a str3 element with a NUL added. out must have room for all of it. */
@@ -131,7 +133,8 @@ QUILL_API uint32_t sxdr_read_str_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex32_size(const void *source);
 
-/* --- Sizes of elements that are still to be written; the kinds with a 32-bit length take their length + 5 */
+/* --- Sizes of elements that are still to be written; the kinds with a 32-bit length take their length + 5. A length
+ * of 65,536 or more is not cut here. */
 QUILL_API uint32_t sxdr_size_u8(void);
 QUILL_API uint32_t sxdr_size_u16(void);
 QUILL_API uint32_t sxdr_size_u32(void);

@@ -9,8 +9,9 @@
  *              away after the call, unless they are said to be "kept" (the pointer is stored) or "taken" (the library
  *              frees it).
  * Null         A pointer argument must not be null unless its function says what null means.
- * Contracts    A call that breaks a documented contract ends the process through the C library's assertion report,
- *              also in builds with NDEBUG: continuing would corrupt the program's own data.
+ * Contracts    A call that a header says breaks the contract, and one with a null hash table, index table, key or
+ *              name, ends the process through the C library's assertion report, also in builds with NDEBUG: going on
+ *              would corrupt the program's own data.
  * Threads      "reentrant" functions touch nothing but their arguments. An object (table, list, map) is used by one
  *              thread at a time; different objects may be used by different threads at the same time.
  * Byte order   MAC and IPv6 addresses are in transmission order, an IPv4 address in a uint32_t in network order as in

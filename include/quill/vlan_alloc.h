@@ -9,10 +9,21 @@
  * the pool's VLANs with vlan_alloc_add(id, 1, log). A VLAN never seen counts as the least used of all; its first
  * allocation stores 2.
  *
- * Diagnostics go to the caller's log function: level 1 for a missing table, a failed creation and a VLAN that a usage
- * look-up does not find, level 0 for the trace of updates and for refused ones. The text is at most 127 characters, as
- * in "vlan_alloc_update (vlan_alloc:140): Vlan Alloc  usage ; usage=1 vlan 20", and lasts until the function returns.
- * Where a function logs as the last thing it does, it returns what log returned. A null log keeps everything silent.
+ * Diagnostics go to the caller's log function as "function (vlan_alloc:line): text", at most 127 characters, which last
+ * until it returns:
+ *
+ *     level  function           line           text
+ *     1      vlan_alloc_init    52             Hash creation failed
+ *     1      …_add, _release,   98, 114,       vlanPool usage hash table is NULL
+ *            _update, _get      131, 167
+ *     0      vlan_alloc_update  140 (one user  Vlan Alloc  usage ; usage=U vlan V
+ *                               more), 144     (U is the usage before)
+ *     0      vlan_alloc_update  149            Vlan Alloc failed: usage incorrect; usage=1 vlan_id V
+ *     0      vlan_alloc_update  153            Vlan Alloc failed: vlanid doesn't exist; vlan_id=V
+ *     1      vlan_alloc_get     173            Vlan Alloc failed: vlan id not found, usage=0, vlan_id=V
+ *
+ * vlan_alloc_get is the name of the look-ups that choosing the least used makes. Where a function logs as the last
+ * thing it does, it returns what log returned. A null log keeps everything silent. Without a table, all usages are 0.
  *
  * The usage table is one for the process and has no lock: all calls come from one thread, or under the caller's lock.
  *
@@ -46,10 +57,11 @@ QUILL_API quill_word vlan_alloc_init(vlan_alloc_log log);
 /* vlan_alloc_exit destroys the usage table, if there is one. */
 QUILL_API void vlan_alloc_exit(void);
 
-/* vlan_alloc_print writes every VLAN with its usage to standard error. */
+/* vlan_alloc_print writes every VLAN with its usage to standard error, on the usage table's own cursor. */
 QUILL_API void vlan_alloc_print(void);
 
-/* vlan_alloc_add makes a VLAN known with a usage, normally 1. Returns 1, or 0 when it is known or memory ran out. */
+/* vlan_alloc_add makes a VLAN known with a usage, normally 1 and never 0. Returns 1, or 0 when it is known or memory
+ * ran out. */
 QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_log log);
 
 /* vlan_alloc_release forgets a VLAN, whatever its usage. Returns 1, or 0 when it was not known. */

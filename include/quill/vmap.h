@@ -70,9 +70,9 @@ QUILL_API int vmap_invert(vmap **map);
 /* vmap_set_bits replaces all bits by the VMAP_WORDS words. */
 QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
 
-/* vmap_clear empties *map in place when it has one reference. A shared one is replaced in the handle by a new empty
- * map, and deliberately its count is not lowered: the reference that this handle had stays with the other holders, who
- * release it with one more vmap_free. */
+/* vmap_clear empties *map in place when it has one reference (or, wrongly, fewer). A shared one is replaced in the
+ * handle by a new empty map, and deliberately its count is not lowered: the reference that this handle had stays with
+ * the other holders, who release it with one more vmap_free. */
 QUILL_API int vmap_clear(vmap **map);
 
 /* vmap_clear_string forgets the cached text and frees it. */
@@ -101,9 +101,11 @@ QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
 /* vmap_sxdr_read replaces the bits of map (not shared) by those of a message in which the elements are known to be
- * complete: lengths are not checked against its end. Returns the bytes consumed, or 0 when an element is of another
- * kind, a text has 640 bytes or more, or a text is invalid; in the last case the map holds the items before the fault,
- * in the first the words before it. */
+ * complete: lengths are not checked against its end. Only a bool of 1 means that a text follows. Returns the bytes
+ * consumed, or 0: the first element is no bool (then map is as it was), the text has 640 bytes or more or another kind
+ * of element is in its place (then map is empty), the text is invalid (then map holds the items before the fault), or
+ * one of the 128 is no u32 (then the words before it are new, and it is 0). The cached text is forgotten with the first
+ * change. */
 QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);
 
 /* vmap_sxdr_size returns the bytes that vmap_sxdr_write will write, at most 643. */

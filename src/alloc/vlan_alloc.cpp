@@ -3,10 +3,12 @@
 #include <stdarg.h>
 #include <stdio.h>
 
+#include <quill/vmap.h>
+
 #include <algorithm>
 #include <span>
 
-#include <quill/vmap.h>
+#include "base/contract.h"
 
 // The usages of the process, unguarded: VLAN id to users + 1.
 sHash *vlanPool_usage_hash_table;
@@ -74,6 +76,11 @@ quill_word give_back(uint32_t vlan, const Log &log) {
 
 using Pool = std::span<const uint16_t>;
 
+Pool checked(const uint16_t *list, uint32_t count, const char *function) {
+    quill::require(list || count == 0, {"list", "vlan_alloc", 200, function});
+    return {list, count};
+}
+
 bool any(uint16_t vlan) { return vlan != 0; }
 
 // The VLANs that a filter, a bitmap in the layout of a vmap, leaves. Ids beyond the bitmap are never marked.
@@ -116,9 +123,10 @@ uint32_t entry_number(Pool pool, Usable usable, uint32_t k) {
 }
 
 template <typename Usable>
-uint32_t by_hash(Pool pool, Usable usable, const void *mac) {
+uint32_t by_hash(Pool pool, Usable usable, const void *mac, const char *function) {
     const uint32_t count = count_of(pool, usable);
     if (count == 0) return 0;
+    quill::require(mac != nullptr, {"mac", "vlan_alloc", 201, function});
     const auto *m = static_cast<const uint8_t *>(mac);
     const uint32_t hash = m[0] ^ m[1] ^ m[2] ^ m[3] ^ m[4] ^ m[5];
     return entry_number(pool, usable, hash % count);
@@ -166,7 +174,7 @@ quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log si
 }
 
 uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log) {
-    const Pool pool(list, count);
+    const Pool pool = checked(list, count, __func__);
     switch (count_of(pool, any)) {
         case 0: return 0;
         case 1: return pool[0];  // as it stands, also when the one VLAN is in another slot
@@ -177,7 +185,7 @@ uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_
 uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
                                             const uint32_t *filter) {
     if (!filter) return 0;
-    const Pool pool(list, count);
+    const Pool pool = checked(list, count, __func__);
     const NotMarked not_marked{filter};
     if (count_of(pool, any) < 2 || count_of(pool, not_marked) == 0)
         return vlan_alloc_assign_leastUsed(list, count, log);
@@ -185,13 +193,13 @@ uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count
 }
 
 uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac) {
-    return by_hash(Pool(list, count), any, mac);
+    return by_hash(checked(list, count, __func__), any, mac, __func__);
 }
 
 uint32_t vlan_alloc_assign_hashBased_filter(const uint16_t *list, uint32_t count, const void *mac,
                                             const uint32_t *filter) {
     if (!filter) return 0;
-    const Pool pool(list, count);
+    const Pool pool = checked(list, count, __func__);
     const NotMarked not_marked{filter};
-    return count_of(pool, not_marked) ? by_hash(pool, not_marked, mac) : by_hash(pool, any, mac);
+    return count_of(pool, not_marked) ? by_hash(pool, not_marked, mac, __func__) : by_hash(pool, any, mac, __func__);
 }

@@ -166,11 +166,10 @@ uint32_t read_words(uint32_t *words, const uint8_t *source) {
 }
 
 uint32_t read_text(uint32_t *words, const uint8_t *source) {
-    const uint32_t length = sxdr_read_str_size(source);
-    char text[kLongestStrElement + 1];
-    if (length >= sizeof text) return 0;  // another kind of element gives the largest length of all
-    const uint32_t consumed = sxdr_read_str(text, source);
     std::fill_n(words, VMAP_WORDS, 0u);
+    char text[kLongestStrElement + 1];
+    if (sxdr_read_str_size(source) >= sizeof text) return 0;  // too long, or another kind, which has the largest size
+    const uint32_t consumed = sxdr_read_str(text, source);
     return parse_ranges(text, [&](int32_t first, int32_t last) { set_range(words, first, last); }) ? consumed : 0;
 }
 

@@ -145,8 +145,8 @@ struct SizedElement {
         store_be(at + 1, length);
     }
     static void put(uint8_t *at, const void *bytes, Length length) {
+        memmove(at + kHeader, bytes, length);  // first: the bytes may stand in this very buffer
         put_header(at, length);
-        std::copy_n(static_cast<const uint8_t *>(bytes), length, at + kHeader);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
     static Length length(const uint8_t *at) { return load_be<Length>(at + 1); }

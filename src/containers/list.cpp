@@ -37,6 +37,7 @@ using quill::require;
 constexpr quill::Contract kInsertObject = {"objPtr", "list", 117, "ListInsert"};
 constexpr quill::Contract kInsertAtObject = {"objPtr", "list", 155, "ListInsertAt"};
 constexpr quill::Contract kInsertSortedObject = {"objPtr", "list", 290, "ListInsertSorted"};
+constexpr quill::Contract kCompare = {"compare", "list", 280, "ListInsertSorted"};
 constexpr quill::Contract kCompareResult = {"-1 <= order && order <= 1", "list", 300, "ListInsertSorted"};
 constexpr quill::Contract kGetObject = {"node->objPtr", "list", 231, "ListGetR"};
 constexpr quill::Contract kGetCursor = {"cursor", "list", 220, "ListGetR"};
@@ -97,6 +98,11 @@ quill_word as_word(const void *object) { return reinterpret_cast<quill_word>(obj
 
 quill_word object_of(const sListNode *node) { return node ? as_word(node->objPtr) : 0; }
 
+sListNode *&checked(sListNode **cursor) {
+    require(cursor != nullptr, kGetCursor);
+    return *cursor;
+}
+
 quill_word step_next(sListNode *&cursor) {
     const sListNode *node = cursor;
     if (!node) return 0;
@@ -139,6 +145,7 @@ int ListInsertAt(sList *list, void *object, const void *anchor) {
 
 int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     if (!list) return 0;
+    require(compare != nullptr, kCompare);
     NodeOwner node = new_node(object, kInsertSortedObject);
     if (!node) return 0;
     sListNode *next = list->head;
@@ -195,13 +202,12 @@ quill_word ListGet(sList *list, int op) { return list ? ListGetR(list, op, &list
 
 quill_word ListGetR(const sList *list, int op, sListNode **cursor) {
     if (!list) return 0;
-    require(cursor != nullptr, kGetCursor);
     switch (op) {
-        case LIST_OP_FIRST: *cursor = list->head; return list->count;
+        case LIST_OP_FIRST: checked(cursor) = list->head; return list->count;
         case LIST_OP_HEAD: return object_of(list->head);
         case LIST_OP_TAIL: return object_of(list->tail);
-        case LIST_OP_NEXT: return step_next(*cursor);
-        case LIST_OP_PREVIOUS: return step_previous(*list, *cursor);
+        case LIST_OP_NEXT: return step_next(checked(cursor));
+        case LIST_OP_PREVIOUS: return step_previous(*list, checked(cursor));
         default: return 0;
     }
 }

@@ -207,6 +207,7 @@ void HashReset(sHash *table) {
     std::fill_n(t.buckets, t.bucket_count, nullptr);
     std::fill_n(t.collisions, t.bucket_count, 0u);
     quill::count_shared(t.max_collisions, 0);
+    t.cursor.element = nullptr;  // which is gone; where a walk stood is otherwise kept
 }
 
 void HashDestroy(sHash *table) {
@@ -253,12 +254,11 @@ quill_word HashGet(sHash *table, int op, uint32_t sel) { return table ? HashGetR
 
 quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor) {
     if (!table) return 0;
-    require(cursor != nullptr, {"cursor", "hash", 102, __func__});
     switch (op) {
-        case HASH_OP_FIRST: quill::walk_first(*table, *cursor); return 0;
-        case HASH_OP_NEXT: return quill::selected(quill::walk_next(*table, *cursor), sel);
-        case HASH_OP_SKIP_100: quill::walk_skip(*table, *cursor, 100); return 0;
-        case HASH_OP_SKIP_N: quill::walk_skip(*table, *cursor, sel); return 0;
+        case HASH_OP_FIRST: quill::walk_first(*table, checked(cursor, __func__)); return 0;
+        case HASH_OP_NEXT: return quill::selected(quill::walk_next(*table, checked(cursor, __func__)), sel);
+        case HASH_OP_SKIP_100: quill::walk_skip(*table, checked(cursor, __func__), 100); return 0;
+        case HASH_OP_SKIP_N: quill::walk_skip(*table, checked(cursor, __func__), sel); return 0;
         default: return 0;
     }
 }
@@ -269,10 +269,14 @@ quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket
 
 quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t bucket, sHashCursor *cursor) {
     if (!has_bucket(table, bucket)) return 0;
-    require(cursor != nullptr, {"cursor", "hash", 103, __func__});
-    if (op == HASH_OP_FIRST) *cursor = {static_cast<int32_t>(bucket), table->buckets[bucket]};
-    if (op != HASH_OP_NEXT || cursor->bucket != static_cast<int32_t>(bucket)) return 0;
-    return quill::selected(quill::walk_next(*table, *cursor), sel);
+    const auto index = static_cast<int32_t>(bucket);
+    switch (op) {
+        case HASH_OP_FIRST: checked(cursor, __func__) = {index, table->buckets[bucket]}; return 0;
+        case HASH_OP_NEXT:
+            if (checked(cursor, __func__).bucket != index) return 0;
+            return quill::selected(quill::walk_next(*table, *cursor), sel);
+        default: return 0;
+    }
 }
 
 // --- the list of tables, and statistics
@@ -287,7 +291,7 @@ void hash_add_table_to_list(sHash *table) {
 }
 
 uint32_t hash_get_stats(void **out) {
-    require(out != nullptr, {"out", "hash", 104, __func__});
+    require(out != nullptr, {"out", "hash", 103, __func__});
     Guard guard(list_mutex);
     const uint32_t count = ListEntries(hash_table_list);
     const auto size = static_cast<uint32_t>(sizeof count + sizeof(Record) * count);

@@ -196,8 +196,7 @@ quill_word HashIpAfGet(sHash *table, int op, uint32_t sel) {
 quill_word HashIpAfGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor) {
     if (op == HASH_OP_SKIP_N) return 0;
     if (op != HASH_OP_NEXT || sel != HASH_SEL_ADDRESS || !table) return HashGetR(table, op, sel, cursor);
-    require(cursor != nullptr, {"cursor", "hash", 105, __func__});
-    const sHashElem *element = quill::walk_next(*table, *cursor);
+    const sHashElem *element = quill::walk_next(*table, checked(cursor, __func__));
     return element ? reinterpret_cast<quill_word>(element->address) : 0;
 }
 

@@ -16,7 +16,6 @@
 // stored as relaxed atomics, which cost no more than plain stores.
 #pragma once
 
-#include <assert.h>
 #include <quill/hash.h>
 #include <stdlib.h>
 #include <string.h>
@@ -62,6 +61,11 @@ inline const sHash &checked(const sHash *table, const char *function) {
 }
 inline sHash &checked(sHash *table, const char *function) {
     return const_cast<sHash &>(checked(const_cast<const sHash *>(table), function));
+}
+
+inline sHashCursor &checked(sHashCursor *cursor, const char *function) {
+    require(cursor != nullptr, {"cursor", "hash", 102, function});
+    return *cursor;
 }
 
 // --- counts that hash_get_stats reads while other threads change them
@@ -136,6 +140,11 @@ quill_word find_value(const sHash &table, const Key &key) {
     return element ? element->value : 0;
 }
 
+// Wraps: a table that is refilled and reset for years counts on.
+inline void count_entries(sHash &table, uint32_t difference) {
+    count_shared(table.entries, static_cast<int32_t>(static_cast<uint32_t>(table.entries) + difference));
+}
+
 inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
     sHashElem *&head = table.buckets[bucket];
     if (head) {
@@ -144,7 +153,7 @@ inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
     }
     element->next = head;
     head = element;
-    count_shared(table.entries, table.entries + 1);
+    count_entries(table, 1);
 }
 
 // Only for a place that find_place gave for the key.
@@ -192,11 +201,10 @@ int remove(sHash &table, const Key &key, quill_word *value = nullptr) {
     if (!element) return 0;
     if (value) *value = element->value;
     if (table.cursor.element == element) table.cursor = {0, nullptr};
-    assert(table.entries > 0);
     *place.link = element->next;
     Key::release(*element);
     free_element(element);
-    count_shared(table.entries, table.entries - 1);
+    count_entries(table, ~0u);
     if (table.collisions[place.bucket] > 0) table.collisions[place.bucket]--;
     return 1;
 }

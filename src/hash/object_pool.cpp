@@ -117,7 +117,7 @@ bool add_slab(Mpool &pool) {
 
 [[maybe_unused]] bool is_object_of(const Mpool &pool, const void *memory) {
     for (Slab *slab = pool.slabs; slab; slab = slab->next) {
-        const auto offset = static_cast<size_t>(static_cast<const char *>(memory) - slab->objects());
+        const auto offset = reinterpret_cast<uintptr_t>(memory) - reinterpret_cast<uintptr_t>(slab->objects());
         if (offset < slab->bytes) return offset % pool.size == 0;
     }
     return false;

@@ -137,6 +137,7 @@ TEST(IdxTable, ContractViolationsAreReported) {
         {[] { idx_table_index_free(idx_table_create(5, 1), 5); }, kFree, "idx_table", 176, "idx_table_index_free"},
         {[] { idx_table_index_free(nullptr, 1); }, "idx_table", "idx_table", 100, "idx_table_index_free"},
         {[] { idx_table_index_reserve(nullptr, 1); }, "idx_table", "idx_table", 100, "idx_table_index_reserve"},
+        {[] { idx_table_index_alloc(table, nullptr); }, "out", "idx_table", 101, "idx_table_index_alloc"},
         {[] { idx_table_index_alloc(nullptr, nullptr); }, "idx_table", "idx_table", 100, "idx_table_index_alloc"},
     });
     idx_table_free(table);

@@ -3,19 +3,17 @@
 #include <gtest/gtest.h>
 #include <quill/vmap.h>
 
-#include <algorithm>
-#include <iterator>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/contract.h"
 #include "support/failing_alloc.h"
-#include "support/random.h"
 
 namespace {
 
 using quill::test::NthAllocation;
-using quill::test::Random;
 using Ids = std::vector<uint16_t>;
 using Messages = std::vector<std::string>;
 
@@ -35,8 +33,6 @@ std::vector<uint32_t> marking(const Ids &ids) {
     for (const uint16_t id : ids) filter[id / 32u] |= uint32_t{1} << id % 32u;
     return filter;
 }
-
-uint32_t count(const Ids &ids) { return static_cast<uint32_t>(ids.size()); }
 
 class VlanAlloc : public testing::Test {
 protected:
@@ -89,6 +85,12 @@ TEST_F(VlanAlloc, AFailedCreationIsLogged) {
     EXPECT_EQ(HashGetFromBucket(vlanPool_usage_hash_table, HASH_OP_FIRST, 0, 22), 0u);
     EXPECT_EQ(HashGetFromBucket(vlanPool_usage_hash_table, HASH_OP_FIRST, 0, 0), 0u);
     EXPECT_EQ(HashGetFromBucket(vlanPool_usage_hash_table, HASH_OP_NEXT, 0, 0), 23u);
+
+    sHash *first = vlanPool_usage_hash_table;  // which a second creation leaves to itself
+    EXPECT_NE(vlan_alloc_init(log), 0u);
+    EXPECT_NE(vlanPool_usage_hash_table, first);
+    EXPECT_EQ(HashFind(first, 23), 23u);
+    HashDestroy(first);
 }
 
 TEST_F(VlanAlloc, UsageIsCountedAndTraced) {
@@ -143,89 +145,79 @@ TEST_F(VlanAlloc, AnAllocationWithoutMemoryIsSeenInTheResult) {
     EXPECT_GT(failures, 0);
 }
 
-TEST_F(VlanAlloc, LeastUsed) {
+constexpr uint8_t kMac[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0x97};  // the XOR is 5
+
+struct Choice {
+    uint32_t least_used, least_used_filtered, hash_based, hash_based_filtered;
+    bool operator==(const Choice &) const = default;
+};
+
+Choice choose(const Ids &pool, const Ids &marked) {
+    const std::vector<uint32_t> filter = marking(marked);
+    const auto size = static_cast<uint32_t>(pool.size());
+    return {vlan_alloc_assign_leastUsed(pool.data(), size, log),
+            vlan_alloc_assign_leastUsed_filter(pool.data(), size, nullptr, filter.data()),
+            vlan_alloc_assign_hashBased(pool.data(), size, kMac),
+            vlan_alloc_assign_hashBased_filter(pool.data(), size, kMac, filter.data())};
+}
+
+void PrintTo(const Choice &c, std::ostream *out) {
+    *out << c.least_used << ' ' << c.least_used_filtered << ' ' << c.hash_based << ' ' << c.hash_based_filtered;
+}
+
+TEST_F(VlanAlloc, AssignmentsChooseFromThePool) {
     for (const uint32_t vlan : {10u, 20u, 30u}) vlan_alloc_add(vlan, vlan == 30 ? 2 : 1, nullptr);
     struct Case {
         Ids pool, marked;
-        uint32_t wanted, filtered;
-        size_t misses;  // look-ups of VLANs that are not known, without the filter
+        Choice wanted;
+        size_t misses;  // look-ups of VLANs that are not known, for the least used without the filter
     };
     const Case cases[] = {
-        {{}, {}, 0, 0, 0},
-        {{0, 0, 0}, {}, 0, 0, 0},
-        {{20, 0}, {20}, 20, 20, 0},
-        {{0, 20}, {}, 0, 0, 0},         // the one entry is not the first
-        {{10, 20, 30}, {}, 10, 10, 0},  // the first of equals
-        {{10, 20, 30}, {10}, 10, 20, 0},
-        {{10, 20, 30}, {10, 20}, 10, 30, 0},
-        {{30, 20}, {20}, 20, 30, 0},
-        {{30, 0, 10, 20, 0}, {0, 10, 20, 30}, 10, 10, 0},  // nothing left: as without the filter
-        {{30, 10, 40, 20, 50}, {40}, 40, 50, 4},
-        {{40, 40}, {40}, 40, 40, 2},
-        {{10, 4095, 4096, 65535}, {10, 4095}, 4095, 4096, 5},
-        {{10, 4095, 4096, 65535}, {4095}, 4095, 4096, 5},
+        {{}, {}, {0, 0, 0, 0}, 0},
+        {{0, 0, 0}, {}, {0, 0, 0, 0}, 0},
+        {{20, 0}, {20}, {20, 20, 20, 20}, 0},
+        {{0, 20}, {}, {0, 0, 20, 20}, 0},         // one entry, and it is not the first
+        {{10, 20, 30}, {}, {10, 10, 30, 30}, 0},  // the first of equals
+        {{10, 20, 30}, {10}, {10, 20, 30, 30}, 0},
+        {{10, 20, 30}, {30}, {10, 10, 30, 20}, 0},
+        {{10, 20, 30}, {10, 20}, {10, 30, 30, 30}, 0},
+        {{30, 20}, {20}, {20, 30, 20, 30}, 0},
+        {{30, 0, 10, 20, 0}, {0, 10, 20, 30}, {10, 10, 20, 20}, 0},  // nothing left: as without the filter
+        {{30, 10, 40, 20, 50}, {40}, {40, 50, 30, 10}, 4},
+        {{40, 40}, {40}, {40, 40, 40, 40}, 2},
+        {{10, 4095, 4096, 65535}, {10, 4095}, {4095, 4096, 4095, 65535}, 5},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.pool) + " without " + testing::PrintToString(c.marked));
-        logged.clear();
-        EXPECT_EQ(vlan_alloc_assign_leastUsed(c.pool.data(), count(c.pool), log), c.wanted);
-        EXPECT_EQ(logged.size(), c.misses);
-        const std::vector<uint32_t> filter = marking(c.marked);
-        EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(c.pool.data(), count(c.pool), nullptr, filter.data()), c.filtered);
-        EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(c.pool.data(), count(c.pool), log, nullptr), 0u);
+        EXPECT_EQ(choose(c.pool, c.marked), c.wanted);
+        EXPECT_EQ(take_logged().size(), c.misses);
     }
+    Ids longer(400, 10);  // than 256
+    longer.back() = 40;
+    EXPECT_EQ(choose(longer, {10}), (Choice{40, 40, 10, 40}));
+    EXPECT_EQ(choose(longer, {40}), (Choice{40, 10, 10, 10}));
+
     logged.clear();
-    const std::vector<uint32_t> filter = marking({10});
     constexpr uint16_t kPool[] = {10, 20, 40};
-    EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(kPool, 3, log, filter.data()), 40u);
+    EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(kPool, 3, log, nullptr), 0u);
+    EXPECT_EQ(vlan_alloc_assign_hashBased_filter(kPool, 3, kMac, nullptr), 0u);
+    EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(kPool, 3, log, marking({10}).data()), 40u);
     EXPECT_EQ(take_logged(),
               Messages{"1 vlan_alloc_get (vlan_alloc:173): Vlan Alloc failed: vlan id not found, usage=0, vlan_id=40"});
     vlan_alloc_update(10, 1, nullptr);
     EXPECT_EQ(vlan_alloc_assign_leastUsed(kPool, 2, nullptr), 20u);
 }
 
-// The k-th entry that is neither empty nor marked; of all entries when every one is marked.
-uint32_t pick(const Ids &pool, const std::vector<uint32_t> &filter, uint32_t hash) {
-    Ids left, all;
-    std::copy_if(pool.begin(), pool.end(), std::back_inserter(all), [](uint16_t id) { return id != 0; });
-    std::copy_if(all.begin(), all.end(), std::back_inserter(left),
-                 [&](uint16_t id) { return id > 4095 || !(filter[id / 32u] >> id % 32u & 1); });
-    const Ids &usable = left.empty() ? all : left;
-    return usable.empty() ? 0 : usable[hash % usable.size()];
-}
-
-TEST_F(VlanAlloc, HashBased) {
-    constexpr uint8_t kMac[] = {0, 0, 0, 0, 0, 5};
-    constexpr uint16_t kPool[] = {10, 20, 30};
-    EXPECT_EQ(vlan_alloc_assign_hashBased(kPool, 3, kMac), 30u);
-    EXPECT_EQ(vlan_alloc_assign_hashBased_filter(kPool, 3, kMac, marking({30}).data()), 20u);
-    EXPECT_EQ(vlan_alloc_assign_hashBased_filter(kPool, 3, kMac, marking({10, 20, 30}).data()), 30u);
-    EXPECT_EQ(vlan_alloc_assign_hashBased_filter(kPool, 3, kMac, nullptr), 0u);
-
-    Random random(1);
-    for (int i = 0; i < 2000; i++) {
-        Ids pool(random.one_in(20) ? 300 : random.below(8));
-        for (uint16_t &id : pool)
-            id = static_cast<uint16_t>(random.one_in(3) ? 0 : random.one_in(9) ? 65535 : random.below(40));
-        uint8_t mac[6];
-        for (uint8_t &byte : mac) byte = static_cast<uint8_t>(random.below(256));
-        const auto hash = static_cast<uint32_t>(mac[0] ^ mac[1] ^ mac[2] ^ mac[3] ^ mac[4] ^ mac[5]);
-        std::vector<uint32_t> filter(VMAP_WORDS);
-        EXPECT_EQ(vlan_alloc_assign_hashBased(pool.data(), count(pool), mac), pick(pool, filter, hash));
-        for (uint32_t &word : filter) word = random.one_in(4) ? UINT32_MAX : static_cast<uint32_t>(random.next());
-        EXPECT_EQ(vlan_alloc_assign_hashBased_filter(pool.data(), count(pool), mac, filter.data()),
-                  pick(pool, filter, hash))
-            << i;
-    }
-}
-
-TEST_F(VlanAlloc, ListsMayBeLongerThan256) {
-    Ids pool(400, 7);
-    pool.back() = 8;
-    vlan_alloc_add(7, 1, nullptr);
-    EXPECT_EQ(vlan_alloc_assign_leastUsed(pool.data(), count(pool), nullptr), 8u);
-    EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(pool.data(), count(pool), nullptr, marking({7}).data()), 8u);
-    EXPECT_EQ(vlan_alloc_assign_leastUsed_filter(pool.data(), count(pool), nullptr, marking({8}).data()), 7u);
+TEST_F(VlanAlloc, ContractViolationsAreReported) {
+    static constexpr uint16_t kPool[] = {10};
+    quill::test::expect_contracts({
+        {[] { vlan_alloc_assign_leastUsed(nullptr, 1, log); }, "list", "vlan_alloc", 200,
+         "vlan_alloc_assign_leastUsed"},
+        {[] { vlan_alloc_assign_hashBased_filter(nullptr, 1, kMac, marking({}).data()); }, "list", "vlan_alloc", 200,
+         "vlan_alloc_assign_hashBased_filter"},
+        {[] { vlan_alloc_assign_hashBased(kPool, 1, nullptr); }, "mac", "vlan_alloc", 201,
+         "vlan_alloc_assign_hashBased"},
+    });
 }
 
 TEST_F(VlanAlloc, PrintWritesTheTableToStandardError) {

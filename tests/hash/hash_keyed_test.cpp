@@ -14,6 +14,7 @@
 namespace {
 
 using quill::test::expect_failures_survived;
+using quill::test::NthAllocation;
 using quill::test::TableKey;
 
 // The bucket of a one-byte text shows one number of the permutation; that of byte 0 needs a text that leads there.
@@ -134,7 +135,11 @@ TYPED_TEST_SUITE(KeyedHash, Kinds, );
 TYPED_TEST(KeyedHash, RandomOperationsFollowTheModel) { quill::test::expect_model_followed<TypeParam>(); }
 
 TYPED_TEST(KeyedHash, FailedAllocationsLeaveTheTableAsItWas) {
-    sHash *table = TypeParam::create(3);
+    {
+        NthAllocation second(2);  // in a new process, that of the element pool
+        EXPECT_EQ(TypeParam::create(1), nullptr);
+    }
+    sHash *table = TypeParam::create(1);
     int held = 0;
     const auto value = [](int key) { return static_cast<quill_word>(key + 1); };
     const auto unchanged = [&] {
@@ -150,6 +155,16 @@ TYPED_TEST(KeyedHash, FailedAllocationsLeaveTheTableAsItWas) {
         expect_failures_survived(insert, unchanged, held == 0 ? 1 : 0);  // the first may find the pool empty
     }
     unchanged();
+
+    const sHashElem *newest = table->buckets[0];
+    const TypeParam last(held - 1, true);
+    TypeParam::remove(table, last);
+    {
+        NthAllocation failing(1);
+        if (TypeParam::insert(table, last, 1)) TypeParam::remove(table, last);  // an element is all it needs
+    }
+    TypeParam::insert(table, last, 1);
+    EXPECT_EQ(table->buckets[0], newest);  // the pool had got it back
     TypeParam::destroy(table);
 }
 
@@ -210,6 +225,7 @@ TEST(IpHash, ADestroyedTableKeepsItsPlaceInTheStatistics) {
         free(buffer);
         return copy;
     };
+    sHash *first = _HashCreate(3, "first", 1);
     const std::string before = records();
     sHash *destroyed = _HashCreate(5, "destroyed", 1), *after = _HashCreate(7, "after", 1);
     const std::string both = records();
@@ -223,10 +239,11 @@ TEST(IpHash, ADestroyedTableKeepsItsPlaceInTheStatistics) {
     // No memory for the record of zeros: nothing of the table may stay.
     destroyed = _HashCreate(5, "destroyed", 1);
     {
-        quill::test::NthAllocation failing(1);
+        NthAllocation failing(1);
         HashDestroyIpAf(destroyed);
     }
     EXPECT_EQ(records(), before + std::string(76, '\0'));
+    HashDestroy(first);
 }
 
 sHash *one_bucket() { return _HashCreate(1, "contract", 1); }
@@ -242,7 +259,7 @@ TEST(KeyedHash, ContractViolationsAreReported) {
         {[] { HashIsMacPresentAndSetHashState(nullptr, Mac(1, true)); }, "table", "hash", 90,
          "HashIsMacPresentAndSetHashState"},
         {[] { HashIpAfAddrFind(one_bucket(), nullptr); }, "key", "hash", 110, "HashIpAfAddrFind"},
-        {[] { HashIpAfGetR(one_bucket(), HASH_OP_NEXT, HASH_SEL_ADDRESS, nullptr); }, "cursor", "hash", 105,
+        {[] { HashIpAfGetR(one_bucket(), HASH_OP_NEXT, HASH_SEL_ADDRESS, nullptr); }, "cursor", "hash", 102,
          "HashIpAfGetR"},
         {[] { HashDestroyIpAf(nullptr); }, "table", "hash", 90, "HashDestroyIpAf"},
     });

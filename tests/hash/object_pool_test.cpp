@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -98,13 +99,15 @@ TEST(ObjectPool, AddressSanitizerSeesObjectsThatAreNotTaken) {
 TEST(ObjectPool, ThreadsShareAPoolWithoutSharingObjects) {
     constexpr uint32_t kThreads = 4, kWords = 6, kHeld = 40;
     Mpool *pool = new_pool(kWords * sizeof(uint32_t), 16, 4, kThreads * kHeld);
+    std::latch start(kThreads);
     std::vector<std::thread> threads;
     std::vector<int> spoilt(kThreads);
     for (uint32_t thread = 0; thread < kThreads; thread++) {
-        threads.emplace_back([=, &spoilt] {
+        threads.emplace_back([=, &spoilt, &start] {
+            start.arrive_and_wait();
             quill::test::Random random(thread);
             std::vector<uint32_t *> held;
-            for (uint32_t i = 0; i < 4000; i++) {
+            for (uint32_t i = 0; i < 20000; i++) {
                 if (held.size() < kHeld && random.one_in(2)) {
                     held.push_back(static_cast<uint32_t *>(mpool_alloc(pool)));
                     std::fill_n(held.back(), kWords, i * kThreads + thread);

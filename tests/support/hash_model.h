@@ -158,17 +158,15 @@ private:
         model_.erase(bucket, found);
         if (under_callers) restart();  // a caller's cursor must not stay on a removed element
     }
-    // The count and the table's own cursor survive a reset, which leaves the latter dangling.
+    // The count survives a reset, and of the table's own cursor the bucket.
     void reset() {
-        const sHashCursor before = table_->cursor;
         Key::reset(table_);
-        EXPECT_TRUE(table_->cursor.bucket == before.bucket && table_->cursor.element == before.element);
+        model_.own.id = 0;
+        check(table_->cursor, model_.own);
         EXPECT_EQ(HashIsEmpty(table_), 1);
         for (HashModel::Chain &chain : model_.chains) chain.clear();
         model_.max_collisions = 0;
         restart();
-        Key::get(table_, HASH_OP_FIRST, 0);
-        model_.first(model_.own);
     }
     void restart() {
         EXPECT_EQ(Key::get_r(table_, HASH_OP_FIRST, 1, &cursor_), 0u);
