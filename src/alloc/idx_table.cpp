@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 
 #include "base/contract.h"
 
@@ -62,13 +63,13 @@ struct Slot {
     }
 };
 
-// How far index lies behind first in the table's direction; false outside the range. An index on the wrong side of
-// first wraps to an offset far beyond every range.
-bool offset_of(const idx_table &table, uint32_t index, uint32_t &offset) {
+// The slot of index; none outside the range. An index on the wrong side of first wraps to an offset beyond every range.
+std::optional<Slot> slot_of(idx_table &table, uint32_t index) {
     const bool down = table.first > table.last;
     const uint32_t span = down ? table.first - table.last : table.last - table.first;
-    offset = down ? table.first - index : index - table.first;
-    return offset <= span;
+    const uint32_t offset = down ? table.first - index : index - table.first;
+    if (offset > span) return std::nullopt;
+    return Slot(table, offset);
 }
 
 }  // namespace
@@ -101,21 +102,16 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
 }
 
 int idx_table_index_free(idx_table *table, uint32_t index) {
-    idx_table &t = checked(table, __func__);
-    uint32_t offset;
-    if (!offset_of(t, index, offset)) return -1;
-    Slot slot(t, offset);
-    require(!slot.is_free(), {"!(idx_table->table_bucket[bucket] & local_mask)", "idx_table", 176, __func__});
-    slot.give_back();
+    std::optional<Slot> slot = slot_of(checked(table, __func__), index);
+    if (!slot) return -1;
+    require(!slot->is_free(), {"!(idx_table->table_bucket[bucket] & local_mask)", "idx_table", 176, __func__});
+    slot->give_back();
     return 0;
 }
 
 int idx_table_index_reserve(idx_table *table, uint32_t index) {
-    idx_table &t = checked(table, __func__);
-    uint32_t offset;
-    if (!offset_of(t, index, offset)) return -1;
-    Slot slot(t, offset);
-    if (!slot.is_free()) return -1;
-    slot.take();
+    std::optional<Slot> slot = slot_of(checked(table, __func__), index);
+    if (!slot || !slot->is_free()) return -1;
+    slot->take();
     return 0;
 }
