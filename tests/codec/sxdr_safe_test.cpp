@@ -1,6 +1,5 @@
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
 #include <stdlib.h>
 
@@ -364,31 +363,6 @@ TEST(SxdrSafe, ReadsDataIntoANewBuffer) {
     free(out);
     EXPECT_EQ(sxdr_read_hex_malloc_safe(message.data(), size, &cursor, nullptr, &out_size), -1);
     EXPECT_EQ(sxdr_read_hex_malloc_safe(message.data(), size, &cursor, &out, nullptr), -1);
-}
-
-// Both forms of the codec understand each other.
-TEST(SxdrSafe, ReadsWhatTheUncheckedFormWrites) {
-    uint8_t message[64], *end = message;
-    end += sxdr_write_u32(77, end);
-    end += sxdr_write_s32(-77, end);
-    end += sxdr_write_str("text", end);
-    end += sxdr_write_hex_len32(2, end);
-    *end++ = 5;
-    *end++ = 6;
-    const auto size = static_cast<uint32_t>(end - message);
-    uint32_t cursor = 0, number = 0;
-    int32_t negative = 0;
-    char text[5];
-    uint8_t data[2];
-    EXPECT_EQ(sxdr_read_u32_safe(message, size, &cursor, &number, 4), 4);
-    EXPECT_EQ(sxdr_read_s32_safe(message, size, &cursor, &negative, 4), 4);
-    EXPECT_EQ(sxdr_read_str_safe(message, size, &cursor, text, 5), 4);
-    EXPECT_EQ(sxdr_read_long_hex_safe(message, size, &cursor, data, 2), 2);
-    EXPECT_EQ(cursor, size);
-    EXPECT_EQ(number, 77u);
-    EXPECT_EQ(negative, -77);
-    EXPECT_STREQ(text, "text");
-    EXPECT_EQ(data[1], 6);
 }
 
 }  // namespace
