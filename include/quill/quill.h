@@ -8,6 +8,7 @@
 #include <quill/list.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
+#include <quill/tlv.h>
 #include <quill/types.h>
 #include <quill/vlan_alloc.h>
 #include <quill/vmap.h>

@@ -4,14 +4,15 @@
 set -eu
 cd "$1"
 
-# folder, the public headers and internal folders that it may include besides base and types.h
+# What a folder may include besides itself, base/ and types.h: public headers of its own and of others.
 allowed() {
     case $1 in
         base) echo ;;
-        containers) echo list ;;
-        hash) echo hash hash_keyed list ;;
-        codec) echo codec sxdr sxdr_safe ;;
-        alloc) echo vmap idx_table vlan_alloc hash sxdr ;;
+        containers) echo quill/list ;;
+        hash) echo quill/hash quill/hash_keyed quill/list ;;
+        codec) echo quill/sxdr quill/sxdr_safe ;;
+        alloc) echo quill/vmap quill/idx_table quill/vlan_alloc quill/hash quill/sxdr ;;
+        tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac
 }
@@ -20,9 +21,9 @@ bad=0
 for folder in src/*/; do
     name=$(basename "$folder")
     may=$(allowed "$name")
-    found=$(sed -n 's|^#include <quill/\(.*\)\.h>.*|\1|p; s|^#include "\([a-z]*\)/.*|\1|p' "$folder"* | sort -u)
+    found=$(sed -n 's|^#include <\(quill/.*\)\.h>.*|\1|p; s|^#include "\([a-z]*/\).*|\1|p' "$folder"* | sort -u)
     for include in $found; do
-        case " $may $name base types " in
+        case " $may $name/ base/ quill/types " in
             *" $include "*) ;;
             *) echo "src/$name includes $include"; bad=1 ;;
         esac

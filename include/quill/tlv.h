@@ -1,0 +1,132 @@
+/* quill/tlv.h: messages of type-length-value records, driven by a table of typed fields.
+ *
+ * A program describes its fields in a definition table, one row a type number; sets values, packs every set field into
+ * a buffer, and on the other side unpacks a buffer into the same fields, skipping types that it does not know. How a
+ * field travels is its row's handler's business: an unsigned number, a long, a text and a buffer of fixed size have one
+ * here.
+ *
+ * On the wire every number is big-endian on every host, and nothing is aligned or padded:
+ *
+ *     offset  size  what
+ *     0       2     total: bytes of records that follow
+ *     2             records: a u16 type, then the value as its handler writes it
+ *
+ *     handler    value on the wire                               bytes
+ *     uinthdlr   u16 4, then the 32-bit number                   6
+ *     longhdlr   the same                                        6
+ *     strhdlr    u16 length n, then n bytes of text, no NUL      2 + n
+ *     bufhdlr    u16 length n, which is the row's size, n bytes  2 + n
+ *
+ * One process has one active table at a time: what initTLVLib stores, and tlvDefn. Nothing guards them, so one thread
+ * uses the library at a time. A buffer that is read may hold any bytes; nothing behind its length is looked at.
+ *
+ *     enum { T_UNUSED, T_VLAN, T_SEEN, T_NAME, T_MAC, T_COUNT };
+ *     static struct { uint32_t vlan; int32_t seen; char name[32]; uint8_t mac[6]; } station;
+ *     static tlv_row rows[T_COUNT] = {
+ *         [T_VLAN] = {&station.vlan, uinthdlr, sizeof station.vlan, "vlan", 0},
+ *         [T_SEEN] = {&station.seen, longhdlr, sizeof station.seen, "seen", 0},
+ *         [T_NAME] = {station.name, strhdlr, sizeof station.name, "name", 0},
+ *         [T_MAC] = {station.mac, bufhdlr, sizeof station.mac, "mac", 0},
+ *     };
+ *     static void use_rows(void) { tlvDefn = rows; }
+ *
+ *     initTLVLib(use_rows, T_COUNT, &station, sizeof station);
+ *     tlvreset();
+ *     uint32_t vlan = 20;
+ *     tlvset(T_VLAN, &vlan);
+ *     tlvset(T_NAME, "printer");
+ *     uint8_t message[128];
+ *     int size = settlvBuffer(message, sizeof message);       // 2 + (2 + 6) + (2 + 2 + 7) = 21
+ *
+ *     tlvreset();
+ *     if (readtlvBuffer(message, size) == size && tlvisset(T_VLAN))
+ *         printf("VLAN %u\n", (unsigned)*(uint32_t *)tlvget(T_VLAN));
+ */
+#ifndef QUILL_TLV_H
+#define QUILL_TLV_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+typedef struct tlv_row tlv_row;
+
+/* What a handler is asked to do. */
+enum {
+    TLV_ENCODE = 0, /* write the row's value at wire, where remaining bytes are left; the bytes written */
+    TLV_DECODE = 1, /* read the value at wire into the row's storage, at most remaining bytes; the bytes consumed */
+    TLV_SET = 2     /* copy *value into the row's storage, without a wire; anything but 0 */
+};
+
+/* tlv_handler does op (TLV_…) for row and returns as above, or 0 when it cannot. */
+typedef int (*tlv_handler)(int op, void *wire, int remaining, const void *value, tlv_row *row);
+
+/* tlv_row describes the field of one type number. The library changes what storage points at, and set. */
+struct tlv_row {
+    void *storage;       /* where the value lives, normally in the data area; null: the field receives no values */
+    tlv_handler handler; /* null: the type number is unused */
+    uint32_t size;       /* capacity of a text's storage, NUL included; the exact length of a buffer */
+    const char *name;    /* for messages */
+    uint32_t set;        /* 1 once a value was set or received, 0 after a reset */
+};
+
+/* tlvDefn points at the definition table, whose index is the type number. The program sets it, in its table hook. */
+extern QUILL_API tlv_row *tlvDefn;
+
+/* initTLVLib stores what all operations use: hook (may be null), which each calls first so that it can make tlvDefn and
+ * its rows current; the number of rows; and the data area (kept), which a reset and a read clear. */
+QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
+
+/* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */
+QUILL_API uint32_t tlvreset(void);
+
+/* tlvset sets the field type from what value points at: a number, a text, or as many bytes as the row's size. Returns
+ * what the handler returned; when that is 0 (a text is too long, the row has no handler or no storage) it prints "Error
+ * setting data for NAME" on standard output. A type beyond the table ends the process with abort(), also below. */
+QUILL_API int tlvset(uint32_t type, const void *value);
+
+/* tlvisset returns 1 when the field type is set, else 0. */
+QUILL_API uint32_t tlvisset(uint32_t type);
+
+/* tlvget returns the storage of the field type (borrowed from the program itself). Null when the row has none, and when
+ * it is not set, which also prints "Error getting data for NAME when value is not set" on standard output. */
+QUILL_API void *tlvget(uint32_t type);
+
+/* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used, or 0
+ * when they do not fit there or a handler refuses. */
+QUILL_API int settlvBuffer(void *buffer, int32_t length);
+
+/* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. Types without a row, a handler
+ * or storage are skipped, and deliberately type 0 is, although settlvBuffer writes it: leave type 0 unused. Returns the
+ * bytes consumed, or 0 for a damaged buffer; then fields before the damage are read, and the field at it counts as set.
+ * Fields that are not in the buffer keep their mark: call tlvreset first to tell them apart. */
+QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
+
+/* The handlers; see the table above. An op that is none of TLV_… ends the process with abort().
+ *
+ * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length.
+ */
+QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
+QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
+QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
+QUILL_API int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
+
+/* unknownhdlr returns the bytes of a record that is skipped, or 0 when its length runs past remaining. The op must be
+ * TLV_DECODE. */
+QUILL_API int unknownhdlr(int op, void *wire, int remaining);
+
+/* HBMSG has the operations in one constant table. */
+typedef struct tlv_operations {
+    uint32_t (*reset)(void);
+    int (*set)(uint32_t type, const void *value);
+    uint32_t (*isset)(uint32_t type);
+    void *(*get)(uint32_t type);
+    int (*set_buffer)(void *buffer, int32_t length);
+    int (*read_buffer)(const void *buffer, int32_t length);
+} tlv_operations;
+
+extern QUILL_API const tlv_operations HBMSG;
+
+QUILL_END_DECLS
+
+#endif

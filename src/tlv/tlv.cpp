@@ -1,0 +1,229 @@
+#include <quill/tlv.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "base/contract.h"
+#include "base/endian.h"
+
+// Process-wide state, unguarded: the caller's table, and what initTLVLib was given.
+tlv_row *tlvDefn;
+
+namespace {
+
+using quill::load_be;
+using quill::store_be;
+
+using Hook = void (*)();
+
+constinit Hook table_hook = nullptr;
+constinit uint32_t row_count = 0;
+constinit void *data_area = nullptr;
+constinit uint32_t data_area_size = 0;
+
+constexpr int kType = 2;    // bytes of a record's type
+constexpr int kLength = 2;  // and of the length that every standard handler writes
+constexpr int kNumber = 4;
+
+void make_table_current() {
+    if (table_hook) table_hook();
+    quill::require(tlvDefn || row_count == 0, {"tlvDefn", "tlv", 100, "initTLVLib"});
+}
+
+tlv_row &row_of(uint32_t type) {
+    make_table_current();
+    if (type >= row_count) abort();
+    return tlvDefn[type];
+}
+
+void clear_data_area() {
+    if (data_area) memset(data_area, 0, data_area_size);
+}
+
+const char *name_of(const tlv_row &row) { return row.name ? row.name : ""; }
+
+// --- the wire
+
+uint8_t *bytes(void *p) { return static_cast<uint8_t *>(p); }
+
+// Writes a length and as many bytes; their number.
+int put_sized(void *wire, const void *content, uint16_t length) {
+    store_be(wire, length);
+    memcpy(bytes(wire) + kLength, content, length);
+    return kLength + length;
+}
+
+// The length field at wire, when remaining has room for it and for as many bytes behind it.
+bool get_length(void *wire, int remaining, uint16_t &length) {
+    if (remaining < kLength) return false;
+    length = load_be<uint16_t>(wire);
+    return length <= remaining - kLength;
+}
+
+int number_handler(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    void *storage = row->storage;
+    uint16_t length;
+    uint32_t number;
+    if (!storage) return 0;
+    switch (op) {
+        case TLV_ENCODE:
+            if (remaining < kLength + kNumber) return 0;
+            memcpy(&number, storage, kNumber);
+            number = quill::big_endian(number);
+            return put_sized(wire, &number, kNumber);
+        case TLV_DECODE:
+            if (!get_length(wire, remaining, length) || length != kNumber) return 0;
+            number = load_be<uint32_t>(bytes(wire) + kLength);
+            memcpy(storage, &number, kNumber);
+            return kLength + kNumber;
+        case TLV_SET: memcpy(storage, value, kNumber); return kLength + kNumber;
+        default: abort();
+    }
+}
+
+// Stores a text that leaves room for its NUL.
+bool store_text(tlv_row &row, const void *text, size_t length) {
+    if (length >= row.size) return false;
+    memset(row.storage, 0, row.size);
+    memcpy(row.storage, text, length);
+    return true;
+}
+
+}  // namespace
+
+void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size) {
+    table_hook = hook;
+    row_count = rows;
+    data_area = data;
+    data_area_size = data_size;
+}
+
+// --- fields
+
+uint32_t tlvreset(void) {
+    make_table_current();
+    clear_data_area();
+    for (uint32_t type = 0; type < row_count; type++)
+        if (tlvDefn[type].handler) tlvDefn[type].set = 0;
+    return row_count;
+}
+
+int tlvset(uint32_t type, const void *value) {
+    tlv_row &row = row_of(type);
+    const int result = row.storage && row.handler ? row.handler(TLV_SET, nullptr, 0, value, &row) : 0;
+    if (result)
+        row.set = 1;
+    else
+        printf("Error setting data for %s\n", name_of(row));
+    return result;
+}
+
+uint32_t tlvisset(uint32_t type) { return row_of(type).set; }
+
+void *tlvget(uint32_t type) {
+    const tlv_row &row = row_of(type);
+    if (!row.storage || row.set) return row.storage;
+    printf("Error getting data for %s when value is not set\n", name_of(row));
+    return nullptr;
+}
+
+// --- messages
+
+int settlvBuffer(void *buffer, int32_t length) {
+    make_table_current();
+    if (length < kLength) return 0;
+    int32_t used = kLength;
+    for (uint32_t type = 0; type < row_count; type++) {
+        tlv_row &row = tlvDefn[type];
+        if (!row.set || !row.handler) continue;
+        const int32_t room = length - used - kType;
+        if (room < 0) return 0;
+        uint8_t *at = bytes(buffer) + used;
+        store_be(at, static_cast<uint16_t>(type));
+        const int written = row.handler(TLV_ENCODE, at + kType, room, nullptr, &row);
+        if (written <= 0 || written > room) return 0;
+        used += kType + written;
+    }
+    if (used - kLength > UINT16_MAX) return 0;  // more than the total can say
+    store_be(buffer, static_cast<uint16_t>(used - kLength));
+    return used;
+}
+
+int readtlvBuffer(const void *buffer, int32_t length) {
+    clear_data_area();
+    make_table_current();
+    if (length < kLength) return 0;
+    const int32_t total = load_be<uint16_t>(buffer);
+    if (total > length - kLength) return 0;
+    // Handlers read from the same kind of pointer that they write to.
+    uint8_t *at = const_cast<uint8_t *>(static_cast<const uint8_t *>(buffer)) + kLength;
+    for (int32_t left = total; left > 0;) {
+        const int32_t remaining = left - kType;
+        if (remaining < 0) return 0;
+        const uint32_t type = load_be<uint16_t>(at);
+        tlv_row *row = type != 0 && type < row_count ? &tlvDefn[type] : nullptr;
+        const bool known = row && row->storage && row->handler;
+        if (known) row->set = 1;
+        const int consumed = known ? row->handler(TLV_DECODE, at + kType, remaining, nullptr, row)
+                                   : unknownhdlr(TLV_DECODE, at + kType, remaining);
+        if (consumed <= 0 || consumed > remaining) return 0;
+        at += kType + consumed;
+        left = remaining - consumed;
+    }
+    return kLength + total;
+}
+
+// --- handlers
+
+int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    return number_handler(op, wire, remaining, value, row);
+}
+
+int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    return number_handler(op, wire, remaining, value, row);
+}
+
+int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    uint16_t length;
+    if (!row->storage) return 0;
+    switch (op) {
+        case TLV_ENCODE:
+            // The program may have filled the storage itself, and forgotten the NUL.
+            length = static_cast<uint16_t>(strnlen(static_cast<const char *>(row->storage), row->size));
+            // Room beyond the text is asked for, as other ends of these messages size their buffers for a NUL.
+            return length + 3 < remaining ? put_sized(wire, row->storage, length) : 0;
+        case TLV_DECODE:
+            if (!get_length(wire, remaining, length)) return 0;
+            return store_text(*row, bytes(wire) + kLength, length) ? kLength + length : 0;
+        case TLV_SET: {
+            const char *text = static_cast<const char *>(value);
+            return store_text(*row, text, strlen(text));
+        }
+        default: abort();
+    }
+}
+
+int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    uint16_t length;
+    if (!row->storage) return 0;
+    switch (op) {
+        case TLV_ENCODE:
+            length = static_cast<uint16_t>(row->size);
+            return length + 1 < remaining ? put_sized(wire, row->storage, length) : 0;
+        case TLV_DECODE:
+            if (!get_length(wire, remaining, length) || length != row->size) return 0;
+            memcpy(row->storage, bytes(wire) + kLength, length);
+            return kLength + length;
+        case TLV_SET: memcpy(row->storage, value, row->size); return 1;
+        default: abort();
+    }
+}
+
+int unknownhdlr(int op, void *wire, int remaining) {
+    if (op != TLV_DECODE) abort();
+    uint16_t length;
+    return get_length(wire, remaining, length) ? kLength + length : 0;
+}
+
+constinit const tlv_operations HBMSG = {tlvreset, tlvset, tlvisset, tlvget, settlvBuffer, readtlvBuffer};
