@@ -1,14 +1,13 @@
 # How everything in the project is compiled: two interface targets, one for all code (quill_build) and one for the
-# library and what ships with it (quill_hardening). Flags that a packager sets in CMAKE_<LANG>_FLAGS come later on the
-# command line and win.
+# library and what ships with it (quill_hardening). Their flags come behind CMAKE_<LANG>_FLAGS and win: a packager with
+# hardening flags of his own sets QUILL_HARDENING=OFF.
 include(CheckCXXCompilerFlag)
 include(CheckCSourceCompiles)
 
-if(NOT CMAKE_BUILD_TYPE)
+get_property(multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
+if(PROJECT_IS_TOP_LEVEL AND NOT multi_config AND NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug (development) or Release" FORCE)
 endif()
-string(REGEX REPLACE "-O[0-9s]" "-O2" CMAKE_C_FLAGS_RELEASE "${CMAKE_C_FLAGS_RELEASE}")
-string(REGEX REPLACE "-O[0-9s]" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
 
 find_program(QUILL_CCACHE ccache)
 mark_as_advanced(QUILL_CCACHE)
@@ -29,17 +28,17 @@ add_library(quill_build INTERFACE)
 target_link_libraries(quill_build INTERFACE quill_sanitize)
 target_compile_options(quill_build INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-  $<$<CONFIG:Debug>:-O1 -g>
   $<$<BOOL:${QUILL_WERROR}>:-Werror>)
-# --- hardening, in release builds
+# --- hardening, of all builds but those for debugging
 
 add_library(quill_hardening INTERFACE)
+set(hardened "$<AND:$<BOOL:${QUILL_HARDENING}>,$<NOT:$<CONFIG:Debug>>>")
 
 function(quill_harden flag)
   string(MAKE_C_IDENTIFIER "QUILL_HAS${flag}" have)
   check_cxx_compiler_flag("${flag} -Werror" ${have})
   if(${have})
-    target_compile_options(quill_hardening INTERFACE $<$<CONFIG:Release>:${flag}>)
+    target_compile_options(quill_hardening INTERFACE $<${hardened}:${flag}>)
   endif()
 endfunction()
 
@@ -49,7 +48,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   quill_harden(-fcf-protection=full)
 endif()
 target_link_options(quill_hardening INTERFACE
-  $<$<CONFIG:Release>:LINKER:-z,relro,-z,now,-z,noexecstack>)
+  $<${hardened}:LINKER:-z,relro,-z,now,-z,noexecstack>)
 
 # The highest level of source fortification that compiler and C library have between them: a level that the C library
 # does not know makes its headers warn.
@@ -62,4 +61,4 @@ else()
   set(QUILL_FORTIFY_LEVEL 2)
 endif()
 target_compile_options(quill_hardening INTERFACE
-  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=${QUILL_FORTIFY_LEVEL}>)
+  $<${hardened}:-U_FORTIFY_SOURCE> $<${hardened}:-D_FORTIFY_SOURCE=${QUILL_FORTIFY_LEVEL}>)

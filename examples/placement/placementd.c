@@ -112,6 +112,7 @@ static void open_pool(void) {
     if (!stations || !vlanPool_usage_hash_table) errx(2, "out of memory");
     for (uint32_t i = 0; i < vlan_count; i++)
         if (!vlan_alloc_add(vlans[i], 1, log_allocator)) errx(2, "out of memory for %u VLANs", (unsigned)vlan_count);
+    if (!vmap_to_string(pool) || !vmap_to_string(avoid)) errx(2, "out of memory");
     snprintf(message.pool, sizeof message.pool, "%s", vmap_to_string(pool));
     snprintf(message.avoid, sizeof message.avoid, "%s", vmap_to_string(avoid));
     vmap_free(pool);

@@ -13,11 +13,11 @@ int main(int argc, char **argv) {
     vmap *out = vmap_from_string(argv[2]);
     if (!pool || !out) {
         fprintf(stderr, "vlan_sets: not a list of VLANs: %s\n", argv[pool ? 2 : 1]);
-    } else if (vmap_exclude(&pool, out)) {
+    } else if (vmap_exclude(&pool, out) && vmap_to_string(pool)) {
         printf("in service: %s\n", vmap_to_string(pool));
         status = 0;
     }
-    if (out) vmap_free(out);
-    if (pool) vmap_free(pool);
+    vmap_free(out);
+    vmap_free(pool);
     return status;
 }

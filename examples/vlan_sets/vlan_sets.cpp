@@ -15,14 +15,17 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "usage: vlan_sets POOL OUT_OF_SERVICE\n");
         return 2;
     }
-    const Vlans pool(vmap_from_string(argv[1]));
+    Vlans pool(vmap_from_string(argv[1]));
     const Vlans out(vmap_from_string(argv[2]));
     if (!pool || !out) {
         std::fprintf(stderr, "vlan_sets: not a list of VLANs: %s\n", argv[pool ? 2 : 1]);
         return 1;
     }
-    vmap *left = pool.get();  // one holder: changed in place, so the owner's pointer stays true
-    if (!vmap_exclude(&left, out.get())) return 1;
-    std::printf("in service: %s\n", vmap_to_string(left));
+    vmap *handle = pool.release();  // a change may replace the map
+    const bool changed = vmap_exclude(&handle, out.get());
+    pool.reset(handle);
+    const char *text = vmap_to_string(pool.get());
+    if (!changed || !text) return 1;
+    std::printf("in service: %s\n", text);
     return 0;
 }

@@ -73,10 +73,11 @@ typedef int (*HashCompare)(quill_word stored, quill_word searched);
  * guards it with a lock of its own, so programs leave it alone and use hash_get_stats. */
 extern QUILL_API sList *hash_table_list;
 
-/* _HashCreate returns a new table of buckets chains (at least 1; used as given, so a prime spreads best), or null when
- * out of memory; when there is none even for the process's list of tables, the process ends with a contract report. The
- * name, cut to 63 characters, is what statistics show: by convention the creating function's. The line is ignored.
- * Release it with HashDestroy. */
+/* _HashCreate returns a new, empty table with the given number of buckets (at least 1, else the contract is broken;
+ * used as given, and a prime spreads best), or null when out of memory. The first table of a process also makes the
+ * list for hash_get_stats: when there is no memory for that, the process ends with a contract report. The name, cut to
+ * 63 characters, is what statistics show: by convention the creating function's. The line is ignored. Release it with
+ * HashDestroy. */
 QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
 
 /* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the low 32 bits of the key, null

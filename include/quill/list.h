@@ -10,9 +10,9 @@
  * an insertion returns the inserted object; removing the node under it moves it on to the following node. A walk with
  * ListGetR has a cursor of the caller's, which removals do not know: it must not rest on a node that is removed.
  *
- * A null list is accepted everywhere but in ListRemoveNode: the call does nothing and returns 0 or null. A null object
- * breaks the contract. The same object may be inserted more than once; searches then find the occurrence nearest to the
- * head. No locking: a list belongs to one thread at a time.
+ * A null list is accepted everywhere but in ListRemoveNode: the call does nothing and returns 0 or null. Inserting a
+ * null object breaks the contract; looking for one finds nothing. The same object may be inserted more than once;
+ * searches then find the occurrence nearest to the head. No locking: a list belongs to one thread at a time.
  *
  *     sList *queue = ListCreate();
  *     ListInsert(queue, station);
@@ -56,7 +56,8 @@ QUILL_API int ListInsert(sList *list, void *object);
 QUILL_API int ListInsertAt(sList *list, void *object, const void *anchor);
 
 /* ListInsertSorted inserts object (kept) in the order of compare. An object equal to listed ones goes before the first
- * of them. The list must be in that order already. Returns 1, or 0 for a null list or when out of memory. */
+ * of them. The list must be in that order already. In a list of several, compare is asked twice about the head. Returns
+ * 1, or 0 for a null list or when out of memory. */
 QUILL_API int ListInsertSorted(sList *list, void *object, ListCompare compare);
 
 /* ListInsertRN appends object (kept) like ListInsert and returns its node, a borrowed handle for ListRemoveNode that
@@ -70,8 +71,8 @@ QUILL_API int ListRemove(sList *list, const void *object);
 QUILL_API int ListRemoveFreeData(sList *list, void *object);
 
 /* ListRemoveNode unlinks node, a handle from ListInsertRN of this list, without a search; the object stays. The word is
- * ignored. Returns 1, or 0 for a null node. A null list, or a node inside a list that lost a neighbour, breaks the
- * contract. */
+ * ignored. Returns 1, or 0 for a null node. A null list breaks the contract. The node must be in this very list: one of
+ * another list, or one removed before, corrupts both, and only sometimes is it caught as a breach of contract. */
 QUILL_API int ListRemoveNode(sList *list, quill_word ignored, sListNode *node);
 
 /* ListGetAndRemoveHead unlinks the head and returns its object, null when the list is empty. */
@@ -91,8 +92,8 @@ QUILL_API uint32_t ListEntries(const sList *list);
  * answer is the last but one. It gives 0 when there is no such object; on the head the cursor stays where it is. */
 QUILL_API quill_word ListGet(sList *list, int op);
 
-/* ListGetR is ListGet on *cursor, the caller's own, which LIST_OP_FIRST sets: several walks at the same time. Null at
- * the end of a walk. */
+/* ListGetR is ListGet on *cursor, the caller's own, which LIST_OP_FIRST sets: several walks at the same time.
+ * *cursor is null at the end of a walk. */
 QUILL_API quill_word ListGetR(const sList *list, int op, sListNode **cursor);
 
 /* ListReinit unlinks every node; the objects stay. Returns 1, or 0 for a null list. */

@@ -48,8 +48,8 @@ QUILL_API uint32_t sxdr_write_mac(const void *value, void *buffer);
 QUILL_API uint32_t sxdr_write_bool(int value, void *buffer);
 QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
 
-/* sxdr_write_str writes text as a str element. Only the low 16 bits of its length count, deliberately: of a text of
- * 65,536 bytes or more, just that many bytes are sent. */
+/* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut, deliberately, to its length
+ * modulo 65,536: use sxdr_write_str3 for it. Texts and data may stand in the very buffer they are written to. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
 /* sxdr_write_str2 is sxdr_write_str of at most maximum bytes: ("abcdef", buffer, 4) sends abcd and returns 7. */

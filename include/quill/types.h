@@ -2,16 +2,21 @@
  *
  * What holds everywhere, unless a header says otherwise:
  *
- * Results      Containers answer 1 for done and 0 for not done (absent, already there, out of memory). Look-ups
- *              answer the stored word, and 0 when there is none. Other queries answer -1 when they fail.
+ * Results      Hash tables, lists and VLAN sets answer 1 for done and 0 for not done (absent, already there, out of
+ *              memory); look-ups answer the stored word, and 0 when there is none. The index table answers 0 for done
+ *              and -1 for not done. The codec answers bytes: the unchecked form 0 when another kind of element stands
+ *              there, the checked one -1 with errno set.
  * Ownership    "new": the caller owns what is returned and releases it with the function named. "borrowed": the
  *              library or a container keeps it; the text says how long it lasts. Arguments are only read and may go
  *              away after the call, unless they are said to be "kept" (the pointer is stored) or "taken" (the library
  *              frees it).
  * Null         A pointer argument must not be null unless its function says what null means.
- * Contracts    A call that a header says breaks the contract, and one with a null hash table, index table, key or
- *              name, ends the process through the C library's assertion report, also in builds with NDEBUG: going on
- *              would corrupt the program's own data.
+ * Contracts    A call that breaks the contract ends the process through the C library's assertion report, also in
+ *              builds with NDEBUG: going on would corrupt the program's own data. Headers name these calls; besides, a
+ *              null table, key, name, cursor, comparison, result pointer, pool or MAC address breaks that of the
+ *              hash tables, the list, the index table and the VLAN pool where nothing else is said. The place that is
+ *              reported (as in "hash:90") is a fixed mark for searching logs, not one in the sources. Any other null
+ *              pointer that a function does not allow has no defined effect.
  * Threads      "reentrant" functions touch nothing but their arguments. An object (table, list, map) is used by one
  *              thread at a time; different objects may be used by different threads at the same time.
  * Byte order   MAC and IPv6 addresses are in transmission order, an IPv4 address in a uint32_t in network order as in

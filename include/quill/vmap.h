@@ -42,7 +42,7 @@ typedef struct vmap {
 /* vmap_alloc returns a new empty map with one reference, or null when out of memory. Release it with vmap_free. */
 QUILL_API vmap *vmap_alloc(void);
 
-/* vmap_free drops one reference; the last one frees the map and its text. */
+/* vmap_free drops one reference; the last one frees the map and its text. Null is fine. */
 QUILL_API void vmap_free(vmap *map);
 
 /* vmap_clone adds a reference and returns the same map; release it with vmap_free. */
@@ -55,7 +55,7 @@ QUILL_API vmap *vmap_copy_on_modify(vmap *map);
 /* The functions that change *map return 1, or 0 with everything unchanged when a copy was needed and memory ran out. */
 
 /* vmap_add_range adds the ids first to last, vmap_delete_range removes them. Bits 0 to 4095 can be named; what lies
- * beyond is ignored. */
+ * beyond is ignored, and a range that runs downwards changes nothing. */
 QUILL_API int vmap_add_range(vmap **map, int32_t first, int32_t last);
 QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
 
@@ -70,9 +70,9 @@ QUILL_API int vmap_invert(vmap **map);
 /* vmap_set_bits replaces all bits by the VMAP_WORDS words. */
 QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
 
-/* vmap_clear empties *map in place when it has one reference (or, wrongly, fewer). A shared one is replaced in the
- * handle by a new empty map, and deliberately its count is not lowered: the reference that this handle had stays with
- * the other holders, who release it with one more vmap_free. */
+/* vmap_clear empties *map in place unless it is shared. A shared one is replaced in the handle by a new empty map.
+ * Deliberately the old map's count is not lowered: one of its other holders must call vmap_free once more, or it leaks.
+ */
 QUILL_API int vmap_clear(vmap **map);
 
 /* vmap_clear_string forgets the cached text and frees it. */
@@ -92,7 +92,8 @@ QUILL_API int vmap_validate_string(const char *text);
 /* vmap_to_range_str returns the ids as range text, or with invert the ids of 1 to 4094 that are not in the map; "" for
  * none. A null map is an empty one. The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes: the next
  * call overwrites it, and a longer text is cut at 1,023 characters. Deliberately a map whose reference count is 0
- * counts as empty, and one whose count is 4094 as full. Not for several threads: use vmap_to_string. */
+ * counts as empty, and one whose count is 4094 as full: so does a map with just that many holders. Not for several
+ * threads: use vmap_to_string. */
 QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 
 /* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h: a bool 1 and the range text when that str element
@@ -101,7 +102,8 @@ QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
 /* vmap_sxdr_read replaces the bits of map (not shared) by those of a message in which the elements are known to be
- * complete: lengths are not checked against its end. Only a bool of 1 means that a text follows. Returns the bytes
+ * complete: lengths are not checked against its end. (From a stranger, take a set as a str element that
+ * sxdr_read_str_safe and vmap_from_string read.) Only a bool of 1 means that a text follows. Returns the bytes
  * consumed, or 0: the first element is no bool (then map is as it was), the text has 640 bytes or more or another kind
  * of element is in its place (then map is empty), the text is invalid (then map holds the items before the fault), or
  * one of the 128 is no u32 (then the words before it are new, and it is 0). The cached text is forgotten with the first
@@ -112,7 +114,7 @@ QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);
 QUILL_API uint32_t vmap_sxdr_size(vmap *map);
 
 /* vmap_compare returns 0 when both maps have the same bits or both are null, 1 when just one is null, else what
- * memcmp over the words gives. */
+ * memcmp over the words gives, whose sign depends on the host's byte order. */
 QUILL_API int vmap_compare(const vmap *a, const vmap *b);
 
 /* vmap_is_empty returns 1 when none of the 4,096 bits is set, else 0. */
@@ -121,7 +123,9 @@ QUILL_API int vmap_is_empty(const vmap *map);
 /* vlan_idx_validate returns 1 when text is a VLAN id, 1 to 4 digits of a number from 1 to 4094, else 0 (null too). */
 QUILL_API int vlan_idx_validate(const char *text);
 
-/* bitid_init returns a new array of bits for n ids, bit k being bit k % 8 of byte k / 8, a set bit meaning in use; null
+/* The two functions below are for tables of ids kept as plain bits; quill/idx_table.h hands out indices faster.
+ *
+ * bitid_init returns a new array of bits for n ids, bit k being bit k % 8 of byte k / 8, a set bit meaning in use; null
  * when out of memory. The ids are 0 to n - 1; with a non-null reserve_zero they are 1 to n and bit 0 is in use. The
  * bits behind the last id are in use too, so a search for a clear bit may go byte by byte. Release it with
  * bitid_finish. */

@@ -1,8 +1,13 @@
 # shellcheck shell=bash
 # build.sh: what the scripts that build have in common (sourced by bash, from the root of the clone).
 
-# drop_moved_build DIR: removes a build that was made elsewhere. A clone that is moved or copied takes its builds along, and
-# these name the old place and cannot be used.
+# drop_moved_build DIR: removes a build that was made elsewhere. A clone that is moved or copied takes its builds along,
+# and these name the old place and cannot be used.
 drop_moved_build() {
-    grep -qsxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$1/CMakeCache.txt" || rm -rf "$1"
+    local home
+    home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null)
+    [ -n "$home" ] || return 0
+    [ ! "$home" -ef . ] || return 0
+    echo "${0##*/}: $1 was built for $home, starting afresh" >&2
+    rm -rf "$1"
 }

@@ -94,7 +94,7 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
     require(out != nullptr, {"out", "idx_table", 101, __func__});
     if (t.summary == 0) return -1;
     const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
-    if (t.buckets()[bucket] == 0) return -1;
+    if (t.buckets()[bucket] == 0) return -1;  // not in a table that nobody else wrote to
     const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(t.buckets()[bucket]));
     Slot(t, offset).take();
     *out = static_cast<uint16_t>(t.first > t.last ? t.first - offset : t.first + offset);

@@ -184,6 +184,7 @@ vmap *vmap_alloc(void) {
 }
 
 void vmap_free(vmap *map) {
+    if (!map) return;
     assert(map->references > 0 && "freed more often than it was cloned");
     if (--map->references != 0) return;
     vmap_clear_string(map);

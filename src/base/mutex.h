@@ -15,16 +15,20 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-template <typename Mutex>
+// Holds a mutex while it lives; null holds none.
 class [[nodiscard]] Guard {
 public:
-    explicit Guard(Mutex &mutex) : mutex_(mutex) { mutex_.lock(); }
-    ~Guard() { mutex_.unlock(); }
+    explicit Guard(StaticMutex *mutex) : mutex_(mutex) {
+        if (mutex_) mutex_->lock();
+    }
+    ~Guard() {
+        if (mutex_) mutex_->unlock();
+    }
     Guard(const Guard &) = delete;
     Guard &operator=(const Guard &) = delete;
 
 private:
-    Mutex &mutex_;
+    StaticMutex *mutex_;
 };
 
 }  // namespace quill

@@ -159,7 +159,7 @@ int sxdr_read_hex_malloc_safe(const void *message, uint32_t message_length, uint
     if (length < 0) return -1;
     const auto capacity = static_cast<uint32_t>(length > 0 ? length : 1);
     auto buffer = quill::new_zeroed<uint8_t>(capacity);
-    if (!buffer) return -1;
+    if (!buffer) return fail(ENOMEM);
     if (sxdr_read_hex_safe(message, message_length, cursor, buffer.get(), capacity) < 0) return -1;
     *out = buffer.release();
     *size = capacity;

@@ -71,6 +71,7 @@ sListNode *link_between(sList &list, sListNode *prev, sListNode *next, NodeOwner
 
 sListNode *append(sList &list, NodeOwner node) { return link_between(list, list.tail, nullptr, std::move(node)); }
 
+// The node goes when the returned owner does: who ignores the result frees it.
 NodeOwner unlink(sList &list, sListNode *node) {
     assert((node->prev ? node->prev->next : list.head) == node && "a node of this list");
     assert((node->next ? node->next->prev : list.tail) == node && "a node of this list");

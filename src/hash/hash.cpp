@@ -26,12 +26,9 @@ constinit Mpool *element_pool = nullptr;
 
 constexpr size_t kNameSize = 64;
 constexpr uint32_t kMaxListed = 64;
-constexpr uint32_t kMaxCounted = 1000;
-
-constexpr quill::Contract kTableList = {"hash_table_list", "hash", 183, "hash_add_table_to_list"};
 
 bool create_pools() {
-    Guard guard(list_mutex);
+    Guard guard(&list_mutex);
     if (!table_pool) table_pool = quill::mpool_create(sizeof(sHash), 128, 4, 1000, "sHash");
     if (!element_pool) element_pool = quill::mpool_create(sizeof(sHashElem), 512, 4, 100000, "sHashElem");
     return table_pool && element_pool;
@@ -75,7 +72,7 @@ constinit sHash destroyed_table = {};
 
 void remove_from_list(sHash &table) {
     if (!table.listed) return;
-    Guard guard(list_mutex);
+    Guard guard(&list_mutex);
     ListRemove(hash_table_list, &table);
 }
 
@@ -145,7 +142,7 @@ void quill::pool_element(sHashElem *element) { mpool_free(element_pool, element)
 
 void quill::retire_from_list(sHash &table) {
     if (!table.listed) return;
-    Guard guard(list_mutex);
+    Guard guard(&list_mutex);
     // The list is left one shorter when there is no memory: better than a pointer to a record that is gone.
     ListInsertAt(hash_table_list, &destroyed_table, &table);
     ListRemove(hash_table_list, &table);
@@ -203,16 +200,16 @@ sHash *HashCreateLocked(int32_t buckets) { return create(buckets, "HashCreateLoc
 
 void HashReset(sHash *table) {
     sHash &t = checked(table, __func__);
-    quill::free_elements(t, quill::keep_nothing_else);
+    quill::free_elements(t, quill::release_nothing);
     std::fill_n(t.buckets, t.bucket_count, nullptr);
     std::fill_n(t.collisions, t.bucket_count, 0u);
-    quill::count_shared(t.max_collisions, 0);
+    quill::store_shared(t.max_collisions, 0);
     t.cursor.element = nullptr;  // which is gone; where a walk stood is otherwise kept
 }
 
 void HashDestroy(sHash *table) {
     sHash &t = checked(table, __func__);
-    quill::free_elements(t, quill::keep_nothing_else);
+    quill::free_elements(t, quill::release_nothing);
     remove_from_list(t);
     quill::free_table(t);
 }
@@ -283,23 +280,22 @@ quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t
 
 void hash_add_table_to_list(sHash *table) {
     sHash &t = checked(table, __func__);
-    Guard guard(list_mutex);
+    Guard guard(&list_mutex);
     if (t.listed) return;  // listed twice, it would outlive its destruction in the list
     if (!hash_table_list) hash_table_list = ListCreate();
-    require(hash_table_list != nullptr, kTableList);
+    require(hash_table_list != nullptr, {"hash_table_list", "hash", 183, __func__});
     t.listed = ListEntries(hash_table_list) < kMaxListed && ListInsert(hash_table_list, table);
 }
 
 uint32_t hash_get_stats(void **out) {
     require(out != nullptr, {"out", "hash", 103, __func__});
-    Guard guard(list_mutex);
+    Guard guard(&list_mutex);
     const uint32_t count = ListEntries(hash_table_list);
     const auto size = static_cast<uint32_t>(sizeof count + sizeof(Record) * count);
     auto buffer = quill::new_zeroed<char>(size);
     *out = buffer.get();
     if (!buffer) return 0;
-    const uint32_t counted = std::min(count, kMaxCounted);
-    memcpy(buffer.get(), &counted, sizeof counted);
+    memcpy(buffer.get(), &count, sizeof count);
     auto *record = reinterpret_cast<Record *>(buffer.get() + sizeof count);
     ListGet(hash_table_list, LIST_OP_FIRST);
     while (const quill_word table = ListGet(hash_table_list, LIST_OP_NEXT))

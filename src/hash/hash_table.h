@@ -76,7 +76,7 @@ T load_shared(const T &shared) {
 }
 
 template <typename T>
-void count_shared(T &shared, std::type_identity_t<T> value) {
+void store_shared(T &shared, std::type_identity_t<T> value) {
     std::atomic_ref<T>(shared).store(value, std::memory_order_relaxed);
 }
 
@@ -91,7 +91,7 @@ inline void free_element(sHashElem *element) {
     pool_element(element);
 }
 
-inline void keep_nothing_else(sHashElem &) {}
+inline void release_nothing(sHashElem &) {}
 
 // Returns every element to the pool, each passed to release first. The chains are left dangling.
 template <typename Release>
@@ -141,15 +141,16 @@ quill_word find_value(const sHash &table, const Key &key) {
 }
 
 // Wraps: a table that is refilled and reset for years counts on.
-inline void count_entries(sHash &table, uint32_t difference) {
-    count_shared(table.entries, static_cast<int32_t>(static_cast<uint32_t>(table.entries) + difference));
+inline void count_entries(sHash &table, int32_t difference) {
+    store_shared(table.entries,
+                 static_cast<int32_t>(static_cast<uint32_t>(table.entries) + static_cast<uint32_t>(difference)));
 }
 
 inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
     sHashElem *&head = table.buckets[bucket];
     if (head) {
         const auto count = static_cast<int32_t>(++table.collisions[bucket]);
-        if (count > table.max_collisions) count_shared(table.max_collisions, count);
+        if (count > table.max_collisions) store_shared(table.max_collisions, count);
     }
     element->next = head;
     head = element;
@@ -204,7 +205,7 @@ int remove(sHash &table, const Key &key, quill_word *value = nullptr) {
     *place.link = element->next;
     Key::release(*element);
     free_element(element);
-    count_entries(table, ~0u);
+    count_entries(table, -1);
     if (table.collisions[place.bucket] > 0) table.collisions[place.bucket]--;
     return 1;
 }

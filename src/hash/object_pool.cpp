@@ -36,28 +36,13 @@ namespace quill {
 namespace {
 
 // While the process has one thread the lock is a test of one byte of the C library's.
-class PoolLock {
-public:
-    explicit PoolLock(StaticMutex &mutex) : mutex_(single_threaded() ? nullptr : &mutex) {
-        if (mutex_) mutex_->lock();
-    }
-    ~PoolLock() {
-        if (mutex_) mutex_->unlock();
-    }
-    PoolLock(const PoolLock &) = delete;
-    PoolLock &operator=(const PoolLock &) = delete;
-
-private:
-    static bool single_threaded() {
+StaticMutex *lock_of([[maybe_unused]] StaticMutex &mutex) {
 #if __has_include(<sys/single_threaded.h>)
-        return __libc_single_threaded;
+    return __libc_single_threaded ? nullptr : &mutex;
 #else
-        return false;  // this C library does not tell
+    return &mutex;  // this C library does not tell
 #endif
-    }
-
-    StaticMutex *mutex_;
-};
+}
 
 void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
 #ifdef QUILL_ASAN
@@ -134,7 +119,7 @@ Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t l
 }
 
 void *mpool_alloc(Mpool *pool) {
-    PoolLock lock(pool->mutex);
+    Guard guard(lock_of(pool->mutex));
     if (FreeObject *object = pool->free) {
         unpoison(object, pool->size);
         pool->free = object->next;
@@ -148,7 +133,7 @@ void *mpool_alloc(Mpool *pool) {
 }
 
 void mpool_free(Mpool *pool, void *memory) {
-    PoolLock lock(pool->mutex);
+    Guard guard(lock_of(pool->mutex));
     assert(is_object_of(*pool, memory));
     auto *object = static_cast<FreeObject *>(memory);
     object->next = pool->free;

@@ -4,11 +4,13 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/endian.h"
 #include "support/failing_alloc.h"
 #include "support/guard_page.h"
 
@@ -150,6 +152,24 @@ int expected_error(const Kind &kind, const uint8_t *element, size_t left, uint32
     return capacity < length + (kind.text ? 1 : 0) ? EOVERFLOW : 0;
 }
 
+// The bytes that a reader must store for an element that it accepts.
+Bytes expected_value(const Kind &kind, const uint8_t *element) {
+    const std::string name = kind.name;
+    if (name == "bool") return {element[2] == 1};
+    if (name == "s32") {
+        const uint32_t magnitude = quill::load_be<uint32_t>(element + 5);
+        return memory_of(element[3] == 1 ? 0 - magnitude : magnitude);
+    }
+    const uint8_t *from = element + (kind.fixed() ? 1 : kind.header);
+    Bytes value(from, from + (kind.fixed() ? kind.width : stored_length(kind, element)));
+    const auto number_end = value.begin() + (name[0] == 'u'    ? static_cast<long>(value.size())
+                                             : name == "ip_af" ? 2
+                                                               : 0);
+    if (std::endian::native == std::endian::little) std::reverse(value.begin(), number_end);
+    if (kind.text) value.push_back(0);
+    return value;
+}
+
 // Runs the reader on message, whose first before bytes lie before the element, right in front of the guard page, into a
 // destination that is right in front of another.
 void expect_read(const Kind &kind, const Bytes &message, uint32_t before, uint32_t capacity) {
@@ -170,6 +190,8 @@ void expect_read(const Kind &kind, const Bytes &message, uint32_t before, uint32
         const uint32_t value = kind.fixed() ? kind.width : stored_length(kind, at + before);
         ASSERT_EQ(result, static_cast<int>(value));
         ASSERT_EQ(cursor, before + kind.header + (kind.fixed() ? 0 : value));
+        const Bytes expected = expected_value(kind, at + before);
+        ASSERT_EQ(Bytes(out, out + expected.size()), expected);
     }
     if (!kind.probe) return;
     // A probe answers as a reader with all the room in the world.
@@ -313,16 +335,6 @@ TEST(SxdrSafe, SendsABoolByteAsItIs) {
     EXPECT_EQ(Bytes(message, message + 3), (Bytes{7, 2, 2}));
     EXPECT_EQ(sxdr_read_bool_safe(message, 3, nullptr, &out, 1), 1);
     EXPECT_EQ(out, 0);
-}
-
-TEST(SxdrSafe, TheMostNegativeNumberComesThrough) {
-    uint8_t message[9];
-    for (const int32_t value : {INT32_MIN, INT32_MIN + 1, -1, 0, 1, INT32_MAX}) {
-        int32_t out = 7;
-        EXPECT_EQ(sxdr_write_s32_safe(&value, 4, message, 9, nullptr), 4);
-        EXPECT_EQ(sxdr_read_s32_safe(message, 9, nullptr, &out, 4), 4);
-        EXPECT_EQ(out, value);
-    }
 }
 
 TEST(SxdrSafe, ReadsDataIntoANewBuffer) {
