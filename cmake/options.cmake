@@ -1,5 +1,5 @@
-# How everything in the project is compiled: two interface targets, one for all code (quill_build) and one for the
-# library and what ships with it (quill_hardening). Their flags come behind CMAKE_<LANG>_FLAGS and win: a packager with
+# How everything in the project is compiled: interface targets for all code (quill_build), for the library's C++
+# (quill_no_runtime), and for the library and what ships with it (quill_hardening). Their flags come behind CMAKE_<LANG>_FLAGS and win: a packager with
 # hardening flags of his own sets QUILL_HARDENING=OFF.
 include(CheckCXXCompilerFlag)
 include(CheckCSourceCompiles)
@@ -29,6 +29,12 @@ target_link_libraries(quill_build INTERFACE quill_sanitize)
 target_compile_options(quill_build INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${QUILL_WERROR}>:-Werror>)
+
+# What would need the C++ run-time library is switched off, also where a packager switches it on for everything.
+add_library(quill_no_runtime INTERFACE)
+target_compile_options(quill_no_runtime INTERFACE
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -U_GLIBCXX_ASSERTIONS)
+
 # --- hardening, of all builds but those for debugging
 
 add_library(quill_hardening INTERFACE)

@@ -71,9 +71,8 @@ QUILL_API int HashMacUpdateKeyAndValue(sHash *table, const void *mac, quill_word
 QUILL_API int HashMacRemove(sHash *table, const void *mac);
 
 /* --- IP addresses with their family. All 16 address bytes are hashed, but only the first 4 of an IPv4 address are
- * compared: the other 12 must be zero, else a look-up may miss the key or meet another. The two filler bytes play no
- * part.
- */
+ * compared: the other 12 must be zero, else a look-up may miss the key or meet another. The two filler bytes do not
+ * count. */
 
 /* HashIpAfAddrFind returns the value under addr, or 0 when it is absent. */
 QUILL_API quill_word HashIpAfAddrFind(const sHash *table, const ip_af_addr *addr);

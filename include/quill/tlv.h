@@ -104,8 +104,7 @@ QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
 /* The handlers; see the table above. An op that is none of TLV_… ends the process with abort().
  *
- * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length.
- */
+ * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

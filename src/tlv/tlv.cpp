@@ -61,11 +61,17 @@ bool get_length(void *wire, int remaining, uint16_t &length) {
     return length <= remaining - kLength;
 }
 
+// Whether a standard handler can do op for row: it must have storage. An op that none knows is a fault of the program.
+bool can(int op, const tlv_row &row) {
+    if (op < TLV_ENCODE || op > TLV_SET) abort();
+    return row.storage != nullptr;
+}
+
 int number_handler(int op, void *wire, int remaining, const void *value, tlv_row *row) {
     void *storage = row->storage;
     uint16_t length;
     uint32_t number;
-    if (!storage) return 0;
+    if (!can(op, *row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             if (remaining < kLength + kNumber) return 0;
@@ -77,8 +83,7 @@ int number_handler(int op, void *wire, int remaining, const void *value, tlv_row
             number = load_be<uint32_t>(bytes(wire) + kLength);
             memcpy(storage, &number, kNumber);
             return kLength + kNumber;
-        case TLV_SET: memcpy(storage, value, kNumber); return kLength + kNumber;
-        default: abort();
+        default: memcpy(storage, value, kNumber); return kLength + kNumber;
     }
 }
 
@@ -186,27 +191,23 @@ int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row)
 
 int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
     uint16_t length;
-    if (!row->storage) return 0;
+    if (!can(op, *row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             // The program may have filled the storage itself, and forgotten the NUL.
             length = static_cast<uint16_t>(strnlen(static_cast<const char *>(row->storage), row->size));
-            // Room beyond the text is asked for, as other ends of these messages size their buffers for a NUL.
+            // Deliberately two bytes more than are written: where a text just fits, packing has always refused.
             return length + 3 < remaining ? put_sized(wire, row->storage, length) : 0;
         case TLV_DECODE:
             if (!get_length(wire, remaining, length)) return 0;
             return store_text(*row, bytes(wire) + kLength, length) ? kLength + length : 0;
-        case TLV_SET: {
-            const char *text = static_cast<const char *>(value);
-            return store_text(*row, text, strlen(text));
-        }
-        default: abort();
+        default: return store_text(*row, value, strlen(static_cast<const char *>(value)));
     }
 }
 
 int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
     uint16_t length;
-    if (!row->storage) return 0;
+    if (!can(op, *row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             length = static_cast<uint16_t>(row->size);
@@ -215,8 +216,7 @@ int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
             if (!get_length(wire, remaining, length) || length != row->size) return 0;
             memcpy(row->storage, bytes(wire) + kLength, length);
             return kLength + length;
-        case TLV_SET: memcpy(row->storage, value, row->size); return 1;
-        default: abort();
+        default: memcpy(row->storage, value, row->size); return 1;
     }
 }
 

@@ -66,68 +66,38 @@ Bytes memory_of(const T &value) {
     return bytes;
 }
 
-#define KIND(name) #name, writer(sxdr_write_##name##_safe), reader(sxdr_read_##name##_safe)
+template <typename Write, typename Read>
+Kind fixed(const char *name, Write write, Read read, Bytes value, Bytes element, std::vector<TagAt> inner = {}) {
+    inner.push_back({0, element[0]});
+    const auto width = static_cast<uint32_t>(value.size()), size = static_cast<uint32_t>(element.size());
+    return {name, writer(write), reader(read), inner, width, size, false, value, element, nullptr};
+}
+
+template <typename Write, typename Read, typename Probe>
+Kind sized(const char *name, Write write, Read read, Probe probe, bool text, Bytes value, Bytes element) {
+    const auto header = static_cast<uint32_t>(element.size() - value.size());
+    return {name, writer(write), reader(read), {{0, element[0]}}, 0, header, text, value, element, probe};
+}
+
+#define PAIR(name) #name, sxdr_write_##name##_safe, sxdr_read_##name##_safe
 
 const std::vector<Kind> &kinds() {
-    const Bytes address = {0x20, 1, 0xd, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9};
     const ip_af_addr ip_af = {QUILL_AF_INET, {0, 0}, {10, 0, 0, 1}};
     static const std::vector<Kind> all = {
-        {KIND(u8), {{0, 2}}, 1, 2, false, {0xab}, {2, 0xab}, nullptr},
-        {KIND(u16), {{0, 3}}, 2, 3, false, memory_of(uint16_t{0x1234}), {3, 0x12, 0x34}, nullptr},
-        {KIND(u32), {{0, 4}}, 4, 5, false, memory_of(0x12345678u), {4, 0x12, 0x34, 0x56, 0x78}, nullptr},
-        {KIND(u64),
-         {{0, 9}},
-         8,
-         9,
-         false,
-         memory_of(uint64_t{0x0102030405060708}),
-         {9, 1, 2, 3, 4, 5, 6, 7, 8},
-         nullptr},
-        {KIND(ip), {{0, 5}}, 4, 5, false, {10, 0, 0, 1}, {5, 10, 0, 0, 1}, nullptr},
-        {KIND(ipv6),
-         {{0, 10}},
-         16,
-         17,
-         false,
-         address,
-         {10, 0x20, 1, 0xd, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9},
-         nullptr},
-        {KIND(ip_af),
-         {{0, 11}},
-         20,
-         21,
-         false,
-         memory_of(ip_af),
-         {11, 0, 2, 0, 0, 10, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-         nullptr},
-        {KIND(mac), {{0, 1}}, 6, 7, false, {0, 0x1b, 0x63, 1, 2, 3}, {1, 0, 0x1b, 0x63, 1, 2, 3}, nullptr},
-        {KIND(bool), {{0, 7}, {1, 2}}, 1, 3, false, {1}, {7, 2, 1}, nullptr},
-        {KIND(s32),
-         {{0, 6}, {1, 7}, {2, 2}, {4, 4}},
-         4,
-         9,
-         false,
-         memory_of(int32_t{-5}),
-         {6, 7, 2, 1, 4, 0, 0, 0, 5},
-         nullptr},
-        {KIND(str), {{0, 0}}, 0, 3, true, {'a', 'b', 'c'}, {0, 0, 3, 'a', 'b', 'c'}, sxdr_read_str_size_safe},
-        {KIND(hex), {{0, 8}}, 0, 3, false, {'a', 0, 'c'}, {8, 0, 3, 'a', 0, 'c'}, sxdr_read_hex_size_safe},
-        {KIND(long_str),
-         {{0, 12}},
-         0,
-         5,
-         true,
-         {'a', 'b', 'c'},
-         {12, 0, 0, 0, 3, 'a', 'b', 'c'},
-         sxdr_read_long_str_size_safe},
-        {KIND(long_hex),
-         {{0, 13}},
-         0,
-         5,
-         false,
-         {'a', 0, 'c'},
-         {13, 0, 0, 0, 3, 'a', 0, 'c'},
-         sxdr_read_long_hex_size_safe},
+        fixed(PAIR(u8), {0xab}, {2, 0xab}),
+        fixed(PAIR(u16), memory_of(uint16_t{0x1234}), {3, 0x12, 0x34}),
+        fixed(PAIR(u32), memory_of(0x12345678u), {4, 0x12, 0x34, 0x56, 0x78}),
+        fixed(PAIR(u64), memory_of(uint64_t{0x0102030405060708}), {9, 1, 2, 3, 4, 5, 6, 7, 8}),
+        fixed(PAIR(ip), {10, 0, 0, 1}, {5, 10, 0, 0, 1}),
+        fixed(PAIR(ipv6), Bytes(16, 7), {10, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7}),
+        fixed(PAIR(ip_af), memory_of(ip_af), {11, 0, 2, 0, 0, 10, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}),
+        fixed(PAIR(mac), {0, 0x1b, 0x63, 1, 2, 3}, {1, 0, 0x1b, 0x63, 1, 2, 3}),
+        fixed(PAIR(bool), {1}, {7, 2, 1}, {{1, 2}}),
+        fixed(PAIR(s32), memory_of(int32_t{-5}), {6, 7, 2, 1, 4, 0, 0, 0, 5}, {{1, 7}, {2, 2}, {4, 4}}),
+        sized(PAIR(str), sxdr_read_str_size_safe, true, {'a', 'b', 'c'}, {0, 0, 3, 'a', 'b', 'c'}),
+        sized(PAIR(hex), sxdr_read_hex_size_safe, false, {'a', 0, 'c'}, {8, 0, 3, 'a', 0, 'c'}),
+        sized(PAIR(long_str), sxdr_read_long_str_size_safe, true, {'a', 'b'}, {12, 0, 0, 0, 2, 'a', 'b'}),
+        sized(PAIR(long_hex), sxdr_read_long_hex_size_safe, false, {'a', 0}, {13, 0, 0, 0, 2, 'a', 0}),
     };
     return all;
 }

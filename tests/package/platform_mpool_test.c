@@ -12,10 +12,6 @@ static struct platform_pool {
 } platform_pools[2];
 static int platform_pool_count;
 
-void *mpool_create(uint32_t size, uint32_t a, uint32_t b, uint32_t c, const char *name);
-void *mpool_alloc(void *pool);
-void mpool_free(void *pool, void *object);
-
 void *mpool_create(uint32_t size, uint32_t a, uint32_t b, uint32_t c, const char *name) {
     if (platform_pool_count == 2) return NULL;
     struct platform_pool *pool = &platform_pools[platform_pool_count++];
