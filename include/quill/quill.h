@@ -2,12 +2,14 @@
 #ifndef QUILL_QUILL_H
 #define QUILL_QUILL_H
 
+#include <quill/component_log.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>
 #include <quill/list.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
+#include <quill/syslog.h>
 #include <quill/tlv.h>
 #include <quill/types.h>
 #include <quill/vlan_alloc.h>

@@ -9,9 +9,10 @@ allowed() {
     case $1 in
         base) echo ;;
         containers) echo quill/list ;;
-        hash) echo quill/hash quill/hash_keyed quill/list ;;
+        hash) echo quill/hash quill/hash_keyed quill/list quill/component_log quill/syslog ;;
         codec) echo quill/sxdr quill/sxdr_safe ;;
         alloc) echo quill/vmap quill/idx_table quill/vlan_alloc quill/hash quill/sxdr ;;
+        syslog) echo quill/syslog ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac

@@ -1,0 +1,55 @@
+/* quill/component_log.h: a small leveled log under a component's own name, to standard error and the system log.
+ *
+ * A program makes one at its start, logs any number of messages, and destroys it at its end:
+ *
+ *     LogHandle *log = CreateLog(QUILL_LEVEL_DEBUG, QUILL_LEVEL_WARNING, "placementd", 0, LOG_DAEMON);
+ *     QuillLog(log, QUILL_LEVEL_ERROR, "no VLAN left for %s", station);
+ *
+ * prints "placementd: no VLAN left for 02:00:00:00:00:01" on standard error, and logs "no VLAN left for …" at LOG_ERR
+ * through quill/syslog.h, whose one connection all component logs of a process share: the last one created gives its
+ * name and facility to all, and the first one destroyed closes it for all.
+ *
+ * Several threads may log: records of the system log are never mixed, lines on standard error may be.
+ */
+#ifndef QUILL_COMPONENT_LOG_H
+#define QUILL_COMPONENT_LOG_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* Levels of messages, and thresholds: a message goes where its level is at most the threshold. */
+enum {
+    QUILL_LEVEL_SILENT = -1, /* as a threshold: nothing */
+    QUILL_LEVEL_CRITICAL = 0,
+    QUILL_LEVEL_ERROR = 1,
+    QUILL_LEVEL_WARNING = 2,
+    QUILL_LEVEL_NOTICE = 3,
+    QUILL_LEVEL_INFO = 4,
+    QUILL_LEVEL_DEBUG = 5 /* as a threshold: everything */
+};
+
+/* LogHandle is a component's log. The library makes it; a program may change the thresholds. */
+typedef struct LogHandle {
+    int32_t reserved;
+    int32_t stderr_level; /* threshold of standard error, and */
+    int32_t syslog_level; /* of the system log */
+    char name[32];        /* the component's, cut to 30 characters */
+} LogHandle;
+
+/* CreateLog returns a new log, to be released with DestroyLog; null when memory runs out, and then nothing has changed.
+ * It calls openlog(name, 0, facility): name (kept) must live as long as anything in the process logs, and facility is
+ * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). ignored has no meaning. */
+QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
+
+/* DestroyLog closes the system log, as closelog does, and frees log. Null: only the former. */
+QUILL_API void DestroyLog(LogHandle *log);
+
+/* QuillLog writes one message, formatted as printf does it: as the line "NAME: MESSAGE" to standard error, which is
+ * flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL counts as that, one above QUILL_LEVEL_DEBUG as
+ * QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
+QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+QUILL_END_DECLS
+
+#endif

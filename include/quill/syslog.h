@@ -1,0 +1,107 @@
+/* quill/syslog.h: the system's log client, which takes the place of the C library's.
+ *
+ * openlog, syslog, vsyslog, closelog and setlogmask have the C library's names and arguments (POSIX.1-2017, <syslog.h>),
+ * so a program includes <syslog.h> and calls them as always: linking with libquill is enough, and a program that was
+ * linked without it gets the same client with LD_PRELOAD=libquill.so.1. A program compiled with _FORTIFY_SOURCE arrives
+ * here as well. This header may be included besides, before or after; the LOG_ names come from <syslog.h>.
+ *
+ *     openlog("placementd", LOG_PID, 0);
+ *     syslog(LOG_WARNING, "no VLAN left for %s: %m", station);
+ *
+ * What differs from the C library's client:
+ *
+ *     facility    A priority without one gets facility 53 (QUILL_LOG_FACILITY), which the system's log daemon is set up
+ *                 for; the facility given to openlog or with a priority wins, but LOG_KERN, being 0, cannot be given.
+ *     mesh point  When /tmp/mesh_role holds 1, messages that the daemon's queue has no room for are dropped, silently,
+ *                 so that a mesh point never waits for its log. The file is read once, before the first connection; as
+ *                 long as it exists without a number in it, each openlog and each new connection read it again.
+ *                 Elsewhere a message waits until the daemon takes it.
+ *     length      A record has at most 1,023 bytes. A message that does not fit is marked with "[truncated] " at its
+ *                 start and cut. An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
+ *     SIGPIPE     While a message is sent, the process has a handler of the library's for this signal; the caller's own
+ *                 action is back in place after the call, and no sending of the library's runs it.
+ *
+ * The record, which goes to /dev/log in one datagram, or down a stream when the daemon has opened one (RFC 3164,
+ * section 4.1, as local daemons expect it), is
+ *
+ *     <427>Nov 23 14:05:59 syslog[812]: the text\0
+ *      |   |               |     |      |
+ *      |   |               |     |      the formatted message
+ *      |   |               |     the process id, with LOG_PID
+ *      |   |               the identity
+ *      |   local time, in English
+ *      the priority: 8 times the facility, and the level
+ *
+ * with its NUL, by which records in a stream are told apart.
+ *
+ * A message that the daemon does not get (there is none, or it has gone) closes the connection, and goes to the console
+ * with LOG_CONS; the next message connects anew. No function reports an error. errno is left as it was.
+ *
+ * All functions may be called from several threads; records are never mixed. A child of fork may log, whatever the
+ * other threads of its parent were logging: the first call of a process sees to that, and should be made (openlog will
+ * do) before one thread forks while others log. As the C library's, they are not for signal handlers.
+ */
+#ifndef QUILL_SYSLOG_H
+#define QUILL_SYSLOG_H
+
+#include <stdarg.h>
+
+#include <quill/types.h>
+
+/* The C library promises C++ that setlogmask throws nothing, and a second declaration has to say the same. */
+#if defined(__cplusplus) && defined(__THROW)
+#define QUILL_THROWS_NOTHING __THROW
+#else
+#define QUILL_THROWS_NOTHING
+#endif
+
+QUILL_BEGIN_DECLS
+
+/* The facility of messages that have none: 53, outside of the standard's range. */
+enum { QUILL_LOG_FACILITY = 53 << 3 };
+
+/* openlog sets what the following messages have in common.
+ *
+ * identity (kept: the text must live as long as messages are logged; null: as it was) stands in front of each message.
+ * options replaces the earlier ones:
+ *
+ *     LOG_PID     add the process id
+ *     LOG_CONS    write a message that cannot be sent to /dev/console
+ *     LOG_NDELAY  connect now, not with the first message
+ *     LOG_PERROR  also write each message to standard error, from the identity on
+ *
+ * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and what is no facility, leaves it.
+ *
+ * Called while connected, it deliberately drops the connection, and the next message is then lost (or goes to the
+ * console): call it once, at the start, or after closelog. */
+QUILL_API void openlog(const char *identity, int options, int facility);
+
+/* Where a fortified <syslog.h> came first, it has defined the next two, as calls of the last two. */
+#if !defined(_SYS_SYSLOG_H) || !defined(__USE_FORTIFY_LEVEL) || __USE_FORTIFY_LEVEL == 0
+
+/* syslog formats a message as printf does, with %m for strerror(errno), and sends it. priority is a level, LOG_EMERG
+ * to LOG_DEBUG, and may have a facility added. Nothing happens when the mask leaves the level out, or for a priority
+ * with other bits. */
+QUILL_API void syslog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+/* vsyslog does what syslog does, with its arguments in a list. */
+QUILL_API void vsyslog(int priority, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
+
+#endif
+
+/* closelog closes the connection and forgets what openlog and setlogmask have set. The next message connects again. */
+QUILL_API void closelog(void);
+
+/* setlogmask sets which levels are logged, LOG_MASK(level) or LOG_UPTO(level), all of them at first; 0 changes nothing.
+ * Returns the mask before the call. */
+QUILL_API int setlogmask(int mask) QUILL_THROWS_NOTHING;
+
+/* __syslog_chk and __vsyslog_chk are what the compiler puts in place of syslog and vsyslog with _FORTIFY_SOURCE. They
+ * do the same; nobody writes a call of them. */
+QUILL_API void __syslog_chk(int priority, int flag, const char *format, ...) __attribute__((format(printf, 3, 4)));
+QUILL_API void __vsyslog_chk(int priority, int flag, const char *format, va_list arguments)
+    __attribute__((format(printf, 3, 0)));
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,404 @@
+#include <quill/syslog.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <string_view>
+
+#include "syslog/recursive_mutex.h"
+
+// How a message goes out: under the lock, the broken-pipe signal is taken over, the connection made if there is none,
+// the record built in a buffer on the stack and written in one piece. A write that fails closes the connection, which
+// the next message makes anew.
+//
+// The signal is exchanged under the lock, and not around it: two threads that exchange it around each other's messages
+// would save and put back the library's own handler, for good.
+
+#ifdef __GLIBC__
+extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void *object);
+#endif
+
+namespace {
+
+using std::string_view;
+
+// The standard values, said again because <syslog.h> cannot be included: fortified, it defines these functions itself.
+enum Option { kProcessId = 1, kConsoleOnFailure = 2, kConnectNow = 8, kStandardErrorToo = 32 };
+constexpr int kLevelBits = 7;
+constexpr int kFacilityBits = 0x7f << 3;
+
+constexpr char kDaemon[] = "/dev/log";
+constexpr char kConsole[] = "/dev/console";
+constexpr char kMeshRole[] = "/tmp/mesh_role";
+constexpr char kIdentity[] = "syslog";
+constexpr int kEveryLevel = 0xff;
+constexpr int kRoleUnread = -1;
+constexpr int kMeshPoint = 1;
+
+// --- the state of the process, all of it guarded by lock
+
+struct Log {
+    int socket = -1;
+    bool connected = false;
+    const char *identity = kIdentity;  // the caller's text
+    int options = 0;
+    int facility = QUILL_LOG_FACILITY;
+    int mesh_role = kRoleUnread;
+    bool survives_fork = false;
+    struct sigaction callers_action = {};  // on a broken pipe, while a message is on its way
+};
+
+constinit Log state;
+constinit quill::RecursiveMutex lock;
+
+// Read without the lock by setlogmask.
+constinit std::atomic<int> level_mask = kEveryLevel;
+
+// The broken-pipe handler came while another thread held the lock, which closes on its behalf.
+constinit std::atomic<bool> close_wanted = false;
+
+// Closes the connection and keeps everything else.
+void disconnect() {
+    if (state.socket != -1) close(state.socket);
+    state.socket = -1;
+    state.connected = false;
+}
+
+// Held while the C library works out the local time. It has a lock of its own for that, which the child of a fork would
+// find locked for good; so fork waits for this one, which takes microseconds and no daemon's doing.
+constinit quill::RecursiveMutex time_lock;
+
+void before_fork() { time_lock.lock(); }
+void after_fork_in_parent() { time_lock.unlock(); }
+void after_fork_in_child();
+
+// pthread_atfork is not in glibc's (and uClibc's) shared object but a stub that is linked in, which wants one of the
+// compiler's start files and, on x86-64, may cost the object its CET mark. What the stub calls is public (LSB Core,
+// libpthread); there is no object to name, as the library is never unloaded.
+bool prepare_for_fork() {
+#ifdef __GLIBC__
+    return __register_atfork(before_fork, after_fork_in_parent, after_fork_in_child, nullptr) == 0;
+#else
+    return pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child) == 0;
+#endif
+}
+
+class [[nodiscard]] Locked {
+public:
+    Locked() {
+        lock.lock();
+        if (!state.survives_fork) state.survives_fork = prepare_for_fork();
+        close_if_wanted();
+    }
+    ~Locked() {
+        close_if_wanted();
+        lock.unlock();
+    }
+    Locked(const Locked &) = delete;
+    Locked &operator=(const Locked &) = delete;
+
+private:
+    static void close_if_wanted() {
+        if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
+    }
+};
+
+// --- the broken-pipe signal
+
+// A thread that does not hold the lock must not wait for it here: its holder may be waiting for the daemon.
+void on_broken_pipe(int) {
+    const int interrupted_errno = errno;
+    if (lock.held_by_caller()) {
+        disconnect();
+    } else {
+        close_wanted.store(true, std::memory_order_relaxed);
+        if (lock.try_lock()) {
+            if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
+            lock.unlock();
+        }
+    }
+    errno = interrupted_errno;
+}
+
+class [[nodiscard]] BrokenPipeHandler {
+public:
+    BrokenPipeHandler() {
+        struct sigaction ours = {};
+        ours.sa_handler = on_broken_pipe;
+        sigemptyset(&ours.sa_mask);
+        installed_ = sigaction(SIGPIPE, &ours, &previous_) == 0;
+        if (installed_ && previous_.sa_handler != on_broken_pipe) state.callers_action = previous_;
+    }
+    ~BrokenPipeHandler() {
+        if (installed_) sigaction(SIGPIPE, &previous_, nullptr);
+    }
+    BrokenPipeHandler(const BrokenPipeHandler &) = delete;
+    BrokenPipeHandler &operator=(const BrokenPipeHandler &) = delete;
+
+private:
+    struct sigaction previous_;
+    bool installed_;
+};
+
+// The thread that was logging does not exist here; what it would have put back is put back for it. Waiting for its
+// message before the fork instead would make fork as slow as the log daemon.
+void after_fork_in_child() {
+    time_lock.unlock();
+    if (lock.held_by_caller()) return;
+    lock.free_from_threads_left_behind();
+    struct sigaction action;
+    if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == on_broken_pipe)
+        sigaction(SIGPIPE, &state.callers_action, nullptr);
+}
+
+// --- the connection
+
+void read_mesh_role() {
+    FILE *file = fopen(kMeshRole, "re");
+    if (!file) {
+        state.mesh_role = 0;
+        return;
+    }
+    if (fscanf(file, "%d", &state.mesh_role) != 1) state.mesh_role = kRoleUnread;
+    fclose(file);
+}
+
+// Makes the socket if the options want it now; false when that fails.
+bool open_socket(int type) {
+    if (!(state.options & kConnectNow)) return true;
+    state.socket = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+    if (state.socket == -1) return false;
+    if (state.mesh_role == kMeshPoint && fcntl(state.socket, F_SETFL, O_NONBLOCK) == -1)
+        perror("MESH_POINT, O_NONBLOCK");
+    return true;
+}
+
+bool make_connection() {
+    if (state.socket == -1 || state.connected) return false;
+    struct sockaddr_un daemon = {};
+    daemon.sun_family = AF_UNIX;
+    memcpy(daemon.sun_path, kDaemon, sizeof kDaemon);
+    constexpr socklen_t length = offsetof(struct sockaddr_un, sun_path) + sizeof kDaemon - 1;
+    state.connected = connect(state.socket, reinterpret_cast<const struct sockaddr *>(&daemon), length) == 0;
+    return state.connected;
+}
+
+void open_log(const char *identity, int options, int facility) {
+    if (state.mesh_role == kRoleUnread) read_mesh_role();
+    if (identity) state.identity = identity;
+    state.options = options;
+    if (facility != 0 && (facility & ~kFacilityBits) == 0) state.facility = facility;
+
+    if (state.socket == -1 && !open_socket(SOCK_DGRAM)) return;
+    if (make_connection()) return;
+    // Deliberately not asked: whether it was connected all along. That socket is closed as well, while the connection
+    // still counts as made: the next message fails on the new one, and the message after that connects again.
+    if (state.socket != -1) close(state.socket);
+    state.socket = -1;
+    if (open_socket(SOCK_STREAM)) make_connection();
+}
+
+// --- the record
+
+// The local time as the daemon expects it. Worked out once a second: reading the time zone is dear.
+string_view timestamp() {
+    static constinit time_t second = -1;
+    static constinit char text[26] = "";
+    constexpr size_t kStart = 4, kLength = 15;  // of "Mon Nov 23 14:05:59 2026\n"
+    const time_t now = time(nullptr);
+    if (now != second) {
+        time_lock.lock();
+        tzset();  // the time zone may change while the process runs
+        if (!ctime_r(&now, text)) memcpy(text, "Thu Jan  1 00:00:00", kStart + kLength);
+        time_lock.unlock();
+        second = now;
+    }
+    return {text + kStart, kLength};
+}
+
+class Record {
+public:
+    explicit Record(int priority) {
+        append("<");
+        append(priority);
+        append(">");
+        time_ = end_;
+        append(timestamp());
+        append(" ");
+        identity_ = end_;
+        const size_t length = strnlen(state.identity, kLongestIdentity + 1);
+        append(length <= kLongestIdentity ? string_view(state.identity, length) : "<BUFFER OVERRUN ATTEMPT>");
+        if (state.options & kProcessId) {
+            append("[");
+            append(getpid());
+            append("]");
+        }
+        append(": ");
+    }
+
+    [[gnu::format(printf, 2, 0)]] void append_message(const char *format, va_list arguments) {
+        char *const message = end();
+        const size_t room = bytes_.size() - end_;
+        *message = '\0';
+        const int length = vsnprintf(message, room, format, arguments);
+        // The last place for the end, behind which the console's line ending needs a second byte.
+        const size_t space = room - 2;
+        if (length >= 0 && static_cast<size_t>(length) <= space) {
+            end_ += static_cast<size_t>(length);
+            return;
+        }
+        // More than fits, or more than printf can count, or an argument without a text: what there is of it is kept.
+        const string_view mark = "[truncated] ";
+        size_t kept = length >= 0 ? space : strnlen(message, space);
+        if (kept > space - mark.size()) kept = space - mark.size();
+        memmove(message + mark.size(), message, kept);
+        memcpy(message, mark.data(), mark.size());
+        end_ += mark.size() + kept;
+    }
+
+    // The record as each place gets it.
+    string_view for_daemon() { return ended("\0", 1, 0); }
+    string_view for_standard_error() { return ended("\n", 1, identity_); }
+    string_view for_console() { return ended("\r\n", 2, time_); }
+
+private:
+    // Shorter than what the header, the process id and the mark of a cut message leave of the buffer.
+    static constexpr size_t kLongestIdentity = 959;
+
+    char *end() { return bytes_.data() + end_; }
+    void append(string_view text) {
+        memcpy(end(), text.data(), text.size());
+        end_ += text.size();
+    }
+    void append(int number) {
+        end_ = static_cast<size_t>(std::to_chars(end(), bytes_.data() + bytes_.size(), number).ptr - bytes_.data());
+    }
+    string_view ended(const char *ending, size_t length, size_t start) {
+        memcpy(end(), ending, length);
+        return {bytes_.data() + start, end_ + length - start};
+    }
+
+    std::array<char, 1024> bytes_;
+    size_t end_ = 0;       // of the message
+    size_t time_ = 0;      // where it starts,
+    size_t identity_ = 0;  // and the identity
+};
+
+// --- where it goes
+
+// Standard error and the console get what they take; nobody could be told of a failure.
+void write_to(int fd, string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+}
+
+// Returns whether the daemon has the record, or it is one that a mesh point drops. Else the connection is closed.
+bool send_to_daemon(string_view record) {
+    const size_t whole = record.size();
+    while (!record.empty()) {
+        // Without the signal, which another thread of the program may have set an action for in the meantime.
+        const ssize_t sent = send(state.socket, record.data(), record.size(), MSG_NOSIGNAL);
+        if (sent >= 0) {
+            record.remove_prefix(static_cast<size_t>(sent));
+        } else if (errno == EAGAIN && state.mesh_role == kMeshPoint) {
+            // In a stream, the rest of a record that was begun must not run into the next one.
+            if (record.size() < whole) disconnect();
+            return true;
+        } else if (errno != EINTR && errno != EAGAIN) {
+            // Not a socket: the program has closed ours along with its other descriptors, and this one is its own.
+            if (errno == ENOTSOCK) state.socket = -1;
+            disconnect();
+            return false;
+        }
+    }
+    return true;
+}
+
+void write_to_console(string_view text) {
+    const int console = open(kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (console == -1) return;
+    write_to(console, text);
+    close(console);
+}
+
+bool is_logged(int priority) {
+    if (priority & ~(kFacilityBits | kLevelBits)) return false;
+    return level_mask.load(std::memory_order_relaxed) & (1 << (priority & kLevelBits));
+}
+
+[[gnu::format(printf, 2, 0)]] void log_message(int priority, const char *format, va_list arguments) {
+    const int callers_errno = errno;
+    Locked locked;
+    if (!is_logged(priority)) return;
+    BrokenPipeHandler handler;
+    if (state.socket == -1 || !state.connected) open_log(state.identity, state.options | kConnectNow, 0);
+    if (!(priority & kFacilityBits)) priority |= state.facility;
+
+    Record record(priority);
+    errno = callers_errno;
+    record.append_message(format, arguments);
+    if (state.options & kStandardErrorToo) write_to(STDERR_FILENO, record.for_standard_error());
+    if (!send_to_daemon(record.for_daemon()) && (state.options & kConsoleOnFailure))
+        write_to_console(record.for_console());
+}
+
+}  // namespace
+
+void openlog(const char *identity, int options, int facility) {
+    Locked locked;
+    open_log(identity, options, facility);
+}
+
+void vsyslog(int priority, const char *format, va_list arguments) {
+    const int callers_errno = errno;
+    log_message(priority, format, arguments);
+    errno = callers_errno;
+}
+
+void syslog(int priority, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+void __vsyslog_chk(int priority, int, const char *format, va_list arguments) { vsyslog(priority, format, arguments); }
+
+void __syslog_chk(int priority, int flag, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    __vsyslog_chk(priority, flag, format, arguments);
+    va_end(arguments);
+}
+
+void closelog() {
+    Locked locked;
+    disconnect();
+    state.identity = kIdentity;
+    state.options = 0;
+    state.facility = QUILL_LOG_FACILITY;
+    level_mask.store(kEveryLevel, std::memory_order_relaxed);
+}
+
+int setlogmask(int mask) noexcept {
+    const int previous = level_mask.load(std::memory_order_relaxed);
+    Locked locked;
+    if (mask != 0) level_mask.store(mask, std::memory_order_relaxed);
+    return previous;
+}

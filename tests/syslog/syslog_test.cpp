@@ -1,0 +1,421 @@
+#include <quill/syslog.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <locale.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <iostream>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "support/log_daemon.h"
+#include "support/private_device.h"
+
+namespace {
+
+using quill::test::LogDaemon;
+using quill::test::read_file;
+using quill::test::write_file;
+
+constexpr size_t kTime = 16;  // "Nov 23 14:05:59 "
+
+// The record without its time, checked to have one, and its NUL, which it must have in place of "$".
+std::string without_time(const std::string &record) {
+    const size_t time = record.find('>') + 1;
+    if (record.size() < time + kTime) return record;
+    if (record[time + 3] != ' ' || record[time + 9] != ':' || record[time + 12] != ':' || record[time + 15] != ' ')
+        return "no time in " + record;
+    std::string rest = record.substr(0, time) + record.substr(time + kTime);
+    if (rest.back() == '\0') rest.back() = '$';
+    return rest;
+}
+
+// For formats that the compiler would complain of.
+void log_unchecked(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_ERR, format, arguments);
+    va_end(arguments);
+}
+
+class Syslog : public testing::Test {
+protected:
+    void SetUp() override { ENTER_PRIVATE_DEVICE(); }
+    void TearDown() override { closelog(); }
+};
+
+int open_descriptors() {
+    int count = 0;
+    for (int fd = 0; fd < 256; fd++) count += fcntl(fd, F_GETFD) != -1;
+    return count;
+}
+
+// --- the mesh role, which a process reads once: in children, before this process has logged anything
+
+// A child that logs; ends as its body returns.
+class Child {
+public:
+    template <typename Body>
+    explicit Child(Body body) : pid_(fork()) {
+        if (pid_ != 0) return;
+        alarm(30);
+        _exit(body());
+    }
+    int wait() const {
+        int status = -1;
+        waitpid(pid_, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    void wait_until_stopped() const { waitpid(pid_, nullptr, WUNTRACED); }
+    void resume() const { kill(pid_, SIGCONT); }
+
+private:
+    pid_t pid_;
+};
+
+// The role is read until there is one: with no file at all it is none, for good.
+TEST_F(Syslog, TheMeshRoleIsReadOnce) {
+    const struct {
+        const char *at_first, *later;
+        bool mesh_point;
+    } cases[] = {{"", "1", true},   {"x", "1", true},  {"-1", "1", true}, {"1", "0", true},
+                 {" 1", "0", true}, {"0", "1", false}, {"2", "1", false}, {nullptr, "1", false}};
+    LogDaemon daemon;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.at_first ? c.at_first : "no file");
+        unlink("/tmp/mesh_role");
+        if (c.at_first) write_file("/tmp/mesh_role", c.at_first);
+        const Child child([&] {
+            openlog("role", 0, 0);
+            write_file("/tmp/mesh_role", c.later);
+            openlog("role", LOG_NDELAY, 0);
+            for (int fd = 3; fd < 64; fd++)
+                if (fd != daemon.socket() && fcntl(fd, F_GETFL) != -1 && fcntl(fd, F_GETFL) & O_NONBLOCK) return 1;
+            return 0;
+        });
+        EXPECT_EQ(child.wait(), c.mesh_point);
+    }
+}
+
+TEST_F(Syslog, AMeshPointNeverWaits) {
+    write_file("/tmp/mesh_role", "1\n");
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        constexpr int kMessages = 2000;
+        LogDaemon daemon(type);
+        // The child keeps its connection while this process reads.
+        const Child child([] {
+            openlog("mesh", LOG_CONS, 0);
+            for (int i = 0; i < kMessages; i++) syslog(LOG_ERR, "%0900d", i);
+            raise(SIGSTOP);
+            syslog(LOG_ERR, "room again");
+            return 0;
+        });
+        child.wait_until_stopped();
+        // What came through came in order, from the first on, and nothing went to the console.
+        int received = 0;
+        for (std::string record; !(record = daemon.receive()).empty(); received++) {
+            ASSERT_EQ(record.size(), strlen("<427>") + kTime + strlen("mesh: ") + 900 + 1);
+            ASSERT_EQ(atoi(record.c_str() + record.size() - 5), received);
+        }
+        EXPECT_GT(received, 5);
+        EXPECT_LT(received, kMessages);
+        EXPECT_EQ(read_file("/dev/console"), "");
+        std::cout << "mesh point, socket type " << type << ": " << received << " queued, " << kMessages - received
+                  << " dropped\n";
+        child.resume();
+        EXPECT_EQ(child.wait(), 0);
+        EXPECT_EQ(without_time(daemon.receive()), "<427>mesh: room again$");
+    }
+}
+
+// --- one process
+
+TEST_F(Syslog, TheRecordToTheByte) {
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        LogDaemon daemon(type);
+        const time_t before = time(nullptr);
+        syslog(3, "x");
+        const std::string record = daemon.receive();
+        ASSERT_EQ(without_time(record), "<427>syslog: x$");
+        const auto text_of = [](time_t t) { return std::string(ctime(&t)).substr(4, 15); };
+        const std::string stamp = record.substr(5, 15);
+        EXPECT_TRUE(stamp == text_of(before) || stamp == text_of(time(nullptr))) << stamp;
+        closelog();
+    }
+}
+
+TEST_F(Syslog, IdentityOptionsFacilityAndMask) {
+    const std::string pid = "[" + std::to_string(getpid()) + "]";
+    const struct {
+        const char *identity;
+        int options, facility, mask, priority;
+        std::string expected;
+    } cases[] = {
+        {"abc", 0, 0, 0, LOG_ERR, "<427>abc: m$"},
+        {nullptr, 0, 0, 0, LOG_DEBUG, "<431>syslog: m$"},
+        {"", LOG_PID, LOG_USER, 0, LOG_EMERG, "<8>" + pid + ": m$"},
+        {"abc", 0, LOG_USER, 0, LOG_LOCAL7 | LOG_INFO, "<190>abc: m$"},
+        {"abc", 0, LOG_USER | 1, 0, LOG_ERR, "<427>abc: m$"},  // not a facility
+        {"abc", 0, 1024, 0, LOG_ERR, "<427>abc: m$"},
+        {"abc", 0, 1016, 0, LOG_ERR, "<1019>abc: m$"},  // the greatest
+        {"abc", 0, 0, 0, 1023, "<1023>abc: m$"},
+        {"abc", 0, 0, 0, 1024, ""},  // bits that are neither level nor facility
+        {"abc", 0, 0, 0, -1, ""},
+        {"abc", 0, 0, LOG_MASK(LOG_EMERG), LOG_ALERT, ""},
+        {"abc", 0, 0, LOG_MASK(LOG_EMERG), LOG_USER | LOG_EMERG, "<8>abc: m$"},
+        {"abc", 0, 0, LOG_UPTO(LOG_WARNING), LOG_WARNING, "<428>abc: m$"},
+        {"abc", 0, 0, LOG_UPTO(LOG_WARNING), LOG_NOTICE, ""},
+    };
+    LogDaemon daemon;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << "priority " << c.priority << ", facility " << c.facility);
+        openlog(c.identity, c.options, c.facility);
+        EXPECT_EQ(setlogmask(c.mask), 0xff);
+        EXPECT_EQ(setlogmask(0), c.mask ? c.mask : 0xff);
+        syslog(c.priority, "%c", 'm');
+        EXPECT_EQ(without_time(daemon.receive()), c.expected);
+        closelog();
+        syslog(LOG_ERR, "x");
+        EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: x$") << "closelog has left something";
+        closelog();
+    }
+}
+
+TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
+    LogDaemon daemon;
+    const std::string letters = "abcdefghijklmnopqrstuvwxyz";
+    std::string text;
+    while (text.size() < 2000) text += letters;
+    const size_t header = strlen("<427>") + kTime + strlen("syslog: ");
+    for (size_t length = 985; length < 1005; length++) {
+        syslog(3, "%s", text.substr(0, length).c_str());
+        const std::string record = daemon.receive();
+        if (header + length <= 1022) {
+            EXPECT_EQ(without_time(record), "<427>syslog: " + text.substr(0, length) + "$");
+        } else {
+            EXPECT_EQ(record.size(), 1023u) << length;
+            EXPECT_EQ(without_time(record), "<427>syslog: [truncated] " + text.substr(0, 1022 - header - 12) + "$");
+        }
+    }
+    // What printf refuses after some text: a width that it cannot count, an argument that has no text.
+    log_unchecked("before %99999999999d after", 1);
+    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: [truncated] before $");
+    setlocale(LC_ALL, "C");
+    log_unchecked("before %ls after", L"\x4e2d");
+    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: [truncated] before $");
+}
+
+TEST_F(Syslog, LongIdentitiesAreNotWritten) {
+    LogDaemon daemon;
+    const std::string longest(959, 'i'), longer(960, 'i'), message(2000, 'm');
+    openlog(longest.c_str(), LOG_PID, 1016);
+    syslog(LOG_DEBUG, "%s", message.c_str());
+    const std::string record = daemon.receive();
+    EXPECT_EQ(record.size(), 1023u);
+    EXPECT_NE(record.find(longest + "[" + std::to_string(getpid()) + "]: [truncated] mm"), std::string::npos);
+    closelog();
+    openlog(longer.c_str(), 0, 0);
+    syslog(LOG_ERR, "m");
+    EXPECT_EQ(without_time(daemon.receive()), "<427><BUFFER OVERRUN ATTEMPT>: m$");
+}
+
+TEST_F(Syslog, ErrnoIsTheCallersBeforeAndAfter) {
+    for (const bool there : {true, false}) {  // without a daemon, connecting fails in the meantime
+        std::optional<LogDaemon> daemon;
+        if (there) daemon.emplace();
+        openlog("e", LOG_CONS, 0);
+        errno = ERANGE;
+        log_unchecked("%m");
+        EXPECT_EQ(errno, ERANGE);
+        const std::string record = there ? daemon->receive() : read_file("/dev/console");
+        EXPECT_NE(record.find(std::string("e: ") + strerror(ERANGE)), std::string::npos) << record;
+        closelog();
+    }
+}
+
+TEST_F(Syslog, WithoutADaemonTheConsoleGetsIt) {
+    syslog(LOG_ERR, "not to the console");
+    openlog("abc", LOG_CONS, 0);
+    syslog(LOG_ERR, "to the console");
+    EXPECT_EQ(without_time(">" + read_file("/dev/console")), ">abc: to the console\r\n");
+
+    // A cut message leaves room for the line's end.
+    write_file("/dev/console", "");
+    syslog(LOG_ERR, "%02000d", 1);
+    const std::string line = read_file("/dev/console");
+    EXPECT_EQ(line.size() + strlen("<427>"), 1024u);
+    EXPECT_EQ(line.substr(line.size() - 2), "\r\n");
+
+    LogDaemon daemon;
+    syslog(LOG_ERR, "here again");
+    EXPECT_EQ(without_time(daemon.receive()), "<427>abc: here again$");
+}
+
+TEST_F(Syslog, StandardErrorToo) {
+    LogDaemon daemon;
+    openlog("abc", LOG_PID | LOG_PERROR, 0);
+    testing::internal::CaptureStderr();
+    syslog(LOG_ERR, "m");
+    syslog(LOG_ERR, "%02000d", 1);
+    const std::string start = "abc[" + std::to_string(getpid()) + "]: ",
+                      expected = start + "m\n" + start + "[truncated] 00";
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(printed.substr(0, expected.size()), expected);
+    EXPECT_TRUE(printed.ends_with("0\n"));
+    EXPECT_EQ(without_time(daemon.receive()), "<427>" + start + "m$");
+    EXPECT_EQ(daemon.receive().size(), 1023u);
+}
+
+// The one after the second openlog is lost, the one after that connects again: with and without a connection at once,
+// to both kinds of daemon.
+TEST_F(Syslog, ASecondOpenlogWhileConnectedLosesOneMessage) {
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM})
+        for (const int options : {0, LOG_NDELAY}) {
+            SCOPED_TRACE(testing::Message() << "type " << type << ", options " << options);
+            LogDaemon daemon(type);
+            openlog("first", options, 0);
+            syslog(LOG_ERR, "1");
+            EXPECT_EQ(without_time(daemon.receive()), "<427>first: 1$");
+            write_file("/dev/console", "");
+            openlog("second", options | LOG_CONS, 0);
+            syslog(LOG_ERR, "2");
+            EXPECT_EQ(daemon.receive(), "");
+            EXPECT_EQ(without_time(">" + read_file("/dev/console")), ">second: 2\r\n");
+            syslog(LOG_ERR, "3");
+            EXPECT_EQ(without_time(daemon.receive()), "<427>second: 3$");
+            closelog();
+        }
+}
+
+TEST_F(Syslog, ConnectsAtOnceOnlyWhenAskedTo) {
+    LogDaemon daemon(SOCK_STREAM);
+    const int before = open_descriptors();
+    openlog("abc", 0, 0);
+    EXPECT_EQ(open_descriptors(), before);
+    openlog("abc", LOG_NDELAY, 0);
+    EXPECT_EQ(open_descriptors(), before + 1);
+    for (int fd = 3; fd < 256; fd++) {
+        if (fcntl(fd, F_GETFD) != -1 && fd != daemon.socket()) {
+            struct sockaddr_un peer = {};
+            socklen_t length = sizeof peer;
+            if (getpeername(fd, reinterpret_cast<struct sockaddr *>(&peer), &length) == 0) {
+                EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+            }
+        }
+    }
+    syslog(LOG_ERR, "m");
+    EXPECT_EQ(without_time(daemon.receive()), "<427>abc: m$");
+    closelog();
+    EXPECT_EQ(open_descriptors(), before + 1) << "only the daemon's end of the connection is left";
+}
+
+volatile sig_atomic_t callers_handler_ran;
+
+TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
+    struct sigaction callers = {}, now = {};
+    callers.sa_handler = [](int) { callers_handler_ran = 1; };
+    callers.sa_flags = SA_RESTART;
+    sigaddset(&callers.sa_mask, SIGUSR1);
+    ASSERT_EQ(sigaction(SIGPIPE, &callers, nullptr), 0);
+    for (int round = 0; round < 3; round++) {
+        {
+            LogDaemon daemon(SOCK_STREAM);
+            syslog(LOG_ERR, "m");
+            EXPECT_EQ(daemon.drain(), 1);
+        }
+        syslog(LOG_ERR, "into a stream that nobody reads any more");
+        ASSERT_EQ(sigaction(SIGPIPE, nullptr, &now), 0);
+        EXPECT_EQ(now.sa_handler, callers.sa_handler);
+        EXPECT_EQ(now.sa_flags & SA_RESTART, SA_RESTART);
+        EXPECT_EQ(sigismember(&now.sa_mask, SIGUSR1), 1);
+    }
+    EXPECT_EQ(callers_handler_ran, 0);
+
+    // Standard error is a pipe that nobody reads: the signal closes the connection, under the caller's own lock, and
+    // the message goes to the console.
+    LogDaemon daemon;
+    int pipe_ends[2];
+    ASSERT_EQ(pipe(pipe_ends), 0);
+    close(pipe_ends[0]);
+    const int old_stderr = dup(STDERR_FILENO);
+    dup2(pipe_ends[1], STDERR_FILENO);
+    close(pipe_ends[1]);
+    openlog("broken", LOG_PERROR | LOG_CONS, 0);
+    syslog(LOG_ERR, "m");
+    dup2(old_stderr, STDERR_FILENO);
+    close(old_stderr);
+    EXPECT_EQ(callers_handler_ran, 0);
+    EXPECT_EQ(daemon.receive(), "");
+    EXPECT_EQ(without_time(">" + read_file("/dev/console")), ">broken: m\r\n");
+}
+
+TEST_F(Syslog, ADescriptorThatTheProgramHasClosedAndReusedIsLeftAlone) {
+    LogDaemon daemon;
+    const int before = open("/dev/null", O_RDONLY);
+    close(before);  // the lowest free one, which the connection will get
+    syslog(LOG_ERR, "1");
+    daemon.drain();
+    close(before);
+    ASSERT_EQ(open("/tmp/file", O_RDWR | O_CREAT, 0600), before);
+    syslog(LOG_ERR, "lost");
+    EXPECT_NE(fcntl(before, F_GETFD), -1);
+    EXPECT_EQ(read_file("/tmp/file"), "");
+    syslog(LOG_ERR, "2");
+    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: 2$");
+    close(before);
+}
+
+TEST_F(Syslog, FortifiedProgramsArriveHere) {
+    LogDaemon daemon;
+    __syslog_chk(LOG_ERR, 1, "%d", 7);
+    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: 7$");
+}
+
+// Children are forked while other threads are in the middle of logging; each must log, and have the program's own
+// action for a broken pipe.
+TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
+    signal(SIGPIPE, SIG_IGN);
+    LogDaemon daemon;
+    openlog("threads", LOG_NDELAY, 0);
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; i++)
+        threads.emplace_back([&] {
+            while (!stop) syslog(LOG_ERR, "parent");
+        });
+    std::atomic<int> children_heard = 0;
+    std::thread reader([&] {
+        for (std::string record;;) {
+            record = daemon.receive();
+            if (record.empty() && stop) return;
+            children_heard += record.find("child") != std::string::npos;
+        }
+    });
+    constexpr int kChildren = 200;
+    int good = 0;
+    for (int i = 0; i < kChildren; i++) {
+        const Child child([] {
+            struct sigaction action;
+            const bool own = sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+            syslog(LOG_ERR, "child");
+            return own ? 0 : 1;
+        });
+        good += child.wait() == 0;
+    }
+    stop = true;
+    for (std::thread &thread : threads) thread.join();
+    reader.join();
+    EXPECT_EQ(good, kChildren);
+    EXPECT_EQ(children_heard, kChildren);
+}
+
+}  // namespace
