@@ -7,6 +7,8 @@
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>
 #include <quill/list.h>
+#include <quill/savl.h>
+#include <quill/savle.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
 #include <quill/syslog.h>

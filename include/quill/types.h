@@ -3,9 +3,10 @@
  * What holds everywhere, unless a header says otherwise:
  *
  * Results      Hash tables, lists and VLAN sets answer 1 for done and 0 for not done (absent, already there, out of
- *              memory); look-ups answer the stored word, and 0 when there is none. The index table answers 0 for done
- *              and -1 for not done. The codec answers bytes: the unchecked form 0 when another kind of element stands
- *              there, the checked one -1 with errno set.
+ *              memory); look-ups answer the stored word, and 0 when there is none. Trees answer a node or a key
+ *              pointer, and null when there is none or no memory. The index table answers 0 for done and -1 for not
+ *              done. The codec answers bytes: the unchecked form 0 when another kind of element stands there, the
+ *              checked one -1 with errno set.
  * Ownership    "new": the caller owns what is returned and releases it with the function named. "borrowed": the
  *              library or a container keeps it; the text says how long it lasts. Arguments are only read and may go
  *              away after the call, unless they are said to be "kept" (the pointer is stored) or "taken" (the library

@@ -4,12 +4,12 @@
 #include <quill/sxdr.h>
 #include <stdlib.h>
 #include <string.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <bit>
 #include <charconv>
 
+#include "base/ascii.h"
 #include "base/memory.h"
 
 // How it works
@@ -115,7 +115,7 @@ char *new_text(const uint32_t *words) {
 template <typename Add>
 bool parse_ranges(const char *text, Add add) {
     if (strcmp(text, "0") == 0) return true;
-    if (strcasecmp(text, "all") == 0) {
+    if (quill::compare_ignoring_case(text, "all") == 0) {
         add(VMAP_FIRST_ID, VMAP_LAST_ID);
         return true;
     }

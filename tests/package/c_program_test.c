@@ -82,6 +82,45 @@ static void containers(void) {
     idx_table_free(ids);
 }
 
+struct station {
+    uint32_t id;
+    char name[8];
+    savl by_name;
+    savle by_id;
+};
+
+static savl_tree by_name = SAVL_TREE_INIT(by_name, savl_string_compare_ic);
+static savle_tree by_id = SAVLE_TREE_INIT(by_id, savle_u32_compare, struct station, by_id, id, NULL);
+
+static void avl_trees(void) {
+    CHECK(sizeof(savl) == (sizeof(void *) == 4 ? 28 : 56) && sizeof(savl_tree) == sizeof(savl) + sizeof(void *));
+    CHECK(sizeof(savle) == (sizeof(void *) == 4 ? 24 : 48));
+    CHECK(sizeof(savle_tree) == sizeof(savle) + 2 * sizeof(void *) + 8);
+    static struct station stations[100];
+    for (uint32_t i = 0; i < 100; i++) {
+        struct station *s = &stations[i];
+        s->id = i * 37 % 100;
+        snprintf(s->name, sizeof s->name, "%s%02u", i % 2 ? "ap" : "AP", (unsigned)(i * 53 % 100));
+        s->by_name.key = s->name;
+        savl *at;
+        savle *at_id;
+        int side;
+        CHECK(!savl_find(&by_name, s->name, &at, &side));
+        savl_insert(&s->by_name, at, side);
+        CHECK(!savle_find(&by_id, &s->id, &at_id, &side));
+        savle_insert(&s->by_id, at_id, side);
+    }
+    const uint32_t id = 42;
+    CHECK(SAVL_OBJECT(savle_find(&by_id, &id, NULL, NULL), struct station, by_id)->id == 42);
+    unsigned count = 0;
+    SAVLE_FOREACH(node, &by_id) CHECK(SAVL_OBJECT(node, struct station, by_id)->id == count++);
+    SAVL_FOREACH(node, &by_name) {
+        CHECK(atoi(SAVL_OBJECT(node, struct station, by_name)->name + 2) == (int)(100 - count--));
+        savl_delete(node);
+    }
+    CHECK(count == 0 && by_name.head.right == NULL && by_name.head.next == &by_name.head);
+}
+
 static void vlans(void) {
     static const uint8_t mac[6] = {0, 0, 0, 0, 0, 5};
     static const uint16_t pool[] = {10, 20, 30};
@@ -100,6 +139,7 @@ static void vlans(void) {
 int main(void) {
     wire();
     containers();
+    avl_trees();
     vlans();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");

@@ -1,0 +1,121 @@
+/* quill/savle.h: the AVL tree of quill/savl.h for records that have their key at a fixed place.
+ *
+ * The tree record knows where in a record of yours the node and the key lie, so a node needs no key pointer; and it
+ * carries a pointer of yours that each comparison gets. All else is as in quill/savl.h: read there how to find and then
+ * insert at an attachment point, what each call costs, what may change during a walk, and about threads.
+ *
+ * Cost: a node is 24 bytes on the device and 48 on a 64-bit host, a tree record 40 and 72.
+ *
+ *     struct station {
+ *         uint32_t id;
+ *         savle by_id;
+ *     };
+ *
+ *     static savle_tree stations = SAVLE_TREE_INIT(stations, savle_u32_compare, struct station, by_id, id, NULL);
+ *
+ *     struct station *station_find(uint32_t id) {
+ *         savle *found = savle_find(&stations, &id, NULL, NULL);
+ *         return found ? SAVL_OBJECT(found, struct station, by_id) : NULL;
+ *     }
+ *
+ *     int station_add(struct station *s) {
+ *         savle *at;
+ *         int side;
+ *         if (savle_find(&stations, &s->id, &at, &side)) return 0;
+ *         savle_insert(&s->by_id, at, side);
+ *         return 1;
+ *     }
+ *
+ *     SAVLE_FOREACH(node, &stations) print_station(SAVL_OBJECT(node, struct station, by_id));
+ */
+#ifndef QUILL_SAVLE_H
+#define QUILL_SAVLE_H
+
+#include <quill/savl.h>
+
+QUILL_BEGIN_DECLS
+
+/* savle is a node; the fields are as those of savl. */
+typedef struct savle savle;
+struct savle {
+    savle *left;
+    savle *right;
+    savle *parent; /* null exactly while the node is in no tree (zero it at first) */
+    savle *prev;
+    savle *next;
+    uint16_t side;
+    int16_t balance;
+};
+
+/* savle_comparison gives the order of the searched key against the key in an object: negative (before), 0 (equal) or
+ * positive (after). */
+typedef int (*savle_comparison)(void *context, const void *searched, const void *key);
+
+/* savle_tree is a tree record. It must not move while the tree has nodes. */
+typedef struct savle_tree {
+    savle head; /* right: root, null when empty. next: smallest, prev: greatest, head itself when empty */
+    savle_comparison compare;
+    uint32_t link_offset; /* bytes from the start of an object to its node */
+    uint32_t key_offset;  /* bytes from the start of an object to its key */
+    void *context;        /* passed to each comparison (kept) */
+} savle_tree;
+
+/* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises the record tree, statically or later, as an
+ * empty tree of objects of type, with their node in the member link and their key in the member key. */
+#define SAVLE_TREE_INIT(tree, comparison, type, link, key, context)                                                  \
+    {                                                                                                                \
+        {NULL, NULL, NULL, &(tree).head, &(tree).head, 0, 0}, comparison, offsetof(type, link), offsetof(type, key), \
+            context                                                                                                  \
+    }
+
+/* SAVLE_FOREACH(node, tree) is SAVL_FOREACH with a variable `savle *node`. */
+#define SAVLE_FOREACH(node, tree)                                                           \
+    for (savle *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
+         node = node##_next, node##_next = node->next)
+
+/* savle_find is savl_find. The comparison is called as comparison(tree->context, key, address of the key in an object):
+ * key is a pointer to the same kind of thing as lies in the objects. */
+QUILL_API savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side);
+
+/* savle_insert is savl_insert. */
+QUILL_API void savle_insert(savle *node, savle *at, int side);
+
+/* savle_delete is savl_delete. */
+QUILL_API void savle_delete(savle *node);
+
+/* The comparisons of quill/savl.h for keys inside objects; the context is ignored.
+ *
+ * For the two of texts the objects hold a pointer to the text: a and b are the addresses of such pointers, and so is
+ * what is searched for:
+ *
+ *     const char *name = "eth0";
+ *     savle_find(&interfaces, &name, NULL, NULL);
+ *
+ * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. Trees that must find what they hold take
+ *
+ *     static int mac_order(void *context, const void *a, const void *b) {
+ *         (void)context;
+ *         return memcmp(a, b, 8);
+ *     } */
+QUILL_API int savle_string_compare(void *context, const void *a, const void *b);
+QUILL_API int savle_string_compare_ic(void *context, const void *a, const void *b);
+QUILL_API int savle_u32_compare(void *context, const void *a, const void *b);
+QUILL_API int savle_mac_addr_compare(void *context, const void *a, const void *b);
+QUILL_API int savle_ipv6_compare(void *context, const void *a, const void *b);
+
+/* savle_ipaddr_compare orders ip_af_addr records by family as a number, then by the 2 bytes that follow it, then by all
+ * 16 address bytes; those that the format says are zero must be. Deliberately not as savl_ipaddr_compare: 10.0.0.1 and
+ * ::ffff:10.0.0.1 are two keys here. */
+QUILL_API int savle_ipaddr_compare(void *context, const void *a, const void *b);
+
+QUILL_END_DECLS
+
+#ifdef __cplusplus
+namespace quill {
+
+inline tree_range<savle> in_order(savle_tree &tree) { return tree_range<savle>(tree.head); }
+
+} /* namespace quill */
+#endif
+
+#endif

@@ -1,0 +1,373 @@
+// Tests of both AVL trees, watched from outside. A flavour of tree is a class with
+//
+//     Node, Tree, Object           the library's records, and a record with a Node `node` and a uint32_t `key`
+//     empty_tree(tree)             an initialised record that compares keys with compare_numbers()
+//     find, insert, erase          the library's functions
+//     kOrders                      the library's comparisons, each with keys in ascending order (Order below)
+//     sample_tree(tree, order)     an initialised record that compares with the order's comparison
+//     through_a_call(tree)         makes the tree call its comparison through one that the library does not know
+//     Sample, key_of(sample)       a record with a Node and any key, and the pointer that searches for it
+#pragma once
+
+#include <gtest/gtest.h>
+#include <quill/savl.h>
+#include <quill/types.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/random.h"
+
+namespace quill::test {
+
+// --- what the tree should look like: a textbook tree that works by heights, without balances, parents or threads
+
+class AvlModel {
+public:
+    enum Kind { kSingle, kSingleLevel, kDoubleOuter, kDoubleLevel, kDoubleInner, kKinds };
+
+    explicit AvlModel(int keys) : nodes_(static_cast<size_t>(keys) + 1) {}
+
+    // Keys count from 1; 0 is no node.
+    int root() const { return root_; }
+    int child(int node, int side) const { return nodes_[static_cast<size_t>(node)].child[side]; }
+
+    void insert(int key) {
+        deleting_ = false;
+        root_ = insert(root_, key);
+    }
+    // With two children, the next node goes first, and then takes the place.
+    void erase(int key) {
+        deleting_ = true;
+        int heir = child(key, 1);
+        if (!heir || !child(key, 0)) {
+            root_ = take(root_, key);
+            return;
+        }
+        while (child(heir, 0)) heir = child(heir, 0);
+        root_ = take(root_, heir);
+        at(heir) = at(key);
+        *link_to(key) = heir;
+    }
+
+    long rotations[2][2][kKinds] = {};  // in insertion and deletion; heavy on the left and on the right
+
+private:
+    struct Node {
+        int child[2];
+        int height;
+    };
+    Node &at(int node) { return nodes_[static_cast<size_t>(node)]; }
+    int balance(int node) { return at(at(node).child[1]).height - at(at(node).child[0]).height; }
+
+    int *link_to(int key) {
+        int *link = &root_;
+        while (*link != key) link = &at(*link).child[key > *link];
+        return link;
+    }
+    int insert(int node, int key) {
+        if (!node) {
+            at(key) = {{0, 0}, 1};
+            return key;
+        }
+        int &below = at(node).child[key > node];
+        below = insert(below, key);
+        return mend(node);
+    }
+    int take(int node, int key) {
+        if (node == key) return child(node, 0) ? child(node, 0) : child(node, 1);
+        int &below = at(node).child[key > node];
+        below = take(below, key);
+        return mend(node);
+    }
+    int measure(int node) {
+        at(node).height = 1 + std::max(at(child(node, 0)).height, at(child(node, 1)).height);
+        return node;
+    }
+    int raise_child(int node, int side) {
+        const int top = child(node, side);
+        at(node).child[side] = child(top, !side);
+        at(top).child[!side] = measure(node);
+        return measure(top);
+    }
+    int mend(int node) {
+        if (abs(balance(node)) < 2) return measure(node);
+        const int heavy = balance(node) > 0, outward = heavy ? 1 : -1;
+        const int below = child(node, heavy);
+        long *count = rotations[deleting_][heavy];
+        if (balance(below) == -outward) {
+            count[kDoubleLevel - outward * balance(child(below, !heavy))]++;
+            at(node).child[heavy] = raise_child(below, !heavy);
+        } else {
+            count[balance(below) ? kSingle : kSingleLevel]++;
+        }
+        return raise_child(node, heavy);
+    }
+
+    std::vector<Node> nodes_;
+    int root_ = 0;
+    bool deleting_ = false;
+};
+
+// --- the sequence
+
+inline const uint32_t *searched_key;  // what comparisons must get first
+inline long foreign_arguments;        // comparisons that got something else
+
+inline int compare_numbers(const void *searched, const void *key) {
+    foreign_arguments += searched != searched_key || key == searched_key;
+    const uint32_t a = *static_cast<const uint32_t *>(searched), b = *static_cast<const uint32_t *>(key);
+    return a < b ? -7 : a > b ? 7 : 0;
+}
+
+template <typename Flavour>
+class AvlSequence {
+public:
+    using Node = typename Flavour::Node;
+    using Object = typename Flavour::Object;
+    static constexpr int kKeys = 256;
+
+    explicit AvlSequence(uint64_t seed) : random_(seed), objects_(kKeys + 1), model_(kKeys) {
+        Flavour::empty_tree(tree_);
+        for (int key = 0; key <= kKeys; key++) object(key).key = static_cast<uint32_t>(key);
+    }
+
+    // Sizes go up and down between nothing and about two thirds of the keys.
+    void step(int i) {
+        const int key = 1 + static_cast<int>(random_.below(kKeys));
+        const bool held = held_.count(key) > 0;
+        Node *at = nullptr;
+        int side = -1;
+        ASSERT_EQ(find(key, nullptr, nullptr), held ? &object(key).node : nullptr);
+        ASSERT_EQ(find(key, &at, &side), held ? &object(key).node : nullptr);
+        ASSERT_EQ(at == nullptr, held);
+        const bool growing = i / 500 % 2 == 0;
+        if (!held && !random_.one_in(growing ? 8 : 2)) insert(key, at, side);
+        if (held && !random_.one_in(growing ? 2 : 8)) erase(key);
+        check();
+    }
+    void insert(int key) {
+        Node *at = nullptr;
+        int side = -1;
+        ASSERT_EQ(find(key, &at, &side), nullptr);
+        insert(key, at, side);
+    }
+    void erase(int key) {
+        Node &node = object(key).node;
+        Flavour::erase(&node);
+        EXPECT_EQ(node.parent, nullptr);
+        Flavour::erase(&node);  // in no tree: nothing
+        model_.erase(key);
+        held_.erase(key);
+    }
+    void check() const {
+        check_subtree(tree_.head.right, model_.root(), &tree_.head, 1);
+        ASSERT_EQ(tree_.head.parent, nullptr);
+        const Node *node = &tree_.head;
+        for (const int key : held_) {
+            ASSERT_EQ(node->next, &object(key).node);
+            ASSERT_EQ(node->next->prev, node);
+            node = node->next;
+        }
+        ASSERT_EQ(node->next, &tree_.head);
+        ASSERT_EQ(tree_.head.prev, node);
+        ASSERT_EQ(foreign_arguments, 0);
+    }
+
+    typename Flavour::Tree &tree() { return tree_; }
+    const AvlModel &model() const { return model_; }
+
+private:
+    Object &object(int key) { return objects_[static_cast<size_t>(key)]; }
+    const Object &object(int key) const { return objects_[static_cast<size_t>(key)]; }
+
+    Node *find(int key, Node **at, int *side) {
+        const uint32_t searched = static_cast<uint32_t>(key);
+        searched_key = &searched;
+        return Flavour::find(&tree_, &searched, at, side);
+    }
+    void insert(int key, Node *at, int side) {
+        Object &o = object(key);
+        memset(&o.node, 0xff, sizeof o.node);
+        Flavour::set_key(o);
+        Flavour::insert(&o.node, at, side);
+        model_.insert(key);
+        held_.insert(key);
+    }
+    // Returns the real height. Nodes are told by their addresses.
+    int check_subtree(const Node *node, int key, const Node *parent, int side) const {
+        EXPECT_EQ(node, key ? &object(key).node : nullptr);
+        if (!node || !key || testing::Test::HasFailure()) return 0;
+        EXPECT_EQ(node->parent, parent);
+        EXPECT_EQ(node->side, side);
+        const int left = check_subtree(node->left, model_.child(key, 0), node, 0);
+        const int right = check_subtree(node->right, model_.child(key, 1), node, 1);
+        EXPECT_EQ(node->balance, right - left);
+        return 1 + std::max(left, right);
+    }
+
+    Random random_;
+    typename Flavour::Tree tree_;
+    std::vector<Object> objects_;
+    AvlModel model_;
+    std::set<int> held_;
+};
+
+template <typename Flavour>
+class Avl : public testing::Test {};
+TYPED_TEST_SUITE_P(Avl);
+
+TYPED_TEST_P(Avl, RandomOperationsFollowTheModelThroughEveryRotation) {
+    static constexpr const char *kKinds[] = {"single", "single_level", "double_outer", "double_level", "double_inner"};
+    constexpr int kSteps = 40000;
+    long rotations[2][2][AvlModel::kKinds] = {};
+    for (uint64_t seed = 1; seed <= 3; seed++) {
+        AvlSequence<TypeParam> sequence(seed);
+        for (int i = 0; i < kSteps && !this->HasFailure(); i++) {
+            SCOPED_TRACE(i);
+            sequence.step(i);
+        }
+        for (int i = 0; i < 2 * 2 * AvlModel::kKinds; i++)
+            (&rotations[0][0][0])[i] += (&sequence.model().rotations[0][0][0])[i];
+    }
+    for (int deleting = 0; deleting < 2; deleting++)
+        for (int heavy = 0; heavy < 2; heavy++)
+            for (int kind = 0; kind < AvlModel::kKinds; kind++) {
+                const long count = rotations[deleting][heavy][kind];
+                const std::string name =
+                    std::string(deleting ? "delete_" : "insert_") + (heavy ? "right_" : "left_") + kKinds[kind];
+                this->RecordProperty(name, std::to_string(count));
+                const bool possible = deleting || kind != AvlModel::kSingleLevel;  // a new node cannot make it so
+                EXPECT_EQ(count > 0, possible) << name;
+            }
+}
+
+TYPED_TEST_P(Avl, AWalkMayDeleteTheNodeThatItIsAt) {
+    AvlSequence<TypeParam> sequence(1);
+    for (int key = 1; key <= 100; key++) sequence.insert(key);
+    uint32_t expected = 1;
+    for (typename TypeParam::Node &node : quill::in_order(sequence.tree())) {
+        const auto *object = SAVL_OBJECT(&node, typename TypeParam::Object, node);
+        EXPECT_EQ(object->key, expected++);
+        if (object->key % 3 != 0) sequence.erase(static_cast<int>(object->key));
+        sequence.check();
+    }
+    EXPECT_EQ(expected, 101u);
+    const auto range = quill::in_order(sequence.tree());
+    EXPECT_EQ(std::distance(range.begin(), range.end()), 33);
+}
+
+// --- the library's comparisons
+
+enum class KeyKind { kText, kTextIgnoringCase, kNumber, kMac, kIpv6, kAddress };
+
+// A key of any kind, as bytes or as text.
+struct SampleKey {
+    alignas(8) uint8_t bytes[20] = {};
+    const char *text = nullptr;
+
+    SampleKey() = default;
+    SampleKey(const char *t) : text(t) {}
+    SampleKey(uint32_t number) { memcpy(bytes, &number, sizeof number); }
+    SampleKey(std::initializer_list<uint8_t> b) { std::copy(b.begin(), b.end(), bytes); }
+};
+
+// A comparison, and keys in its order; those in one group are equal.
+template <typename Comparison>
+struct Order {
+    const char *name;
+    Comparison compare;
+    std::vector<std::vector<SampleKey>> groups;
+};
+
+using Groups = std::vector<std::vector<SampleKey>>;
+inline const Groups kTexts = {{""}, {"A"}, {"B"}, {"a"}, {"ab", "ab"}, {"b"}, {"\xc3"}};
+inline const Groups kTextsIgnoringCase = {{""}, {"0"}, {"A", "a"}, {"aB", "Ab"}, {"Z", "z"}, {"{"}, {"\xc4"}, {"\xe4"}};
+inline const Groups kNumbers = {{0u}, {1u}, {0x7fffffffu}, {0x80000000u}, {0xfffffffeu}, {0xffffffffu}};
+// All within half the number range of each other.
+inline const Groups kMacs = {{{0x70, 0, 0, 0, 0, 1}},    {{0x70, 0, 0, 0, 0x70, 0}},
+                             {{0x70, 0, 0, 0, 0x70, 1}}, {{0x70, 0, 0, 0, 0x70, 1, 0, 1}},
+                             {{0x70, 0, 0, 1, 0, 0}},    {{0x70, 0, 1, 0, 0, 0}, {0x70, 0, 1, 0, 0, 0}},
+                             {{0x80, 0, 0, 0, 0x80, 0}}};
+inline const Groups kIpv6s = {{{0}},
+                              {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
+                              {{0, 0, 0, 0, 0, 0, 0, 0, 0xff}},
+                              {{0, 0, 0, 0, 0, 0, 0, 1}, {0, 0, 0, 0, 0, 0, 0, 1}},
+                              {{0x20, 1, 0xd, 0xb8}},
+                              {{0xfe, 0x80}}};
+inline SampleKey address(uint16_t family, std::initializer_list<uint8_t> bytes) {
+    SampleKey key = {};
+    memcpy(key.bytes, &family, sizeof family);
+    std::copy(bytes.begin(), bytes.end(), key.bytes + 4);
+    return key;
+}
+inline SampleKey mapped(uint8_t first, uint8_t last) {
+    return address(QUILL_AF_INET6, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, first, 0, 0, last});
+}
+
+inline int sign(int n) { return (n > 0) - (n < 0); }
+
+// Calls check(a, b, sign of a against b) for all pairs of keys.
+template <typename Check>
+void for_all_pairs(const Groups &groups, Check check) {
+    for (size_t i = 0; i < groups.size(); i++)
+        for (size_t j = 0; j < groups.size(); j++)
+            for (const SampleKey &a : groups[i])
+                for (const SampleKey &b : groups[j]) check(a, b, (i > j) - (i < j));
+}
+
+TYPED_TEST_P(Avl, ComparisonsOrderAsDescribed) {
+    for (const auto &order : TypeParam::orders()) {
+        SCOPED_TRACE(order.name);
+        int pair = 0;
+        for_all_pairs(order.groups, [&](const SampleKey &a, const SampleKey &b, int expected) {
+            EXPECT_EQ(sign(TypeParam::compare(order, a, b)), expected) << "pair " << pair;
+            pair++;
+        });
+    }
+}
+
+// Searches with the library's own comparisons are compiled apart from those that call one.
+TYPED_TEST_P(Avl, KnownComparisonsSearchLikeUnknownOnes) {
+    for (const auto &order : TypeParam::orders()) {
+        SCOPED_TRACE(order.name);
+        typename TypeParam::Tree tree, unknown;
+        TypeParam::sample_tree(tree, order);
+        std::vector<typename TypeParam::Sample> samples(order.groups.size());
+        for (size_t n = 0; n < samples.size(); n++) {
+            const size_t i = n * 5 % samples.size();  // in any order
+            for (const auto &group : order.groups)
+                for (const SampleKey &key : group) {
+                    unknown = tree;
+                    TypeParam::through_a_call(unknown);
+                    typename TypeParam::Node *at[2] = {}, *found[2];
+                    int side[2] = {-1, -1};
+                    found[0] = TypeParam::find(&tree, TypeParam::pointer(order, key), &at[0], &side[0]);
+                    found[1] = TypeParam::find(&unknown, TypeParam::pointer(order, key), &at[1], &side[1]);
+                    if (at[1] == &unknown.head) at[1] = &tree.head;
+                    EXPECT_EQ(found[0], found[1]);
+                    EXPECT_EQ(at[0], at[1]);
+                    EXPECT_EQ(side[0], side[1]);
+                }
+            typename TypeParam::Node *at = nullptr;
+            int side = -1;
+            samples[i].set(order, order.groups[i][0]);
+            ASSERT_EQ(TypeParam::find(&tree, TypeParam::pointer(order, order.groups[i][0]), &at, &side), nullptr);
+            TypeParam::insert(&samples[i].node, at, side);
+        }
+        size_t i = 0;
+        for (const auto &node : quill::in_order(tree)) EXPECT_EQ(&node, &samples[i++].node);
+        EXPECT_EQ(i, samples.size());
+    }
+}
+
+REGISTER_TYPED_TEST_SUITE_P(Avl, RandomOperationsFollowTheModelThroughEveryRotation, AWalkMayDeleteTheNodeThatItIsAt,
+                            ComparisonsOrderAsDescribed, KnownComparisonsSearchLikeUnknownOnes);
+
+}  // namespace quill::test
