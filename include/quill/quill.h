@@ -7,6 +7,7 @@
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>
 #include <quill/list.h>
+#include <quill/rbtree.h>
 #include <quill/savl.h>
 #include <quill/savle.h>
 #include <quill/sxdr.h>

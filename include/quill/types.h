@@ -57,6 +57,14 @@ typedef struct ip_af_addr {
     uint8_t addr[16]; /* transmission order; IPv4 occupies the first 4 bytes and the other 12 must be zero */
 } ip_af_addr;
 
+/* When the walk of a binary tree visits a node. The numbers are those of the C library's VISIT type (POSIX, search.h). */
+enum {
+    QUILL_PREORDER = 0,  /* before the left subtree */
+    QUILL_POSTORDER = 1, /* between the subtrees: in ascending order */
+    QUILL_ENDORDER = 2,  /* after the right subtree */
+    QUILL_LEAF = 3       /* the only visit of a node without children */
+};
+
 QUILL_END_DECLS
 
 #endif

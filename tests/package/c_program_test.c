@@ -121,6 +121,31 @@ static void avl_trees(void) {
     CHECK(count == 0 && by_name.head.right == NULL && by_name.head.next == &by_name.head);
 }
 
+static int compare_in_config(const void *a, const void *b, void *config) {
+    ++*(int *)config;
+    return strcmp(a, b);
+}
+
+static void count_key(void *key, int visit, int depth, void *argument) {
+    *(int *)argument += key != NULL && (visit == QUILL_POSTORDER || visit == QUILL_LEAF) && depth < 4;
+}
+
+static void heap_trees(void) {
+    const char *keys[] = {"eth1", "eth0", "wlan0"};
+    int comparisons = 0, count = 0;
+    rb_tree *set = rbinit(compare_in_config, &comparisons);
+    for (int i = 0; i < 3; i++) CHECK(rbsearch(keys[i], set) == keys[i]);
+    CHECK(comparisons > 0 && sizeof *set->root == (sizeof(void *) == 4 ? 20 : 40));
+    CHECK(rblookup(RB_LOOKUP_ABOVE, "eth1", set) == keys[2]);
+    rbwalk(set, count_key, &count);
+    CHECK(count == 3);
+    CHECK(rbdelete("eth1", set) == keys[0] && rb_null.left == &rb_null && set->root->up == &rb_null);
+    rb_list_cursor *cursor = rbopenlist(set);
+    CHECK(rbreadlist(cursor) == keys[1] && rbreadlist(cursor) == keys[2] && !rbreadlist(cursor));
+    rbcloselist(cursor);
+    rbterminate(set, 0);
+}
+
 static void vlans(void) {
     static const uint8_t mac[6] = {0, 0, 0, 0, 0, 5};
     static const uint16_t pool[] = {10, 20, 30};
@@ -140,6 +165,7 @@ int main(void) {
     wire();
     containers();
     avl_trees();
+    heap_trees();
     vlans();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");

@@ -1,0 +1,125 @@
+/* quill/rbtree.h: an ordered set of pointers to your records: a red-black tree with a heap node per key.
+ *
+ * The tree keeps key pointers, usually to records that carry the key, and gives them back: the given one, the next, the
+ * nearest above or below. It frees keys only in rbterminate, when told to.
+ *
+ * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most
+ * 2 log2(n + 1) levels high: 20 for 1,000 keys, 40 for a million. Search, insertion, deletion and every look-up are one
+ * descent, and at most one climb of as many levels; a step of a cursor is constant time on average. Where records can
+ * hold their nodes, quill/savl.h and quill/savle.h need no heap and are lower.
+ *
+ * A null tree or cursor is accepted everywhere: the call does nothing and returns null. Keys should not be null
+ * pointers: a null result means that there is no such key.
+ *
+ * Threads: deletions write rb_null, which all trees share. So a tree belongs to one thread at a time, and besides no two
+ * threads may delete at the same time, even in different trees: guard all deletions with one lock.
+ *
+ *     static int by_metric(const void *a, const void *b, void *config) {
+ *         const struct route *x = a, *y = b;
+ *         (void)config;
+ *         return (x->metric > y->metric) - (x->metric < y->metric);
+ *     }
+ *
+ *     rb_tree *routes = rbinit(by_metric, NULL);
+ *     if (rbsearch(route, routes) != route) ...               // out of memory, or another has that metric
+ *     const struct route wanted = {.metric = 10};
+ *     struct route *best = rblookup(RB_LOOKUP_AT_LEAST, &wanted, routes);
+ *     rbterminate(routes, 0);                                 // the routes stay
+ */
+#ifndef QUILL_RBTREE_H
+#define QUILL_RBTREE_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* rb_node is a node, made and freed by the tree. */
+typedef struct rb_node rb_node;
+struct rb_node {
+    rb_node *left;   /* child with smaller keys; &rb_null when none, also below */
+    rb_node *right;  /* child with greater keys */
+    rb_node *up;     /* parent */
+    uint32_t colour; /* 0 black, 1 red */
+    void *key;
+};
+
+/* rb_null stands for every child and parent that is not there: black, null key, its links to itself. Deletions write its
+ * up field. Programs compare with its address and otherwise leave it alone. */
+extern QUILL_API rb_node rb_null;
+
+/* rb_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). When a search
+ * calls it, a is the key searched for and b one in the tree. */
+typedef int (*rb_comparison)(const void *a, const void *b, void *config);
+
+/* rb_tree is a tree. Its fields are for reading. */
+typedef struct rb_tree {
+    rb_comparison compare;
+    void *config;  /* passed to each comparison */
+    rb_node *root; /* &rb_null when empty */
+} rb_tree;
+
+/* rb_list_cursor is a place in a read-out. Its fields are for reading. */
+typedef struct rb_list_cursor {
+    rb_node *root; /* of the tree when the cursor was opened */
+    rb_node *next; /* what rbreadlist returns next; &rb_null at the end */
+} rb_list_cursor;
+
+/* What rblookup looks for. Any other number gives null. */
+enum {
+    RB_LOOKUP_EQUAL = 0,    /* the key equal to the given one */
+    RB_LOOKUP_AT_LEAST = 1, /* the equal key, else the smallest greater one */
+    RB_LOOKUP_AT_MOST = 2,  /* the equal key, else the greatest smaller one */
+    RB_LOOKUP_BELOW = 3,    /* the greatest smaller key */
+    RB_LOOKUP_ABOVE = 4,    /* the smallest greater key */
+    RB_LOOKUP_NEXT = 5,     /* as RB_LOOKUP_ABOVE, but null when the given key is absent */
+    RB_LOOKUP_PREVIOUS = 6, /* as RB_LOOKUP_BELOW, but null when the given key is absent */
+    RB_LOOKUP_FIRST = 7,    /* the smallest key; the given one is not used */
+    RB_LOOKUP_LAST = 8      /* the greatest key; the given one is not used */
+};
+
+/* rbinit returns a new empty tree, or null when out of memory. config (kept, may be null) is passed to each comparison.
+ * Release the tree with rbterminate. */
+QUILL_API rb_tree *rbinit(rb_comparison compare, void *config);
+
+/* __rbinit is rbinit. */
+QUILL_API rb_tree *__rbinit(rb_comparison compare, void *config);
+
+/* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also hands every key to free(). */
+QUILL_API void rbterminate(rb_tree *tree, int free_keys);
+
+/* rbsearch returns the key of tree that is equal to key; when there is none, it inserts key (kept) and returns key. Null
+ * with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
+QUILL_API void *rbsearch(const void *key, rb_tree *tree);
+
+/* rbfind returns the key of tree that is equal to key, or null. */
+QUILL_API void *rbfind(const void *key, const rb_tree *tree);
+
+/* rbdelete takes the key equal to key out of tree and returns it; the key itself stays. Null when it is absent. A node
+ * with two children stays where it is and gets the next greater key, whose own node is freed. */
+QUILL_API void *rbdelete(const void *key, rb_tree *tree);
+
+/* rblookup returns the key of tree that mode (RB_LOOKUP_…) says, or null. With keys 10, 20 and 30,
+ * RB_LOOKUP_AT_LEAST of 15 gives 20, RB_LOOKUP_BELOW of 20 gives 10, and RB_LOOKUP_NEXT of 15 gives null. */
+QUILL_API void *rblookup(int mode, const void *key, const rb_tree *tree);
+
+/* rb_action is called with a key, what visit of its node this is (QUILL_PREORDER …), the node's depth, 0 at the root,
+ * and the argument of the walk. */
+typedef void (*rb_action)(void *key, int visit, int depth, void *argument);
+
+/* rbwalk calls action for the visits of each node of tree: at QUILL_POSTORDER and QUILL_LEAF the keys come in ascending
+ * order. The action must not change the tree. */
+QUILL_API void rbwalk(const rb_tree *tree, rb_action action, void *argument);
+
+/* rbopenlist returns a new cursor on the smallest key, or null when out of memory. Release it with rbcloselist. Nothing
+ * may be inserted or deleted while it is open. */
+QUILL_API rb_list_cursor *rbopenlist(const rb_tree *tree);
+
+/* rbreadlist returns the key under the cursor and moves on to the next greater one; null at the end. */
+QUILL_API void *rbreadlist(rb_list_cursor *cursor);
+
+/* rbcloselist frees cursor (taken). */
+QUILL_API void rbcloselist(rb_list_cursor *cursor);
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,80 @@
+// Walks of binary trees without recursion: a tree that nothing balances can be as high as it has keys, and the stack of
+// a thread on the device is small.
+#pragma once
+
+#include <quill/types.h>
+
+#include <algorithm>
+#include <type_traits>
+#include <utility>
+
+#include "base/memory.h"
+
+namespace quill {
+
+// The nodes to come back to, the last first. It starts without the heap.
+template <typename Node>
+class Path {
+public:
+    Path() = default;
+    Path(const Path &) = delete;
+    Path &operator=(const Path &) = delete;
+
+    [[nodiscard]] bool push(Node *node) {
+        if (size_ == capacity_ && !grow()) return false;
+        nodes_[size_++] = node;
+        return true;
+    }
+    Node *pop(const Node * = nullptr) { return size_ > 0 ? nodes_[--size_] : nullptr; }
+    void clear() { size_ = 0; }
+
+private:
+    bool grow() {
+        Owned<Node *> more = new_zeroed<Node *>(2 * capacity_);
+        if (!more) return false;
+        std::copy_n(nodes_, size_, more.get());
+        heap_ = std::move(more);
+        nodes_ = heap_.get();
+        capacity_ *= 2;
+        return true;
+    }
+
+    Node *near_[64];
+    Owned<Node *> heap_;
+    Node **nodes_ = near_;
+    size_t size_ = 0;
+    size_t capacity_ = 64;
+};
+
+// Calls visit(node, QUILL_…, depth) for the tree under root; none stands for a child that is not there. A node waits for
+// three visits, with its left and its right subtree between them. Back is a way back such as Path, with push(node) before
+// a child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by recursion.
+template <typename Back, typename Node, typename Visit>
+void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
+    Back back;
+    Node *node = root == none ? nullptr : root;
+    int kind = QUILL_PREORDER;
+    while (node) {
+        const bool leaf = node->left == none && node->right == none;
+        visit(node, leaf ? +QUILL_LEAF : kind, depth);
+        if (leaf || kind == QUILL_ENDORDER) {
+            Node *up = back.pop(node);
+            if (up) kind = up->left == node ? QUILL_POSTORDER : QUILL_ENDORDER;
+            node = up;
+            depth--;
+            continue;
+        }
+        Node *below = kind == QUILL_PREORDER ? node->left : node->right;
+        kind++;
+        if (below == none) continue;
+        if (!back.push(node)) {
+            walk<Back>(below, none, visit, depth + 1);
+            continue;
+        }
+        node = below;
+        kind = QUILL_PREORDER;
+        depth++;
+    }
+}
+
+}  // namespace quill
