@@ -3,6 +3,7 @@
 #define QUILL_QUILL_H
 
 #include <quill/component_log.h>
+#include <quill/btree.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>

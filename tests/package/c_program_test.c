@@ -126,24 +126,38 @@ static int compare_in_config(const void *a, const void *b, void *config) {
     return strcmp(a, b);
 }
 
+static int compare_texts(const void *a, const void *b) { return strcmp(a, b); }
+
 static void count_key(void *key, int visit, int depth, void *argument) {
     *(int *)argument += key != NULL && (visit == QUILL_POSTORDER || visit == QUILL_LEAF) && depth < 4;
+}
+
+static int nodes;
+static void count_node(const btree *node, int visit, int depth) {
+    nodes += *(char *const *)node == node->key && (visit == QUILL_POSTORDER || visit == QUILL_LEAF) && depth < 3;
 }
 
 static void heap_trees(void) {
     const char *keys[] = {"eth1", "eth0", "wlan0"};
     int comparisons = 0, count = 0;
     rb_tree *set = rbinit(compare_in_config, &comparisons);
-    for (int i = 0; i < 3; i++) CHECK(rbsearch(keys[i], set) == keys[i]);
+    btree *root = NULL;
+    for (int i = 0; i < 3; i++) {
+        CHECK(rbsearch(keys[i], set) == keys[i]);
+        CHECK(btree_search(keys[i], &root, compare_texts)->key == keys[i]);
+    }
     CHECK(comparisons > 0 && sizeof *set->root == (sizeof(void *) == 4 ? 20 : 40));
     CHECK(rblookup(RB_LOOKUP_ABOVE, "eth1", set) == keys[2]);
+    CHECK(btree_next("eth1", root, compare_texts) == keys[2]);
     rbwalk(set, count_key, &count);
-    CHECK(count == 3);
+    btree_walk(root, count_node);
+    CHECK(count == 3 && nodes == 3);
     CHECK(rbdelete("eth1", set) == keys[0] && rb_null.left == &rb_null && set->root->up == &rb_null);
     rb_list_cursor *cursor = rbopenlist(set);
     CHECK(rbreadlist(cursor) == keys[1] && rbreadlist(cursor) == keys[2] && !rbreadlist(cursor));
     rbcloselist(cursor);
     rbterminate(set, 0);
+    while (root) CHECK(btree_delete(root->key, &root, compare_texts) != NULL);
 }
 
 static void vlans(void) {

@@ -1,0 +1,69 @@
+/* quill/btree.h: a plain binary search tree in the manner of the C library's tsearch: the least machinery for a small set.
+ *
+ * A tree is one pointer of yours to its root, null when empty. Each call gets the comparison. Nodes are small heap
+ * records that hold your key pointer; keys are never copied or freed.
+ *
+ * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. Nothing balances the tree: search,
+ * insertion and deletion walk down one branch, about 2 ln(n) levels for keys that come in random order (14 for 1,000),
+ * but n levels for keys that come sorted. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
+ *
+ * btree_search answers with the node, btree_find with the key pointer; both are meant. A node starts with its key
+ * pointer, so a node pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null
+ * result means that there is no such key.
+ *
+ *     static int by_name(const void *a, const void *b) { return strcmp(a, b); }
+ *
+ *     btree *names = NULL;
+ *     btree *node = btree_search("eth0", &names, by_name);    // null: out of memory
+ *     const char *same = btree_find("eth0", &names, by_name);
+ *     while (names) btree_delete(names->key, &names, by_name);
+ */
+#ifndef QUILL_BTREE_H
+#define QUILL_BTREE_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* btree is a node, made and freed by the tree. Its fields are for reading. */
+typedef struct btree btree;
+struct btree {
+    void *key;
+    btree *left;  /* smaller keys, null if none */
+    btree *right; /* greater keys, null if none */
+};
+
+/* btree_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). In
+ * btree_search, btree_find and btree_delete, a is the key given and b one in the tree; in btree_next it is the other way
+ * round. So swapping a and b must swap the sign. */
+typedef int (*btree_comparison)(const void *a, const void *b);
+
+/* btree_search returns the node whose key is equal to key; when there is none, it inserts a new leaf with key (kept) and
+ * returns that. The node is borrowed and lasts until its key is deleted. Null for a null root, and with the tree
+ * unchanged when out of memory. */
+QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison compare);
+
+/* btree_find returns the key pointer in the tree that is equal to key, or null. */
+QUILL_API void *btree_find(const void *key, btree *const *root, btree_comparison compare);
+
+/* btree_delete takes the key equal to key out and frees its node; the key itself stays. Returns the parent of the node
+ * that is gone, or, when that was the root, its former address, good only for telling that the key was there. Null when
+ * the key is absent. */
+QUILL_API btree *btree_delete(const void *key, btree **root, btree_comparison compare);
+
+/* btree_action is called with a node, what visit of it this is (QUILL_PREORDER …), and its depth, 0 at the root. */
+typedef void (*btree_action)(const btree *node, int visit, int depth);
+
+/* btree_walk calls action for the visits of each node under root: at QUILL_POSTORDER and QUILL_LEAF the keys come in
+ * ascending order. The action must not change the tree. Does nothing when root or action is null. It works on any
+ * height: beyond 64 levels it keeps its way back on the heap, a pointer a level, and only when that is exhausted on the
+ * stack. */
+QUILL_API void btree_walk(const btree *root, btree_action action);
+
+/* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the nodes
+ * in ascending order up to that key, so it costs up to the size of the tree; of its way back it is as btree_walk. */
+QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
+
+QUILL_END_DECLS
+
+#endif
