@@ -11,6 +11,7 @@
 #include <quill/rbtree.h>
 #include <quill/savl.h>
 #include <quill/savle.h>
+#include <quill/smss.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
 #include <quill/syslog.h>

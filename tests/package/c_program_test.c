@@ -160,6 +160,34 @@ static void heap_trees(void) {
     while (root) CHECK(btree_delete(root->key, &root, compare_texts) != NULL);
 }
 
+static int field_type(const void *object, const char *field) {
+    (void)object;
+    return strcmp(field, "id") == 0 ? SMSS_NUMBER : SMSS_TEXT;
+}
+static uint32_t field_number(const void *object, const char *field) {
+    (void)field;
+    return ((const struct station *)object)->id;
+}
+static void field_text(char *buffer, const void *object, const char *field) {
+    (void)field;
+    strcpy(buffer, ((const struct station *)object)->name);
+}
+
+static void search(void) {
+    struct station stations[] = {{.id = 1, .name = "ap1"}, {.id = 3, .name = "AP3"}, {.id = 2, .name = "sw"}};
+    smss_ctx query;
+    smss_init(&query);
+    query.field_type = field_type;
+    query.number = field_number;
+    query.text = field_text;
+    for (int i = 0; i < 3; i++) smss_add_object(&query, &stations[i]);
+    smss_add_search_criterion(&query, "name", "Ap");
+    smss_add_sort_criterion(&query, "id", "desc");
+    CHECK(smss_search(&query, 0, 1) == 0);
+    CHECK(query.total == 2 && query.result_count == 1 && query.results[0] == &stations[1]);
+    smss_deinit(&query);
+}
+
 static void vlans(void) {
     static const uint8_t mac[6] = {0, 0, 0, 0, 0, 5};
     static const uint16_t pool[] = {10, 20, 30};
@@ -180,6 +208,7 @@ int main(void) {
     containers();
     avl_trees();
     heap_trees();
+    search();
     vlans();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");

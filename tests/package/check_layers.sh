@@ -9,7 +9,7 @@ allowed() {
     case $1 in
         base) echo ;;
         hash) echo quill/hash quill/hash_keyed quill/list quill/component_log quill/syslog ;;
-        containers) echo quill/list quill/savl quill/savle quill/rbtree quill/btree ;;
+        containers) echo quill/list quill/savl quill/savle quill/rbtree quill/btree quill/smss ;;
         codec) echo quill/sxdr quill/sxdr_safe ;;
         alloc) echo quill/vmap quill/idx_table quill/vlan_alloc quill/hash quill/sxdr ;;
         syslog) echo quill/syslog ;;

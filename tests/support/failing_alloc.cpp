@@ -31,9 +31,11 @@ bool granted() {
 extern "C" {
 
 void *__real_malloc(size_t size);
+void *__real_realloc(void *memory, size_t size);
 void __real_free(void *memory);
 void *__wrap_malloc(size_t size);
 void *__wrap_calloc(size_t n, size_t size);
+void *__wrap_realloc(void *memory, size_t size);
 char *__wrap_strdup(const char *text);
 void __wrap_free(void *memory);
 
@@ -46,6 +48,11 @@ void *__wrap_malloc(size_t size) {
 void *__wrap_calloc(size_t n, size_t size) {
     void *memory = size && n > SIZE_MAX / size ? nullptr : __wrap_malloc(n * size);
     return memory ? memset(memory, 0, n * size) : nullptr;
+}
+
+void *__wrap_realloc(void *memory, size_t size) {
+    if (!memory) return __wrap_malloc(size);
+    return granted() ? __real_realloc(memory, size) : nullptr;
 }
 
 char *__wrap_strdup(const char *text) {

@@ -1,6 +1,6 @@
 // Makes chosen allocations fail, or calls a function in the middle of one, and counts the blocks in use.
 //
-// Link with --wrap=malloc, --wrap=calloc, --wrap=strdup and --wrap=free: everything in the program and its static
+// Link with --wrap=malloc, --wrap=calloc, --wrap=realloc, --wrap=strdup and --wrap=free: everything in the program and its static
 // libraries then allocates through failing_alloc.cpp, while shared libraries keep the C library's own functions.
 #pragma once
 

@@ -1,0 +1,104 @@
+/* quill/smss.h: one page of the objects that match some filters, sorted by some columns: the engine of listing commands.
+ *
+ * The program registers its objects, says by field names what it wants, and reads the page from the context. What fields
+ * an object has, only the program's three accessors know.
+ *
+ *     smss_ctx query;
+ *     smss_init(&query);
+ *     query.field_type = station_field_type;
+ *     query.number = station_number;
+ *     query.text = station_text;
+ *     for (struct station *s = first; s; s = s->next) smss_add_object(&query, s);
+ *     smss_add_search_criterion(&query, "vlan", "20");
+ *     smss_add_search_criterion(&query, "name", "print");      // contains it, in any letter case
+ *     smss_add_sort_criterion(&query, "rate", "desc");
+ *     smss_search(&query, 0, 50);
+ *     printf("%d of %d\n", (int)query.result_count, (int)query.total);
+ *     for (int i = 0; i < query.result_count; i++) show(query.results[i]);
+ *     smss_deinit(&query);
+ *
+ * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up to
+ * the one that decides. Sorting m matches compares in the order of m log m steps, but calls each accessor at most once
+ * for each object and sort key, the second and later keys only where those before tie. For that it keeps, while it
+ * sorts, 8 bytes an object and 16 an object and key (8 and 12 on the device), and the texts; without that memory it calls
+ * the accessors in each comparison, and the result is the same. The context itself has 8 bytes (4) for each object and
+ * for each match.
+ *
+ * When memory runs out, an object or a match is silently left out, and a criterion that lost its name or its value does
+ * not hold for any object. Texts are compared without regard to the case of A to Z, whatever the locale.
+ *
+ * A context serves one search, and only one search may run at a time in a process, also on different contexts. */
+#ifndef QUILL_SMSS_H
+#define QUILL_SMSS_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* What an accessor for the type of a field answers. Any other number: there is no such field. */
+enum { SMSS_NUMBER = 0, SMSS_TEXT = 1 };
+
+/* SMSS_TEXT_SIZE is the most characters of a text that count: the buffer of the text accessor has room for them and a
+ * terminator. */
+enum { SMSS_TEXT_SIZE = 128 };
+
+/* smss_ctx is a query. The program sets the accessors and match_any after smss_init, and reads results, result_count,
+ * total and page_start after smss_search. */
+typedef struct smss_ctx {
+    void **objects; /* as registered */
+    int32_t object_capacity;
+    int32_t object_count;
+    /* The accessors. Fields are known by the names of the criteria. */
+    int (*field_type)(const void *object, const char *field); /* SMSS_NUMBER, SMSS_TEXT or another number */
+    uint32_t (*number)(const void *object, const char *field);
+    void (*text)(char *buffer, const void *object, const char *field); /* writes at most SMSS_TEXT_SIZE and a NUL */
+    uint32_t match_any;    /* 0: an object must meet every criterion; else one is enough */
+    uint32_t search_words; /* two a criterion */
+    char *search[64];      /* names and wanted values in turn */
+    uint32_t sort_words;   /* two a sort key */
+    char *sort[64];        /* names and order words in turn */
+    void **results;        /* the page: pointers to registered objects; lasts until smss_deinit */
+    int32_t result_capacity;
+    int32_t result_count; /* of the page */
+    int32_t total;        /* all matches */
+    int32_t page_start;   /* index of the page's first match among all */
+    char *text1;          /* the buffers that the text accessor gets */
+    char *text2;
+    void *pool; /* strings of the query */
+    int32_t pool_capacity;
+    int32_t pool_used;
+} smss_ctx;
+
+/* smss_init makes context an empty query. The program provides the record; release what it comes to hold with
+ * smss_deinit. */
+QUILL_API void smss_init(smss_ctx *context);
+
+/* smss_deinit frees all that the query holds, not the objects, and zeroes the record. */
+QUILL_API void smss_deinit(smss_ctx *context);
+
+/* smss_add_object registers object (kept). */
+QUILL_API void smss_add_object(smss_ctx *context, void *object);
+
+/* smss_add_string returns a copy of length bytes of text, or of length unset bytes when text is null, and a NUL behind
+ * them (borrowed: it stays where it is until smss_deinit). Null when out of memory or when length is negative. */
+QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
+
+/* smss_add_search_criterion adds a filter by the field name: a number must equal value, a decimal number as atoi reads
+ * it (beyond 2,147,483,647 not all C libraries agree on what that is); a text must contain value. Filters beyond 16 are
+ * ignored. */
+QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
+
+/* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,
+ * else ascending. A number sorts by the difference of the two, wrapped to 32 bits and read as signed: numbers that are
+ * half the range or more apart come out the other way round. The type of a field is asked of one of the two objects.
+ * Sort keys beyond 16 are ignored. */
+QUILL_API void smss_add_sort_criterion(smss_ctx *context, const char *name, const char *order);
+
+/* smss_search filters, sorts, and leaves one page in context: the one that the match number start, from 0, is on, with
+ * page_size matches a page: 10 when that is below 1, and at most 100,000. The order of objects that tie is not
+ * determined. Always returns 0. */
+QUILL_API int smss_search(smss_ctx *context, int start, int page_size);
+
+QUILL_END_DECLS
+
+#endif
