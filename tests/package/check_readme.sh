@@ -1,10 +1,16 @@
 #!/bin/sh
 # check_readme.sh SOURCE_DIR
-# The programs that README.md shows are those that are built and run.
+# The programs that README.md and the guides show are those that are built and run.
 set -eu
 cd "$1"
-for program in examples/vlan_sets/vlan_sets.c examples/vlan_sets/vlan_sets.cpp; do
-    lang=${program##*.}
-    shown=$(sed -n "/^\`\`\`$lang\$/,/^\`\`\`\$/{//!p;}" README.md)
-    [ "$shown" = "$(cat "$program")" ] || { echo "README.md does not show $program as it is"; exit 1; }
-done
+
+# shows PAGE PROGRAM
+shows() {
+    lang=${2##*.}
+    shown=$(sed -n "/^\`\`\`$lang\$/,/^\`\`\`\$/{//!p;}" "$1")
+    [ "$shown" = "$(cat "$2")" ] || { echo "$1 does not show $2 as it is"; exit 1; }
+}
+
+shows README.md examples/vlan_sets/vlan_sets.c
+shows README.md examples/vlan_sets/vlan_sets.cpp
+shows docs/choosing-a-container.md examples/sightings/sightings.c

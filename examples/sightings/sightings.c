@@ -1,0 +1,42 @@
+/* cc sightings.c -lquill -o sightings && ./sightings lobby roof lobby
+ * Counts how often each access point is named, and lists them in order. */
+#include <quill/savle.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+struct access_point {
+    const char *name;
+    unsigned seen;
+    savle by_name; /* the tree's links: no heap block but this record's own */
+};
+
+static savle_tree access_points =
+    SAVLE_TREE_INIT(access_points, savle_string_compare_ic, struct access_point, by_name, name, NULL);
+
+/* The one with that name, made when it is not there yet; null when out of memory. */
+static struct access_point *get(const char *name) {
+    savle *at;
+    int side;
+    savle *found = savle_find(&access_points, &name, &at, &side);
+    if (found) return SAVL_OBJECT(found, struct access_point, by_name);
+    struct access_point *ap = calloc(1, sizeof *ap);
+    if (!ap) return NULL;
+    ap->name = name;
+    savle_insert(&ap->by_name, at, side);
+    return ap;
+}
+
+int main(int argc, char **argv) {
+    for (int i = 1; i < argc; i++) {
+        struct access_point *ap = get(argv[i]);
+        if (!ap) return 1;
+        ap->seen++;
+    }
+    SAVLE_FOREACH(node, &access_points) {
+        struct access_point *ap = SAVL_OBJECT(node, struct access_point, by_name);
+        printf("%s %u\n", ap->name, ap->seen);
+        savle_delete(node);
+        free(ap);
+    }
+    return 0;
+}
