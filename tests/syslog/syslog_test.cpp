@@ -390,17 +390,18 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; i++)
         threads.emplace_back([&] {
-            while (!stop) syslog(LOG_ERR, "parent");
+            for (; !stop; usleep(50)) syslog(LOG_ERR, "parent");
         });
     std::atomic<int> children_heard = 0;
     std::thread reader([&] {
-        for (std::string record;;) {
-            record = daemon.receive();
-            if (record.empty() && stop) return;
+        for (;;) {
+            const bool last = stop;
+            const std::string record = daemon.receive(10);
+            if (record.empty() && last) return;
             children_heard += record.find("child") != std::string::npos;
         }
     });
-    constexpr int kChildren = 200;
+    constexpr int kChildren = 100;
     int good = 0;
     for (int i = 0; i < kChildren; i++) {
         const Child child([] {
