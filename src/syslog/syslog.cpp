@@ -396,7 +396,7 @@ void closelog() {
     level_mask.store(kEveryLevel, std::memory_order_relaxed);
 }
 
-int setlogmask(int mask) noexcept {
+int setlogmask(int mask) QUILL_THROWS_NOTHING {
     const int previous = level_mask.load(std::memory_order_relaxed);
     Locked locked;
     if (mask != 0) level_mask.store(mask, std::memory_order_relaxed);

@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <syslog.h>
 
 static int failures;
 
@@ -203,7 +204,19 @@ static void vlans(void) {
     vlan_alloc_exit();
 }
 
+/* The client is ours and not the C library's, which keeps its mask when it is closed. */
+static void logs(void) {
+    CHECK(setlogmask(LOG_UPTO(LOG_ERR)) == 0xff);
+    CHECK(setlogmask(0) == LOG_UPTO(LOG_ERR));
+    LogHandle *log = CreateLog(QUILL_LEVEL_SILENT, QUILL_LEVEL_DEBUG, "c_program", 0, LOG_DAEMON);
+    CHECK(log && strcmp(log->name, "c_program") == 0 && log->syslog_level == 5);
+    QuillLog(log, QUILL_LEVEL_DEBUG, "%s", "masked");
+    DestroyLog(log);
+    CHECK(setlogmask(0) == 0xff);
+}
+
 int main(void) {
+    logs();
     wire();
     containers();
     avl_trees();
