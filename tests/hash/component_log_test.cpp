@@ -66,7 +66,7 @@ TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
     testing::internal::CaptureStderr();
     QuillLog(log, 5, "%s", "");
     errno = ERANGE;
-    QuillLog(log, 5, std::string("%m").c_str());  // which the compiler does not see, as it would complain
+    QuillLog(log, 5, std::string("%m").c_str(), 0);  // which the compiler does not see, as it would complain
 
     EXPECT_EQ(errno, ERANGE);
     const std::string start = name.substr(0, 30) + ": ";
