@@ -39,7 +39,8 @@
  *
  * All functions may be called from several threads; records are never mixed. A child of fork may log, whatever the
  * other threads of its parent were logging: the first call of a process sees to that, and should be made (openlog will
- * do) before one thread forks while others log. As the C library's, they are not for signal handlers.
+ * do) before one thread forks while others log. They are no cancellation points, and, as the C library's, not for signal
+ * handlers.
  */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H

@@ -95,9 +95,11 @@ bool prepare_for_fork() {
 #endif
 }
 
+// Holds the lock. A thread is not cancelled meanwhile: it would never give the lock back.
 class [[nodiscard]] Locked {
 public:
     Locked() {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
         lock.lock();
         if (!state.survives_fork) state.survives_fork = prepare_for_fork();
         close_if_wanted();
@@ -105,6 +107,7 @@ public:
     ~Locked() {
         close_if_wanted();
         lock.unlock();
+        pthread_setcancelstate(cancel_state_, nullptr);
     }
     Locked(const Locked &) = delete;
     Locked &operator=(const Locked &) = delete;
@@ -113,6 +116,8 @@ private:
     static void close_if_wanted() {
         if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
     }
+
+    int cancel_state_;
 };
 
 // --- the broken-pipe signal

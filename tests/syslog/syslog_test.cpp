@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <locale.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -417,6 +418,32 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
     reader.join();
     EXPECT_EQ(good, kChildren);
     EXPECT_EQ(children_heard, kChildren);
+}
+
+TEST_F(Syslog, ACancelledThreadDoesNotKeepTheLock) {
+    alarm(60);  // in case it does
+    for (int i = 0; i < 50; i++) {
+        LogDaemon daemon;
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(
+                      &thread, nullptr,
+                      [](void *) -> void * {
+                          for (;;) {
+                              syslog(LOG_ERR, "m");
+                              pthread_testcancel();
+                          }
+                      },
+                      nullptr),
+                  0);
+        while (daemon.drain() == 0) usleep(100);
+        pthread_cancel(thread);
+        while (pthread_tryjoin_np(thread, nullptr) != 0) daemon.drain();
+        daemon.drain();
+        syslog(LOG_ERR, "after");
+        EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: after$");
+        closelog();
+    }
+    alarm(0);
 }
 
 }  // namespace
