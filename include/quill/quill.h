@@ -2,8 +2,8 @@
 #ifndef QUILL_QUILL_H
 #define QUILL_QUILL_H
 
-#include <quill/component_log.h>
 #include <quill/btree.h>
+#include <quill/component_log.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>

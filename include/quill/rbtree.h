@@ -4,7 +4,7 @@
  * nearest above or below. It frees keys only in rbterminate, when told to.
  *
  * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most
- * 2 log2(n + 1) levels high: 20 for 1,000 keys, 40 for a million. Search, insertion, deletion and every look-up are one
+ * 2 log2(n + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up are one
  * descent, and at most one climb of as many levels; a step of a cursor is constant time on average. Where records can
  * hold their nodes, quill/savl.h and quill/savle.h need no heap and are lower.
  *

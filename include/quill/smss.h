@@ -20,7 +20,7 @@
  * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up to
  * the one that decides. Sorting m matches compares in the order of m log m steps, but calls each accessor at most once
  * for each object and sort key, the second and later keys only where those before tie. For that it keeps, while it
- * sorts, 8 bytes an object and 16 an object and key (8 and 12 on the device), and the texts; without that memory it calls
+ * sorts, 8 bytes an object and 16 an object and key (4 and 12 on the device), and the texts; without that memory it calls
  * the accessors in each comparison, and the result is the same. The context itself has 8 bytes (4) for each object and
  * for each match.
  *

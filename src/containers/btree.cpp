@@ -32,10 +32,9 @@ void unlink(btree **link) {
         *link = node->left ? node->left : node->right;
         return;
     }
-    btree **heir_link = link;  // to the smallest node of the right subtree, or to node when that is its child
-    btree *heir = node->right;
+    btree *heir = node->right;  // the smallest node of the right subtree
     if (heir->left) {
-        heir_link = &heir->left;
+        btree **heir_link = &heir->left;
         while ((*heir_link)->left) heir_link = &(*heir_link)->left;
         heir = *heir_link;
         *heir_link = heir->right;

@@ -134,7 +134,7 @@ void repair_deletion(rb_tree &tree, rb_node *node) {
         rotate(tree, parent, side);
         node = tree.root;
     }
-    node->colour = kBlack;
+    if (node->colour == kRed) node->colour = kBlack;  // not rb_null's, which searches in other threads are reading
 }
 
 struct Lookup {
@@ -191,10 +191,14 @@ void *rbsearch(const void *key, rb_tree *tree) {
     rb_node *node = quill::new_zeroed<rb_node>().release();
     if (!node) return nullptr;
     *node = {kNull, kNull, d.last, kRed, const_cast<void *>(key)};  // the program gets its key back as it gave it
-    if (d.last == kNull)
+    if (d.last == kNull) {
         tree->root = node;
-    else  // A comparison may count its calls: the last key is asked about twice.
-        child(*d.last, tree->compare(key, d.last->key, tree->config) < 0 ? kLeft : kRight) = node;
+    } else {
+        // Programs see this second comparison with the last key. One that answers otherwise now than in the descent must
+        // not cut off the subtree on that side.
+        const int side = tree->compare(key, d.last->key, tree->config) < 0 ? kLeft : kRight;
+        child(*d.last, child(*d.last, side) == kNull ? side : !side) = node;
+    }
     repair_insertion(*tree, node);
     return node->key;
 }

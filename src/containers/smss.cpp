@@ -21,6 +21,7 @@
 // keep what the accessors answered. qsort moves pointers to rows. Texts are kept folded, so that a comparison is strcmp.
 
 static_assert(offsetof(smss_ctx, field_type) == sizeof(void *) + 8);
+static_assert(sizeof(smss_ctx) == (sizeof(void *) == 4 ? 588 : 1136));
 static_assert(offsetof(smss_ctx, sort) - offsetof(smss_ctx, search) == 64 * sizeof(void *) + sizeof(void *));
 
 namespace {
@@ -289,6 +290,7 @@ int smss_search(smss_ctx *context, int start, int page_size) {
     context->total = context->result_count;
     context->page_start = first;
     context->result_count = std::clamp(context->total - first, 0, size);
-    if (context->result_count > 0) std::copy_n(context->results + first, context->result_count, context->results);
+    if (first > 0 && context->result_count > 0)
+        std::copy_n(context->results + first, context->result_count, context->results);
     return 0;
 }

@@ -3,10 +3,10 @@
 //     Node, Tree, Object           the library's records, and a record with a Node `node` and a uint32_t `key`
 //     empty_tree(tree)             an initialised record that compares keys with compare_numbers()
 //     find, insert, erase          the library's functions
-//     kOrders                      the library's comparisons, each with keys in ascending order (Order below)
+//     orders()                     the library's comparisons, each with keys in ascending order (Order below)
 //     sample_tree(tree, order)     an initialised record that compares with the order's comparison
 //     through_a_call(tree)         makes the tree call its comparison through one that the library does not know
-//     Sample, key_of(sample)       a record with a Node and any key, and the pointer that searches for it
+//     Sample                       a record with a Node and any key: set() gives it one, pointer() searches for it
 #pragma once
 
 #include <gtest/gtest.h>
@@ -264,8 +264,6 @@ TYPED_TEST_P(Avl, AWalkMayDeleteTheNodeThatItIsAt) {
 }
 
 // --- the library's comparisons
-
-enum class KeyKind { kText, kTextIgnoringCase, kNumber, kMac, kIpv6, kAddress };
 
 // A key of any kind, as bytes or as text.
 struct SampleKey {
