@@ -9,7 +9,6 @@ class StaticMutex {
 public:
     constexpr StaticMutex() = default;
     void lock() { pthread_mutex_lock(&mutex_); }
-    bool try_lock() { return pthread_mutex_trylock(&mutex_) == 0; }
     void unlock() { pthread_mutex_unlock(&mutex_); }
 
 private:

@@ -29,14 +29,6 @@ public:
         }
         depth_++;
     }
-    bool try_lock() {
-        if (!held_by_caller()) {
-            if (!mutex_.try_lock()) return false;
-            owner_.store(pthread_self(), std::memory_order_relaxed);
-        }
-        depth_++;
-        return true;
-    }
     void unlock() {
         if (--depth_ > 0) return;
         owner_.store(pthread_t{}, std::memory_order_relaxed);

@@ -66,14 +66,21 @@ constinit quill::RecursiveMutex lock;
 // Read without the lock by setlogmask.
 constinit std::atomic<int> level_mask = kEveryLevel;
 
-// The broken-pipe handler came while another thread held the lock, which closes on its behalf.
+// The broken-pipe handler came in a thread that did not hold the lock; who holds it, or takes it next, closes for it.
 constinit std::atomic<bool> close_wanted = false;
+
+// Forgotten before it is closed: the broken-pipe handler may come in between, and a descriptor is not closed twice.
+void close_socket() {
+    const int closing = state.socket;
+    state.socket = -1;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (closing != -1) close(closing);
+}
 
 // Closes the connection and keeps everything else.
 void disconnect() {
-    if (state.socket != -1) close(state.socket);
-    state.socket = -1;
     state.connected = false;
+    close_socket();
 }
 
 // Held while the C library works out the local time. It has a lock of its own for that, which the child of a fork would
@@ -101,13 +108,17 @@ public:
     Locked() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
         lock.lock();
-        if (!state.survives_fork) state.survives_fork = prepare_for_fork();
+        if (!state.survives_fork) {
+            sigaction(SIGPIPE, nullptr, &state.callers_action);
+            state.survives_fork = prepare_for_fork();
+        }
         close_if_wanted();
     }
     ~Locked() {
         close_if_wanted();
         lock.unlock();
         pthread_setcancelstate(cancel_state_, nullptr);
+        errno = callers_errno_;
     }
     Locked(const Locked &) = delete;
     Locked &operator=(const Locked &) = delete;
@@ -117,6 +128,7 @@ private:
         if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
     }
 
+    const int callers_errno_ = errno;
     int cancel_state_;
 };
 
@@ -125,15 +137,10 @@ private:
 // A thread that does not hold the lock must not wait for it here: its holder may be waiting for the daemon.
 void on_broken_pipe(int) {
     const int interrupted_errno = errno;
-    if (lock.held_by_caller()) {
+    if (lock.held_by_caller())
         disconnect();
-    } else {
+    else
         close_wanted.store(true, std::memory_order_relaxed);
-        if (lock.try_lock()) {
-            if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
-            lock.unlock();
-        }
-    }
     errno = interrupted_errno;
 }
 
@@ -210,8 +217,7 @@ void open_log(const char *identity, int options, int facility) {
     if (make_connection()) return;
     // Deliberately not asked: whether it was connected all along. That socket is closed as well, while the connection
     // still counts as made: the next message fails on the new one, and the message after that connects again.
-    if (state.socket != -1) close(state.socket);
-    state.socket = -1;
+    close_socket();
     if (open_socket(SOCK_STREAM)) make_connection();
 }
 
@@ -347,7 +353,14 @@ bool is_logged(int priority) {
     return level_mask.load(std::memory_order_relaxed) & (1 << (priority & kLevelBits));
 }
 
-[[gnu::format(printf, 2, 0)]] void log_message(int priority, const char *format, va_list arguments) {
+}  // namespace
+
+void openlog(const char *identity, int options, int facility) {
+    Locked locked;
+    open_log(identity, options, facility);
+}
+
+void vsyslog(int priority, const char *format, va_list arguments) {
     const int callers_errno = errno;
     Locked locked;
     if (!is_logged(priority)) return;
@@ -361,19 +374,6 @@ bool is_logged(int priority) {
     if (state.options & kStandardErrorToo) write_to(STDERR_FILENO, record.for_standard_error());
     if (!send_to_daemon(record.for_daemon()) && (state.options & kConsoleOnFailure))
         write_to_console(record.for_console());
-}
-
-}  // namespace
-
-void openlog(const char *identity, int options, int facility) {
-    Locked locked;
-    open_log(identity, options, facility);
-}
-
-void vsyslog(int priority, const char *format, va_list arguments) {
-    const int callers_errno = errno;
-    log_message(priority, format, arguments);
-    errno = callers_errno;
 }
 
 void syslog(int priority, const char *format, ...) {

@@ -62,16 +62,16 @@ bool get_length(void *wire, int remaining, uint16_t &length) {
 }
 
 // Whether a standard handler can do op for row: it must have storage. An op that none knows is a fault of the program.
-bool can(int op, const tlv_row &row) {
+bool can(int op, const tlv_row *row) {
     if (op < TLV_ENCODE || op > TLV_SET) abort();
-    return row.storage != nullptr;
+    return row->storage != nullptr;
 }
 
 int number_handler(int op, void *wire, int remaining, const void *value, tlv_row *row) {
+    if (!can(op, row)) return 0;
     void *storage = row->storage;
     uint16_t length;
     uint32_t number;
-    if (!can(op, *row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             if (remaining < kLength + kNumber) return 0;
@@ -191,7 +191,7 @@ int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row)
 
 int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
     uint16_t length;
-    if (!can(op, *row)) return 0;
+    if (!can(op, row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             // The program may have filled the storage itself, and forgotten the NUL.
@@ -207,7 +207,7 @@ int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
 
 int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) {
     uint16_t length;
-    if (!can(op, *row)) return 0;
+    if (!can(op, row)) return 0;
     switch (op) {
         case TLV_ENCODE:
             length = static_cast<uint16_t>(row->size);

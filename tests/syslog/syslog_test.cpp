@@ -233,8 +233,9 @@ TEST_F(Syslog, ErrnoIsTheCallersBeforeAndAfter) {
     for (const bool there : {true, false}) {  // without a daemon, connecting fails in the meantime
         std::optional<LogDaemon> daemon;
         if (there) daemon.emplace();
-        openlog("e", LOG_CONS, 0);
         errno = ERANGE;
+        openlog("e", LOG_CONS | LOG_NDELAY, 0);
+        EXPECT_EQ(errno, ERANGE);
         log_unchecked("%m");
         EXPECT_EQ(errno, ERANGE);
         const std::string record = there ? daemon->receive() : read_file("/dev/console");
