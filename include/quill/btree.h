@@ -7,6 +7,9 @@
  * insertion and deletion walk down one branch, about 2 ln(n) levels for keys that come in random order (14 for 1,000),
  * but n levels for keys that come sorted. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
  *
+ * btree_search, btree_find and btree_delete take the address of your root pointer, and return null when that address is
+ * null. btree_walk and btree_next take the pointer itself, null for an empty tree.
+ *
  * btree_search answers with the node, btree_find with the key pointer; both are meant. A node starts with its key
  * pointer, so a node pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null
  * result means that there is no such key.
@@ -39,8 +42,8 @@ struct btree {
 typedef int (*btree_comparison)(const void *a, const void *b);
 
 /* btree_search returns the node whose key is equal to key; when there is none, it inserts a new leaf with key (kept) and
- * returns that. The node is borrowed and lasts until its key is deleted. Null for a null root, and with the tree
- * unchanged when out of memory. */
+ * returns that; an empty tree gets its first node. The node is borrowed and lasts until its key is deleted. Null with the
+ * tree unchanged when out of memory. */
 QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison compare);
 
 /* btree_find returns the key pointer in the tree that is equal to key, or null. */

@@ -2,6 +2,8 @@
  *
  * A program makes one at its start, logs any number of messages, and destroys it at its end:
  *
+ *     #include <syslog.h>                      // for LOG_DAEMON
+ *
  *     LogHandle *log = CreateLog(QUILL_LEVEL_DEBUG, QUILL_LEVEL_WARNING, "placementd", 0, LOG_DAEMON);
  *     QuillLog(log, QUILL_LEVEL_ERROR, "no VLAN left for %s", station);
  *
@@ -39,10 +41,12 @@ typedef struct LogHandle {
 
 /* CreateLog returns a new log, to be released with DestroyLog; null when memory runs out, and then nothing has changed.
  * It calls openlog(name, 0, facility): name (kept) must live as long as anything in the process logs, and facility is
- * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). ignored has no meaning. */
+ * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). ignored has no meaning. When the process has logged before, the
+ * next message to the system log is lost (see openlog): create all logs before the first message. */
 QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
 
-/* DestroyLog closes the system log, as closelog does, and frees log. Null: only the former. */
+/* DestroyLog calls closelog, so that the logs that are left send under the name "syslog", with the default facility and
+ * mask, and frees log (taken; null: only the former). */
 QUILL_API void DestroyLog(LogHandle *log);
 
 /* QuillLog writes one message, formatted as printf does it: as the line "NAME: MESSAGE" to standard error, which is

@@ -12,7 +12,8 @@
  * pointers: a null result means that there is no such key.
  *
  * Threads: deletions write rb_null, which all trees share. So a tree belongs to one thread at a time, and besides no two
- * threads may delete at the same time, even in different trees: guard all deletions with one lock.
+ * threads may call rbdelete at the same time, even for different trees: guard all calls of it with one lock. The other
+ * functions may run beside it, on other trees.
  *
  *     static int by_metric(const void *a, const void *b, void *config) {
  *         const struct route *x = a, *y = b;

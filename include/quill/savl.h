@@ -48,7 +48,7 @@
  *
  * In C++ a walk is `for (savl &node : quill::in_order(stations))`.
  *
- * A record must not move or be freed, nor its key change, while a node of it is in a tree. No locking: a tree belongs to
+ * An object must not move or be freed, nor its key change, while a node of it is in a tree. No locking: a tree belongs to
  * one thread at a time; any number of threads may search and walk one that nobody changes. The comparisons are
  * reentrant. */
 #ifndef QUILL_SAVL_H
@@ -82,7 +82,8 @@ typedef struct savl_tree {
     savl_comparison compare; /* must order the keys consistently */
 } savl_tree;
 
-/* SAVL_TREE_INIT(tree, comparison) initialises the record tree as an empty tree, statically or later:
+/* SAVL_TREE_INIT(tree, comparison) initialises tree, the name of the variable itself, as an empty tree, statically or
+ * (in C, as in the second line) later:
  *
  *     static savl_tree by_name = SAVL_TREE_INIT(by_name, savl_string_compare);
  *     vlan->members = (savl_tree)SAVL_TREE_INIT(vlan->members, savl_u32_compare); */

@@ -60,7 +60,7 @@ typedef struct savle_tree {
     void *context;        /* passed to each comparison (kept) */
 } savle_tree;
 
-/* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises the record tree, statically or later, as an
+/* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises tree, the name of the variable itself, as an
  * empty tree of objects of type, with their node in the member link and their key in the member key. */
 #define SAVLE_TREE_INIT(tree, comparison, type, link, key, context)                                                  \
     {                                                                                                                \
@@ -91,7 +91,12 @@ QUILL_API void savle_delete(savle *node);
  *     const char *name = "eth0";
  *     savle_find(&interfaces, &name, NULL, NULL);
  *
- * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. Trees that must find what they hold take
+ * They are not for an array of characters inside the object, which would be taken for an address: write a comparison
+ * that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are always the texts themselves.)
+ *
+ * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. The key is a member
+ * of 8 bytes, uint8_t mac[8], the last 2 of them zero, also in what is searched for. Trees that must find what they hold
+ * take
  *
  *     static int mac_order(void *context, const void *a, const void *b) {
  *         (void)context;

@@ -19,8 +19,8 @@
  *
  * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up to
  * the one that decides. Sorting m matches compares in the order of m log m steps, but calls each accessor at most once
- * for each object and sort key, the second and later keys only where those before tie. For that it keeps, while it
- * sorts, 8 bytes an object and 16 an object and key (4 and 12 on the device), and the texts; without that memory it calls
+ * for each match and sort key, the second and later keys only where those before tie. For that it keeps, while it
+ * sorts, 8 bytes a match and 16 a match and key (4 and 12 on the device), and the texts; without that memory it calls
  * the accessors in each comparison, and the result is the same. The context itself has 8 bytes (4) for each object and
  * for each match.
  *
@@ -51,7 +51,7 @@ typedef struct smss_ctx {
     /* The accessors. Fields are known by the names of the criteria. */
     int (*field_type)(const void *object, const char *field); /* SMSS_NUMBER, SMSS_TEXT or another number */
     uint32_t (*number)(const void *object, const char *field);
-    void (*text)(char *buffer, const void *object, const char *field); /* writes at most SMSS_TEXT_SIZE and a NUL */
+    void (*text)(char *buffer, const void *object, const char *field); /* buffer: SMSS_TEXT_SIZE + 1 bytes */
     uint32_t match_any;    /* 0: an object must meet every criterion; else one is enough */
     uint32_t search_words; /* two a criterion */
     char *search[64];      /* names and wanted values in turn */
@@ -94,9 +94,11 @@ QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, co
  * Sort keys beyond 16 are ignored. */
 QUILL_API void smss_add_sort_criterion(smss_ctx *context, const char *name, const char *order);
 
-/* smss_search filters, sorts, and leaves one page in context: the one that the match number start, from 0, is on, with
- * page_size matches a page: 10 when that is below 1, and at most 100,000. The order of objects that tie is not
- * determined. Always returns 0. */
+/* smss_search filters, sorts, and leaves one page in context. The matches are divided into pages of page_size (10 when
+ * that is below 1, and at most 100,000); the page is the one with the match number start, counted from 0, and below 0
+ * taken as 0. With a page_size of 5, a start of 7 gives the matches 5 to 9, and page_start says 5. A start past the end
+ * gives no results, while total says how many there are. Without filters every object matches. The order of objects
+ * that tie is not determined. Always returns 0. */
 QUILL_API int smss_search(smss_ctx *context, int start, int page_size);
 
 QUILL_END_DECLS

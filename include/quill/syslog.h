@@ -18,8 +18,9 @@
  *                 Elsewhere a message waits until the daemon takes it.
  *     length      A record has at most 1,023 bytes. A message that does not fit is marked with "[truncated] " at its
  *                 start and cut. An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
- *     SIGPIPE     While a message is sent, the process has a handler of the library's for this signal; the caller's own
- *                 action is back in place after the call, and no sending of the library's runs it.
+ *     SIGPIPE     While a message is sent, the whole process has a handler of the library's for this signal: a broken pipe
+ *                 of another thread's then closes the log's connection and does not reach the program. After the call
+ *                 the program's own action is back in place; a broken connection to the daemon never runs it.
  *
  * The record, which goes to /dev/log in one datagram, or down a stream when the daemon has opened one (RFC 3164,
  * section 4.1, as local daemons expect it), is
@@ -37,10 +38,10 @@
  * A message that the daemon does not get (there is none, or it has gone) closes the connection, and goes to the console
  * with LOG_CONS; the next message connects anew. No function reports an error. errno is left as it was.
  *
- * All functions may be called from several threads; records are never mixed. A child of fork may log, whatever the
- * other threads of its parent were logging: the first call of a process sees to that, and should be made (openlog will
- * do) before one thread forks while others log. They are no cancellation points, and, as the C library's, not for signal
- * handlers.
+ * All functions may be called from several threads; records are never mixed. After a fork the child may log, even if
+ * another thread was logging at that moment. The process's first call of any function here prepares that, so a threaded
+ * program that forks calls openlog before it starts its threads. The functions are no cancellation points and, like the
+ * C library's, not for signal handlers.
  */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H

@@ -56,7 +56,7 @@ struct Log {
     int options = 0;
     int facility = QUILL_LOG_FACILITY;
     int mesh_role = kRoleUnread;
-    bool survives_fork = false;
+    bool fork_handlers_registered = false;
     struct sigaction callers_action = {};  // on a broken pipe, while a message is on its way
 };
 
@@ -108,9 +108,9 @@ public:
     Locked() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
         lock.lock();
-        if (!state.survives_fork) {
+        if (!state.fork_handlers_registered) {
             sigaction(SIGPIPE, nullptr, &state.callers_action);
-            state.survives_fork = prepare_for_fork();
+            state.fork_handlers_registered = prepare_for_fork();
         }
         close_if_wanted();
     }
@@ -215,8 +215,8 @@ void open_log(const char *identity, int options, int facility) {
 
     if (state.socket == -1 && !open_socket(SOCK_DGRAM)) return;
     if (make_connection()) return;
-    // Deliberately not asked: whether it was connected all along. That socket is closed as well, while the connection
-    // still counts as made: the next message fails on the new one, and the message after that connects again.
+    // Also not made because it was there all along. That socket is closed as well, while the connection still counts as
+    // made: the next message fails on the new one, and the one after that connects again. Daemons are written to that.
     close_socket();
     if (open_socket(SOCK_STREAM)) make_connection();
 }
@@ -279,7 +279,7 @@ public:
         end_ += mark.size() + kept;
     }
 
-    // The record as each place gets it.
+    // The record as each place gets it, valid until the next of these calls.
     string_view for_daemon() { return ended("\0", 1, 0); }
     string_view for_standard_error() { return ended("\n", 1, identity_); }
     string_view for_console() { return ended("\r\n", 2, time_); }
@@ -302,9 +302,9 @@ private:
     }
 
     std::array<char, 1024> bytes_;
-    size_t end_ = 0;       // of the message
-    size_t time_ = 0;      // where it starts,
-    size_t identity_ = 0;  // and the identity
+    size_t end_ = 0;       // of what is there
+    size_t time_ = 0;      // where the time starts
+    size_t identity_ = 0;  // where the identity starts
 };
 
 // --- where it goes
