@@ -69,7 +69,8 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
  *
  *     LOG_PID     add the process id
  *     LOG_CONS    write a message that cannot be sent to /dev/console
- *     LOG_NDELAY  connect now, not with the first message
+ *     LOG_NDELAY  connect now, not with the first message; where no daemon is there yet, the first message is lost, even
+ *                 if there is one by then
  *     LOG_PERROR  also write each message to standard error, from the identity on
  *
  * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and what is no facility, leaves it.

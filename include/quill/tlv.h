@@ -93,7 +93,8 @@ QUILL_API uint32_t tlvisset(uint32_t type);
 QUILL_API void *tlvget(uint32_t type);
 
 /* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used, or 0
- * when they do not fit there or a handler refuses. */
+ * when they do not fit there or in a total of 65,535 bytes, or a handler refuses. Of a text or a buffer above 65,535
+ * bytes, its length modulo 65,536 is packed. */
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
 /* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. Types without a row, a handler

@@ -108,10 +108,7 @@ public:
     Locked() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
         lock.lock();
-        if (!state.fork_handlers_registered) {
-            sigaction(SIGPIPE, nullptr, &state.callers_action);
-            state.fork_handlers_registered = prepare_for_fork();
-        }
+        if (!state.fork_handlers_registered) state.fork_handlers_registered = prepare_for_fork();
         close_if_wanted();
     }
     ~Locked() {
@@ -150,8 +147,11 @@ public:
         struct sigaction ours = {};
         ours.sa_handler = on_broken_pipe;
         sigemptyset(&ours.sa_mask);
-        installed_ = sigaction(SIGPIPE, &ours, &previous_) == 0;
+        // Known before ours is in place: a child that is forked in between looks here for what to put back.
+        installed_ = sigaction(SIGPIPE, nullptr, &previous_) == 0;
         if (installed_ && previous_.sa_handler != on_broken_pipe) state.callers_action = previous_;
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        installed_ = installed_ && sigaction(SIGPIPE, &ours, nullptr) == 0;
     }
     ~BrokenPipeHandler() {
         if (installed_) sigaction(SIGPIPE, &previous_, nullptr);
@@ -187,10 +187,19 @@ void read_mesh_role() {
     fclose(file);
 }
 
+// A program that has closed its standard descriptors must not find the daemon where it prints to.
+int clear_of_standard_descriptors(int fd) {
+    if (fd > STDERR_FILENO || fd == -1) return fd;
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (moved == -1) return fd;
+    close(fd);
+    return moved;
+}
+
 // Makes the socket if the options want it now; false when that fails.
 bool open_socket(int type) {
     if (!(state.options & kConnectNow)) return true;
-    state.socket = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+    state.socket = clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
     if (state.socket == -1) return false;
     if (state.mesh_role == kMeshPoint && fcntl(state.socket, F_SETFL, O_NONBLOCK) == -1)
         perror("MESH_POINT, O_NONBLOCK");
@@ -332,8 +341,8 @@ bool send_to_daemon(string_view record) {
             if (record.size() < whole) disconnect();
             return true;
         } else if (errno != EINTR && errno != EAGAIN) {
-            // Not a socket: the program has closed ours along with its other descriptors, and this one is its own.
-            if (errno == ENOTSOCK) state.socket = -1;
+            // The program has closed ours along with its other descriptors: this one is its own, or nobody's yet.
+            if (errno == ENOTSOCK || errno == EBADF) state.socket = -1;
             disconnect();
             return false;
         }

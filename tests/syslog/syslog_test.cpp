@@ -360,6 +360,73 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
     EXPECT_EQ(without_time(">" + read_file("/dev/console")), ">broken: m\r\n");
 }
 
+// Exchanged by several threads, the action would be the library's own in the end, were one's exchange within another's.
+TEST_F(Syslog, TheActionIsBackAfterManyThreads) {
+    signal(SIGPIPE, SIG_IGN);
+    LogDaemon daemon;
+    std::atomic<int> running = 4;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++)
+        threads.emplace_back([&] {
+            for (int n = 0; n < 500; n++) syslog(LOG_ERR, "m");
+            running--;
+        });
+    while (running > 0) daemon.receive(1);
+    for (std::thread &thread : threads) thread.join();
+    struct sigaction now;
+    ASSERT_EQ(sigaction(SIGPIPE, nullptr, &now), 0);
+    EXPECT_EQ(now.sa_handler, SIG_IGN);
+}
+
+// A broken pipe in a thread that does not log, while another one waits for the daemon: the thread goes on at once, and
+// the connection is made anew afterwards.
+TEST_F(Syslog, AnotherThreadsBrokenPipeDoesNotWaitForTheDaemon) {
+    alarm(30);
+    LogDaemon daemon;
+    std::atomic<bool> through = false;
+    std::thread logger([&] {
+        for (int n = 0; n < 100; n++) syslog(LOG_ERR, "m");  // more than the daemon's queue holds
+        through = true;
+    });
+    usleep(50'000);
+    ASSERT_FALSE(through);
+    raise(SIGPIPE);
+    while (!through) daemon.receive(1);
+    logger.join();
+    daemon.drain();
+    syslog(LOG_ERR, "after");
+    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: after$");
+    alarm(0);
+}
+
+TEST_F(Syslog, TheTimeIsLocalAndMovesOn) {
+    LogDaemon daemon;
+    std::vector<std::string> stamps;
+    for (const char *zone : {"AAA-5:30", "BBB+7"}) {
+        setenv("TZ", zone, 1);
+        const time_t before = time(nullptr);
+        while (time(nullptr) == before) usleep(10'000);  // the time zone is looked at once a second
+        syslog(LOG_ERR, "m");
+        stamps.push_back(daemon.receive().substr(5, 15));
+        const time_t now = time(nullptr), earlier = now - 1;
+        const std::string text = std::string(ctime(&now)).substr(4, 15);
+        EXPECT_TRUE(stamps.back() == text || stamps.back() == std::string(ctime(&earlier)).substr(4, 15)) << zone;
+    }
+    EXPECT_NE(stamps[0].substr(7, 5), stamps[1].substr(7, 5));
+}
+
+TEST_F(Syslog, TheConnectionIsNotAStandardDescriptor) {
+    LogDaemon daemon;
+    const int old_stderr = dup(STDERR_FILENO);
+    close(STDERR_FILENO);
+    openlog("abc", LOG_PERROR, 0);
+    syslog(LOG_ERR, "m");
+    dup2(old_stderr, STDERR_FILENO);
+    close(old_stderr);
+    EXPECT_EQ(without_time(daemon.receive()), "<427>abc: m$");
+    EXPECT_EQ(daemon.receive(), "");
+}
+
 TEST_F(Syslog, ADescriptorThatTheProgramHasClosedAndReusedIsLeftAlone) {
     LogDaemon daemon;
     const int before = open("/dev/null", O_RDONLY);
