@@ -74,7 +74,8 @@ struct tlv_row {
 extern QUILL_API tlv_row *tlvDefn;
 
 /* initTLVLib stores what all operations use: hook (may be null), which each calls first so that it can make tlvDefn and
- * its rows current; the number of rows; and the data area (kept), which a reset and a read clear. */
+ * its rows current; the number of rows; and the data area (kept), which a reset and a read clear. An operation that
+ * finds rows but a null tlvDefn breaks the contract (reported as "tlv:100"). */
 QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
 
 /* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */

@@ -22,12 +22,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/descriptors.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
 
 namespace {
 
 using quill::test::LogDaemon;
+using quill::test::open_descriptors;
 
 constexpr int kMostRecords = 100'000;  // of a thread
 // The whole load in the optimised build; the sanitizers and the emulator see the same with fewer records.
@@ -95,12 +97,6 @@ std::unique_ptr<Arrivals, Unmap> make_arrivals() {
     void *memory = mmap(nullptr, sizeof(Arrivals), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) abort();
     return std::unique_ptr<Arrivals, Unmap>(new (memory) Arrivals());
-}
-
-int open_descriptors() {
-    int count = 0;
-    for (int fd = 0; fd < 256; fd++) count += fcntl(fd, F_GETFD) != -1;
-    return count;
 }
 
 class SyslogLoad : public testing::TestWithParam<int> {

@@ -18,12 +18,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/descriptors.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
 
 namespace {
 
 using quill::test::LogDaemon;
+using quill::test::open_descriptors;
 using quill::test::read_file;
 using quill::test::write_file;
 
@@ -53,12 +55,6 @@ protected:
     void SetUp() override { ENTER_PRIVATE_DEVICE(); }
     void TearDown() override { closelog(); }
 };
-
-int open_descriptors() {
-    int count = 0;
-    for (int fd = 0; fd < 256; fd++) count += fcntl(fd, F_GETFD) != -1;
-    return count;
-}
 
 // --- the mesh role, which a process reads once: in children, before this process has logged anything
 

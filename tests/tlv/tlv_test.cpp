@@ -196,12 +196,19 @@ TEST_F(Tlv, SaysWhatItCannotSetOrGet) {
               "Error setting data for name\nError setting data for no storage\nError setting data for \n"
               "Error getting data for name when value is not set\n");
     EXPECT_EQ(tlvisset(kName), 0u);
-    EXPECT_DEATH(tlvset(kCount, &zero), "");
-    EXPECT_DEATH(tlvget(kCount), "");
-    EXPECT_DEATH(tlvisset(UINT32_MAX), "");
+    const auto aborted = testing::KilledBySignal(SIGABRT);
+    EXPECT_EXIT(tlvset(kCount, &zero), aborted, "");
+    EXPECT_EXIT(tlvget(kCount), aborted, "");
+    EXPECT_EXIT(tlvisset(UINT32_MAX), aborted, "");
     for (const tlv_handler handler : {uinthdlr, longhdlr, strhdlr, bufhdlr})
-        EXPECT_EXIT(handler(3, nullptr, 0, nullptr, nullptr), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_DEATH(unknownhdlr(TLV_ENCODE, nullptr, 0), "");
+        EXPECT_EXIT(handler(3, nullptr, 0, nullptr, nullptr), aborted, "");
+    EXPECT_EXIT(unknownhdlr(TLV_ENCODE, nullptr, 0), aborted, "");
+    const auto without_a_table = [] {
+        initTLVLib(nullptr, 1, nullptr, 0);
+        tlvDefn = nullptr;
+        tlvreset();
+    };
+    quill::test::expect_contracts({{without_a_table, "tlvDefn", "tlv", 100, "initTLVLib"}});
 }
 
 // The table is reached through its operations as well, in this order.
