@@ -1,7 +1,35 @@
-// Letter case of the ASCII letters alone: what a text equals must not depend on the locale that a program has set.
+// Character classes, letter case and hexadecimal digits of ASCII alone: what a text means must not depend on the locale
+// that a program has set. Every other byte, those above 127 included, belongs to no class.
 #pragma once
 
+#include <stdint.h>
+
 namespace quill {
+
+constexpr bool is_digit(char c) { return '0' <= c && c <= '9'; }
+
+constexpr bool is_alphanumeric(char c) { return is_digit(c) || ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z'); }
+
+// Blank, tab, newline, vertical tab, form feed and carriage return.
+constexpr bool is_space(char c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
+
+// 0-15, or -1 for what is no hexadecimal digit.
+constexpr int hex_value(char c) {
+    if (is_digit(c)) return c - '0';
+    if ('a' <= c && c <= 'f') return c - 'a' + 10;
+    if ('A' <= c && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+inline constexpr char lower_hex_digits[] = "0123456789abcdef";
+inline constexpr char upper_hex_digits[] = "0123456789ABCDEF";
+
+// Writes two digits a byte, and no terminator. Returns the end of what is written.
+constexpr char *write_hex_byte(char *to, uint8_t byte, const char *digits = lower_hex_digits) {
+    *to++ = digits[byte >> 4];
+    *to++ = digits[byte & 0xf];
+    return to;
+}
 
 constexpr char fold_case(char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
