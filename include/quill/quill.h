@@ -2,11 +2,13 @@
 #ifndef QUILL_QUILL_H
 #define QUILL_QUILL_H
 
+#include <quill/address.h>
 #include <quill/btree.h>
 #include <quill/component_log.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>
+#include <quill/ipv6.h>
 #include <quill/list.h>
 #include <quill/rbtree.h>
 #include <quill/savl.h>

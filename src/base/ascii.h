@@ -6,15 +6,15 @@
 
 namespace quill {
 
-constexpr bool is_digit(char c) { return '0' <= c && c <= '9'; }
+constexpr bool is_digit(int c) { return '0' <= c && c <= '9'; }
 
-constexpr bool is_alphanumeric(char c) { return is_digit(c) || ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z'); }
+constexpr bool is_alphanumeric(int c) { return is_digit(c) || ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z'); }
 
 // Blank, tab, newline, vertical tab, form feed and carriage return.
-constexpr bool is_space(char c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
+constexpr bool is_space(int c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
 
 // 0-15, or -1 for what is no hexadecimal digit.
-constexpr int hex_value(char c) {
+constexpr int hex_value(int c) {
     if (is_digit(c)) return c - '0';
     if ('a' <= c && c <= 'f') return c - 'a' + 10;
     if ('A' <= c && c <= 'F') return c - 'A' + 10;

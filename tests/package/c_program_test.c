@@ -205,6 +205,21 @@ static void vlans(void) {
 }
 
 /* The client is ours and not the C library's, which keeps its mask when it is closed. */
+static void texts(void) {
+    const uint8_t *mac = str_to_mac("0x001a2b3c4d5e");
+    ip_af_addr address;
+    uint16_t groups[8];
+    CHECK(strcmp(mac_to_str(mac), "00:1a:2b:3c:4d:5e") == 0);
+    CHECK(strcmp(ip_to_str(str_to_ip("10.0.0.1")), "10.0.0.1") == 0);
+    CHECK(!is_unicast_ipaddr(str_to_ip("224.0.0.1")) && is_unicast_ipaddr(str_to_ip("1.0.0.224")));
+    CHECK(quill_inet_pton("2001:db8::1", &address) == 1 && strcmp(quill_ip_to_str(address), "2001:db8::1") == 0);
+    CHECK(quill_inet_pton("0x7f.1", &address) == 1 && strcmp(quill_ip_to_str(address), "127.0.0.1") == 0);
+    CHECK(memcmp(address.addr + 4, ipv6_zeros, 12) == 0);
+    CHECK(ipv6_str_to_addr("2001:db8::1", groups) == 1 && groups[0] == 0x2001 && groups[7] == 1);
+    CHECK(strcmp(ipv6_to_str(groups), "2001:db8::1") == 0);
+    CHECK(strcmp(ip6_to_str_long(ipv6_loopback), "0000:0000:0000:0000:0000:0000:0000:0001") == 0);
+}
+
 static void logs(void) {
     CHECK(setlogmask(LOG_UPTO(LOG_ERR)) == 0xff);
     CHECK(setlogmask(0) == LOG_UPTO(LOG_ERR));
@@ -223,6 +238,7 @@ int main(void) {
     heap_trees();
     search();
     vlans();
+    texts();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");
     return failures != 0;

@@ -11,7 +11,7 @@ trap 'rm -rf "$work"' EXIT
 sed -n '/global:/,/local:/s/^ *\([A-Za-z_0-9]*\);.*/\1/p' "$source/src/libquill.map" | sort >"$work/listed"
 # Declarations without their comments, one a line; the name stands before the parameters or the semicolon.
 cat "$source"/include/quill/*.h | tr '\n' ' ' | sed 's|/\*|\n<|g; s|\*/|\n>|g' | sed '/^</d; s/^>//' | tr '\n' ' ' |
-    tr ';' '\n' | sed -n 's/.*QUILL_API \([^(]*\).*/\1/p' | sed "s, *$,,; s,.*[ *],," | grep -v "^__attribute__$" | sort >"$work/declared"
+    tr ';' '\n' | sed -n 's/.*QUILL_API \([^(]*\).*/\1/p' | sed "s,\[.*,,; s, *$,,; s,.*[ *],," | grep -v "^__attribute__$" | sort >"$work/declared"
 
 [ "$(wc -l <"$work/declared")" -gt 100 ] || { echo "found only $(wc -l <"$work/declared") declarations"; exit 1; }
 diff -u "$work/declared" "$work/listed" || { echo "public headers (-) and src/libquill.map (+) differ"; exit 1; }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <span>
+#include <string_view>
 
 namespace quill::test {
 
@@ -28,6 +29,11 @@ public:
         uint8_t *at = start_ + size_ - bytes.size();
         if (!bytes.empty()) memcpy(at, bytes.data(), bytes.size());
         return at;
+    }
+    // A text with its NUL, likewise.
+    char *hold_text(std::string_view text) {
+        char *at = reinterpret_cast<char *>(room(text.size() + 1, 0));
+        return static_cast<char *>(memcpy(at, text.data(), text.size()));
     }
     uint8_t *room(size_t length, uint8_t fill) {
         uint8_t *at = start_ + size_ - length;

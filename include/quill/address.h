@@ -1,0 +1,148 @@
+/* quill/address.h: MAC and IP addresses to text and back, checks, and arithmetic on address words.
+ *
+ * Two kinds of functions make text. Those that take a destination, and the _r forms, are reentrant. The others return
+ * a borrowed buffer out of a ring, so that several results can stand in one argument list:
+ *
+ *     printf("%s moved from %s to %s\n", mac_to_str(station), ip_to_str(before), ip_to_str(now));
+ *
+ *     function           buffers  a result lasts until
+ *     mac_to_str         64       the 64th call after it
+ *     ip_to_str          10       the 10th
+ *     quill_ip_to_str    8        the 8th, quill_ipv6_to_str counted too
+ *     ip_to_str2         1        the next
+ *     str_to_mac         1        the next
+ *
+ * Rings belong to the process and nothing guards them: use them from one thread, or where a text that another thread
+ * overwrites now and then does no harm. Texts are the same in every locale.
+ */
+#ifndef QUILL_ADDRESS_H
+#define QUILL_ADDRESS_H
+
+#include <quill/types.h>
+#include <stddef.h>
+
+QUILL_BEGIN_DECLS
+
+/* Sizes of destinations, with the terminating NUL. */
+enum {
+    QUILL_MAC_STR_SIZE = 18,       /* 00:1a:2b:3c:4d:5e */
+    QUILL_MAC_STR_PLAIN_SIZE = 13, /* 001a2b3c4d5e */
+    QUILL_IP_STR_SIZE = 46         /* the longest IPv6 text, INET6_ADDRSTRLEN of <netinet/in.h> */
+};
+
+/* ---- MAC addresses (IEEE 802, EUI-48): 6 bytes in transmission order ---- */
+
+/* mac_to_str_r writes mac as 00:1a:2b:3c:4d:5e into dst, QUILL_MAC_STR_SIZE bytes, and returns dst; digits are in upper
+ * case when upper is not 0. mac_to_str_w_options puts delim between the bytes, and nothing when delim is 0;
+ * mac_to_str_no_delemit is that case: QUILL_MAC_STR_PLAIN_SIZE bytes suffice. A null mac gives UNKNOWN. Reentrant. */
+QUILL_API char *mac_to_str_r(const uint8_t *mac, char *dst, int upper);
+QUILL_API char *mac_to_str_w_options(const uint8_t *mac, char *dst, int upper, char delim);
+QUILL_API char *mac_to_str_no_delemit(const uint8_t *mac, char *dst, int upper);
+
+/* mac_to_str returns 00:1a:2b:3c:4d:5e in the next buffer of its ring, UNKNOWN for a null mac. */
+QUILL_API char *mac_to_str(const uint8_t *mac);
+
+/* str_to_mac reads what people type and returns the address in its static buffer, all zeros when there are not exactly
+ * six bytes: a failure cannot be told from 00:00:00:00:00:00.
+ *
+ * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits; ':', '-' and '.' separate, alone or several
+ * of them, and none is needed after two digits: 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and 0x001a2b3c4d5e
+ * all are 00:1a:2b:3c:4d:5e. Anything else ends the reading. Deliberately that is no failure once six bytes are there:
+ * "00:1a:2b:3c:4d:5e/24" and "00:1a:2b:3c:4d:5e:zz" give the address, while a seventh byte gives zeros. */
+QUILL_API uint8_t *str_to_mac(const char *text);
+
+/* valid_mac returns 1 when text is exactly six groups of one or two hexadecimal digits with one ':' or '-' between
+ * them, else 0, and stores the groups it reads, at most six, into the 6 bytes of mac_out on the way: of a refused text
+ * the first ones, the rest left as it was.
+ *
+ * A group of one digit deliberately counts the separator before it as its high digit, as programs know it: ':' is 10
+ * and '-' is 13, so "00:1:…" stores 0xa1 and "00-1-…" 0xd1. In the first group, which has none, the high digit is 0.
+ * Read with str_to_mac where one digit may stand for a byte. Reentrant. */
+QUILL_API int valid_mac(uint8_t *mac_out, const char *text);
+
+/* valid_mac_range returns 1 when c is a hexadecimal digit in either case, else 0. Reentrant. */
+QUILL_API int valid_mac_range(int c);
+
+/* ---- IPv4 addresses: a word in network order, as in_addr.s_addr ---- */
+
+/* str_to_ip is the C library's inet_addr (POSIX): the address, or 0xffffffff for bad text and for 255.255.255.255. It
+ * also reads the forms with fewer than four numbers, and octal and hexadecimal ones: "010.1" is 8.0.0.1. Reentrant. */
+QUILL_API uint32_t str_to_ip(const char *text);
+
+/* ip_to_str and ip_to_str2 return 10.0.0.1 in the next buffer of the ring, or in the one buffer of their own. */
+QUILL_API char *ip_to_str(uint32_t ip);
+QUILL_API char *ip_to_str2(uint32_t ip);
+
+/* is_unicast_ipaddr returns 0 for 0.0.0.0, for 127.x.x.x, for 224.0.0.0 to 239.255.255.255 (multicast) and,
+ * deliberately, for every 255.x.x.x; else 1, class E (240 to 254) included. Reentrant. */
+QUILL_API int is_unicast_ipaddr(uint32_t ip);
+
+/* ---- addresses of either family ---- */
+
+/* quill_inet_ntop writes the text of addr into buf, QUILL_IP_STR_SIZE bytes, and returns buf. A family other than
+ * QUILL_AF_INET and QUILL_AF_INET6 gives the empty text. IPv6 is in the form of the C library's inet_ntop. Reentrant. */
+QUILL_API char *quill_inet_ntop(ip_af_addr addr, char *buf);
+
+/* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf, or null when it does not fit;
+ * buf may then hold a part of it. Unlike quill_inet_ntop it deliberately takes every family but QUILL_AF_INET6 for
+ * IPv4: an address without a family is printed as its first four bytes. Names are never looked up. Reentrant. */
+QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);
+
+/* quill_ip_to_str is quill_ip_to_str_r into the next buffer of the ring, and quill_ipv6_to_str the same for the 16
+ * bytes of an IPv6 address. */
+QUILL_API char *quill_ip_to_str(ip_af_addr addr);
+QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
+
+/* quill_inet_pton stores the address that text names, numeric or a host name, into *out with its unused bytes zero, and
+ * returns 1. The empty text is the address without a family: all of *out zero, and deliberately also 1.
+ *
+ * Plain numeric text never leaves the process. Anything else goes to the C library's resolver (getaddrinfo, RFC 3493),
+ * which reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped), and else asks the hosts file and
+ * name servers: that can take seconds. The first answer counts. Returns 0 with *out unchanged when there is none, and
+ * when either pointer is null; 0 with the family alone stored should the first answer be of another family. As
+ * thread-safe as getaddrinfo. */
+QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
+
+/* validate_and_assign_ip_addr is quill_inet_pton for numeric text alone, as inet_pton (POSIX) reads it: host names are
+ * refused, and nothing is looked up. Returns 1; or 0 with *out unchanged. The empty text zeroes *out and, deliberately
+ * unlike quill_inet_pton, returns 0; null pointers give 0. Reentrant. */
+QUILL_API int validate_and_assign_ip_addr(const char *text, ip_af_addr *out);
+
+/* ---- well-known addresses ---- */
+
+/* The IPv6 addresses ::, all ones, and ::1, 16 bytes each. */
+QUILL_API extern const uint8_t ipv6_zeros[16];
+QUILL_API extern const uint8_t ipv6_ones[16];
+QUILL_API extern const uint8_t ipv6_loopback[16];
+
+/* The lowest and the highest address of the family that a process works with, for use as marks: with family 0 until
+ * fix_zero_and_all_1_ip_addr has been called. */
+QUILL_API extern ip_af_addr zero_ip_addr;
+QUILL_API extern ip_af_addr all_1_ip_addr;
+
+/* fix_zero_and_all_1_ip_addr sets zero_ip_addr and all_1_ip_addr to 0.0.0.0 and 255.255.255.255 for QUILL_AF_INET, to
+ * the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only takes their family away. Call it once
+ * at the start of a process, before other threads run. */
+QUILL_API void fix_zero_and_all_1_ip_addr(int family);
+
+/* ---- arithmetic on address words ----
+ *
+ * On 32-bit words as they are given; nothing swaps bytes. On the device network and host order are the same, and the
+ * two prefixes only let callers mark what they mix: nh_ a network and a host word, nn_ two network words. The names in
+ * -s cut the result to 16 bits, apart from nh_ands and nn_ands, which are nh_andl and nn_andl. Reentrant. */
+QUILL_API uint32_t nh_addl(uint32_t a, uint32_t b); /* a + b, wrapping */
+QUILL_API uint32_t nn_addl(uint32_t a, uint32_t b);
+QUILL_API uint32_t nh_subl(uint32_t a, uint32_t b); /* a - b, wrapping */
+QUILL_API uint32_t nn_subl(uint32_t a, uint32_t b);
+QUILL_API uint32_t nh_adds(uint32_t a, uint32_t b); /* (a + b) & 0xffff */
+QUILL_API uint32_t nn_adds(uint32_t a, uint32_t b);
+QUILL_API uint32_t nh_subs(uint32_t a, uint32_t b); /* (a - b) & 0xffff */
+QUILL_API uint32_t nn_subs(uint32_t a, uint32_t b);
+QUILL_API uint32_t nh_andl(uint32_t a, uint32_t b); /* a & b */
+QUILL_API uint32_t nn_andl(uint32_t a, uint32_t b);
+QUILL_API uint32_t nh_ands(uint32_t a, uint32_t b);
+QUILL_API uint32_t nn_ands(uint32_t a, uint32_t b);
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,243 @@
+#include <quill/ipv6.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <quill/address.h>
+#include <string.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <bit>
+
+#include "base/ascii.h"
+#include "base/endian.h"
+#include "base/text_ring.h"
+
+using quill::hex_value;
+using quill::TextRing;
+
+namespace {
+
+constexpr int kGroups = 8;
+constexpr size_t kAddressSize = 16;
+constexpr unsigned kLongestPrefix = 128;
+
+// --- the state of the process; nothing guards it
+
+constinit uint8_t read_address[kAddressSize];
+constinit TextRing<10, 40> library_texts;
+constinit TextRing<10, QUILL_IPV6_LONG_SIZE> long_texts;
+constinit TextRing<8, 64> own_texts;
+
+// --- to text
+
+// The zero groups that "::" stands for: first to last, both -1 when there are none.
+struct ZeroRun {
+    int first = -1, last = -1;
+
+    bool longer_than(ZeroRun other) const { return last - first > other.last - other.first; }
+};
+
+// A run of one group is as long as no run at all, and so never found.
+ZeroRun longest_zero_run(const uint16_t *groups) {
+    ZeroRun longest;
+    for (int i = 0; i < kGroups; i++) {
+        if (groups[i] != 0) continue;
+        ZeroRun run = {i, i};
+        while (run.last + 1 < kGroups && groups[run.last + 1] == 0) run.last++;
+        if (run.longer_than(longest)) longest = run;
+        i = run.last;
+    }
+    return longest;
+}
+
+char *write_group(char *to, uint16_t group) {
+    bool leading = true;
+    for (int shift = 12; shift >= 0; shift -= 4) {
+        const int digit = group >> shift & 0xf;
+        leading = leading && digit == 0 && shift > 0;
+        if (!leading) *to++ = quill::lower_hex_digits[digit];
+    }
+    return to;
+}
+
+// --- from text
+
+// The groups of a text as they are read, one character after the other.
+class Reader {
+public:
+    // Each returns false when the character cannot stand there.
+    bool digit(int value) {
+        // Zeros before a group's first other digit do not count, however many there are.
+        if (value == 0 && digits_ == 0) return true;
+        groups_[colons_] = static_cast<uint16_t>(groups_[colons_] << 4 | value);
+        return ++digits_ <= 4;
+    }
+    bool colon() {
+        digits_ = 0;
+        return ++colons_ < kGroups;
+    }
+    bool gap() {
+        if (gap_ >= 0) return false;
+        gap_ = colons_;
+        return true;
+    }
+
+    // The end of the text: the groups behind the gap move to the end of the address.
+    bool finish(uint16_t *groups) {
+        // The two colons of a gap at an end count as a group of their own, so that seven others leave it nothing to
+        // stand for: it is refused there, and accepted between groups.
+        if ((gap_ < 0) != (colons_ == kGroups - 1)) return false;
+        if (gap_ >= 0) {
+            std::rotate(groups_ + gap_, groups_ + colons_ + 1, groups_ + kGroups);
+        }
+        memcpy(groups, groups_, sizeof groups_);
+        return true;
+    }
+
+private:
+    uint16_t groups_[kGroups] = {};
+    int colons_ = 0;  // and so the group being read
+    int digits_ = 0;  // of that group, without leading zeros
+    int gap_ = -1;    // the group before which zeros are left out
+};
+
+bool read_groups(const char *text, uint16_t *groups) {
+    if (!text[0] || !text[1] || (text[0] == ':' && text[1] != ':')) return false;
+    Reader reader;
+    for (; *text; text++) {
+        if (const int value = hex_value(*text); value >= 0) {
+            if (!reader.digit(value)) return false;
+            continue;
+        }
+        if (*text != ':' || !reader.colon()) return false;
+        if (!text[1]) return false;
+        if (text[1] != ':') continue;
+        text++;
+        if (text[1] == ':' || !reader.gap()) return false;
+    }
+    return reader.finish(groups);
+}
+
+// The digits up to the end of the text; the empty text is 0.
+bool read_prefix_length(const char *text, uint16_t *length) {
+    *length = 0;
+    for (; *text; text++) {
+        if (!quill::is_digit(*text)) return false;
+        *length = static_cast<uint16_t>(*length * 10 + (*text - '0'));
+        if (*length > kLongestPrefix) return false;
+    }
+    return true;
+}
+
+template <typename T>
+int set_bits(const T *words, size_t count) {
+    int bits = 0;
+    for (size_t i = 0; i < count; i++) bits += std::popcount(words[i]);
+    return bits;
+}
+
+// Against the whole first group: what lies in the rest of the ten-bit prefix was never treated as of that scope.
+bool begins_with_group(const ip_af_addr &address, uint16_t group) {
+    return address.family == QUILL_AF_INET6 && quill::load_be<uint16_t>(address.addr) == group;
+}
+
+}  // namespace
+
+// --- addresses
+
+uint8_t *str_to_ip6(const char *text) {
+    uint8_t bytes[kAddressSize];
+    if (inet_pton(AF_INET6, text, bytes) != 1) return nullptr;
+    memcpy(read_address, bytes, sizeof bytes);
+    return read_address;
+}
+
+char *ip6_to_str(const uint8_t *addr16) {
+    char *text = library_texts.next();
+    inet_ntop(AF_INET6, addr16, text, library_texts.size);
+    return text;
+}
+
+char *ip6_to_str_long(const uint8_t *addr16) {
+    char *const text = long_texts.next();
+    char *at = text;
+    for (size_t i = 0; i < kAddressSize; i++) {
+        if (i > 0 && i % 2 == 0) *at++ = ':';
+        at = quill::write_hex_byte(at, addr16[i]);
+    }
+    *at = '\0';
+    return text;
+}
+
+char *ipv6_to_str(const uint16_t *groups8) {
+    const ZeroRun zeros = longest_zero_run(groups8);
+    char *const text = own_texts.next();
+    char *at = text;
+    for (int i = 0; i < kGroups; i++) {
+        if (i == zeros.first) {
+            *at++ = ':';
+            *at++ = ':';
+            i = zeros.last;
+            continue;
+        }
+        if (i > 0 && i != zeros.last + 1) *at++ = ':';
+        at = write_group(at, groups8[i]);
+    }
+    *at = '\0';
+    return text;
+}
+
+int ipv6_str_to_addr(const char *text, uint16_t *groups8) { return read_groups(text, groups8); }
+
+void ipv6_addr_incr(uint16_t *groups8) {
+    const bool all_ones = std::all_of(groups8, groups8 + kGroups, [](uint16_t group) { return group == 0xffff; });
+    if (all_ones) {
+        memset(groups8, 0, kAddressSize);
+        return;
+    }
+    groups8[kGroups - 1]++;  // no carry: callers step through the hosts of one group, and stay in it
+}
+
+int format_ipv6_with_colon(const char *hex32, char *out) {
+    char *at = out;
+    for (int i = 0; i < 32; i++) {
+        if (hex_value(hex32[i]) < 0 && hex32[i] != ':') {
+            *out = '\0';
+            return 0;
+        }
+        if (i > 0 && i % 4 == 0) *at++ = ':';
+        *at++ = hex32[i];
+    }
+    *at = '\0';
+    return 1;
+}
+
+int is_ipv6_link_local_address(ip_af_addr addr) { return begins_with_group(addr, 0xfe80); }
+
+int is_ipv6_site_local_address(ip_af_addr addr) { return begins_with_group(addr, 0xfec0); }
+
+// --- prefix lengths and masks
+
+int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen) {
+    char *slash = strchr(text, '/');
+    if (!slash) return 0;
+    *slash = '\0';  // callers go on with the address alone
+    return read_prefix_length(slash + 1, plen) && ipv6_str_to_addr(text, groups8);
+}
+
+int ipv6_wild2len(const char *text, uint16_t *plen) {
+    if (!text) return 0;
+    return read_prefix_length(text, plen) && *text;
+}
+
+void ipv6_plen_to_addr(uint32_t plen, uint8_t *mask16) {
+    const size_t whole = std::min(plen, uint32_t{kLongestPrefix}) / 8;
+    memset(mask16, 0xff, whole);
+    // The bytes behind this one are the caller's: masks are laid over what stands there.
+    if (whole < kAddressSize) mask16[whole] = static_cast<uint8_t>(0xff00 >> plen % 8);
+}
+
+uint16_t ipv6_mask_to_plen(const uint16_t *mask8) { return static_cast<uint16_t>(set_bits(mask8, kGroups)); }
+
+uint8_t ipv6_addr_mask_to_plen(ip_af_addr mask) { return static_cast<uint8_t>(set_bits(mask.addr, kAddressSize)); }
