@@ -19,6 +19,7 @@
 #include <quill/syslog.h>
 #include <quill/tlv.h>
 #include <quill/types.h>
+#include <quill/validators.h>
 #include <quill/vlan_alloc.h>
 #include <quill/vmap.h>
 

@@ -205,7 +205,7 @@ static void vlans(void) {
 }
 
 /* The client is ours and not the C library's, which keeps its mask when it is closed. */
-static void texts(void) {
+static void addresses(void) {
     const uint8_t *mac = str_to_mac("0x001a2b3c4d5e");
     ip_af_addr address;
     uint16_t groups[8];
@@ -230,6 +230,12 @@ static void logs(void) {
     CHECK(setlogmask(0) == 0xff);
 }
 
+static void texts(void) {
+    char escaped[2 * sizeof "a;b c"];
+    escape_shell_specialchars("a;b c", escaped);
+    CHECK(strcmp(escaped, "a\\;b c") == 0);
+}
+
 int main(void) {
     logs();
     wire();
@@ -238,6 +244,7 @@ int main(void) {
     heap_trees();
     search();
     vlans();
+    addresses();
     texts();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");

@@ -13,7 +13,7 @@ allowed() {
         codec) echo quill/sxdr quill/sxdr_safe ;;
         alloc) echo quill/vmap quill/idx_table quill/vlan_alloc quill/hash quill/sxdr ;;
         syslog) echo quill/syslog ;;
-        text) echo quill/address quill/ipv6 ;;
+        text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac

@@ -1,0 +1,322 @@
+#include <ctype.h>
+#include <gtest/gtest.h>
+#include <quill/validators.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <string>
+
+#include "support/german_locale.h"
+#include "support/guard_page.h"
+#include "support/random.h"
+
+namespace {
+
+using quill::test::GermanLocale;
+using quill::test::GuardedPage;
+using quill::test::Random;
+
+constexpr int kRandomTexts = 20000;
+constexpr int kShellBatches = 20, kShellBatch = 200;  // texts, in one command each
+
+const std::string kMeta = "<>*?[]|;&(){}#$\\!%^`";
+const std::string kSpecial = kMeta + "@.\",/:=-+_~";
+const std::string kVulnerable = ";\\&|`><$(){}!";
+const std::string kLocalExtras = "!#$%&'*+-/=?^_`.{|}~";
+const std::string kForbidden = "\\/:*\"<>|?";
+
+// A text whose NUL is the last byte that can be read or written.
+class Guarded {
+public:
+    char *hold(const std::string &text) {
+        const auto *bytes = reinterpret_cast<const uint8_t *>(text.c_str());
+        return reinterpret_cast<char *>(page_.hold({bytes, text.size() + 1}));
+    }
+    // Without its NUL.
+    char *hold_bytes(const std::string &text) {
+        const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
+        return reinterpret_cast<char *>(page_.hold({bytes, text.size()}));
+    }
+    char *room(size_t length) { return reinterpret_cast<char *>(page_.room(length, 0xee)); }
+
+private:
+    GuardedPage page_;
+};
+
+bool in(const std::string &set, int c) { return set.find(static_cast<char>(c)) != std::string::npos; }
+bool ascii_alnum(int c) { return c < 128 && isalnum(c); }
+bool only(const std::string &text, const std::string &others) {
+    for (const char c : text)
+        if (!ascii_alnum(static_cast<unsigned char>(c)) && !in(others, c)) return false;
+    return true;
+}
+
+// Random bytes, most of them such as the rules look at.
+std::string random_text(Random &random, uint32_t longest) {
+    static const std::string kLikely = kSpecial + "''\"@@..--__  \t\n\r\v\f" + "aAfFgGzZ0019xX2%E";
+    std::string text(random.below(longest + 1), '\0');
+    for (char &c : text)
+        c = random.one_in(8) ? static_cast<char>(1 + random.below(255))
+                             : kLikely[random.below(static_cast<uint32_t>(kLikely.size()))];
+    return text;
+}
+
+void expect_every_byte_in_its_class() {
+    Guarded page;
+    for (int b = 1; b < 256; b++) {
+        SCOPED_TRACE("byte " + std::to_string(b));
+        const std::string c(1, static_cast<char>(b));
+        const bool alnum = ascii_alnum(b), space = b == ' ' || (b >= 9 && b <= 13), vulnerable = in(kVulnerable, b);
+        EXPECT_EQ(xctoc(b), b < 128 && isxdigit(b) ? std::stoi(c, nullptr, 16) : 0);
+        EXPECT_EQ(xctoc(b + 256) + xctoc(b - 256) + has_shell_specialchars(b + 256) + has_shell_specialchars(b - 256),
+                  0);
+        EXPECT_EQ(has_shell_specialchars(b), in(kSpecial, b) ? b : 0);
+        EXPECT_EQ(has_shell_metachars(page.hold(c)), in(kMeta, b) ? b : 0);
+        EXPECT_EQ(valid_display_string(page.hold_bytes(c), 1), b < 32 || b == 127);
+        char *name = page.hold_bytes(c);
+        EXPECT_EQ(validate_file_name(name, 1), 0);
+        EXPECT_EQ(*name, in(kForbidden, b) ? '-' : c[0]);
+        EXPECT_EQ(is_valid_restricted_filename(page.hold(c)), alnum);
+        EXPECT_EQ(is_valid_restricted_filename(page.hold("a" + c)), alnum || in("_-. ", b));
+        EXPECT_EQ(email_addr_validate(page.hold(c + "@b.c")), alnum || in(kLocalExtras, b) ? 0 : -1);
+        EXPECT_EQ(email_addr_validate(page.hold("a@b" + c + ".c")), alnum || in("-.", b) ? 0 : -1);
+        EXPECT_EQ(domain_name_validate(page.hold(c)), in("-.", b) ? 2 : 0);
+        EXPECT_EQ(domain_name_validate(page.hold("a" + c + "a")), alnum || in("-.", b) ? 0 : 1);
+        EXPECT_EQ(domain_name_validate(page.hold("a" + c)), alnum ? 0 : in("-.", b) ? 2 : 1);
+        EXPECT_EQ(validate_lag_num(page.hold(c)), b < 128 && isdigit(b));
+        EXPECT_EQ(loopback_idx_validate(page.hold("6" + c)), b >= '0' && b <= '3');
+        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(c), 1, 0, 0, 0), vulnerable);
+        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(c), 1, 1, 0, 0), vulnerable || !alnum);
+        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(c), 1, 0, 1, 0), vulnerable || space);
+    }
+}
+
+TEST(Validators, EveryByteIsInItsClass) { expect_every_byte_in_its_class(); }
+
+TEST(Validators, ClassesAreThoseOfAsciiInEveryLocale) {
+    const GermanLocale german;
+    if (!german) GTEST_SKIP() << "localedef makes no de_DE here";
+    ASSERT_TRUE(isalnum(0xe4));
+    expect_every_byte_in_its_class();
+}
+
+// What the rules say, in the plainest words.
+int email_model(const std::string &text) {
+    const size_t at = text.find('@');
+    if (at == std::string::npos || at == 0 || at > 64) return -1;
+    const std::string domain = text.substr(at + 1);
+    if (domain.empty() || domain.size() > 255 || !only(text.substr(0, at), kLocalExtras)) return -1;
+    if (domain.find('.') == std::string::npos || domain.find('.') == 0) return -1;
+    return only(domain, "-.") && text.back() != '.' ? 0 : -1;
+}
+
+int domain_model(const std::string &text) {
+    if (text.empty() || in("-.", text[0])) return 2;
+    if (!only(text.substr(1), "-.")) return 1;
+    return in("-.", text.back()) ? 2 : 0;
+}
+
+TEST(Validators, RandomTextsFollowTheRules) {
+    Random random(63);
+    Guarded page, out;
+    for (int i = 0; i < kRandomTexts && !HasFailure(); i++) {
+        std::string text = random_text(random, 12);
+        if (random.one_in(2)) text = "a" + text + "@b.c" + random_text(random, 1);
+        SCOPED_TRACE(testing::PrintToString(text));
+        const int length = static_cast<int>(text.size());
+        EXPECT_EQ(email_addr_validate(page.hold(text)), email_model(text));
+        EXPECT_EQ(domain_name_validate(page.hold(text)), domain_model(text));
+        EXPECT_EQ(is_valid_restricted_filename(page.hold(text)),
+                  !text.empty() && ascii_alnum(static_cast<unsigned char>(text[0])) && only(text, "_-. "));
+        const size_t meta = text.find_first_of(kMeta);
+        EXPECT_EQ(has_shell_metachars(page.hold(text)), meta == std::string::npos ? 0 : text[meta]);
+        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(text), length, 0, 0, 0),
+                  text.find_first_of(kVulnerable) != std::string::npos);
+        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(text), length, 1, 0, 0), !only(text, ""));
+
+        std::string escaped, named = text, unquoted = text;
+        for (const char c : text) (in(kSpecial, c) ? escaped += '\\' : escaped) += c;
+        char *to = out.room(escaped.size() + 1);
+        escape_shell_specialchars(page.hold(text), to);
+        EXPECT_EQ(to, escaped);
+
+        for (char &c : named)
+            if (in(kForbidden, c)) c = '-';
+        char *name = page.hold_bytes(text);
+        EXPECT_EQ(validate_file_name(name, length), text.empty());
+        EXPECT_EQ(std::string(name, text.size()), named);
+
+        if (!unquoted.empty() && in("'\"", unquoted.front())) unquoted.erase(0, 1);
+        const int last = static_cast<int>(unquoted.size()) - 1;
+        if (!unquoted.empty() && in("'\"", unquoted.back())) unquoted.pop_back();
+        char *quoted = page.hold(text);
+        EXPECT_EQ(clear_quotes(quoted), last);
+        EXPECT_EQ(quoted, unquoted);
+
+        const uint32_t at = random.below(16);
+        std::string inserted = text;
+        if (at <= text.size()) inserted.insert(at, 1, '!');
+        char *roomy = strcpy(page.room(text.size() + 2), text.c_str());
+        insert_in_str(roomy, '!', static_cast<int>(at));
+        EXPECT_EQ(roomy, inserted);
+    }
+}
+
+TEST(Validators, LengthsOfMailAddresses) {
+    const std::string label(62, 'd');
+    const std::string domain = label + "." + label + "." + label + "." + label + "...";  // 254 characters
+    EXPECT_EQ(email_addr_validate((std::string(64, 'l') + "@" + domain + "c").c_str()), 0);
+    EXPECT_EQ(email_addr_validate((std::string(65, 'l') + "@b.c").c_str()), -1);
+    EXPECT_EQ(email_addr_validate(("l@" + domain + "cc").c_str()), -1);
+    // Dots side by side and a dash at the end pass; quotes never did.
+    for (const char *text : {"a@b.c", "a..b@c..d", ".@b.c-", "a@b.-"}) EXPECT_EQ(email_addr_validate(text), 0) << text;
+    for (const char *text : {"", "a", "@b.c", "a@", "a@.c", "a@b", "a@b.c.", "a@b@c.d", "\"a\"@b.c"})
+        EXPECT_EQ(email_addr_validate(text), -1) << text;
+}
+
+TEST(Validators, Numbers) {
+    // The empty text is group 0: forms leave it out.
+    for (const char *text : {"", "0", "63", "07", "00"}) EXPECT_EQ(validate_lag_num(text), 1) << text;
+    for (const char *text : {"64", "99", "100", "000", "-1", "6a", " 6"})
+        EXPECT_EQ(loopback_idx_validate(text), 0) << text;
+    const struct {
+        const char *text;
+        int answer;
+        uint32_t value;
+    } numbers[] = {{"", 1, 0},   {"007", 1, 7},  {"4294967295", 1, 0xffffffff}, {"4294967301", 1, 5}, {"12a", 0, 12},
+                   {"-1", 0, 0}, {nullptr, 0, 0}};
+    for (const auto &n : numbers) {
+        uint32_t value = 99;
+        EXPECT_EQ(is_numeric(n.text, &value), n.answer) << n.text;
+        EXPECT_EQ(value, n.value) << n.text;
+        EXPECT_EQ(is_numeric(n.text, nullptr), n.answer);
+    }
+}
+
+TEST(Validators, HexadecimalNumbersAndTheirMessages) {
+    const char *const long_text = "Error: char string too long \n", *const bad = "Error: bad char\n", *const good = "";
+    const struct {
+        const char *text;
+        int bytes;
+        uint32_t value;
+        const char *printed;
+    } cases[] = {
+        {"0x1A2b", 2, 0x1a2b, good},
+        {"1A2b3", 2, 0xffffffff, long_text},
+        {"0X12", 4, 0xffffffff, bad},
+        {"0x0x1", 4, 0xffffffff, bad},
+        {"12 ", 4, 0xffffffff, bad},
+        {"g", 1, 0xffffffff, bad},
+        {"", 0, 0, good},
+        {"0x", 0, 0, good},
+        {"0", 0, 0xffffffff, long_text},
+        {"", -1, 0xffffffff, long_text},
+        {"zzz", 1, 0xffffffff, long_text},  // the length is looked at first
+        {"ffffffff", 4, 0xffffffff, good},  // the number that is also the error
+        {"123456789a", 5, 0x3456789a, good},
+        {"12", 0x7fffffff, 0x12, good},
+        {nullptr, 4, 0xffffffff, bad},
+    };
+    for (const auto &c : cases) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(hextoint(c.text, c.bytes), c.value) << c.text;
+        fflush(stdout);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.printed) << c.text;
+    }
+}
+
+TEST(Validators, HexTextIsWrittenWithoutItsEnd) {
+    Guarded page;
+    const uint8_t bytes[] = {0x0a, 0xff, 0x10};
+    char *to = page.room(6);
+    EXPECT_EQ(pap_hexify(to, bytes, 3), to + 6 + 2);  // two behind the last digit
+    EXPECT_EQ(std::string(to, 6), "0aff10");
+    EXPECT_EQ(pap_hexify(to, bytes, 0), to + 2);
+    EXPECT_EQ(pap_hexify(to, bytes, -1), to + 2);
+    EXPECT_EQ(to[0], '0');
+}
+
+TEST(Validators, Traversal) {
+    const struct {
+        const char *text;
+        int length, answer;
+    } cases[] = {
+        {"a../b", 5, 1},
+        {"a../b", 0, 1},  // to the NUL, whatever the length
+        {"a%2E%2E%2F", 10, 1},
+        {"%252E%252E%252F", 15, 1},
+        {"%2e%2e%2f", 9, 0},  // upper case only
+        {"%2E%2E/", 7, 0},
+        {"..", 2, 0},
+        {"", 0, 0},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(is_string_vulnerable(c.text, c.length, 0, 0, 1), c.answer) << c.text;
+        EXPECT_EQ(is_string_vulnerable(c.text, c.length, 0, 0, 0), 0) << c.text;
+    }
+}
+
+TEST(Validators, NothingToLookAt) {
+    char text[] = "a:b";
+    EXPECT_EQ(has_shell_metachars(nullptr), 255);
+    EXPECT_EQ(valid_display_string(nullptr, 0), 255);
+    EXPECT_EQ(valid_display_string(text, -1), 255);
+    EXPECT_EQ(valid_display_string("a\0b", 3), 1);  // a NUL does not end it
+    EXPECT_EQ(validate_file_name(nullptr, 1) + validate_file_name(text, 0) + validate_file_name(text, -1), 3);
+    EXPECT_EQ(is_string_vulnerable(nullptr, 0, 0, 0, 0) + is_string_vulnerable(text, -1, 0, 0, 0), 2);
+    EXPECT_EQ(is_valid_restricted_filename(nullptr) + validate_lag_num(nullptr), 0);
+    EXPECT_EQ(email_addr_validate(nullptr), -1);
+    EXPECT_EQ(domain_name_validate(nullptr), 2);
+    EXPECT_EQ(clear_quotes(nullptr), -1);
+    insert_in_str(nullptr, 'x', 0);
+    insert_in_str(text, 'x', -1);
+    escape_shell_specialchars(nullptr, text);
+    EXPECT_STREQ(text, "a:b");
+}
+
+// --- the shell itself
+
+std::string escape(const std::string &text) {
+    std::string to(2 * text.size() + 1, '\0');
+    escape_shell_specialchars(text.c_str(), to.data());
+    return to.substr(0, strlen(to.c_str()));
+}
+
+std::string output_of(const std::string &command) {
+    FILE *shell = popen(("exec 2>/dev/null\n" + command).c_str(), "r");
+    if (!shell) abort();
+    std::string output;
+    for (int c; (c = getc(shell)) != EOF;) output += static_cast<char>(c);
+    pclose(shell);
+    return output;
+}
+
+// The rule leaves these as they are, so the shell still reads them as its own.
+const std::string kUnsafe = "\t\n '";
+
+TEST(Validators, ShellGivesBackEveryByteButFour) {
+    std::string unsafe;
+    for (int b = 1; b < 256; b++) {
+        const std::string c(1, static_cast<char>(b)), inside = "x" + c + "y";
+        const bool alone = output_of("printf %s " + escape(c)) == c;
+        EXPECT_EQ(output_of("printf %s " + escape(inside)) == inside, alone) << b;
+        if (!alone) unsafe += c;
+    }
+    EXPECT_EQ(unsafe, kUnsafe);
+}
+
+TEST(Validators, ShellGivesBackRandomTexts) {
+    Random random(7);
+    for (int batch = 0; batch < kShellBatches; batch++) {
+        std::string command = "printf '%s\\000'", wanted;
+        for (int i = 0; i < kShellBatch; i++) {
+            std::string text = random_text(random, 24) + "x";
+            std::erase_if(text, [](char c) { return in(kUnsafe, c); });
+            command += " " + escape(text);
+            wanted += text + '\0';
+        }
+        ASSERT_EQ(output_of(command), wanted);
+    }
+}
+
+}  // namespace
