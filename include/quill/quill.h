@@ -10,6 +10,7 @@
 #include <quill/idx_table.h>
 #include <quill/ipv6.h>
 #include <quill/list.h>
+#include <quill/location.h>
 #include <quill/names.h>
 #include <quill/rbtree.h>
 #include <quill/savl.h>

@@ -234,6 +234,8 @@ static void texts(void) {
     char escaped[2 * sizeof "a;b c"];
     escape_shell_specialchars("a;b c", escaped);
     CHECK(strcmp(escaped, "a\\;b c") == 0);
+    char name[64];
+    CHECK(strcmp(fqln_build("b1", "f2", "r.3", "x", name, sizeof name), "b1.f2.r\\.3.x") == 0);
     CHECK(strcmp(dbm_pwr_to_str(175), "17.5") == 0 && str_to_proto(proto_to_str(6)) == 6);
 }
 
