@@ -18,8 +18,7 @@ constexpr int kRandomNames = 20000;
 // A text whose NUL is the last byte that can be read.
 const char *guarded(const std::string &text) {
     static GuardedPage page;
-    const auto *bytes = reinterpret_cast<const uint8_t *>(text.c_str());
-    return reinterpret_cast<const char *>(page.hold({bytes, text.size() + 1}));
+    return page.hold_text(text);
 }
 
 std::string random_text(Random &random, uint32_t longest) {

@@ -28,10 +28,7 @@ const std::string kForbidden = "\\/:*\"<>|?";
 // A text whose NUL is the last byte that can be read or written.
 class Guarded {
 public:
-    char *hold(const std::string &text) {
-        const auto *bytes = reinterpret_cast<const uint8_t *>(text.c_str());
-        return reinterpret_cast<char *>(page_.hold({bytes, text.size() + 1}));
-    }
+    char *hold(const std::string &text) { return page_.hold_text(text); }
     // Without its NUL.
     char *hold_bytes(const std::string &text) {
         const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
