@@ -88,7 +88,7 @@ bool is_mail_domain(const char *domain) {
 
 // --- numbers
 
-int xctoc(int c) { return c < 0 || c > CHAR_MAX ? 0 : std::max(quill::hex_value(static_cast<char>(c)), 0); }
+int xctoc(int c) { return std::max(quill::hex_value(c), 0); }
 
 uint32_t hextoint(const char *text, int nbytes) {
     if (!text) return hex_error("Error: bad char");
