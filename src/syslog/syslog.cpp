@@ -17,6 +17,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "base/cancellation.h"
+#include "base/descriptor.h"
 #include "syslog/recursive_mutex.h"
 
 // How a message goes out: under the lock, the broken-pipe signal is taken over, the connection made if there is none,
@@ -106,7 +108,6 @@ bool prepare_for_fork() {
 class [[nodiscard]] Locked {
 public:
     Locked() {
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
         lock.lock();
         if (!state.fork_handlers_registered) state.fork_handlers_registered = prepare_for_fork();
         close_if_wanted();
@@ -114,7 +115,6 @@ public:
     ~Locked() {
         close_if_wanted();
         lock.unlock();
-        pthread_setcancelstate(cancel_state_, nullptr);
         errno = callers_errno_;
     }
     Locked(const Locked &) = delete;
@@ -126,7 +126,7 @@ private:
     }
 
     const int callers_errno_ = errno;
-    int cancel_state_;
+    const quill::NoCancellation no_cancellation_;
 };
 
 // --- the broken-pipe signal
@@ -190,10 +190,9 @@ void read_mesh_role() {
 // A program that has closed its standard descriptors must not find the daemon where it prints to.
 int clear_of_standard_descriptors(int fd) {
     if (fd > STDERR_FILENO || fd == -1) return fd;
+    quill::Descriptor low(fd);
     const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (moved == -1) return fd;
-    close(fd);
-    return moved;
+    return moved == -1 ? low.release() : moved;
 }
 
 // Makes the socket if the options want it now; false when that fails.
@@ -318,16 +317,6 @@ private:
 
 // --- where it goes
 
-// Standard error and the console get what they take; nobody could be told of a failure.
-void write_to(int fd, string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-}
-
 // Returns whether the daemon has the record, or it is one that a mesh point drops. Else the connection is closed.
 bool send_to_daemon(string_view record) {
     const size_t whole = record.size();
@@ -351,10 +340,9 @@ bool send_to_daemon(string_view record) {
 }
 
 void write_to_console(string_view text) {
-    const int console = open(kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    if (console == -1) return;
-    write_to(console, text);
-    close(console);
+    const quill::Descriptor console(open(kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC));
+    // It gets what it takes; nobody could be told of a failure. So with standard error.
+    if (console) (void)quill::write_all(console.get(), text);
 }
 
 bool is_logged(int priority) {
@@ -380,7 +368,7 @@ void vsyslog(int priority, const char *format, va_list arguments) {
     Record record(priority);
     errno = callers_errno;
     record.append_message(format, arguments);
-    if (state.options & kStandardErrorToo) write_to(STDERR_FILENO, record.for_standard_error());
+    if (state.options & kStandardErrorToo) (void)quill::write_all(STDERR_FILENO, record.for_standard_error());
     if (!send_to_daemon(record.for_daemon()) && (state.options & kConsoleOnFailure))
         write_to_console(record.for_console());
 }

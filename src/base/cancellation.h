@@ -1,0 +1,20 @@
+// Thread cancellation, held off. A thread that is cancelled in the middle leaves behind what it holds: the library is
+// compiled without exceptions, so no destructor runs for it.
+#pragma once
+
+#include <pthread.h>
+
+namespace quill {
+
+class [[nodiscard]] NoCancellation {
+public:
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &callers_state_); }
+    ~NoCancellation() { pthread_setcancelstate(callers_state_, nullptr); }
+    NoCancellation(const NoCancellation &) = delete;
+    NoCancellation &operator=(const NoCancellation &) = delete;
+
+private:
+    int callers_state_;
+};
+
+}  // namespace quill

@@ -1,0 +1,60 @@
+// File descriptors with an owner, and writing to them in full.
+#pragma once
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <string_view>
+
+namespace quill {
+
+// Closes its descriptor when it goes, and leaves errno as it was: what went wrong before is what a caller wants to know.
+class [[nodiscard]] Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() { reset(); }
+    Descriptor(Descriptor &&other) noexcept : fd_(other.release()) {}
+    Descriptor &operator=(Descriptor &&other) noexcept {
+        const int fd = other.release();
+        reset();
+        fd_ = fd;
+        return *this;
+    }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ != -1; }
+
+    // Gives the descriptor away.
+    int release() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+
+    // For where a failing close matters: returns what close does. The descriptor is gone either way.
+    int close() { return ::close(release()); }
+
+    void reset() {
+        if (fd_ == -1) return;
+        const int kept_errno = errno;
+        (void)close();
+        errno = kept_errno;
+    }
+
+private:
+    int fd_ = -1;
+};
+
+// Writes all of it, whatever signals come in between. On false, errno says why, and a part may be written.
+[[nodiscard]] inline bool write_all(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(fd, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        bytes.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+}  // namespace quill
