@@ -3,7 +3,9 @@
 #define QUILL_QUILL_H
 
 #include <quill/address.h>
+#include <quill/argv.h>
 #include <quill/btree.h>
+#include <quill/command.h>
 #include <quill/component_log.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
@@ -12,6 +14,7 @@
 #include <quill/list.h>
 #include <quill/location.h>
 #include <quill/names.h>
+#include <quill/pipe.h>
 #include <quill/rbtree.h>
 #include <quill/savl.h>
 #include <quill/savle.h>

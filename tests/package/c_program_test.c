@@ -239,8 +239,28 @@ static void texts(void) {
     CHECK(strcmp(dbm_pwr_to_str(175), "17.5") == 0 && str_to_proto(proto_to_str(6)) == 6);
 }
 
+static void processes(void) {
+    char ends_by_exit[] = "sh  -c  exit\t3 ";
+    CHECK(execute_command_status_no_io(ends_by_exit, NULL, NULL) == 0x300);
+    CHECK(strcmp(ends_by_exit, "sh  -c  exit\t3 ") == 0);
+    CHECK(execute_command("exit 3") == 1 && execute_command_status("kill -9 $$") == 9);
+
+    char text[32] = "";
+    int child = 0;
+    FILE *stream = quill_popen_thr("umask; exit 2", "r", &child);
+    CHECK(stream && fgets(text, sizeof text, stream) && strcmp(text, "0022\n") == 0 && child > 0);
+    CHECK(stream && quill_pclose_thr(stream, child) == 0x200);
+    CHECK(!quill_popen_thr("exit 2", "re", &child) && errno == EINVAL && child == -1);
+
+    char line[] = "set name 'north wing'";
+    char *words[3];
+    CHECK(cmdline_to_argv(3, words, line) == 3 && strcmp(words[2], "north wing") == 0);
+    CHECK(args_to_cmdline(text, sizeof text, "echo", "a;b", (char *)NULL) == 10 && strcmp(text, "echo \"a;b\"") == 0);
+}
+
 int main(void) {
     logs();
+    processes();
     wire();
     containers();
     avl_trees();

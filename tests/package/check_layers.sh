@@ -14,6 +14,7 @@ allowed() {
         alloc) echo quill/vmap quill/idx_table quill/vlan_alloc quill/hash quill/sxdr ;;
         syslog) echo quill/syslog ;;
         text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
+        proc) echo quill/pipe quill/command quill/argv ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac

@@ -1,0 +1,62 @@
+/* quill/pipe.h: a shell command at the other end of a stream, in place of popen and pclose.
+ *
+ *     int child;
+ *     FILE *lines = quill_popen_thr("ip -o link", "r", &child);
+ *     while (lines && fgets(line, sizeof line, lines)) ...
+ *     int status = lines ? quill_pclose_thr(lines, child) : -1;
+ *     if (status != -1 && WIFEXITED(status)) ...WEXITSTATUS(status)
+ *
+ * There are two pairs, which must not be mixed:
+ *
+ *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone. No
+ *                                          program that another thread starts ever holds an end of the pipe, not even
+ *                                          for a moment. For any number of threads at once.
+ *     quill_popen, quill_pclose            The close waits for whichever child of the process ends first: only for
+ *                                          programs with one thread and no other child. The stream stays open in
+ *                                          programs that the process runs by fork and exec.
+ *
+ * The command runs as "/bin/sh -c COMMAND", with umask 022 and with what else the caller has: descriptors that are not
+ * close-on-exec, environment, working directory, blocked and ignored signals; handlers become default actions. A command
+ * that is put together from foreign text must be quoted by the caller. Where the shell cannot be run, the child exits
+ * with code 255.
+ *
+ * mode is "r" (the stream reads the command's standard output) or "w" (what is written to the stream is the command's
+ * standard input, which ends with the close); nothing else is a mode, "re" neither.
+ *
+ * Starting a command costs the same however much memory the process has: it is not copied, and handlers of
+ * pthread_atfork do not run. The calls are not cancellation points: a cancelled thread finishes the call it is in. They
+ * are not for signal handlers.
+ *
+ * A process that ignores SIGCHLD has no children to wait for: the closes then return -1 with errno ECHILD, after the
+ * child has ended. */
+#ifndef QUILL_PIPE_H
+#define QUILL_PIPE_H
+
+#include <stdio.h>
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* quill_popen starts command and returns a new stream, which quill_pclose closes. Null, with errno and no child: another
+ * mode (EINVAL), no descriptors, memory or processes left. */
+QUILL_API FILE *quill_popen(const char *command, const char *mode);
+
+/* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's status
+ * as wait gives it (exit code 2 is 0x200), or -1 with errno: the stream could not be closed (EPIPE where a command in
+ * mode "w" has not read all; nothing was waited for), there is no child (ECHILD), or a signal came (EINTR). The stream
+ * is gone in any case. */
+QUILL_API int quill_pclose(FILE *stream);
+
+/* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 where it returns null.
+ * The stream is closed by quill_pclose_thr. */
+QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
+
+/* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. Returns and fails as quill_pclose
+ * does, with ECHILD also when somebody else has waited for the child. After a -1 for another reason the child is still
+ * the caller's to wait for. */
+QUILL_API int quill_pclose_thr(FILE *stream, int child);
+
+QUILL_END_DECLS
+
+#endif

@@ -1,0 +1,113 @@
+#include <quill/argv.h>
+
+#include <limits.h>
+#include <stdarg.h>
+#include <string.h>
+
+namespace {
+
+bool is_one_of(char c, const char *set) { return c && strchr(set, c); }
+
+bool separates(char c) { return is_one_of(c, " \t\r\n"); }
+bool wants_quotes(char c) { return is_one_of(c, "<>;&| \t\r\n"); }
+bool is_line_end(char c) { return is_one_of(c, "\r\n"); }
+
+// Takes the quotes and backslashes out of the word at `at`, ends it, and returns where the rest of the line begins. What is
+// left of a word is no longer than what was there, so its NUL stands at the latest in place of the separator.
+char *take_word(char *at) {
+    char *to = at;
+    bool escaped = false;
+    char quote = '\0';  // the one that is open
+    for (; *at; at++) {
+        const char c = *at;
+        if (escaped) {
+            *to++ = c;
+            escaped = false;
+        } else if (!quote && separates(c)) {
+            break;
+        } else if (c == '\\') {
+            escaped = true;
+        } else if (quote ? c == quote : c == '\'' || c == '"') {
+            quote = quote ? '\0' : c;
+        } else {
+            *to++ = c;
+        }
+    }
+    char *const next = *at ? at + 1 : at;
+    *to = '\0';
+    return next;
+}
+
+// The line that words are joined into, of which the buffer gets as much as it has room for.
+class Line {
+public:
+    Line(char *buffer, int size) : buffer_(buffer), size_(size) {}
+
+    void append_word(const char *word) {
+        if (words_++) append(' ');
+        bool quoted = false;
+        for (const char *c = word; *c && !quoted; c++) quoted = wants_quotes(*c);
+        if (quoted) append('"');
+        for (; *word; word++) {
+            if (is_line_end(*word)) continue;
+            if (*word == '"' || *word == '\\') append('\\');
+            append(*word);
+        }
+        if (quoted) append('"');
+    }
+
+    // Ends it and returns its length, also of what found no room.
+    int end() {
+        buffer_[length_ < size_ ? length_ : size_ - 1] = '\0';
+        return length_;
+    }
+
+private:
+    void append(char c) {
+        if (length_ < size_) buffer_[length_] = c;
+        if (length_ < INT_MAX) length_++;
+    }
+
+    char *buffer_;
+    int size_;
+    int length_ = 0;
+    size_t words_ = 0;
+};
+
+}  // namespace
+
+int cmdline_to_argv(int capacity, char **words, char *line) {
+    if (!line) return 0;
+    int count = 0;
+    while (*line) {
+        if (separates(*line)) {
+            line++;
+            continue;
+        }
+        if (count < capacity) words[count] = line;
+        count++;
+        line = take_word(line);
+    }
+    return count;
+}
+
+int argv_to_cmdline(char *buffer, int size, int count, char *const *words) {
+    if (size <= 0) return 0;
+    Line line(buffer, size);
+    for (int i = 0; i < count && words[i]; i++) line.append_word(words[i]);
+    return line.end();
+}
+
+int args_to_cmdline(char *buffer, int size, ...) {
+    va_list words;
+    va_start(words, size);
+    const char *word = va_arg(words, const char *);
+    int length = 0;
+    if (word && size > 0) {
+        Line line(buffer, size);
+        for (; word; word = va_arg(words, const char *)) line.append_word(word);
+        length = line.end();
+    }
+    va_end(words);
+    return length;
+}
