@@ -14,6 +14,7 @@
 #include <quill/list.h>
 #include <quill/location.h>
 #include <quill/names.h>
+#include <quill/machine_info.h>
 #include <quill/pipe.h>
 #include <quill/rbtree.h>
 #include <quill/savl.h>

@@ -1,0 +1,68 @@
+#include <quill/machine_info.h>
+
+#include <quill/command.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "base/shell_line.h"
+#include "platform/paths.h"
+
+namespace {
+
+bool always() { return true; }
+
+bool has_current_config() {
+    struct stat file;
+    return stat(quill::kCurrentConfig, &file) == 0 && file.st_size > 0;
+}
+
+bool has_boc_configs() {
+    struct stat file;
+    return stat(quill::kBocConfigList, &file) == 0;
+}
+
+struct Step {
+    bool (*wanted)();
+    const char *command;  // with the dump's path in place of %s
+};
+
+// In order; the readers of dumps go by it, and by the texts to the byte. Without a current configuration nothing at all
+// is said of it: the line that was once meant to, "echo 'Error stat'ing ...", has never been run (nor could it be, for
+// its quotes).
+constexpr Step kSteps[] = {
+    {always, "softwareVersion 1 >> %s 2>&1 "},
+    {always, "showVersion 1 >> %s 2>&1 "},
+    {always, "hwMon -i >> %s 2>&1 "},
+    {always, "cat /proc/meminfo >> %s 2>&1 "},
+    {always, "cat /proc/slabinfo >> %s 2>&1 "},
+    {always, "cat /proc/loadavg >> %s 2>&1 "},
+    {always, "dmesg -s 500000 >> %s 2>&1 "},
+    {always, "netstat -a -n >> %s 2>&1 "},
+    {always, "ps -awxo %%cpu,state,pid,ppid,rss,vsz,flags,nice,start,nwchan,stime,time,command >> %s 2>&1"},
+    {always, "df >> %s 2>&1 "},
+    {always, "cat /proc/meminfo >> %s 2>&1 "},  // again, to show what the processes above have changed
+    {always, "sysmgr -m >> %s 2>&1 "},
+    {always, "lsof -n >> %s 2>&1 "},
+    {always, "ls -l /tmp/.vesk >> %s 2>&1 "},  // the messaging library's directory
+    {always, "cat /proc/ksyms >> %s 2>&1 "},
+    {has_current_config, "cat `cat /flash/config/.config` >> %s 2>&1 "},
+    {has_boc_configs, "echo \"ls -lrt /flash/config/.boc_config.*\" >> %s 2>&1 "},
+    {has_boc_configs, "ls -lrt /flash/config/.boc_config.* >> %s 2>&1 "},
+    {always, "echo 'mysqladmin processlist' >> %s 2>&1"},
+    {always, "mysqladmin processlist >> %s 2>&1 "},
+};
+
+}  // namespace
+
+int saveMachineInfo(const char *path) {
+    const auto fits = [=](const Step &step) { return quill::ShellLine::fits(step.command, path); };
+    if (!path || !std::all_of(std::begin(kSteps), std::end(kSteps), fits)) return 0;
+    int started = 0;
+    for (const Step &step : kSteps) {
+        quill::ShellLine line;
+        if (step.wanted() && line.format(step.command, path)) started = execute_command(line.text());
+    }
+    return started;
+}
