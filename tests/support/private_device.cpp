@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -46,11 +47,22 @@ void own_namespace(Steps &steps) {
     write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-void own_dev(Steps &steps) {
-    char folder[] = "/tmp/quill-device-XXXXXX";
-    steps.step("mkdtemp", [&] { return mkdtemp(folder) ? 0 : -1; });
-    const std::string dev = folder;
-    steps.mount_on("tmpfs", dev, "tmpfs", 0);
+// What the machine has, entry by entry, apart from the folders that are the device's own.
+void share_machine(Steps &steps, const std::string &root) {
+    for (const auto &entry : std::filesystem::directory_iterator("/")) {
+        const std::string path = entry.path(), inside = root + path;
+        if (path == "/dev" || path == "/tmp" || path == "/flash") continue;
+        if (entry.is_symlink()) {
+            steps.step(inside, [&] { return symlink(std::filesystem::read_symlink(entry).c_str(), inside.c_str()); });
+        } else if (entry.is_directory()) {
+            steps.step(inside, [&] { return mkdir(inside.c_str(), 0755); });
+            steps.mount_on(path, inside, nullptr, MS_BIND | MS_REC);
+        }
+    }
+}
+
+void make_dev(Steps &steps, const std::string &dev) {
+    steps.step(dev, [&] { return mkdir(dev.c_str(), 0755); });
     for (const char *name : {"/null", "/zero", "/full", "/random", "/urandom", "/tty"}) {
         if (steps.failed()) return;
         write_file(dev + name, "");
@@ -59,36 +71,45 @@ void own_dev(Steps &steps) {
     write_file(dev + "/console", "");
     steps.step("/dev/fd", [&] { return symlink("/proc/self/fd", (dev + "/fd").c_str()); });
     steps.step("/dev/shm", [&] { return mkdir((dev + "/shm").c_str(), 01777); });
-    steps.mount_on(dev, "/dev", nullptr, MS_MOVE);
-    rmdir(folder);
 }
 
-// An empty /tmp, apart from the working directory when that is in it.
-void own_tmp(Steps &steps) {
-    char cwd[4096];
-    steps.step("getcwd", [&] { return getcwd(cwd, sizeof cwd) ? 0 : -1; });
-    std::string kept = cwd;
-    const bool inside = kept.starts_with("/tmp/");
-    kept = kept.substr(0, kept.find('/', strlen("/tmp/")));
-    const int top = inside ? open(kept.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1;
-    steps.mount_on("tmpfs", "/tmp", "tmpfs", 0);
-    steps.step("/tmp", [] { return chmod("/tmp", 01777); });
-    if (inside) {
-        steps.step(kept, [&] { return mkdir(kept.c_str(), 0755); });
-        steps.bind("/proc/self/fd/" + std::to_string(top), kept);
-        close(top);
-        steps.step(cwd, [&] { return chdir(cwd); });
-    }
+// Empty, apart from the working directory when that is in it.
+void make_tmp(Steps &steps, const std::string &root, const std::string &cwd) {
+    const std::string tmp = root + "/tmp";
+    steps.step(tmp, [&] { return mkdir(tmp.c_str(), 0777); });
+    steps.step(tmp, [&] { return chmod(tmp.c_str(), 01777); });
+    if (!cwd.starts_with("/tmp/")) return;
+    const std::string kept = cwd.substr(0, cwd.find('/', strlen("/tmp/")));
+    steps.step(kept, [&] { return mkdir((root + kept).c_str(), 0755); });
+    steps.mount_on(kept, root + kept, nullptr, MS_BIND | MS_REC);
 }
 
 }  // namespace
 
+// A root file system of the device's own is put together beside the machine's and takes its place: so it can have folders
+// that the machine has not, and nothing of them is left when the last process in it has gone.
 std::string enter_private_device() {
     Steps steps;
+    char cwd[4096] = "", root[] = "/tmp/quill-device-XXXXXX";
     own_namespace(steps);
     steps.mount_on("none", "/", nullptr, MS_REC | MS_PRIVATE);
-    own_dev(steps);
-    own_tmp(steps);
+    steps.step("getcwd", [&] { return getcwd(cwd, sizeof cwd) ? 0 : -1; });
+    steps.step("mkdtemp", [&] { return mkdtemp(root) ? 0 : -1; });
+    if (steps.failed()) return steps.why();
+    const int machines_tmp = open("/tmp", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    steps.mount_on("tmpfs", root, "tmpfs", 0);
+    if (!steps.failed()) {
+        share_machine(steps, root);
+        make_dev(steps, root + std::string("/dev"));
+        make_tmp(steps, root, cwd);
+        steps.step("/flash", [&] { return mkdir((root + std::string("/flash")).c_str(), 0755); });
+    }
+    steps.step(root, [&] { return chdir(root); });
+    steps.mount_on(".", "/", nullptr, MS_MOVE);
+    steps.step("chroot", [] { return chroot("."); });
+    steps.step(cwd, [&] { return chdir(cwd); });
+    unlinkat(machines_tmp, strrchr(root, '/') + 1, AT_REMOVEDIR);
+    close(machines_tmp);
     return steps.why();
 }
 

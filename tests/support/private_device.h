@@ -1,5 +1,5 @@
-// A device of the test's own: a mount namespace in which /dev and /tmp are empty but for what every program needs, so
-// that the fixed paths of the product can be given any content without touching the machine's.
+// A device of the test's own: a mount namespace in which /dev, /tmp and /flash are empty but for what every program needs,
+// so that the fixed paths of the product can be given any content without touching the machine's.
 #pragma once
 
 #include <string>
