@@ -94,6 +94,7 @@ protected:
         descriptors_ = open_descriptors();
     }
     void TearDown() override {
+        if (IsSkipped()) return;
         EXPECT_EQ(open_descriptors(), descriptors_);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
     }
@@ -220,16 +221,17 @@ TEST_F(Command, WhatCannotBeStarted) {
 }
 
 TEST_F(Command, WaitsThatFail) {
-    const Interruptions interruptions;
-    int status;
-    EXPECT_EQ(run("sh -c sleep\t0.4;exit\t3"), -1);
-    EXPECT_EQ(errno, EINTR);
-    while (waitpid(-1, &status, 0) == -1) continue;
-    EXPECT_EQ(status, 3 << 8);
-    EXPECT_EQ(execute_command_status("sleep 0.4; exit 5"), -1);
-    while (waitpid(-1, &status, 0) == -1) continue;
-    EXPECT_EQ(status, 5 << 8);
-
+    {
+        const Interruptions interruptions;
+        int status;
+        EXPECT_EQ(run("sh -c sleep\t0.4;exit\t3"), -1);
+        EXPECT_EQ(errno, EINTR);
+        while (waitpid(-1, &status, 0) == -1) continue;
+        EXPECT_EQ(status, 3 << 8) << "the child is the caller's to wait for";
+        EXPECT_EQ(execute_command_status("sleep 0.4; exit 5"), -1);
+        while (waitpid(-1, &status, 0) == -1) continue;
+        EXPECT_EQ(status, 5 << 8);
+    }
     signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(run("true"), -1);
     EXPECT_EQ(execute_command_status("true"), -1);
@@ -257,24 +259,39 @@ TEST_F(Command, ACancelledThreadFinishesItsCall) {
     EXPECT_EQ(statuses[1], 4 << 8);
 }
 
-// --- detached; this process takes the place of init, so that it can wait for the worker
+// --- detached
 
 class Detached : public Command {
 protected:
+    // In the place of init, so that it can wait for the worker.
     void SetUp() override {
         Command::SetUp();
-        ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+        gets_orphans_ = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0;  // not under qemu-user
     }
-    static int launch(const char *command, const char *status_file = "/tmp/status",
-                      const char *remove = "/tmp/remove") {
+    int launch(const char *command, const char *status_file = "/tmp/status", const char *output = nullptr,
+               const char *errors = "") {
         write_file("/tmp/remove", "");
-        return execute_command_status_no_io_nowait(command, nullptr, "", status_file, remove);
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        const int result = execute_command_status_no_io_nowait(command, output, errors, status_file, "/tmp/remove");
+        close(ends[1]);
+        held_by_worker_ = ends[0];
+        return result;
     }
-    static int end_of_worker() {
-        int status = -1;
-        while (waitpid(-1, &status, 0) == -1 && errno == EINTR) continue;
-        return status;
+    // Waits until the worker has ended, and expects its status.
+    void expect_end(int status) {
+        char byte;
+        EXPECT_EQ(read(held_by_worker_, &byte, 1), 0);
+        close(held_by_worker_);
+        if (!gets_orphans_) return;
+        int found = -1;
+        (void)waitpid(-1, &found, 0);
+        EXPECT_EQ(found, status);
     }
+
+private:
+    bool gets_orphans_;
+    int held_by_worker_;
 };
 
 constexpr char kUntilTold[] = "until [ -e /tmp/go ]; do sleep 0.01; done; ";
@@ -286,15 +303,12 @@ TEST_F(Detached, TheStatusFileTellsHowItGoes) {
         unlink("/tmp/status");
         const std::string command =
             kUntilTold + std::string("echo out; echo err >&2; umask; exit ") + std::to_string(code);
-        write_file("/tmp/remove", "");
-        ASSERT_EQ(
-            execute_command_status_no_io_nowait(command.c_str(), "/tmp/out", "/tmp/err", "/tmp/status", "/tmp/remove"),
-            0);
+        ASSERT_EQ(launch(command.c_str(), "/tmp/status", "/tmp/out", "/tmp/err"), 0);
         while (read_file("/tmp/status") != "1\n") usleep(1000);
         EXPECT_EQ(mode_of("/tmp/status"), 0644u);
         EXPECT_TRUE(exists("/tmp/remove"));
         write_file("/tmp/go", "");
-        EXPECT_EQ(end_of_worker(), 0);
+        expect_end(0);
         EXPECT_EQ(read_file("/tmp/status"), code == 0 ? "3\n" : "2\n");
         EXPECT_EQ(exists("/tmp/remove"), code != 0);
         EXPECT_EQ(read_file("/tmp/out"), "out\n0022\n");
@@ -313,23 +327,23 @@ TEST_F(Detached, EndsThatDiffer) {
     };
     for (const auto &c : cases) {
         EXPECT_EQ(launch(c.command), 0);
-        EXPECT_EQ(end_of_worker(), 0);
+        expect_end(0);
         EXPECT_EQ(read_file("/tmp/status"), c.status) << c.command;
         EXPECT_EQ(exists("/tmp/remove"), c.status == std::string("2\n")) << c.command;
     }
     // Without a status file; with one that cannot be made, the command is not run.
-    EXPECT_EQ(launch("exit 0", nullptr, "/tmp/remove"), 0);
-    EXPECT_EQ(end_of_worker(), 0);
+    EXPECT_EQ(launch("exit 0", nullptr), 0);
+    expect_end(0);
     EXPECT_FALSE(exists("/tmp/remove"));
     EXPECT_EQ(launch("touch /tmp/run", "/no-such-folder/status"), 0);
-    EXPECT_EQ(end_of_worker(), 255 << 8);
+    expect_end(255 << 8);
     EXPECT_FALSE(exists("/tmp/run"));
     EXPECT_EQ(execute_command_status_no_io_nowait(nullptr, nullptr, nullptr, "/tmp/status", nullptr), -1);
 
     // The wait for the process in between fails, and the command has its status nevertheless.
     signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(launch("exit 0"), -1);
-    EXPECT_EQ(end_of_worker(), -1);
+    expect_end(-1);
     EXPECT_EQ(read_file("/tmp/status"), "3\n");
     signal(SIGCHLD, SIG_DFL);
 }
@@ -345,6 +359,7 @@ TEST_F(Detached, ASecondForkThatFailsReturnsTwice) {
     }
     failing_fork = 0;
     EXPECT_EQ(result, 0);
+    expect_end(-1);  // there is no worker
     EXPECT_EQ(read_file("/tmp/copy"), "-1");
     EXPECT_FALSE(exists("/tmp/status") || exists("/tmp/run"));
 }
@@ -357,7 +372,7 @@ TEST_F(Detached, TheWorkerHoldsNoPipes) {
     ASSERT_EQ(launch((std::string(kUntilTold) + "exit 0").c_str()), 0);
     EXPECT_EQ(quill_pclose_thr(to, child), 3 << 8);
     write_file("/tmp/go", "");
-    EXPECT_EQ(end_of_worker(), 0);
+    expect_end(0);
 }
 
 // What the caller has not written out yet is written once.
@@ -365,7 +380,7 @@ TEST_F(Detached, BuffersOfTheCallerAreItsOwn) {
     FILE *const file = fopen("/tmp/buffered", "w");
     fputs("once", file);
     EXPECT_EQ(launch("exit 0"), 0);
-    EXPECT_EQ(end_of_worker(), 0);
+    expect_end(0);
     EXPECT_EQ(run("no-such-program"), kExit1);
     fclose(file);
     EXPECT_EQ(read_file("/tmp/buffered"), "once");

@@ -31,6 +31,7 @@ protected:
         descriptors_ = open_descriptors();
     }
     void TearDown() override {
+        if (IsSkipped()) return;
         EXPECT_EQ(open_descriptors(), descriptors_);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
     }

@@ -49,8 +49,9 @@ void own_namespace(Steps &steps) {
 
 // What the machine has, entry by entry, apart from the folders that are the device's own.
 void share_machine(Steps &steps, const std::string &root) {
-    for (const auto &entry : std::filesystem::directory_iterator("/")) {
-        const std::string path = entry.path(), inside = root + path;
+    // Not "/", in whose place an emulator may show its system root.
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/root")) {
+        const std::string path = "/" + entry.path().filename().string(), inside = root + path;
         if (path == "/dev" || path == "/tmp" || path == "/flash") continue;
         if (entry.is_symlink()) {
             steps.step(inside, [&] { return symlink(std::filesystem::read_symlink(entry).c_str(), inside.c_str()); });
@@ -108,6 +109,7 @@ std::string enter_private_device() {
     steps.mount_on(".", "/", nullptr, MS_MOVE);
     steps.step("chroot", [] { return chroot("."); });
     steps.step(cwd, [&] { return chdir(cwd); });
+    if (steps.failed()) umount2(root, MNT_DETACH);
     unlinkat(machines_tmp, strrchr(root, '/') + 1, AT_REMOVEDIR);
     close(machines_tmp);
     return steps.why();
