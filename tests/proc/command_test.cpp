@@ -24,7 +24,7 @@
 
 namespace {
 int failing_fork, failing_close;  // the n-th call from now on; 0 for none
-bool failing_start;
+bool failing_start, awkward_writes;
 }  // namespace
 
 extern "C" {
@@ -40,6 +40,14 @@ int __wrap_close(int fd) {
     if (failing_close == 0 || --failing_close > 0) return result;
     errno = EIO;
     return -1;
+}
+// Writes that take a part, and are interrupted before they take anything, in turn.
+ssize_t __real_write(int fd, const void *bytes, size_t length);
+ssize_t __wrap_write(int fd, const void *bytes, size_t length) {
+    static int calls;
+    if (!awkward_writes) return __real_write(fd, bytes, length);
+    errno = EINTR;
+    return calls++ % 2 ? __real_write(fd, bytes, length < 1000 ? length : 1000) : -1;
 }
 // quill::start_child, in which all children but those of fork start
 pid_t __real__ZN5quill11start_childEPFvPKvES1_(void (*body)(const void *), const void *argument);
@@ -268,7 +276,7 @@ protected:
         Command::SetUp();
         gets_orphans_ = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0;  // not under qemu-user
     }
-    int launch(const char *command, const char *status_file = "/tmp/status", const char *output = nullptr,
+    int launch(const char *command, const char *status_file = "/tmp/status", const char *output = "",
                const char *errors = "") {
         write_file("/tmp/remove", "");
         int ends[2];
@@ -332,7 +340,7 @@ TEST_F(Detached, EndsThatDiffer) {
         EXPECT_EQ(exists("/tmp/remove"), c.status == std::string("2\n")) << c.command;
     }
     // Without a status file; with one that cannot be made, the command is not run.
-    EXPECT_EQ(launch("exit 0", nullptr), 0);
+    EXPECT_EQ(launch("exit 0", nullptr, nullptr, nullptr), 0);
     expect_end(0);
     EXPECT_FALSE(exists("/tmp/remove"));
     EXPECT_EQ(launch("touch /tmp/run", "/no-such-folder/status"), 0);
@@ -438,7 +446,9 @@ TEST_F(Command, CopiesOfFiles) {
         std::string content(size, 'x');
         for (size_t i = 0; i < size; i++) content[i] = static_cast<char>(i * 7 / 3);
         write_file("/tmp/from", content);
+        awkward_writes = size % 2;
         EXPECT_EQ(cp_file_to_from("/tmp/to", "/tmp/from"), 1);
+        awkward_writes = false;
         EXPECT_TRUE(read_file("/tmp/to") == content) << size;
         EXPECT_EQ(mode_of("/tmp/to"), 0640u);
         unlink("/tmp/to");
@@ -464,9 +474,11 @@ TEST_F(Command, CopiesThatFail) {
     };
     for (const auto &c : cases) {
         const Interruptions interruptions;
+        failing_close = 1;  // of those that clean up, whose error is not told
         errno = 0;
         EXPECT_EQ(cp_file_to_from(c.to, c.from), 0) << c.to;
         EXPECT_EQ(errno, c.error) << c.to;
+        failing_close = 0;
         struct stat file;
         EXPECT_EQ(stat(c.to, &file) == 0 ? static_cast<long>(file.st_size) : -1, c.left) << c.to;
     }

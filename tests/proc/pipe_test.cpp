@@ -41,6 +41,7 @@ private:
 };
 
 TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
+    const mode_t callers = umask(077);
     for (const int code : {0, 2, 255}) {
         int child = 0;
         FILE *const from = quill_popen_thr(("umask; exit " + std::to_string(code)).c_str(), "r", &child);
@@ -55,7 +56,12 @@ TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
         fputs("what was written", to);
         EXPECT_EQ(quill_pclose_thr(to, child), code << 8);
         EXPECT_EQ(read_file("/tmp/got"), "what was written");
+
+        FILE *const plain = quill_popen(("cat >/tmp/got; exit " + std::to_string(code)).c_str(), "w");
+        ASSERT_TRUE(plain);
+        EXPECT_EQ(quill_pclose(plain), code << 8);
     }
+    EXPECT_EQ(umask(callers), 077u);
 }
 
 TEST_F(Pipe, RefusesOtherModes) {
