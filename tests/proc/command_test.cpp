@@ -329,9 +329,12 @@ TEST_F(Detached, EndsThatDiffer) {
     const struct {
         const char *command, *status;
     } cases[] = {
-        {"no-such-program 2>/dev/null", "2\n"}, {"kill -9 $$", "2\n"},
+        {"no-such-program 2>/dev/null", "2\n"},
+        {"kill -9 $$", "2\n"},
         {"kill -INT $$; sleep 10", "2\n"},  // as at a terminal: the command ends and the worker does not
-        {"kill -QUIT $$; sleep 10", "2\n"},     {"kill -INT $PPID; kill -QUIT $PPID; exit 0", "3\n"},
+        {"kill -QUIT $$; sleep 10", "2\n"},
+        {"kill -INT $PPID; kill -QUIT $PPID; exit 0", "3\n"},
+        {"[ -e /proc/self/fd/1 ] && [ -e /proc/self/fd/2 ]", "3\n"},  // empty names leave the caller's output
     };
     for (const auto &c : cases) {
         EXPECT_EQ(launch(c.command), 0);
@@ -418,6 +421,8 @@ TEST_F(Command, NamesOfProcessesAreOneWord) {
 }
 
 TEST_F(Command, ProcessesAreFoundByName) {
+    if (execute_command_status("command -v killall >/dev/null") != 0)
+        GTEST_SKIP() << "no killall (Debian package psmisc)";
     ASSERT_EQ(run("cp /bin/sleep /tmp/quill-sleeper"), 0);
     const pid_t sleeper = fork();
     if (sleeper == 0) {
