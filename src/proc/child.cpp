@@ -13,7 +13,7 @@
 
 #include "base/descriptor.h"
 
-// How a child starts: fork copies the caller's page tables, which takes 45 ms a gigabyte, to throw them away at the exec
+// How a child starts: fork copies the caller's page tables, some 30 ms a gigabyte, to throw them away at the exec
 // that follows. vfork copies nothing. In return two flows share one memory until the exec, and three things that a
 // fork need not mind could then harm the caller:
 //
