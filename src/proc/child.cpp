@@ -11,6 +11,7 @@
 
 #include <charconv>
 
+#include "base/broken_pipe.h"
 #include "base/descriptor.h"
 
 // How a child starts: fork copies the caller's page tables, some 30 ms a gigabyte, to throw them away at the exec
@@ -34,13 +35,20 @@ struct Start {
     sigset_t mask;
 };
 
+// Whether the action is the log client's, of a thread that logs just now in a program that ignores broken pipes.
+bool in_place_of_ignoring(const struct sigaction &action) {
+    return action.sa_handler == quill::broken_pipe.ours.load(std::memory_order_relaxed) &&
+           quill::broken_pipe.callers_ignores.load(std::memory_order_relaxed);
+}
+
 void put_default_in_place_of_handlers() {
     for (int signal = 1; signal < NSIG; signal++) {
         struct sigaction action;
         if (sigaction(signal, nullptr, &action) != 0) continue;  // one of the C library's own
         if (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN) continue;
+        const bool ignore = signal == SIGPIPE && in_place_of_ignoring(action);
         action = {};
-        action.sa_handler = SIG_DFL;
+        action.sa_handler = ignore ? SIG_IGN : SIG_DFL;
         sigaction(signal, &action, nullptr);
     }
 }

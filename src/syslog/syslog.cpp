@@ -17,6 +17,7 @@
 #include <charconv>
 #include <string_view>
 
+#include "base/broken_pipe.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
 #include "syslog/recursive_mutex.h"
@@ -149,7 +150,11 @@ public:
         sigemptyset(&ours.sa_mask);
         // Known before ours is in place: a child that is forked in between looks here for what to put back.
         installed_ = sigaction(SIGPIPE, nullptr, &previous_) == 0;
-        if (installed_ && previous_.sa_handler != on_broken_pipe) state.callers_action = previous_;
+        if (installed_ && previous_.sa_handler != on_broken_pipe) {
+            state.callers_action = previous_;
+            quill::broken_pipe.callers_ignores.store(previous_.sa_handler == SIG_IGN, std::memory_order_relaxed);
+            quill::broken_pipe.ours.store(on_broken_pipe, std::memory_order_relaxed);
+        }
         std::atomic_signal_fence(std::memory_order_seq_cst);
         installed_ = installed_ && sigaction(SIGPIPE, &ours, nullptr) == 0;
     }

@@ -6,11 +6,15 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 
 #include "support/descriptors.h"
+#include "support/log_daemon.h"
 #include "support/private_device.h"
 
 namespace {
@@ -143,17 +147,21 @@ TEST_F(Pipe, WhateverStandardDescriptorsAreClosed) {
     }
 }
 
-// Signals: as with any program that is run, but nothing of the caller's is run in the child.
+// --- signals: as with any program that is run, but nothing of the caller's is run in the child
+
+constexpr unsigned long long bit(int number) { return 1ull << (number - 1); }
+
+// Of /proc/self/status, in a command.
+unsigned long long signals_of_a_command(const std::string &name) {
+    int child;
+    FILE *const from =
+        quill_popen_thr(("exec sed -n 's/^" + name + ":[ \t]*//p' /proc/self/status").c_str(), "r", &child);
+    const std::string text = read_all(from);
+    quill_pclose_thr(from, child);
+    return std::stoull(text, nullptr, 16);
+}
+
 TEST_F(Pipe, SignalsOfTheCommandAreTheCallers) {
-    const auto field = [](const std::string &name) {
-        int child;
-        FILE *const from =
-            quill_popen_thr(("exec sed -n 's/^" + name + ":[ \t]*//p' /proc/self/status").c_str(), "r", &child);
-        const std::string text = read_all(from);
-        quill_pclose_thr(from, child);
-        return std::stoull(text, nullptr, 16);
-    };
-    const auto bit = [](int number) { return 1ull << (number - 1); };
     const auto handler = [](int) {};
     signal(SIGTERM, handler);
     signal(SIGUSR2, SIG_IGN);
@@ -161,13 +169,37 @@ TEST_F(Pipe, SignalsOfTheCommandAreTheCallers) {
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &blocked, &callers);
-    EXPECT_EQ(field("SigBlk"), bit(SIGUSR1));
-    EXPECT_TRUE(field("SigIgn") & bit(SIGUSR2));
-    EXPECT_FALSE(field("SigIgn") & bit(SIGTERM));
-    EXPECT_FALSE(field("SigCgt") & bit(SIGTERM));
+    EXPECT_EQ(signals_of_a_command("SigBlk"), bit(SIGUSR1));
+    const auto ignored = signals_of_a_command("SigIgn");
+    EXPECT_TRUE(ignored & bit(SIGUSR2));
+    EXPECT_FALSE(ignored & bit(SIGTERM));
+    EXPECT_FALSE(signals_of_a_command("SigCgt") & bit(SIGTERM));
     pthread_sigmask(SIG_SETMASK, &callers, nullptr);
     EXPECT_EQ(signal(SIGTERM, SIG_DFL), static_cast<void (*)(int)>(handler)) << "the caller's action is its own";
     signal(SIGUSR2, SIG_DFL);
+}
+
+// While a message is on its way, the log client has the action on a broken pipe.
+TEST_F(Pipe, WhileAnotherThreadLogsABrokenPipeIsIgnoredWhereTheCallerDoes) {
+    for (const bool ignored : {true, false}) {
+        signal(SIGPIPE, ignored ? SIG_IGN : SIG_DFL);
+        quill::test::LogDaemon daemon;
+        std::atomic<bool> done = false;
+        std::thread logger([&] {
+            for (int i = 0; i < 1000; i++) syslog(LOG_ERR, "until there is no room");
+            done = true;
+        });
+        const auto logging = [] {
+            struct sigaction action;
+            sigaction(SIGPIPE, nullptr, &action);
+            return action.sa_handler != SIG_IGN && action.sa_handler != SIG_DFL;
+        };
+        for (int times = 0; times < 50; usleep(1000)) times = logging() ? times + 1 : 0;
+        EXPECT_EQ((signals_of_a_command("SigIgn") & bit(SIGPIPE)) != 0, ignored);
+        while (!done) daemon.receive(1);
+        logger.join();
+        closelog();
+    }
 }
 
 }  // namespace
