@@ -167,6 +167,9 @@ TEST_F(Command, WordsOfADirectCommand) {
         EXPECT_TRUE(words == c.words) << words.substr(0, 100);
         EXPECT_TRUE(command == c.command) << "the caller's text has changed";
     }
+    errno = ERANGE;
+    EXPECT_EQ(run("no-such-program"), kExit1);
+    EXPECT_EQ(errno, ERANGE) << "the child's error is not the caller's";
     EXPECT_EQ(execute_command_status_no_io(nullptr, nullptr, nullptr), kExit1);
     char fine[] = "true", failing[] = "false";
     EXPECT_EQ(execute_command_no_io(fine), 1);
