@@ -256,6 +256,11 @@ static void processes(void) {
     char *words[3];
     CHECK(cmdline_to_argv(3, words, line) == 3 && strcmp(words[2], "north wing") == 0);
     CHECK(args_to_cmdline(text, sizeof text, "echo", "a;b", (char *)NULL) == 10 && strcmp(text, "echo \"a;b\"") == 0);
+
+    char path[200];
+    memset(path, 'a', sizeof path - 1);
+    path[sizeof path - 1] = '\0';
+    CHECK(saveMachineInfo(path) == 0); /* too long */
 }
 
 int main(void) {
