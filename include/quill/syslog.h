@@ -50,13 +50,6 @@
 
 #include <quill/types.h>
 
-/* The C library promises C++ that setlogmask throws nothing, and a second declaration has to say the same. */
-#if defined(__cplusplus) && defined(__THROW)
-#define QUILL_THROWS_NOTHING __THROW
-#else
-#define QUILL_THROWS_NOTHING
-#endif
-
 QUILL_BEGIN_DECLS
 
 /* The facility of messages that have none: 53, outside of the standard's range. */

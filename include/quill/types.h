@@ -41,6 +41,14 @@
 /* QUILL_API marks what the shared object exports; everything else in it is hidden. */
 #define QUILL_API __attribute__((visibility("default")))
 
+/* QUILL_THROWS_NOTHING marks functions that the C library declares as well: it promises C++ that they throw nothing, and
+ * a second declaration has to say the same. */
+#if defined(__cplusplus) && defined(__THROW)
+#define QUILL_THROWS_NOTHING __THROW
+#else
+#define QUILL_THROWS_NOTHING
+#endif
+
 QUILL_BEGIN_DECLS
 
 /* quill_word is a machine word: an unsigned number, or a pointer cast to one. It is 32 bits on the device and as wide

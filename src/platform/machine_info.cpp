@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/paths.h"
 #include "base/shell_line.h"
-#include "platform/paths.h"
 
 namespace {
 
@@ -15,12 +15,12 @@ bool always() { return true; }
 
 bool has_current_config() {
     struct stat file;
-    return stat(quill::kCurrentConfig, &file) == 0 && file.st_size > 0;
+    return stat(quill::paths::kCurrentConfig, &file) == 0 && file.st_size > 0;
 }
 
 bool has_boc_configs() {
     struct stat file;
-    return stat(quill::kBocConfigList, &file) == 0;
+    return stat(quill::paths::kBocConfigList, &file) == 0;
 }
 
 struct Step {

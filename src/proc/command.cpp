@@ -18,6 +18,7 @@
 #include "base/descriptor.h"
 #include "base/memory.h"
 #include "base/shell_line.h"
+#include "base/text_file.h"
 #include "proc/child.h"
 
 // All children end with _exit: exit would write out, once more, what the caller has in its stdio buffers, and run its
@@ -90,14 +91,6 @@ void run_directly(const void *argument) {
 // --- the worker of a detached command, in which only what is async-signal-safe may be called: it is forked from a
 // process that may have had other threads, and the locks of these are as they were at that moment
 
-// Puts content in place of the file's, making the file where there is none; false when it cannot be opened. What it
-// does not take, nobody is told of.
-bool replace_content(const char *path, std::string_view content) {
-    const Descriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (file) (void)quill::write_all(file.get(), content);
-    return static_cast<bool>(file);
-}
-
 // The worker outlives the signals of a terminal, as system() does. A handler, unlike an ignored signal, is not handed on
 // to the command.
 void outlive(int signal) {
@@ -130,11 +123,11 @@ bool shell_succeeds(const char *command) {
     umask(quill::kChildUmask);
     if (output && *output) redirect(STDOUT_FILENO, output);
     if (errors && *errors) redirect(STDERR_FILENO, errors);
-    if (status_file && !replace_content(status_file, "1\n")) _exit(255);
+    if (status_file && !quill::replace_content(status_file, "1\n")) _exit(255);
     signal(SIGCHLD, SIG_DFL);
     const bool succeeded = shell_succeeds(command);
     if (succeeded && delete_on_success) unlink(delete_on_success);
-    if (status_file) replace_content(status_file, succeeded ? "3\n" : "2\n");
+    if (status_file) quill::replace_content(status_file, succeeded ? "3\n" : "2\n");
     _exit(0);
 }
 
@@ -206,7 +199,7 @@ int process_normal(const char *name) {
 int execute_command_proc(int character, const char *path) {
     const NoCancellation no_cancellation;
     const char content = static_cast<char>(character);
-    if (!replace_content(path, {&content, 1})) perror("execute_command_proc failure ");
+    if (!quill::replace_content(path, {&content, 1})) perror("execute_command_proc failure ");
     return 1;
 }
 

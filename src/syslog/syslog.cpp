@@ -20,6 +20,10 @@
 #include "base/broken_pipe.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/paths.h"
+#include "base/text_file.h"
+#include "base/paths.h"
+#include "base/text_file.h"
 #include "syslog/recursive_mutex.h"
 
 // How a message goes out: under the lock, the broken-pipe signal is taken over, the connection made if there is none,
@@ -35,16 +39,15 @@ extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*chi
 
 namespace {
 
+using quill::FileNumber;
 using std::string_view;
+namespace paths = quill::paths;
 
 // The standard values, said again because <syslog.h> cannot be included: fortified, it defines these functions itself.
 enum Option { kProcessId = 1, kConsoleOnFailure = 2, kConnectNow = 8, kStandardErrorToo = 32 };
 constexpr int kLevelBits = 7;
 constexpr int kFacilityBits = 0x7f << 3;
 
-constexpr char kDaemon[] = "/dev/log";
-constexpr char kConsole[] = "/dev/console";
-constexpr char kMeshRole[] = "/tmp/mesh_role";
 constexpr char kIdentity[] = "syslog";
 constexpr int kEveryLevel = 0xff;
 constexpr int kRoleUnread = -1;
@@ -183,13 +186,8 @@ void after_fork_in_child() {
 // --- the connection
 
 void read_mesh_role() {
-    FILE *file = fopen(kMeshRole, "re");
-    if (!file) {
-        state.mesh_role = 0;
-        return;
-    }
-    if (fscanf(file, "%d", &state.mesh_role) != 1) state.mesh_role = kRoleUnread;
-    fclose(file);
+    state.mesh_role = 0;
+    if (quill::read_number(paths::kMeshRole, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
 }
 
 // A program that has closed its standard descriptors must not find the daemon where it prints to.
@@ -214,8 +212,8 @@ bool make_connection() {
     if (state.socket == -1 || state.connected) return false;
     struct sockaddr_un daemon = {};
     daemon.sun_family = AF_UNIX;
-    memcpy(daemon.sun_path, kDaemon, sizeof kDaemon);
-    constexpr socklen_t length = offsetof(struct sockaddr_un, sun_path) + sizeof kDaemon - 1;
+    memcpy(daemon.sun_path, paths::kLogDaemon, sizeof paths::kLogDaemon);
+    constexpr socklen_t length = offsetof(struct sockaddr_un, sun_path) + sizeof paths::kLogDaemon - 1;
     state.connected = connect(state.socket, reinterpret_cast<const struct sockaddr *>(&daemon), length) == 0;
     return state.connected;
 }
@@ -345,7 +343,7 @@ bool send_to_daemon(string_view record) {
 }
 
 void write_to_console(string_view text) {
-    const quill::Descriptor console(open(kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC));
+    const quill::Descriptor console(open(paths::kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC));
     // It gets what it takes; nobody could be told of a failure. So with standard error.
     if (console) (void)quill::write_all(console.get(), text);
 }

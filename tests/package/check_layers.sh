@@ -15,7 +15,7 @@ allowed() {
         syslog) echo quill/syslog ;;
         text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
         proc) echo quill/pipe quill/command quill/argv ;;
-        platform) echo quill/machine_info quill/command ;;
+        platform) echo quill/flash quill/identity quill/storage quill/machine_info quill/cfgm quill/command ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac

@@ -1,0 +1,90 @@
+// The small text files that the kernel and the daemons publish: read at every use, a number or a line each.
+#pragma once
+
+#include <fcntl.h>
+#include <limits.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <span>
+#include <string_view>
+
+#include "base/ascii.h"
+#include "base/cancellation.h"
+#include "base/descriptor.h"
+
+namespace quill {
+
+// A decimal number as scanf's %d takes it from the characters that next gives, which ends them with what is no digit:
+// white space, a sign, digits. A number that no int holds becomes the nearest that one does. False when there is none.
+template <typename Next>
+[[nodiscard]] bool scan_int(Next next, int *number) {
+    int c = next();
+    while (is_space(c)) c = next();
+    const bool negative = c == '-';
+    if (c == '-' || c == '+') c = next();
+    if (!is_digit(c)) return false;
+    int64_t value = 0;
+    for (; is_digit(c); c = next()) {
+        value = value * 10 + (c - '0');
+        if (value > int64_t{INT_MAX} + 1) value = int64_t{INT_MAX} + 1;
+    }
+    if (negative) value = -value;
+    *number = static_cast<int>(value > INT_MAX ? INT_MAX : value);
+    return true;
+}
+
+// The same from a text, as atoi does it: 0 when there is no number.
+inline int int_of(const char *text) {
+    int number;
+    return scan_int([&] { return *text ? *text++ : '\0'; }, &number) ? number : 0;
+}
+
+enum class FileNumber { kNoFile, kNoNumber, kRead };
+
+// The number at the start of a file; *number is only written when it is read.
+[[nodiscard]] inline FileNumber read_number(const char *path, int *number) {
+    const NoCancellation no_cancellation;
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file) return FileNumber::kNoFile;
+    char chunk[64];
+    ssize_t length = 0, at = 0;
+    const auto next = [&]() -> int {
+        if (at == length) {
+            at = 0;
+            length = read(file.get(), chunk, sizeof chunk);
+            if (length <= 0) length = 0;
+        }
+        return length == 0 ? -1 : chunk[at++];
+    };
+    return scan_int(next, number) ? FileNumber::kRead : FileNumber::kNoNumber;
+}
+
+// Fills the buffer from the file's start, as far as there is content, and puts a NUL behind it, in the last byte at the
+// furthest. Returns how much was read; -1 with errno when nothing could be.
+inline ssize_t read_start(int fd, std::span<char> buffer) {
+    size_t length = 0;
+    while (length < buffer.size() - 1) {
+        const ssize_t part = read(fd, buffer.data() + length, buffer.size() - 1 - length);
+        if (part < 0 && length == 0) return -1;
+        if (part <= 0) break;
+        length += static_cast<size_t>(part);
+    }
+    buffer[length] = '\0';
+    return static_cast<ssize_t>(length);
+}
+
+// Opens a file to be written anew, making it where there is none, as fopen does for "w". Async-signal-safe, as is what
+// follows; the caller holds cancellation off.
+inline Descriptor open_to_replace(const char *path) {
+    return Descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+}
+
+// Puts content in place of the file's; false when it cannot be opened. What it does not take, nobody is told of.
+inline bool replace_content(const char *path, std::string_view content) {
+    const Descriptor file = open_to_replace(path);
+    if (file) (void)write_all(file.get(), content);
+    return static_cast<bool>(file);
+}
+
+}  // namespace quill
