@@ -7,6 +7,7 @@
 #include <quill/btree.h>
 #include <quill/command.h>
 #include <quill/component_log.h>
+#include <quill/flash.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 #include <quill/idx_table.h>

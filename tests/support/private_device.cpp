@@ -12,10 +12,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 namespace quill::test {
 
 namespace {
+
+constexpr char kMachineProc[] = "/machine-proc";
 
 // What failed first; later steps are then skipped.
 class Steps {
@@ -38,9 +41,9 @@ private:
 
 void own_namespace(Steps &steps) {
     const unsigned uid = getuid(), gid = getgid();
-    if (unshare(CLONE_NEWNS) == 0) return;
+    if (unshare(CLONE_NEWNS | CLONE_NEWIPC) == 0) return;
     // Without privilege: as root of a user namespace that knows this user alone.
-    steps.step("unshare", [] { return unshare(CLONE_NEWUSER | CLONE_NEWNS); });
+    steps.step("unshare", [] { return unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWIPC); });
     if (steps.failed()) return;
     write_file("/proc/self/setgroups", "deny");
     write_file("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
@@ -52,7 +55,7 @@ void share_machine(Steps &steps, const std::string &root) {
     // Not "/", in whose place an emulator may show its system root.
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/root")) {
         const std::string path = "/" + entry.path().filename().string(), inside = root + path;
-        if (path == "/dev" || path == "/tmp" || path == "/flash") continue;
+        if (std::set<std::string>{"/dev", "/tmp", "/flash", "/flash1", "/mnt"}.contains(path)) continue;
         if (entry.is_symlink()) {
             steps.step(inside, [&] { return symlink(std::filesystem::read_symlink(entry).c_str(), inside.c_str()); });
         } else if (entry.is_directory()) {
@@ -103,7 +106,10 @@ std::string enter_private_device() {
         share_machine(steps, root);
         make_dev(steps, root + std::string("/dev"));
         make_tmp(steps, root, cwd);
-        steps.step("/flash", [&] { return mkdir((root + std::string("/flash")).c_str(), 0755); });
+        for (const char *folder : {"/flash", "/mnt", "/mnt/usbdisk"}) {
+            steps.step(folder, [&] { return mkdir((root + std::string(folder)).c_str(), 0755); });
+        }
+        mkdir((root + std::string(kMachineProc)).c_str(), 0755);  // there already, in a private device inside another
     }
     steps.step(root, [&] { return chdir(root); });
     steps.mount_on(".", "/", nullptr, MS_MOVE);
@@ -113,6 +119,22 @@ std::string enter_private_device() {
     unlinkat(machines_tmp, strrchr(root, '/') + 1, AT_REMOVEDIR);
     close(machines_tmp);
     return steps.why();
+}
+
+std::string enter_private_proc() {
+    Steps steps;
+    const bool first = access((kMachineProc + std::string("/self")).c_str(), F_OK) != 0;
+    if (first) steps.mount_on("/proc", kMachineProc, nullptr, MS_BIND | MS_REC);
+    steps.mount_on("tmpfs", "/proc", "tmpfs", 0);
+    for (const char *name : {"self", "thread-self", "sys"}) {
+        const std::string machines = std::string(kMachineProc) + "/" + name, own = std::string("/proc/") + name;
+        steps.step(own, [&] { return symlink(machines.c_str(), own.c_str()); });
+    }
+    return steps.why();
+}
+
+void leave_private_proc() {
+    if (access((kMachineProc + std::string("/self")).c_str(), F_OK) == 0) umount2("/proc", MNT_DETACH);
 }
 
 void write_file(const std::string &path, const std::string &content) { std::ofstream(path) << content; }

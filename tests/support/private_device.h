@@ -1,5 +1,6 @@
-// A device of the test's own: a mount namespace in which /dev, /tmp and /flash are empty but for what every program needs,
-// so that the fixed paths of the product can be given any content without touching the machine's.
+// A device of the test's own: a mount namespace in which /dev, /tmp, /flash and /mnt/usbdisk are empty but for what every
+// program needs, and /flash1 is missing, so that the fixed paths of the product can be given any content without touching
+// the machine's; and a namespace of System V semaphores, in which there are none.
 #pragma once
 
 #include <string>
@@ -9,6 +10,11 @@ namespace quill::test {
 // Moves the calling thread, and the threads and processes that it starts from then on, into a private device. Returns
 // an empty text, or why this machine allows none.
 std::string enter_private_device();
+
+// In a private device, an empty /proc for files with the names of the kernel's. What a process asks about itself stays.
+std::string enter_private_proc();
+// The machine's again: some sanitizers ask it about threads when the test ends.
+void leave_private_proc();
 
 // Writes a file, over an old one.
 void write_file(const std::string &path, const std::string &content);
@@ -20,3 +26,6 @@ std::string read_file(const std::string &path);
 #define ENTER_PRIVATE_DEVICE()                                                     \
     if (const std::string why = quill::test::enter_private_device(); !why.empty()) \
     GTEST_SKIP() << "no private device: " << why
+#define ENTER_PRIVATE_PROC()                                                     \
+    if (const std::string why = quill::test::enter_private_proc(); !why.empty()) \
+    GTEST_SKIP() << "no private /proc: " << why
