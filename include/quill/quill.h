@@ -10,6 +10,7 @@
 #include <quill/flash.h>
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
+#include <quill/identity.h>
 #include <quill/idx_table.h>
 #include <quill/ipv6.h>
 #include <quill/list.h>

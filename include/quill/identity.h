@@ -1,0 +1,127 @@
+/* quill/identity.h: which access point this is, and in what state.
+ *
+ * Most functions read one small text file that the kernel or a daemon publishes, at every call, and answer the number
+ * in it. Numbers are decimal with white space and a sign before them; what follows them is not looked at, and one that
+ * no int holds counts as the nearest that one does. Files are read in at most 31 characters of their first line, except
+ * where "%d" is said: there the number may follow any white space, lines included.
+ *
+ *     function                   file               answers when there is no file    no number in it
+ *     getApType                  /proc/ap_model     0                                0
+ *     getApFlashVariant          /proc/fl_var       -1                               0, -1 when it is empty
+ *     get_ap_booted_partition    /proc/booted       -2                               0, -2 when it is empty
+ *     get_mesh_role              /tmp/mesh_role     0                                0          "%d"
+ *     is_mesh_ap                 /tmp/mesh_role     0                                0          "%d"
+ *     get_ap_installation_type   the caller's       -1                               0          "%d"
+ *     getSysUptime               /proc/uptime       -1, with a message               0
+ *     getSysUptime_d             /proc/uptime       -1.0                             see there
+ *
+ * All functions may be called from several threads. Those that read a file hold cancellation off while they do.
+ */
+#ifndef QUILL_IDENTITY_H
+#define QUILL_IDENTITY_H
+
+#include <quill/types.h>
+#include <sys/types.h>
+#include <time.h>
+
+QUILL_BEGIN_DECLS
+
+/* ---- the model ---- */
+
+/* ApType is the model number once getApType has read one, else 0. Programs may read it. */
+QUILL_API extern int ApType;
+
+/* getApType returns the model number. It is read once: as long as it is 0, each call reads the file again. */
+QUILL_API int getApType(void);
+
+/* isHalvoraAp returns 1 for the partner-branded models, 17 and 18, else 0. */
+QUILL_API int isHalvoraAp(uint32_t model);
+
+/* getApFlashVariant returns the layout variant of the flash, get_ap_booted_partition the partition that the system was
+ * started from. */
+QUILL_API int getApFlashVariant(void);
+QUILL_API int get_ap_booted_partition(void);
+
+/* get_ap_installation_type returns the installation type that the file at path holds; 0 for a null path. */
+QUILL_API int get_ap_installation_type(const char *path);
+
+/* ---- mesh ---- */
+
+/* get_mesh_role returns the mesh role, 0 for none; is_mesh_ap whether it is not 0. */
+QUILL_API int get_mesh_role(void);
+QUILL_API int is_mesh_ap(void);
+
+/* ---- radios and their virtual access points ----
+ *
+ * The radio daemons have fuller records of these; they fill in these for the calls below. */
+
+/* quill_vap is a virtual access point: 1 byte. */
+typedef struct quill_vap {
+    uint8_t type; /* 25 and 30 are the mesh types */
+} quill_vap;
+
+/* quill_radio is a radio: 12 bytes. */
+typedef struct quill_radio {
+    uint32_t mode;      /* 1: of two radios the first with this mode has every BSSID */
+    uint32_t vap_count; /* a power of two: BSSIDs differ in their last bits */
+    uint8_t bssid_mask; /* the bits of a BSSID's last byte that all of the radio's BSSIDs share */
+    uint8_t bssid_base; /* what these bits are */
+    uint8_t zero[2];
+} quill_radio;
+
+/* get_mesh_vap_id returns whether the virtual access point is of a mesh type, as 1 or 0; with selector 1 whether it is
+ * not. Reentrant. */
+QUILL_API int get_mesh_vap_id(const quill_vap *vap, uint32_t selector);
+
+/* bssid_to_wifi_vap returns the index of a BSSID's virtual access point: the last byte of the 6 AND vap_count - 1.
+ * Reentrant. */
+QUILL_API int bssid_to_wifi_vap(const quill_radio *radio, const uint8_t *bssid);
+
+/* bssid_to_wifi_dev returns which radio a BSSID belongs to: 0 when the first one's mode is 1, or when the BSSID's last
+ * byte under the second one's mask is its base; else 1. Reentrant. */
+QUILL_API int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *second, const uint8_t *bssid);
+
+/* ---- time ---- */
+
+enum { QUILL_RTC_TIME_SIZE = 32 };
+
+/* getRtcTime writes the local time into buf, QUILL_RTC_TIME_SIZE bytes, and returns the text's length. The order is
+ * month, day, year, without leading zeros: 3-5-2024@07-08-09 is the 5th of March. */
+QUILL_API int getRtcTime(char *buf);
+
+/* getSysUptime returns whole seconds since boot, or -1 after perror("fopen") or perror("fread"). It opens the file for
+ * reading and writing, deliberately: to programs without that right, there is no answer. */
+QUILL_API int getSysUptime(void);
+
+/* getSysUptime_d returns seconds since boot with their fraction; but -1.0 whenever the file has fewer than 256 bytes,
+ * which the kernel's always has. Programs are written to that. */
+QUILL_API double getSysUptime_d(void);
+
+/* get_build_time returns when the library was built: the local time of the build as local time of the caller. A
+ * reproducible build sets SOURCE_DATE_EPOCH, and this is then that moment in UTC. */
+QUILL_API time_t get_build_time(void);
+
+/* ---- what this platform does not have: programs ask for it, and go by these answers ---- */
+
+/* getSwVersion zeroes the first 5 bytes of buf and returns 0. Reentrant. */
+QUILL_API int getSwVersion(char *buf);
+
+/* getEnv and forceGetEnv return -1, and leave buf as it is: the boot environment cannot be read. Reentrant. */
+QUILL_API int getEnv(const char *name, char *buf);
+QUILL_API int forceGetEnv(const char *name, char *buf);
+
+/* dpi_is_enabled returns whether the boot environment's bootargs have dpi_enabled: always 0. Reentrant. */
+QUILL_API int dpi_is_enabled(void);
+
+/* isinitdifn is 0 at the start. The library neither reads nor writes it; programs do. */
+QUILL_API extern int isinitdifn;
+
+/* ---- threads ---- */
+
+/* gettid returns the calling thread's id in the kernel (gettid(2)), also where the C library has no such function.
+ * Reentrant. */
+QUILL_API pid_t gettid(void) QUILL_THROWS_NOTHING;
+
+QUILL_END_DECLS
+
+#endif

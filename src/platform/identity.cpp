@@ -1,0 +1,183 @@
+#include <quill/identity.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <string_view>
+
+#include "base/cancellation.h"
+#include "base/descriptor.h"
+#include "base/paths.h"
+#include "base/text_file.h"
+
+using quill::FileNumber;
+namespace paths = quill::paths;
+
+// The cached model. Threads may set it at the same time, to the same number.
+constinit int ApType = 0;
+constinit int isinitdifn = 0;
+
+namespace {
+
+constexpr size_t kLine = 32;     // a line of a published file, with its NUL
+constexpr size_t kUptime = 256;  // what is read of the uptime
+
+// The number that the first line of a file begins with; other when there is no line.
+int number_of_line(const char *path, int other) {
+    const quill::NoCancellation no_cancellation;
+    const quill::Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    char line[kLine];
+    if (!file || quill::read_start(file.get(), line) <= 0) return other;
+    line[strcspn(line, "\n")] = '\0';
+    return quill::int_of(line);
+}
+
+int number_of_file(const char *path, int without_file, int without_number) {
+    int number;
+    switch (quill::read_number(path, &number)) {
+        case FileNumber::kNoFile: return without_file;
+        case FileNumber::kNoNumber: return without_number;
+        case FileNumber::kRead: break;
+    }
+    return number;
+}
+
+uint8_t last_byte(const uint8_t *bssid) { return bssid[5]; }
+
+// --- the moment of the build, from the compiler's texts: "Oct 23 2023" and "01:22:56"
+
+constexpr char kMonths[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+constexpr int month_index(std::string_view name) {
+    const auto *const found = std::find(std::begin(kMonths), std::end(kMonths), name);
+    return found == std::end(kMonths) ? 0 : static_cast<int>(found - std::begin(kMonths));
+}
+
+// Digits, the first of which may be a blank.
+constexpr int number_at(std::string_view text, size_t at, size_t digits) {
+    int number = 0;
+    for (const char digit : text.substr(at, digits)) number = number * 10 + (digit == ' ' ? 0 : digit - '0');
+    return number;
+}
+
+constexpr tm broken_down(std::string_view date, std::string_view time) {
+    tm moment = {};
+    moment.tm_mon = month_index(date.substr(0, 3));
+    moment.tm_mday = number_at(date, 4, 2);
+    moment.tm_year = number_at(date, 7, 4) - 1900;
+    moment.tm_hour = number_at(time, 0, 2);
+    moment.tm_min = number_at(time, 3, 2);
+    moment.tm_sec = number_at(time, 6, 2);
+    return moment;
+}
+
+constexpr tm kBuild = broken_down(__DATE__, __TIME__);
+static_assert(broken_down("Oct  3 2023", "01:22:56").tm_mday == 3 && month_index("Oct") == 9 &&
+              month_index("???") == 0);
+
+}  // namespace
+
+// --- the model
+
+int getApType() {
+    const std::atomic_ref model(ApType);
+    if (model == 0) model = number_of_line(paths::kApModel, 0);
+    return model;
+}
+
+int isHalvoraAp(uint32_t model) { return model == 17 || model == 18; }
+
+int getApFlashVariant() { return number_of_line(paths::kFlashVariant, -1); }
+
+int get_ap_booted_partition() { return number_of_line(paths::kBootedPartition, -2); }
+
+int get_ap_installation_type(const char *path) { return path ? number_of_file(path, -1, 0) : 0; }
+
+// --- mesh
+
+int get_mesh_role() { return number_of_file(paths::kMeshRole, 0, 0); }
+
+int is_mesh_ap() { return get_mesh_role() != 0; }
+
+// --- radios
+
+int get_mesh_vap_id(const quill_vap *vap, uint32_t selector) {
+    const bool mesh = vap->type == 25 || vap->type == 30;
+    return mesh != (selector == 1);
+}
+
+int bssid_to_wifi_vap(const quill_radio *radio, const uint8_t *bssid) {
+    return static_cast<int>(last_byte(bssid) & (radio->vap_count - 1));
+}
+
+int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *second, const uint8_t *bssid) {
+    if (first->mode == 1) return 0;
+    return (last_byte(bssid) & second->bssid_mask) != second->bssid_base;
+}
+
+// --- time
+
+int getRtcTime(char *buf) {
+    const time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+    return snprintf(buf, QUILL_RTC_TIME_SIZE, "%d-%d-%d@%02d-%02d-%02d", local.tm_mon + 1, local.tm_mday,
+                    local.tm_year + 1900, local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+int getSysUptime() {
+    const quill::NoCancellation no_cancellation;
+    const quill::Descriptor file(open(paths::kUptime, O_RDWR | O_CLOEXEC));
+    if (!file) {
+        perror("fopen");
+        return -1;
+    }
+    char text[kUptime + 1];
+    if (quill::read_start(file.get(), text) < 0) {
+        perror("fread");
+        return -1;
+    }
+    return quill::int_of(text);
+}
+
+double getSysUptime_d() {
+    const quill::NoCancellation no_cancellation;
+    const quill::Descriptor file(open(paths::kUptime, O_RDONLY | O_CLOEXEC));
+    char text[kUptime + 1];
+    // Only a whole buffer counts, as it always has: a file of the usual length gives no answer.
+    if (!file || quill::read_start(file.get(), text) < static_cast<ssize_t>(kUptime)) return -1.0;
+    return atof(text);
+}
+
+time_t get_build_time() {
+    tm moment = kBuild;
+    return mktime(&moment);
+}
+
+// --- what this platform does not have
+
+int getSwVersion(char *buf) {
+    memset(buf, 0, 5);
+    return 0;
+}
+
+int forceGetEnv(const char *, char *) { return -1; }
+
+int getEnv(const char *name, char *buf) { return forceGetEnv(name, buf); }
+
+int dpi_is_enabled() {
+    char arguments[1024] = "";
+    return forceGetEnv("bootargs", arguments) != -1 && strstr(arguments, "dpi_enabled") != nullptr;
+}
+
+// --- threads
+
+pid_t gettid() QUILL_THROWS_NOTHING { return static_cast<pid_t>(syscall(SYS_gettid)); }
