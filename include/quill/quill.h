@@ -22,6 +22,7 @@
 #include <quill/savl.h>
 #include <quill/savle.h>
 #include <quill/smss.h>
+#include <quill/storage.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
 #include <quill/syslog.h>
