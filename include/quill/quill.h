@@ -5,6 +5,7 @@
 #include <quill/address.h>
 #include <quill/argv.h>
 #include <quill/btree.h>
+#include <quill/cfgm.h>
 #include <quill/command.h>
 #include <quill/component_log.h>
 #include <quill/flash.h>

@@ -263,9 +263,20 @@ static void processes(void) {
     CHECK(saveMachineInfo(path) == 0); /* too long */
 }
 
+static void device(void) {
+    const uint8_t bssid[6] = {0, 0, 0, 0, 0, 0x2b};
+    quill_radio radio = {0};
+    radio.vap_count = 16;
+    CHECK(sizeof radio == 12 && bssid_to_wifi_vap(&radio, bssid) == 11);
+    CHECK(isHalvoraAp(17) && getEnv("bootargs", NULL) == -1 && gettid() > 0);
+    CHECK(set_ap_flash_dev_name("/dev/mtd1") == 9 && strcmp(get_ap_flash_dev_name(), "/dev/mtd1") == 0);
+    CHECK(is_file_present("/") == 1 && freeDisk(0) != -1);
+}
+
 int main(void) {
     logs();
     processes();
+    device();
     wire();
     containers();
     avl_trees();
