@@ -260,17 +260,17 @@ void fix_zero_and_all_1_ip_addr(int family) {
     all_1_ip_addr = make_either(family, ipv6_ones);
 }
 
-// --- arithmetic on address words: the names mark what a caller mixes, and are the same functions
+// --- arithmetic on address words: the prefixes mark what a caller mixes, and change nothing
 
 uint32_t nh_addl(uint32_t a, uint32_t b) { return a + b; }
+uint32_t nn_addl(uint32_t a, uint32_t b) { return a + b; }
 uint32_t nh_subl(uint32_t a, uint32_t b) { return a - b; }
+uint32_t nn_subl(uint32_t a, uint32_t b) { return a - b; }
 uint32_t nh_adds(uint32_t a, uint32_t b) { return (a + b) & 0xffff; }
+uint32_t nn_adds(uint32_t a, uint32_t b) { return (a + b) & 0xffff; }
 uint32_t nh_subs(uint32_t a, uint32_t b) { return (a - b) & 0xffff; }
+uint32_t nn_subs(uint32_t a, uint32_t b) { return (a - b) & 0xffff; }
 uint32_t nh_andl(uint32_t a, uint32_t b) { return a & b; }
-[[gnu::alias("nh_addl"), gnu::nothrow]] uint32_t nn_addl(uint32_t, uint32_t);
-[[gnu::alias("nh_subl"), gnu::nothrow]] uint32_t nn_subl(uint32_t, uint32_t);
-[[gnu::alias("nh_adds"), gnu::nothrow]] uint32_t nn_adds(uint32_t, uint32_t);
-[[gnu::alias("nh_subs"), gnu::nothrow]] uint32_t nn_subs(uint32_t, uint32_t);
-[[gnu::alias("nh_andl"), gnu::nothrow]] uint32_t nn_andl(uint32_t, uint32_t);
-[[gnu::alias("nh_andl"), gnu::nothrow]] uint32_t nh_ands(uint32_t, uint32_t);
-[[gnu::alias("nh_andl"), gnu::nothrow]] uint32_t nn_ands(uint32_t, uint32_t);
+uint32_t nn_andl(uint32_t a, uint32_t b) { return a & b; }
+uint32_t nh_ands(uint32_t a, uint32_t b) { return a & b; }
+uint32_t nn_ands(uint32_t a, uint32_t b) { return a & b; }

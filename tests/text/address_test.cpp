@@ -223,8 +223,8 @@ TEST(Address, EitherFamilyToText) {
     EXPECT_STREQ(quill_ipv6_to_str(v6.addr), "fe80::1");
     EXPECT_EQ(quill_ip_to_str_r(v4, room(16), 16), reinterpret_cast<char *>(page.room(0, 0)) - 16);
     EXPECT_STREQ(quill_ip_to_str_r(v6, room(8), 8), "fe80::1");
-    for (const size_t size : {0, 1, 15}) EXPECT_EQ(quill_ip_to_str_r(v4, room(size), size), nullptr) << size;
-    for (const size_t size : {0, 1, 7}) EXPECT_EQ(quill_ip_to_str_r(v6, room(size), size), nullptr) << size;
+    for (const size_t size : {0u, 1u, 15u}) EXPECT_EQ(quill_ip_to_str_r(v4, room(size), size), nullptr) << size;
+    for (const size_t size : {0u, 1u, 7u}) EXPECT_EQ(quill_ip_to_str_r(v6, room(size), size), nullptr) << size;
     EXPECT_STREQ(quill_ip_to_str_r(v6, room(QUILL_IP_STR_SIZE), SIZE_MAX), "fe80::1");
 
     // The same address without a family: none to one function, IPv4 to the other.
