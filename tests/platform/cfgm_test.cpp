@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "support/private_device.h"
+#include "support/device_test.h"
 
 namespace {
 
@@ -22,10 +22,7 @@ using std::string;
 constexpr char kId[] = "/tmp/cfgmContId";
 constexpr char kFlag[] = "/flash/cfgmGlobalConfigEnable";
 
-class Cfgm : public testing::Test {
-protected:
-    void SetUp() override { ENTER_PRIVATE_DEVICE(); }
-};
+class Cfgm : public quill::test::DeviceTest {};
 
 int value(int semaphore) { return semctl(semaphore, 0, GETVAL); }
 

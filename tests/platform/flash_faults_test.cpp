@@ -227,7 +227,6 @@ TEST(FlashFaults, KilledProcessesLeaveTheLocksFreeAndTheHistoryWhole) {
         EXPECT_EQ(semctl(semget(ftok("/tmp/mtd", 42), 1, 0), 0, GETVAL), 0);
         for (uint32_t i = 0; i < 200; i++) ASSERT_TRUE(one_transfer(i + 1));
         EXPECT_EQ(broken_records(), 0) << "nothing goes on breaking them";
-
     }
     for (const pid_t worker : workers) kill(worker, SIGKILL), waitpid(worker, nullptr, 0);
     shared->copies_made = true;

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "base/endian.h"
-#include "support/descriptors.h"
+#include "support/device_test.h"
 #include "support/fake_drivers.h"
 #include "support/private_device.h"
 
@@ -81,22 +81,15 @@ int transfer_in_new_process() {
 
 int semaphore_value() { return semctl(semget(ftok("/tmp/mtd", 42), 1, 0), 0, GETVAL); }
 
-class Flash : public testing::Test {
+class Flash : public quill::test::DeviceTest {
 protected:
     void SetUp() override {
-        ENTER_PRIVATE_DEVICE();
+        kept_descriptors_ = 1;  // the history's
+        DeviceTest::SetUp();
+        if (IsSkipped()) return;
         write_file("/dev/mtd0", string(65536, '\xff'));
         write_file("/tmp/mtd", "");
-        descriptors_ = open_descriptors();
     }
-    // Of a transfer, the history's descriptor alone is left.
-    void TearDown() override {
-        quill::test::leave_private_proc();
-        if (!IsSkipped()) {
-            EXPECT_LE(open_descriptors(), descriptors_ + 1);
-        }
-    }
-    int descriptors_ = 0;
 };
 
 }  // namespace
@@ -338,7 +331,8 @@ TEST_F(Flash, TransfersAtTheSameTimeHaveARecordEach) {
     }
     for (int status; wait(&status) != -1;) EXPECT_EQ(status, 0);
     const string history = read_file(kHistory);
-    EXPECT_EQ(next_record(history), static_cast<uint32_t>(kProcesses * kTransfers % 200)) << "as many as there were transfers";
+    EXPECT_EQ(next_record(history), static_cast<uint32_t>(kProcesses * kTransfers % 200))
+        << "as many as there were transfers";
     for (size_t i = 0; i < 200; i++) EXPECT_EQ(record(history, i).length, 1u);
 }
 

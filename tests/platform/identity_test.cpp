@@ -8,32 +8,15 @@
 #include <string>
 #include <thread>
 
-#include "support/descriptors.h"
+#include "support/device_test.h"
 #include "support/private_device.h"
 
 namespace {
 
-using quill::test::open_descriptors;
 using quill::test::write_file;
 using std::string;
 
-class Identity : public testing::Test {
-protected:
-    void SetUp() override {
-        ENTER_PRIVATE_DEVICE();
-        ENTER_PRIVATE_PROC();
-        descriptors_ = open_descriptors();
-    }
-    void TearDown() override {
-        quill::test::leave_private_proc();
-        if (!IsSkipped()) {
-            EXPECT_EQ(open_descriptors(), descriptors_);
-        }
-    }
-
-private:
-    int descriptors_ = 0;
-};
+class Identity : public quill::test::DeviceAndProcTest {};
 
 template <typename Call>
 string messages(Call call) {

@@ -10,13 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "support/descriptors.h"
+#include "support/device_test.h"
 #include "support/private_device.h"
 #include "support/random.h"
 
 namespace {
 
-using quill::test::open_descriptors;
 using quill::test::Random;
 using quill::test::read_file;
 using quill::test::write_file;
@@ -24,20 +23,8 @@ using std::string;
 
 constexpr int64_t kMegabyte = 1 << 20;
 
-class Storage : public testing::Test {
+class Storage : public quill::test::DeviceAndProcTest {
 protected:
-    void SetUp() override {
-        ENTER_PRIVATE_DEVICE();
-        ENTER_PRIVATE_PROC();
-        descriptors_ = open_descriptors();
-    }
-    void TearDown() override {
-        quill::test::leave_private_proc();
-        if (!IsSkipped()) {
-            EXPECT_EQ(open_descriptors(), descriptors_);
-        }
-    }
-
     // A file system of that size in the folder's place.
     static void mount_at(const string &folder, const string &size) {
         ASSERT_EQ(mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()), 0) << strerror(errno);
@@ -48,9 +35,6 @@ protected:
                                         std::to_string(total) + " 5000000000 " + std::to_string(free) + " 0 1234 " +
                                         std::to_string(cached) + "\nSwap:        0        0        0\n");
     }
-
-private:
-    int descriptors_ = 0;
 };
 
 string find_on_usb(const string &path) {

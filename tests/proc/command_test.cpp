@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "support/descriptors.h"
+#include "support/device_test.h"
 #include "support/private_device.h"
 
 // --- calls that can be made to fail; the program is linked with --wrap for them
@@ -60,7 +60,6 @@ pid_t __wrap__ZN5quill11start_childEPFvPKvES1_(void (*body)(const void *), const
 
 namespace {
 
-using quill::test::open_descriptors;
 using quill::test::read_file;
 using quill::test::write_file;
 
@@ -95,21 +94,7 @@ public:
     }
 };
 
-class Command : public testing::Test {
-protected:
-    void SetUp() override {
-        ENTER_PRIVATE_DEVICE();
-        descriptors_ = open_descriptors();
-    }
-    void TearDown() override {
-        if (IsSkipped()) return;
-        EXPECT_EQ(open_descriptors(), descriptors_);
-        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-    }
-
-private:
-    int descriptors_;
-};
+class Command : public quill::test::DeviceTest {};
 
 // --- by the shell, and directly
 

@@ -13,13 +13,12 @@
 #include <string>
 #include <thread>
 
-#include "support/descriptors.h"
+#include "support/device_test.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
 
 namespace {
 
-using quill::test::open_descriptors;
 using quill::test::read_file;
 
 std::string read_all(FILE *stream) {
@@ -28,21 +27,7 @@ std::string read_all(FILE *stream) {
     return text;
 }
 
-class Pipe : public testing::Test {
-protected:
-    void SetUp() override {
-        ENTER_PRIVATE_DEVICE();
-        descriptors_ = open_descriptors();
-    }
-    void TearDown() override {
-        if (IsSkipped()) return;
-        EXPECT_EQ(open_descriptors(), descriptors_);
-        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-    }
-
-private:
-    int descriptors_;
-};
+class Pipe : public quill::test::DeviceTest {};
 
 TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
     const mode_t callers = umask(077);

@@ -1,0 +1,40 @@
+// What tests in a private device have in common: they leave no descriptor open and no child behind.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "support/descriptors.h"
+#include "support/private_device.h"
+
+namespace quill::test {
+
+class DeviceTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ENTER_PRIVATE_DEVICE();
+        descriptors_ = open_descriptors();
+    }
+    void TearDown() override {
+        leave_private_proc();
+        if (IsSkipped()) return;
+        EXPECT_GE(open_descriptors(), descriptors_);
+        EXPECT_LE(open_descriptors(), descriptors_ + kept_descriptors_);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    }
+
+    int descriptors_ = 0;
+    int kept_descriptors_ = 0;  // how many the code may keep on purpose
+};
+
+// With an empty /proc as well.
+class DeviceAndProcTest : public DeviceTest {
+protected:
+    void SetUp() override {
+        DeviceTest::SetUp();
+        if (IsSkipped()) return;
+        ENTER_PRIVATE_PROC();
+    }
+};
+
+}  // namespace quill::test
