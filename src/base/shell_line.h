@@ -18,25 +18,28 @@
 
 namespace quill {
 
+// With room for that many bytes of the line as it is unquoted: quoting takes nothing from what a caller may give.
+template <size_t kSize = 256>
 class ShellLine {
 public:
-    // Puts the word in place of the %s in a format of printf. False when the line, with the word unquoted, does not fit
-    // the 256 bytes that lines have had from the first: quoting takes nothing from what a caller may give.
-    [[nodiscard]] bool format(const char *format, const char *word) {
-        if (!fits(format, word)) return false;
+    // Puts the word in place of the first %s in a format of printf, and others of our own, which mean nothing to the
+    // shell, in place of the rest. False when the line does not fit.
+    template <typename... Own>
+    [[nodiscard]] bool format(const char *format, const char *word, Own... own) {
+        if (!fits(format, word, own...)) return false;
         char quoted[kQuoted];
         quote(quoted, word);
-        snprintf(text_, sizeof text_, format, quoted);
+        snprintf(text_, sizeof text_, format, quoted, own...);
         return true;
     }
-    static bool fits(const char *format, const char *word) {
-        const int length = snprintf(nullptr, 0, format, word);
-        return length >= 0 && length < kSize;
+    template <typename... Own>
+    static bool fits(const char *format, const char *word, Own... own) {
+        const int length = snprintf(nullptr, 0, format, word, own...);
+        return length >= 0 && static_cast<size_t>(length) < kSize;
     }
     const char *text() const { return text_; }
 
 private:
-    static constexpr int kSize = 256;
     static constexpr std::string_view kQuoteInQuotes = "'\\''";
     static constexpr size_t kQuoted = kSize * kQuoteInQuotes.size() + sizeof "''";
 
@@ -47,7 +50,7 @@ private:
         return !*word;
     }
 
-    // At most 255 characters, so there is room for each of them quoted.
+    // Shorter than the line, so there is room for each character quoted.
     static void quote(char *to, const char *word) {
         if (is_plain(word)) {
             memcpy(to, word, strlen(word) + 1);

@@ -57,11 +57,11 @@ constexpr Step kSteps[] = {
 }  // namespace
 
 int saveMachineInfo(const char *path) {
-    const auto fits = [=](const Step &step) { return quill::ShellLine::fits(step.command, path); };
+    const auto fits = [=](const Step &step) { return quill::ShellLine<>::fits(step.command, path); };
     if (!path || !std::all_of(std::begin(kSteps), std::end(kSteps), fits)) return 0;
     int started = 0;
     for (const Step &step : kSteps) {
-        quill::ShellLine line;
+        quill::ShellLine<> line;
         if (step.wanted() && line.format(step.command, path)) started = execute_command(line.text());
     }
     return started;

@@ -190,7 +190,7 @@ int execute_command_status_no_io_nowait(const char *command, const char *output,
 
 int process_normal(const char *name) {
     const NoCancellation no_cancellation;
-    quill::ShellLine line;
+    quill::ShellLine<> line;
     // killall would take a name that begins with a dash for an option.
     if (!name || name[0] == '-' || !line.format("killall -0 %s", name)) return 0;
     return system(line.text()) == 0;

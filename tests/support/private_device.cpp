@@ -55,7 +55,7 @@ void share_machine(Steps &steps, const std::string &root) {
     // Not "/", in whose place an emulator may show its system root.
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/root")) {
         const std::string path = "/" + entry.path().filename().string(), inside = root + path;
-        if (std::set<std::string>{"/dev", "/tmp", "/flash", "/flash1", "/mnt"}.contains(path)) continue;
+        if (std::set<std::string>{"/dev", "/tmp", "/flash", "/flash1", "/mnt", "/quill"}.contains(path)) continue;
         if (entry.is_symlink()) {
             steps.step(inside, [&] { return symlink(std::filesystem::read_symlink(entry).c_str(), inside.c_str()); });
         } else if (entry.is_directory()) {
@@ -106,7 +106,7 @@ std::string enter_private_device() {
         share_machine(steps, root);
         make_dev(steps, root + std::string("/dev"));
         make_tmp(steps, root, cwd);
-        for (const char *folder : {"/flash", "/mnt", "/mnt/usbdisk"}) {
+        for (const char *folder : {"/flash", "/mnt", "/mnt/usbdisk", "/quill", "/quill/reg_table"}) {
             steps.step(folder, [&] { return mkdir((root + std::string(folder)).c_str(), 0755); });
         }
         mkdir((root + std::string(kMachineProc)).c_str(), 0755);  // there already, in a private device inside another
