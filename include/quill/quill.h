@@ -20,6 +20,7 @@
 #include <quill/machine_info.h>
 #include <quill/pipe.h>
 #include <quill/rbtree.h>
+#include <quill/reg_table.h>
 #include <quill/savl.h>
 #include <quill/savle.h>
 #include <quill/smss.h>

@@ -34,6 +34,21 @@ inline constexpr char kCurrentConfig[] = "/flash/config/.config";  // holds the 
 inline constexpr char kBocConfigList[] = "/flash/config/.boc_config.list";  // of the configurations .boc_config.*
 inline constexpr char kRootFileSystem[] = "/bin";                           // any path on it
 
+// The regulatory table's, while it is looked at.
+inline constexpr char kTableCertificate[] = "/quill/reg_table/temp_parsed_cert.bin";
+inline constexpr char kTableSignature[] = "/quill/reg_table/temp_parsed_sign.bin";
+inline constexpr char kTableContent[] = "/quill/reg_table/temp_parsed_file.bin";
+inline constexpr char kTableVersion[] = "/quill/reg_table/temp_parsed_version.bin";
+inline constexpr char kSignatureBytes[] = "/quill/reg_table/tempSignature.bin";
+inline constexpr char kSignerDer[] = "/quill/reg_table/tempCert.der";
+inline constexpr char kSignerPem[] = "/quill/reg_table/tempCert.pem";
+inline constexpr char kSignerKey[] = "/quill/reg_table/tempInput.bin";
+inline constexpr char kSignedData[] = "/quill/reg_table/tempdata.bin";
+inline constexpr char kAuthorities[] = "/quill/reg_table/tempRootCert.pem";
+inline constexpr char kCheckOutput[] = "/quill/reg_table/tempOutput.bin";  // before that, an authority's certificate
+inline constexpr char kUnpacked[] = "/quill/reg_table/tempdecompressedfiled.bin";
+inline constexpr char kDecrypted[] = "/quill/reg_table/tempdecryptedfile.gz";  // of days when tables were encrypted
+
 // USB storage: one directory a mounted partition.
 inline constexpr char kUsb[] = "/mnt/usbdisk";
 

@@ -239,6 +239,14 @@ static void texts(void) {
     CHECK(strcmp(dbm_pwr_to_str(175), "17.5") == 0 && str_to_proto(proto_to_str(6)) == 6);
 }
 
+static void regulatory_table(void) {
+    CHECK(Parent_CA_Cert[0] == 0x30 && Top_CA_Cert_1[0] == 0x30 && Top_CA_Certs_count == 1);
+    char *version = NULL;
+    CHECK(decrypt_decompress_reg_tbl_file(NULL, NULL) == QUILL_REG_TABLE_NULL_PATH);
+    CHECK(parse_validate_get_reg_tbl_file_ver(NULL, &version) == QUILL_REG_TABLE_NOT_SPLIT && !version);
+    CHECK(strcmp(log_buf, "Error encountered while parsing or validating the file") == 0);
+}
+
 static void processes(void) {
     char ends_by_exit[] = "sh  -c  exit\t3 ";
     CHECK(execute_command_status_no_io(ends_by_exit, NULL, NULL) == 0x300);
@@ -276,6 +284,7 @@ static void device(void) {
 int main(void) {
     logs();
     processes();
+    regulatory_table();
     device();
     wire();
     containers();

@@ -16,6 +16,7 @@ allowed() {
         text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
         proc) echo quill/pipe quill/command quill/argv ;;
         platform) echo quill/flash quill/identity quill/storage quill/machine_info quill/cfgm quill/command ;;
+        security) echo quill/reg_table ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;
     esac
@@ -25,7 +26,7 @@ bad=0
 for folder in src/*/; do
     name=$(basename "$folder")
     may=$(allowed "$name")
-    found=$(sed -n 's|^#include <\(quill/.*\)\.h>.*|\1|p; s|^#include "\([a-z]*/\).*|\1|p' "$folder"* | sort -u)
+    found=$(sed -n 's|^#include <\(quill/.*\)\.h>.*|\1|p; s|^#include "\([a-z]*/\).*|\1|p' "$folder"*.* | sort -u)
     for include in $found; do
         case " $may $name/ base/ quill/types " in
             *" $include "*) ;;

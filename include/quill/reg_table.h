@@ -1,0 +1,106 @@
+/* quill/reg_table.h: the radio regulatory table (which channels and powers a country allows), as a file that is signed.
+ *
+ *     char *version;
+ *     if (parse_validate_get_reg_tbl_file_ver("/tmp/table.signed", &version) == 0) printf("table %s", version);
+ *
+ * A signed file is lines of text, made by tools/sign-reg-table (docs/signing-regulatory-tables.md shows the whole way).
+ * Marker lines open and close its sections:
+ *
+ *     -----BEGIN CERTIFICATE-----   the signer's X.509 certificate, base64 as in PEM (RFC 7468)
+ *     -----BEGIN SIGNATURE-----     the signature, base64: RSA over SHA-1
+ *     -----BEGIN FILE-----          the table
+ *     -----BEGIN VERSION-----       the version line
+ *
+ * each with its "-----END ...-----". Sections come in any order. One that comes again goes on where it was, they may
+ * overlap, and what stands in none is ignored. A line is a marker when it begins with one, whatever follows. Empty lines
+ * are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399 bytes, each of
+ * which counts as a line; a NUL byte ends one early.
+ *
+ * What is signed is the table without its last byte, which is the newline, and behind it the version section.
+ *
+ * The work is left to the openssl and gunzip commands, found on PATH and started by the C library's system(); with
+ * SIGCHLD ignored that cannot tell their end, and nothing is valid. Commands are only judged by what they write: one
+ * that is missing, fails or is killed has written nothing that counts.
+ *
+ * Temporary files have fixed names in "/quill/reg_table/", which the system provides and only trusted users may write
+ * in. All are removed before a function returns, whatever happens. Where anything but a plain file has the name of one,
+ * such as a symbolic link, that file counts as one that cannot be written.
+ *
+ * The functions are for one thread, and one process on the device, at a time. They are not cancellation points. Each
+ * step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two that prove
+ * something; the last text is left in log_buf.
+ */
+#ifndef QUILL_REG_TABLE_H
+#define QUILL_REG_TABLE_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* The X.509 certificates, in DER form, that the signer's must lead up to: of the authority that issues the signers', and
+ * of the one above it. They are compiled in (QUILL_PARENT_CERTIFICATE and QUILL_TOP_CERTIFICATE of the build). A build
+ * that names none has those of the development authority, whose private keys are published: IT TRUSTS ANYONE.
+ *
+ * Their lengths are the DER objects' own: X[2] * 256 + X[3] + 4. */
+extern QUILL_API const uint8_t Parent_CA_Cert[];
+extern QUILL_API const uint8_t Top_CA_Cert_1[];
+extern QUILL_API const uint32_t Top_CA_Certs_count; /* 1 */
+
+/* The last message, cut to fit. */
+extern QUILL_API char log_buf[256];
+
+/* What the functions return. */
+enum {
+    QUILL_REG_TABLE_VALID = 0,
+    QUILL_REG_TABLE_NULL_PATH = -90,
+    QUILL_REG_TABLE_NO_MEMORY = -92,
+    QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* the conversion to DER could not be run */
+    QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run */
+    QUILL_REG_TABLE_NOT_WRITTEN = -95,
+    QUILL_REG_TABLE_NOT_READ = -96,
+    QUILL_REG_TABLE_NOT_SPLIT = -97,
+    QUILL_REG_TABLE_NOT_UNPACKED = -98, /* gunzip could not be run */
+    QUILL_REG_TABLE_NOT_VALID = -100
+};
+
+/* parse_validate_encrypted_signed_reg_tbl_file returns 0 when the file at path is signed by a certificate that leads up
+ * to the two above and is in its time of validity: those two alone are trusted, not what the machine's openssl trusts
+ * besides. Else
+ *
+ *     -97   path is null, or cannot be opened, or a section cannot be put into its temporary file
+ *     -94, -93, -95   a temporary file cannot be written, or no command be run
+ *     -96   a temporary file cannot be read, memory running out included; or the table is empty
+ *     -92   no memory for the signed data
+ *     -100  the certificate or the signature is not valid, or openssl could not find out
+ *
+ * The signature does not say where the table ends and the version line begins: whoever may change the file can move
+ * that border, over the newline, to and fro. */
+QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
+
+/* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
+ * characters. The text is borrowed: it lasts until the next call. Returns 0; or -1, with *version unchanged, when the
+ * file cannot be opened (path null included). Deliberately, a file without a version leaves the text of the call
+ * before, "" in the first. Nothing is validated, and no temporary file is made. */
+QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
+
+/* parse_validate_get_reg_tbl_file_ver validates, then does what get_reg_tbl_file_ver does. -97 when the file is not
+ * valid, for whatever reason. Nobody may change the file meanwhile. */
+QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
+
+/* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first
+ * NUL byte, in place of the content of out_path, made with mode 0666 under the umask where there is none. gunzip wants
+ * a name that ends in .gz. NOTHING IS VALIDATED, despite the name nothing is decrypted, and a damaged file gives what
+ * gunzip could make of it, nothing included: validate what has been unpacked before it is used. Returns 0; or
+ *
+ *     -90   a path is null
+ *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written
+ *     -98   no command can be run; also for a path that is too long for a command line of 511 characters
+ *     -96   what gunzip has written cannot be read; or no memory
+ *     -95   out_path cannot be written; it is left empty when it could be opened
+ *
+ * Any in_path is safe: where it has characters that mean something to the shell, it is quoted. */
+QUILL_API int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path);
+
+QUILL_END_DECLS
+
+#endif

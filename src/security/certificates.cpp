@@ -1,0 +1,15 @@
+#include "security/certificates.h"
+
+#include <quill/reg_table.h>
+
+// Numbers that the build has made of the two files.
+constexpr uint8_t Parent_CA_Cert[] = {
+#include "parent_certificate.inc"
+};
+constexpr uint8_t Top_CA_Cert_1[] = {
+#include "top_certificate.inc"
+};
+constexpr uint32_t Top_CA_Certs_count = 1;
+
+constexpr std::span<const uint8_t> quill::kParentCertificate(Parent_CA_Cert);
+constexpr std::span<const uint8_t> quill::kTopCertificate(Top_CA_Cert_1);

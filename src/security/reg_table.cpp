@@ -1,0 +1,344 @@
+#include <quill/reg_table.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "base/cancellation.h"
+#include "base/descriptor.h"
+#include "base/memory.h"
+#include "base/paths.h"
+#include "base/shell_line.h"
+#include "base/text_file.h"
+#include "security/certificates.h"
+#include "security/reg_table_sections.h"
+
+// A table goes through a chain of temporary files, each written by the library or by a command from those before it:
+//
+//     signed file -- split --> certificate   -- openssl x509 --> DER --> PEM, public key
+//                              signature     -- openssl enc  --> bytes
+//                              table, version --> signed data
+//     compiled-in certificates -- openssl x509 --> authorities, PEM
+//     openssl verify: certificate, authorities        "...tempCert.pem: OK"
+//     openssl dgst:   public key, bytes, signed data  "Verified OK"
+//
+// Whether a command has done its work is seen in its output file alone, never in its exit status. So every output file is
+// made, empty, before its command is run: nothing that an interrupted run has left can stand for the result.
+
+using quill::Descriptor;
+using quill::NoCancellation;
+using std::string_view;
+namespace paths = quill::paths;
+
+char log_buf[256];
+
+namespace {
+
+using Text = quill::Owned<char>;  // ends with a NUL
+using CommandLine = quill::ShellLine<512>;
+
+// Prints the message of a step and returns the step's result.
+[[gnu::format(printf, 2, 3)]] int say(int result, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(log_buf, sizeof log_buf, format, arguments);
+    va_end(arguments);
+    printf(" ^[msg %s]", log_buf);
+    return result;
+}
+
+// --- files
+
+// Removes files when it goes.
+class [[nodiscard]] Removal {
+public:
+    explicit Removal(std::span<const char *const> files) : files_(files) {}
+    ~Removal() {
+        for (const char *file : files_) unlink(file);
+    }
+    Removal(const Removal &) = delete;
+    Removal &operator=(const Removal &) = delete;
+
+private:
+    std::span<const char *const> files_;
+};
+
+// Opens a temporary file to be written anew. Everybody knows the names, so what stands there may be a trap: a link is
+// not followed, a pipe not waited for, and nothing but a plain file truncated.
+Descriptor open_temporary(const char *path) {
+    Descriptor file(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
+    struct stat status;
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || ftruncate(file.get(), 0) != 0)
+        return {};
+    return file;
+}
+
+bool write_temporary(const char *path, string_view bytes) {
+    const Descriptor file = open_temporary(path);
+    return file && quill::write_all(file.get(), bytes);
+}
+
+bool write_certificate(const char *path, std::span<const uint8_t> der) {
+    return write_temporary(path, {reinterpret_cast<const char *>(der.data()), der.size()});
+}
+
+// The whole file; null with a message when that cannot be had.
+Text read_file(const char *path, size_t *size) {
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    struct stat status;
+    if (!file || fstat(file.get(), &status) != 0) {
+        perror(path);
+        return {};
+    }
+    *size = static_cast<size_t>(status.st_size);
+    const bool countable = status.st_size >= 0 && status.st_size < PTRDIFF_MAX;
+    Text text = countable ? quill::new_zeroed<char>(*size + 1) : nullptr;
+    if (!text) {
+        say(1, "\n Unable to allocate buffer");
+        return {};
+    }
+    const ssize_t length = read(file.get(), text.get(), *size);
+    if (length == static_cast<ssize_t>(*size)) return text;
+    say(1, "readVerify:read size %d does not match stat size %d\n", static_cast<int>(length), static_cast<int>(*size));
+    return {};
+}
+
+Text read_file(const char *path) {
+    size_t size;
+    return read_file(path, &size);
+}
+
+// A file that has no NUL within: the rest behind one would be neither signed nor missed.
+Text read_text(const char *path) {
+    size_t size;
+    Text text = read_file(path, &size);
+    return text && strlen(text.get()) == size ? std::move(text) : Text();
+}
+
+// --- commands
+
+bool run(const CommandLine &line) { return system(line.text()) >= 0; }
+
+// Runs a command whose output file is the last of its words.
+template <typename... Words>
+bool run_into(const char *output, const char *command, Words... words) {
+    CommandLine line;
+    return open_temporary(output) && line.format(command, words..., output) && run(line);
+}
+
+// --- the steps
+
+struct CloseStream {
+    void operator()(FILE *stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+struct SectionFile {
+    const char *path;
+    const char *not_opened;
+};
+constexpr SectionFile kSectionFiles[] = {
+    {paths::kTableCertificate, "\n Unable to open the parsed cert file"},
+    {paths::kTableSignature, "\n Unable to open the parsed sign file"},
+    {paths::kTableContent, "\n Unable to open the parsed input file"},
+    {paths::kTableVersion, "\n Unable to open the parsed version file"},
+};
+static_assert(std::size(kSectionFiles) == quill::kRegTableSections);
+constexpr char kNotOpened[] = "\n Unable to open the data file";
+
+Stream open_section(const char *path) {
+    Descriptor file = open_temporary(path);
+    Stream stream(file ? fdopen(file.get(), "w") : nullptr);
+    if (stream) file.release();
+    return stream;
+}
+
+bool split(const char *path) {
+    if (!path) return false;
+    const Stream input(fopen(path, "re"));
+    if (!input) return say(false, kNotOpened);
+    Stream files[std::size(kSectionFiles)];
+    for (size_t i = 0; i < std::size(kSectionFiles); i++) {
+        files[i] = open_section(kSectionFiles[i].path);
+        if (!files[i]) return say(false, "%s", kSectionFiles[i].not_opened);
+    }
+    quill::read_reg_table(input.get(), [&](quill::RegTableSection section, string_view line) {
+        for (const char c : line) {
+            if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
+        }
+    });
+    return true;
+}
+
+// Puts together what has been signed: the table without the newline that ends it, and the version.
+int write_signed_data() {
+    const Text table = read_text(paths::kTableContent);
+    const Text version = table ? read_text(paths::kTableVersion) : Text();
+    if (!version || !*table) return say(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
+    const string_view lines(table.get(), strlen(table.get()) - 1), last_line(version.get());
+    const Text data = quill::new_zeroed<char>(lines.size() + last_line.size() + 1);
+    if (!data) return say(QUILL_REG_TABLE_NO_MEMORY, "Malloc Failed");
+    std::copy(last_line.begin(), last_line.end(), std::copy(lines.begin(), lines.end(), data.get()));
+    if (write_temporary(paths::kSignedData, {data.get(), lines.size() + last_line.size()})) return 0;
+    return say(QUILL_REG_TABLE_NOT_WRITTEN, "Failed to write the data");
+}
+
+bool collect_authorities() {
+    if (!write_certificate(paths::kCheckOutput, quill::kParentCertificate)) {
+        return say(false, "Could not write Parent CA's certificate in file %s for conversion.\n", paths::kCheckOutput);
+    }
+    if (!run_into(paths::kAuthorities, "openssl x509 -inform DER -in %s > %s", paths::kCheckOutput)) {
+        return say(false, "Failed to convert Parent CA's certificate in PEM format.");
+    }
+    for (uint32_t level = 1; level <= Top_CA_Certs_count; level++) {
+        if (level > 1) return say(false, "Unexpected number of Top-level CA Certificates.\n");
+        if (!write_certificate(paths::kCheckOutput, quill::kTopCertificate)) {
+            // The second blank after "in" is looked for by what reads these messages.
+            return say(false, "Could not write Upper-level (level %d) CA's certificate in  file %s for conversion.\n",
+                       static_cast<int>(level), paths::kCheckOutput);
+        }
+        CommandLine line;
+        if (!line.format("openssl x509 -inform DER -in %s >> %s", paths::kCheckOutput, paths::kAuthorities) ||
+            !run(line)) {
+            return say(false, "Failed to convert Upper-level (level %d) Parent CA's certificate in PEM format.",
+                       static_cast<int>(level));
+        }
+    }
+    return true;
+}
+
+bool is_certificate_valid() {
+    if (!run_into(paths::kSignerPem, "openssl x509 -inform DER -in %s > %s", paths::kSignerDer)) {
+        return say(false, "Failed to convert certificate in PEM format.");
+    }
+    if (!collect_authorities()) return false;
+    // openssl adds the machine's authorities, of the whole Internet, to those of -CAfile where it is not kept from that.
+    if (!run_into(paths::kCheckOutput,
+                  "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null openssl verify -CAfile %s %s > %s",
+                  paths::kAuthorities, paths::kSignerPem)) {
+        return say(false, "Failed to verify received certificate.");
+    }
+    const Text answer = read_file(paths::kCheckOutput);
+    if (!answer) return say(false, "Certificate verification result file could not be read.");
+    char valid[64];
+    snprintf(valid, sizeof valid, "%s: OK", paths::kSignerPem);
+    if (!string_view(answer.get()).starts_with(valid)) {
+        return say(false, "Certificate verification failed. Result is %s. Expected output is = '%s'\n", answer.get(),
+                   valid);
+    }
+    return say(true, "\n Certificate validated \n");
+}
+
+bool extract_key() {
+    if (!run_into(paths::kSignerKey, "openssl x509 -pubkey -noout -inform DER -in %s > %s", paths::kSignerDer)) {
+        return say(false, "Failed to extract public key from certificate.");
+    }
+    const Text key = read_file(paths::kSignerKey);
+    if (!key) {
+        return say(false, "Error reading output file of OpenSSL command to extract public key from certificate");
+    }
+    if (string_view(key.get()).starts_with("-----BEGIN PUBLIC KEY-----")) return true;
+    return say(false, "Failed to extract public key from certificate. Result is %s.\n", key.get());
+}
+
+bool is_signature_valid() {
+    if (!run_into(paths::kCheckOutput, "openssl dgst -sha1 -verify %s -signature %s %s > %s", paths::kSignerKey,
+                  paths::kSignatureBytes, paths::kSignedData)) {
+        return say(false, "Signature verification command failed.");
+    }
+    const Text answer = read_file(paths::kCheckOutput);
+    if (!answer) return say(false, "Error reading output file of OpenSSL command to signature");
+    if (string_view(answer.get()).starts_with("Verified OK")) return say(true, "\n Signature verified");
+    return say(false, "Verification of received signature failed. Result is %s.\n", answer.get());
+}
+
+bool is_signed() {
+    static constexpr const char *kFiles[] = {paths::kCheckOutput, paths::kSignerKey, paths::kAuthorities,
+                                             paths::kSignerPem};
+    const Removal removal(kFiles);
+    return is_certificate_valid() && extract_key() && is_signature_valid();
+}
+
+bool unpack(const char *path) {
+    // gunzip would take a name that begins with a dash for options. What is cut here is too long for the line, too.
+    char name[512];
+    snprintf(name, sizeof name, "%s%s", *path == '-' ? "./" : "", path);
+    return run_into(paths::kUnpacked, "gunzip -c %s > %s", name);
+}
+
+bool replace_table(const char *path, const char *text) {
+    const Descriptor file = quill::open_to_replace(path);
+    if (!file) return false;
+    if (quill::write_all(file.get(), text)) return true;
+    // Half a table would be taken for a whole one.
+    (void)!ftruncate(file.get(), 0);
+    return false;
+}
+
+}  // namespace
+
+int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
+    static constexpr const char *kFiles[] = {paths::kTableSignature, paths::kSignatureBytes, paths::kTableCertificate,
+                                             paths::kSignerDer,      paths::kTableContent,   paths::kTableVersion,
+                                             paths::kSignedData};
+    const NoCancellation no_cancellation;
+    const Removal removal(kFiles);
+    if (!split(path)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!run_into(paths::kSignatureBytes, "openssl enc -base64 -d -in %s > %s", paths::kTableSignature)) {
+        return say(QUILL_REG_TABLE_NO_SIGNATURE, "Failed to decode the file");
+    }
+    if (!run_into(paths::kSignerDer, "openssl x509 -in %s -inform PEM -out %s -outform DER",
+                  paths::kTableCertificate)) {
+        return say(QUILL_REG_TABLE_NO_CERTIFICATE, "Failed to convert cert from pem to der");
+    }
+    if (const int result = write_signed_data(); result != 0) return result;
+    if (is_signed()) return QUILL_REG_TABLE_VALID;
+    return say(QUILL_REG_TABLE_NOT_VALID, "Couldn't verify certificate and/or signature \n");
+}
+
+int get_reg_tbl_file_ver(const char *path, char **version) {
+    static char last_line[128];
+    const NoCancellation no_cancellation;
+    const Stream file(path ? fopen(path, "re") : nullptr);
+    if (!file) return say(-1, kNotOpened);
+    // What was there stays where there is no version: callers have always got the text of the file before.
+    quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
+        if (section != quill::kVersionSection) return;
+        line = line.substr(0, std::min(line.find('\0'), sizeof last_line - 1));
+        *std::copy(line.begin(), line.end(), last_line) = '\0';
+    });
+    *version = last_line;
+    return 0;
+}
+
+int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
+    if (parse_validate_encrypted_signed_reg_tbl_file(path) == 0) return get_reg_tbl_file_ver(path, version);
+    return say(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
+}
+
+int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
+    static constexpr const char *kFiles[] = {paths::kDecrypted,      paths::kUnpacked,         paths::kTableContent,
+                                             paths::kTableSignature, paths::kTableCertificate, paths::kTableVersion};
+    if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
+    const NoCancellation no_cancellation;
+    const Removal removal(kFiles);
+    // The sections are not used: that the file can be split at all is the condition, as it is for validation.
+    if (!split(in_path)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!unpack(in_path)) return say(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");
+    const Text table = read_file(paths::kUnpacked);
+    if (!table) return say(QUILL_REG_TABLE_NOT_READ, "Error encountered while trying to read file \n");
+    if (replace_table(out_path, table.get())) return 0;
+    return say(QUILL_REG_TABLE_NOT_WRITTEN, "Error encountered while trying to write file \n");
+}

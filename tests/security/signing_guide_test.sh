@@ -1,0 +1,22 @@
+#!/bin/sh
+# signing_guide_test.sh SOURCE_DIR REG_TABLE
+# Runs the commands of the guide to signing, in a private device, and looks for the output that it shows.
+set -eu
+source=$1
+mkdir /tmp/road
+cd /tmp/road
+cp "$source/src/security/development_authority/parent.der" "$source/tests/security/development_authority/parent.key" .
+PATH=$source/tools:${2%/*}:$PATH
+
+guide=$source/docs/signing-regulatory-tables.md
+blocks() { sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/!p;}" "$guide"; }
+
+blocks sh >commands
+[ "$(wc -l <commands)" -gt 8 ] || { echo "found no commands in the guide"; exit 1; }
+sh -eux commands >output 2>&1 || { cat output; echo "a command of the guide failed"; exit 1; }
+cat output
+blocks text | while read -r line; do
+    grep -qxF "$line" output || { echo "the guide promises: $line"; exit 1; }
+done
+cmp table.signed table
+[ -z "$(ls /quill/reg_table)" ] || { echo "temporary files are left"; exit 1; }
