@@ -2,9 +2,8 @@
 
 #include <string.h>
 
-#include <algorithm>
-
 #include "base/ascii.h"
+#include "base/bounded_text.h"
 
 // How it works
 //
@@ -42,24 +41,6 @@ struct Part {
         if (text) *text = '\0';
     }
 };
-
-// --- bounded copies, as strlcpy and strlcat, which not every C library has
-
-// Returns the length that it tried to make.
-size_t append(char *out, size_t size, const char *text) {
-    const size_t used = strnlen(out, size), length = strlen(text);
-    if (used < size) {
-        const size_t fits = std::min(length, size - used - 1);
-        memcpy(out + used, text, fits);
-        out[used + fits] = '\0';
-    }
-    return used + length;
-}
-
-size_t copy(char *out, size_t size, const char *text) {
-    if (size > 0) *out = '\0';
-    return append(out, size, text);
-}
 
 // --- schedules
 
@@ -128,15 +109,15 @@ char *fqln_build(const char *part1, const char *part2, const char *part3, const 
     const auto escape = [&](const char *part) { return fqln_escape_dot(part, escaped, FQLN_PART_SIZE); };
     // The sum is not the length so far: each append adds the whole length that it makes. It grows faster, and programs
     // know names that end there.
-    size_t sum = copy(out, size, escape(part1));
+    size_t sum = quill::copy(out, size, escape(part1));
     for (const char *part : {part2, part3}) {
         if (sum >= size) return out;
-        sum += append(out, size, ".");
-        sum += append(out, size, escape(part));
+        sum += quill::append(out, size, ".");
+        sum += quill::append(out, size, escape(part));
     }
     if (sum >= size) return out;
-    append(out, size, ".");
-    append(out, size, escape(part4));
+    quill::append(out, size, ".");
+    quill::append(out, size, escape(part4));
     return out;
 }
 
