@@ -16,8 +16,9 @@
 #include <quill/ipv6.h>
 #include <quill/list.h>
 #include <quill/location.h>
-#include <quill/names.h>
 #include <quill/machine_info.h>
+#include <quill/md5.h>
+#include <quill/names.h>
 #include <quill/pipe.h>
 #include <quill/rbtree.h>
 #include <quill/reg_table.h>

@@ -1,4 +1,5 @@
-// Big-endian numbers at unaligned addresses: what stands on the wire, and what addresses are hashed as.
+// Numbers of either byte order at unaligned addresses: big-endian is what stands on the wire, and what addresses are
+// hashed as; little-endian is what some standards ask for.
 #pragma once
 
 #include <stdint.h>
@@ -14,6 +15,10 @@ constexpr uint16_t big_endian(uint16_t v) { return std::endian::native == std::e
 constexpr uint32_t big_endian(uint32_t v) { return std::endian::native == std::endian::big ? v : __builtin_bswap32(v); }
 constexpr uint64_t big_endian(uint64_t v) { return std::endian::native == std::endian::big ? v : __builtin_bswap64(v); }
 
+constexpr uint32_t little_endian(uint32_t v) {
+    return std::endian::native == std::endian::little ? v : __builtin_bswap32(v);
+}
+
 template <typename T>
 T load_be(const void *from) {
     T v;
@@ -24,6 +29,19 @@ T load_be(const void *from) {
 template <typename T>
 void store_be(void *to, T v) {
     v = big_endian(v);
+    memcpy(to, &v, sizeof v);
+}
+
+template <typename T>
+T load_le(const void *from) {
+    T v;
+    memcpy(&v, from, sizeof v);
+    return little_endian(v);
+}
+
+template <typename T>
+void store_le(void *to, T v) {
+    v = little_endian(v);
     memcpy(to, &v, sizeof v);
 }
 

@@ -247,6 +247,19 @@ static void regulatory_table(void) {
     CHECK(strcmp(log_buf, "Error encountered while parsing or validating the file") == 0);
 }
 
+static void security(void) {
+    static const uint8_t expected[MD5_DIGEST_SIZE] = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
+                                                      0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
+    uint8_t digest[MD5_DIGEST_SIZE];
+    md5_context context;
+    MD5Init(&context);
+    MD5Update(&context, "abc", 3);
+    CHECK(sizeof context == 88 && context.count[0] == 24 && context.count[1] == 0);
+    MD5Final(digest, &context);
+    CHECK(memcmp(digest, expected, sizeof digest) == 0);
+    CHECK(calc_hmac_md5("key", 3, "", 0, digest) == 1);
+}
+
 static void processes(void) {
     char ends_by_exit[] = "sh  -c  exit\t3 ";
     CHECK(execute_command_status_no_io(ends_by_exit, NULL, NULL) == 0x300);
@@ -294,6 +307,7 @@ int main(void) {
     vlans();
     addresses();
     texts();
+    security();
     CHECK(hash_table_list != NULL);
     if (failures == 0) printf("ok\n");
     return failures != 0;
