@@ -24,6 +24,7 @@
 #include <quill/reg_table.h>
 #include <quill/savl.h>
 #include <quill/savle.h>
+#include <quill/scramble.h>
 #include <quill/smss.h>
 #include <quill/storage.h>
 #include <quill/sxdr.h>

@@ -258,6 +258,12 @@ static void security(void) {
     MD5Final(digest, &context);
     CHECK(memcmp(digest, expected, sizeof digest) == 0);
     CHECK(calc_hmac_md5("key", 3, "", 0, digest) == 1);
+
+    char text[16] = "";
+    uint8_t hidden[3];
+    CHECK(scrambleString("a\xff,", hidden) == 3 && unscrambleString(hidden, text, 3) == 3);
+    CHECK(strcmp(text, "a\xff,") == 0);
+    CHECK(string_encode("a,b*c", text, 7, ',') == 0 && strcmp(text, "a*\\b*Zc") == 0);
 }
 
 static void processes(void) {

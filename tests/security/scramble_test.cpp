@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <quill/scramble.h>
+#include <string.h>
+
+#include <algorithm>
+#include <string>
+
+#include "support/guard_page.h"
+#include "support/random.h"
+
+namespace {
+
+using quill::test::GuardedPage;
+using quill::test::Random;
+using std::string;
+
+constexpr uint8_t kFill = 0xee;
+
+const char *guarded(const string &text) {
+    static GuardedPage page;
+    return page.hold_text(text);
+}
+
+// Room that ends at a guard page, and what stands in it.
+struct Room {
+    explicit Room(size_t length) : size(length), bytes(page().room(length, kFill)) {}
+    char *text() { return reinterpret_cast<char *>(bytes); }
+    string content() const { return string(reinterpret_cast<const char *>(bytes), size); }
+    static GuardedPage &page() {
+        static GuardedPage page;
+        return page;
+    }
+
+    size_t size;
+    uint8_t *bytes;
+};
+
+string filler(size_t length) { return string(length, static_cast<char>(kFill)); }
+
+string random_text(Random &random, size_t length, const string &often) {
+    string text(length, '\0');
+    for (char &c : text) {
+        c = static_cast<char>(1 + random.below(255));
+        if (!random.one_in(4)) c = often[random.below(static_cast<uint32_t>(often.size()))];
+    }
+    return text;
+}
+
+string scrambled(const string &text) {
+    Room room(text.size());
+    EXPECT_EQ(scrambleString(guarded(text), room.bytes), static_cast<int>(text.size()));
+    return room.content();
+}
+
+TEST(Scramble, EveryByteThereAndBack) {
+    const uint8_t bits[8] = {46, 40, 102, 54, 39, 42, 70, 166};  // what a byte with this bit alone becomes
+    string all;
+    for (unsigned byte = 1; byte < 256; byte++) {
+        all += static_cast<char>(byte);
+        unsigned expected = 38;
+        for (unsigned bit = 0; bit < 8; bit++)
+            if (byte >> bit & 1) expected += bits[bit] - 38u;
+        EXPECT_EQ(scrambled(string(1, all.back())), string(1, static_cast<char>(expected))) << byte;
+    }
+    const string hidden = scrambled(all);
+    Room room(255);
+    EXPECT_EQ(unscrambleString(reinterpret_cast<const uint8_t *>(hidden.data()), room.text(), 255), 255);
+    EXPECT_EQ(room.content(), all);
+    for (const int n : {0, -1, INT_MIN}) EXPECT_EQ(unscrambleString(nullptr, nullptr, n), n);
+}
+
+// The whole printable form of scrambled bytes.
+string printable_form(const string &hidden) {
+    string form;
+    for (const char c : hidden) {
+        const int b = static_cast<uint8_t>(c);
+        if (b == 0) continue;
+        const int digit = b > 174 ? 3 : b > 125 ? 8 : b > 48 ? 0 : 5;
+        form += static_cast<char>('0' + digit);
+        form += static_cast<char>(digit == 3 ? b - 126 : digit == 8 ? b - 78 : digit == 5 ? b + 48 : b);
+    }
+    return form;
+}
+
+TEST(Scramble, PrintableFormStopsAfterThreeCharacters) {
+    Random random(94);
+    for (int i = 0; i < 20000; i++) {
+        const string text = random_text(random, random.below(12), i % 2 ? "\x8f" : "abc");  // 0x8f becomes 0
+        const uint32_t size = random.below(14);
+        const string hidden = scrambled(text);
+        string expected = hidden;
+        expected.resize(size);
+        const size_t n = std::min<size_t>(text.size(), size);
+        if (n > 0) {
+            const string shown = printable_form(hidden).substr(0, std::min<size_t>(n - 1, 3)) + '\0';
+            expected.replace(0, shown.size(), shown);
+        }
+        Room room(size);
+        ASSERT_EQ(scrambleStringAscii(guarded(text), room.text(), size), 1);
+        ASSERT_EQ(room.content(), expected) << text << ", " << size;
+    }
+    EXPECT_EQ(scrambled("\x8f"), string(1, '\0'));
+}
+
+TEST(Scramble, PrintableFormsOfAnyLengthAreRead) {
+    Random random(95);
+    for (int i = 0; i < 2000; i++) {
+        const string text = random_text(random, random.below(200), "abc");
+        string hidden = scrambled(text), form = printable_form(hidden);
+        string kept;
+        for (size_t k = 0; k < text.size(); k++)
+            if (hidden[k] != 0) kept += text[k];
+        Room room(kept.size());
+        ASSERT_EQ(unscrambleStringAscii(guarded(form), room.text()), 1);
+        ASSERT_EQ(room.content(), kept);
+    }
+    const struct {
+        const char *pair;
+        uint8_t byte;  // scrambled
+    } pairs[] = {
+        {"0A", 65},
+        {"1A", 191},
+        {"2A", 65},
+        {"3A", 191},
+        {"4A", 61},
+        {"5A", 17},
+        {"6A", 208},
+        {"7A", 65},
+        {"8A", 143},
+        {"9A", 78},
+        {"xA", 65},
+        {"\xb2"
+         "A",
+         65},
+        {"1\xff", 1},
+        {"3\xff", 125},
+        {"4\xff", 127},
+        {"0", 0},
+        {"1", 0},
+        {"3", 126},
+        {"4", 126},
+        {"5", 208},
+        {"6", 208},
+        {"8", 78},
+        {"9", 78},
+    };
+    for (const auto &p : pairs) {
+        const string form = p.pair + string(p.pair[1] ? "0B" : "");  // more may follow a whole pair
+        Room room((form.size() + 1) / 2);
+        EXPECT_EQ(unscrambleStringAscii(guarded(form), room.text()), 1);
+        char plain;
+        unscrambleString(&p.byte, &plain, 1);
+        EXPECT_EQ(room.text()[0], plain) << p.pair;
+    }
+}
+
+TEST(Escaping, ResultsOfBothWays) {
+    const struct {
+        const char *plain;
+        int ch, size;
+        int result;
+        const char *encoded;
+        int decoding;
+    } cases[] = {
+        {"a,b*c", ',', 8, 0, "a*\\b*Zc", 0},
+        {"a,b*c", ',', 7, 0, "a*\\b*Zc", -1},  // the NUL stands at size; a text of size is refused
+        {"a,b*c", ',', 6, -4, nullptr, 0},
+        {"a,b*c", ',', 5, -1, nullptr, 0},
+        {"abc", ',', 4, 0, "abc", 0},  // printable: never -2
+        {"abc", '\t', 4, -2, "abc", -2},
+        {"", '\t', 1, -2, "", -2},
+        {"a\tb", '\t', 5, 0, "a\nYb", 0},
+        {"a\nb", '\t', 5, 0, "a\nZb", 0},
+        {"a\xc8", 0xc8, 5, 0, "a\xcaX", 0},
+        {"a\xc8", -0x38, 5, 0, "a\xcaX", 0},  // as a signed char
+        {"a,", 0x100 + ',', 4, 0, "a*\\", 0},
+        {"a\n", 0, 4, 0, "a\nZ", 0},
+        {"a", 0, 4, -2, "a", -2},
+        {"~ ", '~', 4, 0, "z^ ", 0},
+        {"\x7f", 0x7f, 4, 0, "z_", 0},
+        {"", ',', 0, -1, nullptr, 0},
+        {"", ',', INT_MIN, -1, nullptr, 0},
+        {nullptr, ',', 9, -1, nullptr, 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.plain ? c.plain : "null");
+        const size_t size = static_cast<size_t>(std::max(c.size, 0));
+        Room dest(size + 1);
+        EXPECT_EQ(string_encode(c.plain, dest.text(), c.size, static_cast<uint32_t>(c.ch)), c.result);
+        if (!c.encoded) {
+            EXPECT_EQ(dest.content(), filler(dest.size));
+            continue;
+        }
+        EXPECT_STREQ(dest.text(), c.encoded);
+        const string encoded = dest.text();
+        Room back(size);
+        EXPECT_EQ(string_decode(guarded(encoded), back.text(), c.size, c.ch), c.decoding);
+        if (c.decoding == -1) {
+            EXPECT_EQ(back.content(), filler(size));
+        } else {
+            EXPECT_STREQ(back.text(), c.plain);
+        }
+    }
+    Room dest(9);
+    EXPECT_EQ(string_decode(nullptr, dest.text(), 9, ','), -1);
+    for (const char *malformed : {"a*", "*x", "*Z*", "**Z", "*,"}) {
+        EXPECT_EQ(string_decode(guarded(malformed), dest.text(), 9, ','), -3) << malformed;
+        EXPECT_EQ(dest.content(), filler(9)) << malformed;
+    }
+}
+
+// Every delimiter, with texts full of what is special to it, at the size that just fits and one below.
+TEST(Escaping, EveryDelimiterRoundTrips) {
+    Random random(96);
+    for (int ch = 1; ch < 256; ch++) {
+        const char escape = static_cast<char>((ch & 0xf0) | 0x0a);
+        const string special = {static_cast<char>(ch), escape, 'Z', static_cast<char>((ch & 0x0f) | 0x50)};
+        const bool stays = ('P' <= ch && ch <= '_') || ch % 16 == 10;
+        for (int i = 0; i < 100; i++) {
+            const string text = random_text(random, random.below(30), special);
+            size_t pairs = 0;
+            for (const char c : text) pairs += c == special[0] || c == escape;
+            const size_t length = text.size() + pairs;
+            const bool printable = 32 <= ch && ch <= 126;
+            const int result = printable || pairs > 0 ? 0 : -2;
+
+            const size_t size = std::max(length, text.size() + 1);
+            Room dest(size + 1);
+            ASSERT_EQ(string_encode(guarded(text), dest.text(), static_cast<int>(size), static_cast<uint32_t>(ch)),
+                      result);
+            const string encoded = dest.text();
+            ASSERT_EQ(encoded.size(), length);
+            ASSERT_TRUE(stays || encoded.find(special[0]) == string::npos);
+            Room back(length + 1);
+            ASSERT_EQ(string_decode(guarded(encoded), back.text(), static_cast<int>(length) + 1, ch), result);
+            ASSERT_STREQ(back.text(), text.c_str());
+
+            Room less(size);  // the size is one too small
+            const int refusal = pairs > 1 ? -4 : -1;
+            ASSERT_EQ(string_encode(guarded(text), less.text(), static_cast<int>(size) - 1, static_cast<uint32_t>(ch)),
+                      refusal);
+            ASSERT_EQ(less.content(), filler(size));
+            ASSERT_EQ(string_decode(guarded(encoded), less.text(), static_cast<int>(length), ch), -1);
+        }
+    }
+}
+
+}  // namespace
