@@ -35,5 +35,6 @@
 #include <quill/validators.h>
 #include <quill/vlan_alloc.h>
 #include <quill/vmap.h>
+#include <quill/web_category.h>
 
 #endif

@@ -259,6 +259,9 @@ static void security(void) {
     CHECK(memcmp(digest, expected, sizeof digest) == 0);
     CHECK(calc_hmac_md5("key", 3, "", 0, digest) == 1);
 
+    CHECK(web_cc_get_cat_rep_id(web_cc_cat_rep_ranges[num_web_cc_rep_map_size - 1].minimum) == 5);
+    CHECK(strcmp(web_cc_cat_string(82), "web-hosting") == 0 && strcmp(ip_rep_threat_mask_string(0x88), "botnets") == 0);
+
     char text[16] = "";
     uint8_t hidden[3];
     CHECK(scrambleString("a\xff,", hidden) == 3 && unscrambleString(hidden, text, 3) == 3);
