@@ -15,6 +15,7 @@ inline constexpr char kApModel[] = "/proc/ap_model";
 inline constexpr char kFlashVariant[] = "/proc/fl_var";
 inline constexpr char kBootedPartition[] = "/proc/booted";
 inline constexpr char kUptime[] = "/proc/uptime";
+inline constexpr char kOsBuild[] = "/proc/osbuild";
 inline constexpr char kMemory[] = "/proc/meminfo";
 inline constexpr char kProgramOf[] = "/proc/%d/exe";  // of the process with that id
 

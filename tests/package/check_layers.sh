@@ -15,7 +15,10 @@ allowed() {
         syslog) echo quill/syslog ;;
         text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
         proc) echo quill/pipe quill/command quill/argv ;;
-        platform) echo quill/cfgm quill/command quill/flash quill/identity quill/machine_info quill/storage ;;
+        platform)
+            echo quill/ap_version quill/cfgm quill/command quill/flash quill/identity quill/machine_info \
+                quill/storage
+            ;;
         security) echo quill/md5 quill/reg_table quill/scramble quill/web_category ;;
         tlv) echo quill/tlv ;;
         *) echo "unknown folder src/$1: say in check_layers.sh what it may include" >&2; exit 1 ;;

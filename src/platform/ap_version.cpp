@@ -1,0 +1,139 @@
+#include <fcntl.h>
+#include <quill/ap_version.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "base/ascii.h"
+#include "base/bounded_text.h"
+#include "base/cancellation.h"
+#include "base/descriptor.h"
+#include "base/paths.h"
+#include "base/text_file.h"
+
+// How it works
+//
+// Texts are cut first, and what is left is read in one go: two quads are one quad that goes on behind a hyphen.
+
+namespace {
+
+constexpr int kQuad = 4, kTwoQuads = 8;
+constexpr size_t kLongestText = 128;  // that is looked at
+constexpr size_t kQuadsSize = 32;     // two quads with their NUL
+
+// What follows each number.
+constexpr char kSeparators[kTwoQuads] = {'.', '.', '.', '-', '.', '.', '.', '\0'};
+
+// --- cutting
+
+// Null when text has no second quad.
+char *second_quad(char *text) {
+    char *hyphen = strchr(text, '-');
+    return hyphen && quill::is_digit(hyphen[1]) ? hyphen + 1 : nullptr;
+}
+
+// Cuts text before the first of some characters.
+void cut_at(char *text, const char *characters) { text[strcspn(text, characters)] = '\0'; }
+
+// --- reading
+
+// Stores numbers as far as text is two quads. Returns how many.
+int scan_quads(const char *text, int32_t *numbers) {
+    char last = '\0';
+    const auto next = [&] { return last = *text ? *text++ : '\0'; };
+    for (int i = 0; i < kTwoQuads; i++) {
+        if (i > 0 && last != kSeparators[i - 1]) return i;
+        if (!quill::scan_int(next, &numbers[i])) return i;
+    }
+    return kTwoQuads;
+}
+
+// --- comparing
+
+// -1, 0 or 1 as a is below, at or above b.
+int compare(const int32_t *a, const int32_t *b, int count) {
+    const auto [x, y] = std::mismatch(a, a + count, b);
+    if (x == a + count) return 0;
+    return *x < *y ? -1 : 1;
+}
+
+bool is_version(int kind) { return kind == kQuad || kind == kTwoQuads; }
+
+// --- end of life
+
+constexpr uint32_t kAgedModels[] = {42, 43};
+constexpr int32_t kFirstForAged[] = {4, 2};
+
+enum EndOfLife { kOtherModel, kTooOld, kNewEnough, kNoVersion };
+
+// --- the running system
+
+constexpr char kUnknown[] = "Unknown";
+
+char os_build[128];
+
+// What follows the first blank of text, or null.
+char *after_blank(char *text) {
+    char *blank = strchr(text, ' ');
+    return blank ? blank + 1 : nullptr;
+}
+
+}  // namespace
+
+char *ap_version_format(char *source, char *output, uint32_t size, int mode) {
+    char *second = second_quad(source);
+    if (!second) {
+        cut_at(source, "-");
+        quill::copy(output, size, source);
+        return output;
+    }
+    cut_at(second, "-_");  // in any mode: callers want the source cut, too
+    if (mode == 0) quill::copy(output, size, second);
+    if (mode == 1) quill::copy(output, size, source);
+    return output;
+}
+
+int match_ap_version(const char *text, int32_t *parsed) {
+    if (!text) return 0;
+    char work[kLongestText + 1] = "", quads[kQuadsSize] = "";
+    strncpy(work, text, kLongestText);
+    const int count = scan_quads(ap_version_format(work, quads, sizeof quads, 1), parsed);
+    return count == kTwoQuads ? kTwoQuads : count >= kQuad ? kQuad : 0;
+}
+
+int compare_r_version_with_c_version(const char *r, int *r_kind, const char *c, int *c_kind) {
+    int32_t r_numbers[kTwoQuads] = {}, c_numbers[kTwoQuads] = {};
+    if (!r || !c) return 1;
+    *r_kind = match_ap_version(r, r_numbers);
+    *c_kind = match_ap_version(c, c_numbers);
+    if (!is_version(*r_kind) || !is_version(*c_kind)) return 1;
+    const int from = *r_kind == kTwoQuads && *c_kind == kTwoQuads ? kQuad : 0;
+    return compare(c_numbers + from, r_numbers + from, kQuad);
+}
+
+int version_within_range(const int32_t *range, const int32_t *version) {
+    constexpr int32_t kNoEnd[3] = {};
+    if (!range || !version) return 0;
+    const int32_t *first = range, *end = range + 3;
+    if (compare(version, first, 3) < 0) return 0;
+    return compare(end, kNoEnd, 3) == 0 || compare(version, end, 3) < 0;
+}
+
+int check_eol_ap_version(const char *version, uint32_t model) {
+    if (std::find(std::begin(kAgedModels), std::end(kAgedModels), model) == std::end(kAgedModels)) return kOtherModel;
+    int32_t numbers[kTwoQuads] = {};
+    const int kind = match_ap_version(version, numbers);
+    if (!is_version(kind)) return kNoVersion;
+    return compare(numbers + (kind - kQuad), kFirstForAged, 2) < 0 ? kTooOld : kNewEnough;
+}
+
+const char *get_os_version() {
+    const quill::NoCancellation no_cancellation;
+    const quill::Descriptor file(open(quill::paths::kOsBuild, O_RDONLY | O_CLOEXEC));
+    if (!file || quill::read_start(file.get(), os_build) < 1) return kUnknown;
+    char *second = after_blank(os_build);
+    char *version = second ? after_blank(second) : nullptr;
+    if (!version) return kUnknown;
+    cut_at(version, " ");
+    return version;
+}
