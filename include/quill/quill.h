@@ -3,6 +3,7 @@
 #define QUILL_QUILL_H
 
 #include <quill/address.h>
+#include <quill/ap_image.h>
 #include <quill/ap_version.h>
 #include <quill/argv.h>
 #include <quill/btree.h>

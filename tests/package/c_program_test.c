@@ -301,6 +301,7 @@ static void device(void) {
     CHECK(isHalvoraAp(17) && getEnv("bootargs", NULL) == -1 && gettid() > 0);
     CHECK(set_ap_flash_dev_name("/dev/mtd1") == 9 && strcmp(get_ap_flash_dev_name(), "/dev/mtd1") == 0);
     CHECK(check_eol_ap_version("4.2.0.0-4.1.0.0", 42) == 1 && get_os_version() != NULL);
+    CHECK(ap_get_image_type(ap_get_image_filename(43)) == 43 && isImgCompatWithCfg(3, 1, 0, 0, 3, 2) == 0);
     CHECK(is_file_present("/") == 1 && freeDisk(0) != -1);
 }
 
