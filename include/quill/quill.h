@@ -7,6 +7,7 @@
 #include <quill/ap_version.h>
 #include <quill/argv.h>
 #include <quill/btree.h>
+#include <quill/cell_profiles.h>
 #include <quill/cfgm.h>
 #include <quill/command.h>
 #include <quill/component_log.h>

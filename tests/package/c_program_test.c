@@ -302,6 +302,7 @@ static void device(void) {
     CHECK(set_ap_flash_dev_name("/dev/mtd1") == 9 && strcmp(get_ap_flash_dev_name(), "/dev/mtd1") == 0);
     CHECK(check_eol_ap_version("4.2.0.0-4.1.0.0", 42) == 1 && get_os_version() != NULL);
     CHECK(ap_get_image_type(ap_get_image_filename(43)) == 43 && isImgCompatWithCfg(3, 1, 0, 0, 3, 2) == 0);
+    CHECK(sizeof def_cell_profiles == 9360 && strcmp(def_cell_profiles[8].name, "ZTE_MF626") == 0);
     CHECK(is_file_present("/") == 1 && freeDisk(0) != -1);
 }
 

@@ -16,8 +16,8 @@ allowed() {
         text) echo quill/address quill/ipv6 quill/validators quill/names quill/location ;;
         proc) echo quill/pipe quill/command quill/argv ;;
         platform)
-            echo quill/ap_image quill/ap_version quill/cfgm quill/command quill/flash quill/identity \
-                quill/machine_info quill/storage
+            echo quill/ap_image quill/ap_version quill/cell_profiles quill/cfgm quill/command quill/flash \
+                quill/identity quill/machine_info quill/storage
             ;;
         security) echo quill/md5 quill/reg_table quill/scramble quill/web_category ;;
         tlv) echo quill/tlv ;;

@@ -1,0 +1,47 @@
+/* quill/cell_profiles.h: the USB cellular modems that are supported out of the box. The cellular connection manager
+ * recognises a modem in this table and takes its defaults from it; what the codes and words mean is up to that program.
+ */
+#ifndef QUILL_CELL_PROFILES_H
+#define QUILL_CELL_PROFILES_H
+
+#include <quill/types.h>
+
+QUILL_BEGIN_DECLS
+
+/* What a record is. */
+enum {
+    CELL_PROFILE_MODEM = 101,
+    CELL_PROFILE_MASS_STORAGE = 105, /* a modem that still shows itself as a CD drive with its drivers */
+    CELL_PROFILE_END = 111           /* the last record, which is empty but for this */
+};
+
+/* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers are in
+ * the host's byte order. */
+typedef struct cell_profile {
+    char name[64];
+    uint32_t vendor;          /* of the USB device */
+    uint32_t product;         /* of the USB device */
+    uint8_t reserved1[128];   /* 0 */
+    char serial_device[64];   /* a name under /dev; "none" for a modem without serial port */
+    uint32_t code;            /* CELL_PROFILE_MODEM and so on */
+    uint8_t reserved2[12];    /* 0 */
+    uint32_t options[2];      /* 0 but for one modem */
+    char provider[64];        /* the name of the default profile of a provider */
+    char texts[2][64];        /* of the connection: "internet" or empty */
+    uint32_t driver_class;    /* 2 for common serial modems */
+    uint32_t mass_storage;    /* 1 for CELL_PROFILE_MASS_STORAGE, else 0 */
+    char storage_device[128]; /* a name under /dev, for CELL_PROFILE_MASS_STORAGE, else empty */
+    uint32_t trailing_code;   /* 2 for CELL_PROFILE_MODEM, else 0 */
+    uint32_t reserved3;       /* 0 */
+} cell_profile;
+
+/* def_cell_profiles has the records; read it to its end, or to the record CELL_PROFILE_END.
+ *
+ *     for (const cell_profile *p = def_cell_profiles; p->code != CELL_PROFILE_END; p++)
+ *         if (p->vendor == vendor && p->product == product) return p; */
+enum { CELL_PROFILES = 15 };
+QUILL_API extern const cell_profile def_cell_profiles[CELL_PROFILES];
+
+QUILL_END_DECLS
+
+#endif
