@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <quill/ap_image.h>
 
+#include <iterator>
 #include <string>
 
 namespace {
@@ -34,18 +35,15 @@ TEST(ApImage, FullSet) {
 
 TEST(ApImage, Compatibility) {
     EXPECT_EQ(isImgCompatWithCPU(), 1);
-    // Every pair of versions up to 5.5, by the steps as they are written down for the field.
+    // Every pair of versions up to 5.5.
     const uint32_t values[] = {0, 1, 2, 3, 4, 5, 0x80000000, UINT32_MAX};
-    for (const uint32_t a1 : values) {
-        for (const uint32_t a2 : values) {
-            for (const uint32_t a5 : values) {
-                for (const uint32_t a6 : values) {
-                    int expected = 1;
-                    if (!(a1 > 2 && !(a1 == 3 && a2 <= 1))) expected = a5 <= 3 && !(a5 == 3 && a6 > 1);
-                    ASSERT_EQ(isImgCompatWithCfg(a1, a2, a1, a6, a5, a6), expected) << a1 << a2 << a5 << a6;
-                }
-            }
-        }
+    const size_t n = std::size(values);
+    for (size_t i = 0; i < n * n * n * n; i++) {
+        const uint32_t a1 = values[i % n], a2 = values[i / n % n], a5 = values[i / n / n % n],
+                       a6 = values[i / n / n / n];
+        int expected = 1;
+        if (!(a1 > 2 && !(a1 == 3 && a2 <= 1))) expected = a5 <= 3 && !(a5 == 3 && a6 > 1);
+        ASSERT_EQ(isImgCompatWithCfg(a1, a2, a1, a6, a5, a6), expected) << a1 << a2 << a5 << a6;
     }
 }
 
