@@ -15,8 +15,8 @@ enum {
     CELL_PROFILE_END = 111           /* the last record, which is empty but for this */
 };
 
-/* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers are in
- * the host's byte order. */
+/* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers
+ * are in the host's byte order. */
 typedef struct cell_profile {
     char name[64];
     uint32_t vendor;          /* of the USB device */

@@ -1,5 +1,5 @@
-/* quill/scramble.h: reversible disguises of texts. Scrambling keeps stored texts from being read at a glance; escaping takes
- * one delimiter out of a text, so that it can travel in a list. Neither is cryptography: who reads this can undo them.
+/* quill/scramble.h: reversible disguises of texts. Scrambling keeps stored texts from being read at a glance; escaping
+ * takes one delimiter out of a text, so that it can travel in a list. Neither is cryptography: anyone can undo them.
  *
  * Texts may hold any bytes. All functions are reentrant. Inputs and outputs must not overlap.
  */
@@ -12,8 +12,9 @@ QUILL_BEGIN_DECLS
 
 /* --- scrambling */
 
-/* scrambleString writes the scrambled bytes of in, without its NUL, to out: as many as the text is long, and no terminator,
- * for a scrambled byte may be 0. Returns the length. Each byte has its bits moved and then 38 added, modulo 256:
+/* scrambleString writes the scrambled bytes of in, without its NUL, to out: as many as the text is long, and no
+ * terminator, for a scrambled byte may be 0. Returns the length. Each byte has its bits moved and then 38 added,
+ * modulo 256:
  *
  *     bit    0  1  2  3  4  5  6  7
  *     to     3  1  6  4  0  2  5  7
@@ -21,15 +22,15 @@ QUILL_BEGIN_DECLS
  *     scrambleString("abc", out)    returns 3, out holds "RLT" */
 QUILL_API int scrambleString(const char *in, uint8_t *out);
 
-/* unscrambleString writes the n plain bytes of the scrambled in to out. It adds no terminator: out[n] = 0 is the caller's.
- * Returns n; an n of 0 or less writes nothing. */
+/* unscrambleString writes the n plain bytes of the scrambled in to out. It adds no terminator: out[n] = 0 is the
+ * caller's. Returns n; an n of 0 or less writes nothing. */
 QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 
-/* scrambleStringAscii writes the beginning of the printable form of in, for display, to out, which has out_size bytes. It
- * cannot be undone, as it deliberately stops after 3 characters: programs show and compare just these.
+/* scrambleStringAscii writes the beginning of the printable form of in, for display, to out, which has out_size bytes.
+ * It cannot be undone, as it deliberately stops after 3 characters: programs show and compare just these.
  *
- * In the printable form every scrambled byte but 0, which is left out, is a pair: a digit for the class of the byte, and
- * a character:
+ * In the printable form every scrambled byte but 0, which is left out, is a pair: a digit for the class of the byte,
+ * and a character:
  *
  *     scrambled byte    0-48        49-125    126-174     175-255
  *     pair              5, b + 48   0, b      8, b - 78   3, b - 126
@@ -39,13 +40,13 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
- * Behind the NUL, up to n, stand the bytes of scrambleString; the rest of out is 0. Have out_size at least n: a smaller one
- * counts in place of n, and nothing is written past it. Always returns 1. */
+ * Behind the NUL, up to n, stand the bytes of scrambleString; the rest of out is 0. Have out_size at least n: a
+ * smaller one counts in place of n, and nothing is written past it. Always returns 1. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
-/* unscrambleStringAscii writes the plain bytes of a printable form, which may be of any length, to out: one for each pair
- * of in, and one for a character left over, for which the missing one counts as 0. out has room for (strlen(in) + 1) / 2 bytes;
- * no terminator is added. Always returns 1. Besides the pairs above it reads:
+/* unscrambleStringAscii writes the plain bytes of a printable form, which may be of any length, to out: one for each
+ * pair of in, and one for a character left over, for which the missing one counts as 0. out has room for
+ * (strlen(in) + 1) / 2 bytes; no terminator is added. Always returns 1. Besides the pairs above it reads:
  *
  *     digit     1     2    4          6      7    9     none
  *     byte b    -c    c    126 - c    208    c    78    c     (modulo 256, c the character) */
@@ -58,8 +59,8 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  *
  *     string_encode("a,b*c", dest, 10, ',')    0: a*\b*Zc
  *
- * size is the greatest length of the result: dest has size + 1 bytes, for the NUL. Of ch the low 8 bits count, so a char
- * of either sign may be passed; 0 occurs in no text, and only escape characters are escaped then.
+ * size is the greatest length of the result: dest has size + 1 bytes, for the NUL. Of ch the low 8 bits count, so a
+ * char of either sign may be passed; 0 occurs in no text, and only escape characters are escaped then.
  *
  * Returns
  *      0    done
@@ -69,8 +70,9 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  * For -1 and -4 dest is unchanged.
  *
  * Choose the delimiter well: deliberately the pairs are as they are for all of them, which leaves some in the text, as
- * the second character of their own pair (P to _) or as their own escape character (newline, * : J Z j, and every other ch
- * that ends in hexadecimal a). string_decode still restores these texts, but a list cannot be split at them. */
+ * the second character of their own pair (P to _) or as their own escape character (newline, * : J Z j, and every
+ * other ch that ends in hexadecimal a). string_decode still restores these texts, but a list cannot be split
+ * at them. */
 QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
 
 /* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes (and size above

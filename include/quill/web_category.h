@@ -18,8 +18,8 @@ typedef struct web_cc_cat_rep_range {
     char name[64];   /* with a NUL, the rest zeros */
 } web_cc_cat_rep_range;
 
-/* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number, for programs that are
- * to go on with a library that has more.
+/* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number, for programs that
+ * are to go on with a library that has more.
  *
  *     id    scores    name
  *     1     1-20      high-risk
@@ -36,7 +36,7 @@ QUILL_API int web_cc_get_cat_rep_id(int score);
 
 /* --- web categories */
 
-/* web_cc_cat_string returns the name of a category, and "unknown" for any other number, of which 70, 72 and 73 are some:
+/* web_cc_cat_string returns the name of a category, and "unknown" for any other number, as for 70, 72 and 73:
  *
  *     1  real-estate                    28 translation                    55 web-based-email
  *     2  computer/internet-security     29 reference/research             56 malware-sites

@@ -8,10 +8,10 @@
 
 // How it works
 //
-// A block of 64 bytes is 16 little-endian words, which 64 steps mix into the four chaining values. Each step changes one
-// of them; the next step changes the one before it. The steps are unrolled by the compiler from one template, so that the
-// values stay in registers and change places by name only. Whole blocks are read where the caller has them; the buffer of
-// the context only sees the pieces at the ends.
+// A block of 64 bytes is 16 little-endian words, which 64 steps mix into the four chaining values. Each step changes
+// one of them; the next step changes the one before it. The steps are unrolled by the compiler from one template, so
+// that the values stay in registers and change places by name only. Whole blocks are read where the caller has them;
+// the buffer of the context only sees the pieces at the ends.
 
 namespace {
 

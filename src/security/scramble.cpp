@@ -8,8 +8,8 @@
 
 // How it works
 //
-// Both scramblers are made of the scrambling of one byte and its inverse, byte by byte without a buffer between, so that
-// no length is too long. Escaping first looks whether all goes well, and only then writes.
+// Both scramblers are made of the scrambling of one byte and its inverse, byte by byte without a buffer between, so
+// that no length is too long. Escaping first looks whether all goes well, and only then writes.
 
 namespace {
 
