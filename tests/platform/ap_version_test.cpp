@@ -14,17 +14,20 @@
 #include "support/device_test.h"
 #include "support/guard_page.h"
 #include "support/random.h"
+#include "support/version_model.h"
 
 namespace {
 
+using quill::test::cut;
+using quill::test::Cut;
 using quill::test::GuardedPage;
+using quill::test::match_by_scanf;
+using quill::test::Numbers;
 using quill::test::Random;
 using quill::test::write_file;
 using std::string;
 
 constexpr int kRandomTexts = 20000;
-
-using Numbers = std::array<int32_t, 8>;
 
 char *guarded(const string &text) {
     static GuardedPage page;
@@ -38,20 +41,6 @@ string random_version(Random &random) {
     for (uint32_t more = random.below(10); more > 0; more--) text += pieces[random.below(std::size(pieces))];
     if (random.one_in(20)) text.insert(0, 110 + random.below(30), ' ');
     return text;
-}
-
-// The cut text and the output, found by searching.
-struct Cut {
-    string source, output;
-};
-
-Cut cut(const string &text, int mode, const string &before) {
-    const size_t hyphen = text.find('-');
-    if (hyphen == string::npos) return {text, text};
-    const char after = text.c_str()[hyphen + 1];
-    if (after < '0' || after > '9') return {text.substr(0, hyphen), text.substr(0, hyphen)};
-    const string source = text.substr(0, text.find_first_of("-_", hyphen + 1));
-    return {source, mode == 0 ? source.substr(hyphen + 1) : mode == 1 ? source : before};
 }
 
 TEST(ApVersion, Cutting) {
@@ -78,14 +67,6 @@ TEST(ApVersion, Cutting) {
         }
         ASSERT_EQ(string(output, size), size > 0 ? content : "") << text << ", mode " << mode;
     }
-}
-
-// As the C library reads the text, cut.
-int match_by_scanf(const string &text, Numbers &n) {
-    const string quads = cut(text.substr(0, 128), 1, "").output.substr(0, 31);
-    const int count =
-        sscanf(quads.c_str(), "%d.%d.%d.%d-%d.%d.%d.%d", &n[0], &n[1], &n[2], &n[3], &n[4], &n[5], &n[6], &n[7]);
-    return count == 8 ? 8 : count >= 4 ? 4 : 0;
 }
 
 TEST(ApVersion, Reading) {

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "support/argv_model.h"
 #include "support/guard_page.h"
 #include "support/random.h"
 
 namespace {
 
+using quill::test::comes_back;
 using quill::test::GuardedPage;
 using quill::test::Random;
 using Texts = std::vector<std::string>;
@@ -125,13 +127,6 @@ TEST(Argv, LinesThatFindNoRoomAreCut) {
     }
     EXPECT_EQ(args_to_cmdline(bytes, 3, static_cast<char *>(nullptr)), 0);
     EXPECT_STREQ(bytes, "xyz");
-}
-
-// What joining and splitting give back: a word that is not empty, loses nothing, and has a single quote only where
-// joining puts it between double ones.
-bool comes_back(const std::string &word) {
-    const auto has = [&](const char *set) { return word.find_first_of(set) != std::string::npos; };
-    return !word.empty() && !has("\r\n") && (!has("'") || has("<>;&| \t"));
 }
 
 TEST(Argv, SplittingWhatWasJoinedGivesTheWordsBack) {

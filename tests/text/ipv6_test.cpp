@@ -10,42 +10,27 @@
 #include <string>
 #include <vector>
 
-#include "base/endian.h"
 #include "support/guard_page.h"
+#include "support/ipv6_model.h"
 #include "support/random.h"
 #include "support/result_ring.h"
 
 namespace {
 
+using quill::test::bytes_of;
 using quill::test::expect_ring;
+using quill::test::gap_for_one_group_at_an_end;
+using quill::test::Groups;
+using quill::test::groups_of;
 using quill::test::GuardedPage;
+using quill::test::library_reads;
+using quill::test::padded_group;
 using quill::test::Random;
 using std::string;
 using std::vector;
-using Groups = std::array<uint16_t, 8>;
-using Bytes = std::array<uint8_t, 16>;
+using Bytes = quill::test::AddressBytes;
 
 constexpr int kRandomCases = 50000;
-
-Bytes bytes_of(const Groups &groups) {
-    Bytes bytes;
-    for (size_t i = 0; i < groups.size(); i++) quill::store_be(&bytes[2 * i], groups[i]);
-    return bytes;
-}
-
-Groups groups_of(const Bytes &bytes) {
-    Groups groups;
-    for (size_t i = 0; i < groups.size(); i++) groups[i] = quill::load_be<uint16_t>(&bytes[2 * i]);
-    return groups;
-}
-
-// As the C library reads it.
-bool library_reads(const string &text, Groups *groups) {
-    Bytes bytes;
-    if (inet_pton(AF_INET6, text.c_str(), bytes.data()) != 1) return false;
-    *groups = groups_of(bytes);
-    return true;
-}
 
 Groups random_groups(Random &random) {
     Groups groups;
@@ -62,23 +47,6 @@ ip_af_addr ipv6(const Groups &groups) {
     address.family = QUILL_AF_INET6;
     memcpy(address.addr, bytes_of(groups).data(), 16);
     return address;
-}
-
-// "::" at an end of a text with seven other groups: the one form that is refused and that the C library may read.
-bool gap_for_one_group_at_an_end(const string &text) {
-    size_t colons = 0;
-    for (const char c : text) colons += c == ':';
-    return colons == 8 && (text.starts_with("::") || text.ends_with("::"));
-}
-
-// Whether a group has more digits than the C library takes, being padded with zeros.
-bool padded_group(const string &text) {
-    size_t digits = 0;
-    for (const char c : text) {
-        digits = c == ':' ? 0 : digits + 1;
-        if (digits > 4) return true;
-    }
-    return false;
 }
 
 }  // namespace

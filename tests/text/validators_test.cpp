@@ -9,21 +9,17 @@
 #include "support/german_locale.h"
 #include "support/guard_page.h"
 #include "support/random.h"
+#include "support/validators_model.h"
 
 namespace {
 
+using namespace quill::test::validators;
 using quill::test::GermanLocale;
 using quill::test::GuardedPage;
 using quill::test::Random;
 
 constexpr int kRandomTexts = 20000;
 constexpr int kShellBatches = 20, kShellBatch = 200;  // texts, in one command each
-
-const std::string kMeta = "<>*?[]|;&(){}#$\\!%^`";
-const std::string kSpecial = kMeta + "@.\",/:=-+_~";
-const std::string kVulnerable = ";\\&|`><$(){}!";
-const std::string kLocalExtras = "!#$%&'*+-/=?^_`.{|}~";
-const std::string kForbidden = "\\/:*\"<>|?";
 
 // A text whose NUL is the last byte that can be read or written.
 class Guarded {
@@ -39,14 +35,6 @@ public:
 private:
     GuardedPage page_;
 };
-
-bool in(const std::string &set, int c) { return set.find(static_cast<char>(c)) != std::string::npos; }
-bool ascii_alnum(int c) { return c < 128 && isalnum(c); }
-bool only(const std::string &text, const std::string &others) {
-    for (const char c : text)
-        if (!ascii_alnum(static_cast<unsigned char>(c)) && !in(others, c)) return false;
-    return true;
-}
 
 // Random bytes, most of them such as the rules look at.
 std::string random_text(Random &random, uint32_t longest) {
@@ -95,22 +83,6 @@ TEST(Validators, ClassesAreThoseOfAsciiInEveryLocale) {
     if (!german) GTEST_SKIP() << "localedef makes no de_DE here";
     ASSERT_TRUE(isalnum(0xe4));
     expect_every_byte_in_its_class();
-}
-
-// What the rules say, in the plainest words.
-int email_model(const std::string &text) {
-    const size_t at = text.find('@');
-    if (at == std::string::npos || at == 0 || at > 64) return -1;
-    const std::string domain = text.substr(at + 1);
-    if (domain.empty() || domain.size() > 255 || !only(text.substr(0, at), kLocalExtras)) return -1;
-    if (domain.find('.') == std::string::npos || domain.find('.') == 0) return -1;
-    return only(domain, "-.") && text.back() != '.' ? 0 : -1;
-}
-
-int domain_model(const std::string &text) {
-    if (text.empty() || in("-.", text[0])) return 2;
-    if (!only(text.substr(1), "-.")) return 1;
-    return in("-.", text.back()) ? 2 : 0;
 }
 
 TEST(Validators, RandomTextsFollowTheRules) {
