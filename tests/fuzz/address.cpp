@@ -1,0 +1,59 @@
+// Readers of MAC and IP addresses.
+#include <arpa/inet.h>
+#include <quill/address.h>
+
+#include "fuzz/fuzz.h"
+
+namespace {
+
+bool is_hex(char c) { return c && strchr("0123456789abcdefABCDEF", c); }
+
+// Six groups of one or two digits with one separator between them.
+bool valid_model(const std::string &text) {
+    int groups = 0;
+    for (size_t i = 0;; i++) {
+        size_t digits = 0;
+        while (i < text.size() && is_hex(text[i])) i++, digits++;
+        if (digits < 1 || digits > 2) return false;
+        groups++;
+        if (i == text.size()) return groups == 6;
+        if (text[i] != ':' && text[i] != '-') return false;
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage page, out;
+    const std::string text = quill::fuzz::Input(data, size).text();
+    const char *const at = page.hold_text(text);
+
+    char mac_text[QUILL_MAC_STR_SIZE];
+    uint8_t mac[6];
+    memcpy(mac, str_to_mac(at), 6);
+    for (const char delimiter : {':', '-', '.', '\0'}) {
+        EXPECT(memcmp(str_to_mac(mac_to_str_w_options(mac, mac_text, delimiter == '-', delimiter)), mac, 6) == 0);
+    }
+    uint8_t *const valid = out.room(6, 0xee);
+    const int is_valid = valid_mac(valid, page.hold_text(text));
+    EXPECT(is_valid == valid_model(text));
+    if (is_valid && text.size() == 17) EXPECT(memcmp(valid, str_to_mac(page.hold_text(text)), 6) == 0);
+
+    ip_af_addr address;
+    memset(&address, 0xee, sizeof address);
+    const char *const address_text = page.hold_text(text);
+    uint8_t library[16] = {};
+    const bool v4 = inet_pton(AF_INET, text.c_str(), library) == 1;
+    const bool v6 = !v4 && inet_pton(AF_INET6, text.c_str(), library) == 1;
+    EXPECT(validate_and_assign_ip_addr(address_text, &address) == (v4 || v6));
+    EXPECT(str_to_ip(address_text) == inet_addr(text.c_str()));
+    if (!v4 && !v6) return 0;
+    EXPECT(address.family == (v4 ? QUILL_AF_INET : QUILL_AF_INET6) && memcmp(address.addr, library, 16) == 0);
+    ip_af_addr again;
+    EXPECT(quill_inet_pton(quill_ip_to_str(address), &again) == 1 && memcmp(&again, &address, sizeof again) == 0);
+    for (const size_t room : {size_t{1}, size_t{7}, size_t{QUILL_IP_STR_SIZE}}) {
+        const char *const written = quill_ip_to_str_r(address, quill::fuzz::room(out, room), room);
+        EXPECT(!written || strlen(written) < room);
+    }
+    return 0;
+}

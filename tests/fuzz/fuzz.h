@@ -1,0 +1,60 @@
+// What fuzz targets have in common. A target has one function, LLVMFuzzerTestOneInput, which any bytes are given to: it
+// must neither crash nor read or write out of bounds, and EXPECTs what a plain model or the way back says.
+#pragma once
+
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "support/guard_page.h"
+
+#define EXPECT(holds)                                                             \
+    do {                                                                          \
+        if (!(holds)) {                                                           \
+            fprintf(stderr, "%s:%d: expected: %s\n", __FILE__, __LINE__, #holds); \
+            abort();                                                              \
+        }                                                                         \
+    } while (false)
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+namespace quill::fuzz {
+
+// The input, taken from its start. Where it has ended, numbers are 0 and texts empty.
+class Input {
+public:
+    Input(const uint8_t *data, size_t size) : left_(data, size) {}
+
+    bool empty() const { return left_.empty(); }
+    uint8_t byte() {
+        if (empty()) return 0;
+        const uint8_t first = left_[0];
+        left_ = left_.subspan(1);
+        return first;
+    }
+    unsigned below(unsigned n) { return (n <= 256 ? byte() : byte() * 256u + byte()) % n; }
+    // Up to a NUL, which is taken as well, or the end.
+    std::string text(size_t longest = 1000) {
+        const size_t length = static_cast<size_t>(std::find(left_.begin(), left_.end(), 0) - left_.begin());
+        std::string taken(left_.begin(), left_.begin() + static_cast<ptrdiff_t>(length));
+        left_ = left_.subspan(std::min(length + 1, left_.size()));
+        return taken.substr(0, longest);
+    }
+    std::vector<uint8_t> rest(size_t longest = 4000) const {
+        return {left_.begin(), left_.begin() + static_cast<ptrdiff_t>(std::min(longest, left_.size()))};
+    }
+
+private:
+    std::span<const uint8_t> left_;
+};
+
+// Texts and rooms before pages that cannot be touched: one more of them for each place in the code that asks.
+inline char *room(test::GuardedPage &page, size_t size) { return reinterpret_cast<char *>(page.room(size, 0xee)); }
+
+}  // namespace quill::fuzz

@@ -1,0 +1,53 @@
+// Readers of IPv6 texts, prefixes and digits, against the C library's and their own way back.
+#include <arpa/inet.h>
+#include <quill/ipv6.h>
+
+#include <array>
+
+#include "fuzz/fuzz.h"
+#include "support/ipv6_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    using quill::test::Groups;
+    static quill::test::GuardedPage page, out;
+    const std::string text = quill::fuzz::Input(data, size).text();
+    Groups groups, kept;
+    groups.fill(0xeeee);
+    kept = groups;
+    const bool read = ipv6_str_to_addr(page.hold_text(text), groups.data()) == 1;
+    EXPECT(read || groups == kept);
+    Groups library;
+    const bool plain = text.find_first_not_of("0123456789abcdefABCDEF:") == std::string::npos;
+    if (quill::test::gap_for_one_group_at_an_end(text)) {
+        EXPECT(!read);
+    } else if (plain && !quill::test::padded_group(text)) {
+        EXPECT(read == quill::test::library_reads(text, &library));
+        EXPECT(!read || groups == library);
+    }
+    EXPECT(plain || !read);
+    if (read) {
+        Groups again;
+        EXPECT(ipv6_str_to_addr(ipv6_to_str(groups.data()), again.data()) == 1 && again == groups);
+    }
+
+    char *const prefix = page.hold_text(text);
+    const size_t slash = text.find('/');
+    uint16_t plen = 0xeeee;
+    const bool prefixed = ipv6_prefix2addr_mask(prefix, groups.data(), &plen) == 1;
+    EXPECT(!prefixed || (slash != std::string::npos && plen <= 128));
+    EXPECT(prefix == text.substr(0, slash));
+    EXPECT(ipv6_wild2len(page.hold_text(text), &plen) == 0 || plen <= 128);
+    const uint8_t *const bytes = str_to_ip6(page.hold_text(text));
+    EXPECT((bytes != nullptr) == quill::test::library_reads(text, &library));
+
+    std::string digits = text.substr(0, 32);
+    digits.resize(32, '0');
+    char *const room = quill::fuzz::room(out, QUILL_IPV6_LONG_SIZE);
+    if (format_ipv6_with_colon(reinterpret_cast<char *>(page.hold({reinterpret_cast<uint8_t *>(digits.data()), 32})),
+                               room)) {
+        EXPECT(strlen(room) == 39);
+    } else {
+        EXPECT(*room == '\0');
+    }
+    return 0;
+}

@@ -1,0 +1,34 @@
+// Location names: taken apart, put together and judged as the rules say step by step.
+#include <quill/location.h>
+
+#include "fuzz/fuzz.h"
+#include "support/location_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    using quill::fuzz::room;
+    static quill::test::GuardedPage page, pages[4];
+    quill::fuzz::Input input(data, size);
+    std::array<uint32_t, 4> sizes;
+    for (uint32_t &part_size : sizes) part_size = input.below(300);
+    const std::string name = input.text();
+
+    quill::test::Parts parts;
+    char *at[4];
+    for (size_t i = 0; i < 4; i++) at[i] = room(pages[i], sizes[i] + 1);
+    fqln_crack(page.hold_text(name), at[0], sizes[0], at[1], sizes[1], at[2], sizes[2], at[3], sizes[3]);
+    for (size_t i = 0; i < 4; i++) parts[i] = at[i];
+    EXPECT(parts == quill::test::crack_model(name, sizes));
+    EXPECT(fqln_is_well_formed(page.hold_text(name)) == (quill::test::separators_model(name) == 3));
+
+    const uint32_t out_size = sizes[0];
+    char *const escaped = room(pages[0], out_size + 1);
+    EXPECT(fqln_escape_dot(page.hold_text(name), escaped, out_size) == escaped);
+    EXPECT(out_size == 0 || escaped == quill::test::escape_model(name, out_size));
+    char *const built = room(pages[1], out_size);
+    fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), built, out_size);
+    EXPECT(out_size == 0 || built == quill::test::build_model(parts, out_size));
+
+    (void)validate_time(page.hold_text(name));
+    (void)validate_date(page.hold_text(name));
+    return 0;
+}

@@ -1,0 +1,47 @@
+// Records of the system log: any text, format and identity in, one whole record out.
+#include <quill/syslog.h>
+#include <stdarg.h>
+#include <syslog.h>
+
+#include <memory>
+
+#include "fuzz/fuzz.h"
+#include "support/log_daemon.h"
+#include "support/private_device.h"
+
+namespace {
+
+std::unique_ptr<quill::test::LogDaemon> log_daemon;
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    // Without a device of its own, records go nowhere, which is all the same to the library.
+    if (quill::test::enter_private_device().empty()) log_daemon = std::make_unique<quill::test::LogDaemon>();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage identities, texts;
+    quill::fuzz::Input input(data, size);
+    const int priority = static_cast<int>(input.below(65536)), width = static_cast<int>(input.below(2000));
+    const int options = input.byte() & (LOG_PID | LOG_NDELAY);
+    const std::string identity = input.text(1500);
+    const std::vector<uint8_t> bytes = input.rest(3000);
+    const std::string text(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
+    openlog(identities.hold_text(identity), options, 0);
+    if (input.empty() || data[size - 1] % 2) {
+        syslog(priority, "%s", texts.hold_text(text));
+    } else {
+        // In a variable: the compiler's own rules for formats do not know %m.
+        static const char *format = "%*s|%m|%.*s%%";
+        syslog(priority, format, width, texts.hold_text(text), width / 7, text.c_str());
+    }
+    if (log_daemon) {
+        const std::string record = log_daemon->receive();
+        EXPECT(record.size() <= 1024 && log_daemon->receive().empty());
+        if (!record.empty()) EXPECT(record[0] == '<' && record.find('\0') == record.size() - 1);
+    }
+    closelog();
+    return 0;
+}

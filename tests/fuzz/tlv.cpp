@@ -1,0 +1,52 @@
+// TLV buffers of any bytes. What is read is packed, and that gives the same fields again.
+#include <quill/tlv.h>
+
+#include "fuzz/fuzz.h"
+
+namespace {
+
+struct Fields {
+    uint32_t number;
+    int32_t signed_number;
+    char name[12];
+    uint8_t mac[6];
+    char empty[1];
+} fields;
+
+tlv_row rows[] = {
+    {nullptr, nullptr, 0, "unused", 0},
+    {&fields.number, uinthdlr, sizeof fields.number, "number", 0},
+    {&fields.signed_number, longhdlr, sizeof fields.signed_number, "signed", 0},
+    {fields.name, strhdlr, sizeof fields.name, "name", 0},
+    {fields.mac, bufhdlr, sizeof fields.mac, "mac", 0},
+    {nullptr, bufhdlr, 4, "without storage", 0},
+    {fields.empty, strhdlr, sizeof fields.empty, "empty", 0},
+};
+
+void use_rows() { tlvDefn = rows; }
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage message, packed;
+    initTLVLib(use_rows, std::size(rows), &fields, sizeof fields);
+    tlvreset();
+    const auto length = static_cast<int32_t>(std::min<size_t>(size, 4000));
+    const int consumed = readtlvBuffer(message.hold({data, static_cast<size_t>(length)}), length);
+    EXPECT(consumed >= 0 && consumed <= length);
+    EXPECT(memchr(fields.name, '\0', sizeof fields.name) && fields.empty[0] == '\0');
+    if (consumed == 0) return 0;
+    const Fields read = fields;
+    uint32_t set = 0;
+    for (uint32_t i = 1; i < std::size(rows); i++) set |= tlvisset(i) << i;
+    for (int room = 0; room < 80; room += 7) (void)settlvBuffer(packed.room(static_cast<size_t>(room), 0xee), room);
+    uint8_t *const buffer = packed.room(200, 0xee);
+    const int used = settlvBuffer(buffer, 200);
+    EXPECT(used > 0 || set == 0 || (set & 1u << 5));
+    tlvreset();
+    if (used == 0) return 0;
+    EXPECT(readtlvBuffer(packed.hold(std::vector<uint8_t>(buffer, buffer + used)), used) == used);
+    EXPECT(fields.number == read.number && fields.signed_number == read.signed_number);
+    EXPECT(strcmp(fields.name, read.name) == 0 && memcmp(fields.mac, read.mac, sizeof read.mac) == 0);
+    return 0;
+}

@@ -1,0 +1,55 @@
+// Everything that judges what people type, against the rules in the plainest words.
+#include <quill/names.h>
+#include <quill/validators.h>
+
+#include "fuzz/fuzz.h"
+#include "support/validators_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    using namespace quill::test::validators;
+    using quill::fuzz::room;
+    static quill::test::GuardedPage page, out;
+    quill::fuzz::Input input(data, size);
+    const unsigned choice = input.byte();
+    const std::string text = input.text(800);
+    const auto length = static_cast<int>(text.size());
+    const auto bytes = [&] {
+        return reinterpret_cast<char *>(page.hold({reinterpret_cast<const uint8_t *>(text.data()), text.size()}));
+    };
+
+    EXPECT(email_addr_validate(page.hold_text(text)) == email_model(text));
+    EXPECT(domain_name_validate(page.hold_text(text)) == domain_model(text));
+    EXPECT(is_valid_restricted_filename(page.hold_text(text)) ==
+           (!text.empty() && ascii_alnum(static_cast<unsigned char>(text[0])) && only(text, "_-. ")));
+    const size_t meta = text.find_first_of(kMeta);
+    EXPECT(has_shell_metachars(page.hold_text(text)) == (meta == std::string::npos ? 0 : text[meta]));
+    const bool vulnerable = text.find_first_of(kVulnerable) != std::string::npos;
+    EXPECT(is_string_vulnerable(bytes(), length, 0, 0, 0) == vulnerable);
+    EXPECT(is_string_vulnerable(bytes(), length, 1, 0, 0) == !only(text, ""));
+    bool traverses = false;
+    for (const char *way : {"../", "%2E%2E%2F", "%252E%252E%252F"}) traverses |= text.find(way) != std::string::npos;
+    EXPECT(is_string_vulnerable(page.hold_text(text), length, 0, 0, 1) == (vulnerable || traverses));
+
+    uint32_t number = 0, expected = 0;
+    const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    for (size_t i = 0; i < digits; i++) expected = expected * 10 + static_cast<uint32_t>(text[i] - '0');
+    EXPECT(is_numeric(page.hold_text(text), &number) == (digits == text.size()) && number == expected);
+    const bool index = digits == text.size() && digits <= 2 && expected <= 63;
+    EXPECT(validate_lag_num(page.hold_text(text)) == index && loopback_idx_validate(page.hold_text(text)) == index);
+
+    char *const escaped = room(out, 2 * text.size() + 1);
+    escape_shell_specialchars(page.hold_text(text), escaped);
+    std::string slashed;
+    for (const char c : text) (in(kSpecial, c) ? slashed += '\\' : slashed) += c;
+    EXPECT(escaped == slashed);
+    char *const name = bytes();
+    EXPECT(validate_file_name(name, length) == text.empty());
+    EXPECT(std::string(name, text.size()).find_first_of(kForbidden) == std::string::npos);
+    char *const quoted = page.hold_text(text);
+    EXPECT(clear_quotes(quoted) < length && strlen(quoted) <= text.size());
+    char *const roomy = strcpy(room(page, text.size() + 2), text.c_str());
+    insert_in_str(roomy, '!', static_cast<int>(choice));
+    EXPECT(strlen(roomy) == text.size() + (choice <= text.size()));
+    EXPECT(pap_hexify(room(out, 2 * text.size()), reinterpret_cast<const uint8_t *>(bytes()), length));
+    return 0;
+}

@@ -1,0 +1,35 @@
+// Version texts, against searching and the C library's scanner.
+#include <quill/ap_version.h>
+
+#include "fuzz/fuzz.h"
+#include "support/version_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage page, out;
+    quill::fuzz::Input input(data, size);
+    const int mode = static_cast<int>(input.below(3));
+    const uint32_t room_size = 1 + input.below(40);
+    const std::string text = input.text();
+
+    char *const source = page.hold_text(text), *const output = quill::fuzz::room(out, room_size);
+    memset(output, '\0', room_size);
+    const quill::test::Cut expected = quill::test::cut(text, mode, "");
+    EXPECT(ap_version_format(source, output, room_size, mode) == output);
+    EXPECT(source == expected.source && output == expected.output.substr(0, room_size - 1));
+
+    quill::test::Numbers parsed = {}, scanned = {};
+    const int kind = match_ap_version(page.hold_text(text), parsed.data());
+    EXPECT(kind == quill::test::match_by_scanf(text, scanned));
+    size_t digits = 0, most = 0;
+    for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);
+    EXPECT(parsed == scanned || most > 9);
+
+    const std::string other = input.text();
+    int kinds[4];
+    const int order = compare_r_version_with_c_version(text.c_str(), &kinds[0], other.c_str(), &kinds[1]);
+    const int back = compare_r_version_with_c_version(other.c_str(), &kinds[2], text.c_str(), &kinds[3]);
+    EXPECT(kinds[0] == kind && kinds[0] == kinds[3] && kinds[1] == kinds[2]);
+    EXPECT(kinds[0] && kinds[1] ? order == -back : order == 1 && back == 1);
+    (void)check_eol_ap_version(page.hold_text(text), 42);
+    return 0;
+}
