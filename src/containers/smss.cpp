@@ -104,7 +104,7 @@ bool holds(const smss_ctx &context, const void *object, const char *name, const 
 
 bool matches(const smss_ctx &context, const void *object, const uint32_t *numbers) {
     uint32_t met = 0;
-    for (uint32_t i = 0; i < pairs(context.search_words); i++) {
+    for (size_t i = 0; i < pairs(context.search_words); i++) {
         const bool held = holds(context, object, context.search[2 * i], context.search[2 * i + 1], numbers[i]);
         met += held;
         if (held == (context.match_any != 0)) break;
@@ -114,7 +114,7 @@ bool matches(const smss_ctx &context, const void *object, const uint32_t *number
 
 void filter(smss_ctx &context) {
     uint32_t numbers[kPairs] = {};
-    for (uint32_t i = 0; i < pairs(context.search_words); i++) {
+    for (size_t i = 0; i < pairs(context.search_words); i++) {
         const char *value = context.search[2 * i + 1];
         if (value) numbers[i] = static_cast<uint32_t>(atoi(value));
     }
@@ -217,7 +217,7 @@ int compare_objects(const void *a, const void *b) {
 // While rows are sorted, they stand in for their objects in the results.
 void sort_results(smss_ctx &context) {
     Sort sort = {context, {}, 0, false, {}};
-    for (uint32_t i = 0; i < pairs(context.sort_words); i++) {
+    for (size_t i = 0; i < pairs(context.sort_words); i++) {
         const char *name = context.sort[2 * i], *word = context.sort[2 * i + 1];
         if (name) sort.keys[sort.key_count++] = {name, word && quill::compare_ignoring_case(word, "desc") == 0};
     }

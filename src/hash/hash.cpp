@@ -299,7 +299,7 @@ uint32_t hash_get_stats(void **out) {
     auto *record = reinterpret_cast<Record *>(buffer.get() + sizeof count);
     ListGet(hash_table_list, LIST_OP_FIRST);
     while (const quill_word table = ListGet(hash_table_list, LIST_OP_NEXT))
-        fill(*record++, *reinterpret_cast<const sHash *>(table));
-    (void)buffer.release();  // the caller's now
+        fill(*record++, *reinterpret_cast<const sHash *>(table));  // NOLINT(performance-no-int-to-ptr): a list of words
+    (void)buffer.release();                                        // the caller's now
     return size;
 }

@@ -63,6 +63,7 @@ void put_default_in_place_of_handlers() {
 // Has no variables that the child could change, and is never part of a function that has.
 [[gnu::noinline]] pid_t start_sharing_memory(const Start &start) {
     const pid_t child = vfork();
+    // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): what the child may do is said above, and that it does
     if (child == 0) run_in_child(start);
     return child;
 }

@@ -66,7 +66,7 @@ template <unsigned i>
     constexpr Round kRound = kRounds[i / 16];
     constexpr unsigned kWord = (kRound.offset + i * kRound.stride) % 16;
     constexpr unsigned kA = -i % 4, kB = (kA + 1) % 4, kC = (kA + 2) % 4, kD = (kA + 3) % 4;
-    const uint32_t sum = v[kA] + kSines[i] + quill::load_le<uint32_t>(block + 4 * kWord);
+    const uint32_t sum = v[kA] + kSines[i] + quill::load_le<uint32_t>(block + size_t{4} * kWord);
     v[kA] = v[kB] + rotate_left(add_mixed<i / 16>(sum, v[kB], v[kC], v[kD]), kRound.shifts[i % 4]);
 }
 

@@ -14,7 +14,6 @@
 #include "base/text_ring.h"
 
 using quill::hex_value;
-using quill::ResultRing;
 using quill::TextRing;
 
 namespace {
