@@ -30,6 +30,12 @@ target_compile_options(quill_build INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${QUILL_WERROR}>:-Werror>)
 
+if(QUILL_COVERAGE)
+  # Counted atomically, as some tests have threads.
+  target_compile_options(quill_build INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(quill_build INTERFACE --coverage)
+endif()
+
 # What would need the C++ run-time library is switched off, also where a packager switches it on for everything.
 add_library(quill_no_runtime INTERFACE)
 target_compile_options(quill_no_runtime INTERFACE

@@ -23,7 +23,8 @@ done
 segments=$("$readelf" -lW "$shared")
 printf '%s\n' "$segments" | grep -q GNU_RELRO || fail "no RELRO"
 printf '%s\n' "$dynamic" | grep -q -e BIND_NOW -e 'FLAGS.*NOW' || fail "RELRO is not full: symbols are bound late"
-printf '%s\n' "$segments" | grep 'GNU_STACK.*RWE' && fail "the stack is executable"
+printf '%s\n' "$segments" | grep -E ' RWE ' && fail "a segment, or the stack, is writable and executable"
+printf '%s\n' "$dynamic" | grep TEXTREL && fail "code is changed at load"
 "$readelf" --dyn-syms -W "$shared" | grep -q __stack_chk_fail || fail "no stack protector"
 if [ "$processor" = x86_64 ]; then
     "$readelf" -nW "$shared" | grep -q 'IBT, SHSTK' || fail "no CET"

@@ -522,6 +522,8 @@ TEST_F(RegTable, Unpacks) {
     });
     expect_unpacking(-95, {not_written});
     EXPECT_EQ(read_file("/tmp/out"), "");
+    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &unlimited);
 }
 
 }  // namespace

@@ -1,0 +1,12 @@
+#!/bin/sh
+# check_coverage.sh SOURCE_DIR BUILD_DIR
+# Writes the report of what the tests have run, and holds it to the floor.
+set -eu
+mkdir -p "$2/report"
+gcovr --root "$1" --filter "$1/src/" --filter "$1/include/" --object-directory "$2" \
+    --exclude-throw-branches --exclude-unreachable-branches \
+    --html-details "$2/report/index.html" --txt "$2/report/summary.txt" --print-summary \
+    --fail-under-line 98 --fail-under-branch 92 "$2" || status=$?
+sed -n 's/^\(src.*\) \([0-9,-]*\)$/\1 \2/p' "$2/report/summary.txt" | grep -v '100% *$' || true
+echo "report: $2/report/index.html"
+exit "${status:-0}"
