@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <quill/address.h>
 #include <string.h>
 #include <sys/socket.h>
 
@@ -154,9 +153,8 @@ uint8_t *str_to_ip6(const char *text) {
 }
 
 char *ip6_to_str(const uint8_t *addr16) {
-    char *text = library_texts.next();
-    inet_ntop(AF_INET6, addr16, text, library_texts.size);
-    return text;
+    char *const text = library_texts.next();
+    return inet_ntop(AF_INET6, addr16, text, library_texts.size) ? text : nullptr;
 }
 
 char *ip6_to_str_long(const uint8_t *addr16) {
