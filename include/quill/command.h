@@ -72,8 +72,9 @@ QUILL_API int execute_command_no_io(char *command);
  * the call in the program itself returns 0, as soon as that copy ends: a program that gets -1 compares getpid() with what
  * it was, and ends itself by _exit in the copy.
  *
- * Forks the whole process, so its cost grows with the process's memory. Nothing of the program's is run or written in
- * the new processes: neither exit handlers nor what is left in stdio buffers. */
+ * Forks the whole process, so its cost grows with the process's memory. Handlers of pthread_atfork run, and signals that
+ * come to the new processes find the program's handlers; nothing else of the program's is run or written there, neither
+ * exit handlers nor what is left in stdio buffers. */
 QUILL_API int execute_command_status_no_io_nowait(const char *command, const char *output, const char *errors,
                                                   const char *status_file, const char *delete_on_success);
 
