@@ -26,6 +26,7 @@ bool has_boc_configs() {
 struct Step {
     bool (*wanted)();
     const char *command;  // with the dump's path in place of %s
+    const char *next = nullptr;
 };
 
 // In order; the readers of dumps go by it, and by the texts to the byte. Without a current configuration nothing at all
@@ -48,8 +49,8 @@ constexpr Step kSteps[] = {
     {always, "ls -l /tmp/.vesk >> %s 2>&1 "},  // the messaging library's directory
     {always, "cat /proc/ksyms >> %s 2>&1 "},
     {has_current_config, "cat `cat /flash/config/.config` >> %s 2>&1 "},
-    {has_boc_configs, "echo \"ls -lrt /flash/config/.boc_config.*\" >> %s 2>&1 "},
-    {has_boc_configs, "ls -lrt /flash/config/.boc_config.* >> %s 2>&1 "},
+    {has_boc_configs, "echo \"ls -lrt /flash/config/.boc_config.*\" >> %s 2>&1 ",
+     "ls -lrt /flash/config/.boc_config.* >> %s 2>&1 "},
     {always, "echo 'mysqladmin processlist' >> %s 2>&1"},
     {always, "mysqladmin processlist >> %s 2>&1 "},
 };
@@ -57,12 +58,16 @@ constexpr Step kSteps[] = {
 }  // namespace
 
 int saveMachineInfo(const char *path) {
-    const auto fits = [=](const Step &step) { return quill::ShellLine<>::fits(step.command, path); };
-    if (!path || !std::all_of(std::begin(kSteps), std::end(kSteps), fits)) return 0;
+    const auto fits = [=](const char *command) { return !command || quill::ShellLine<>::fits(command, path); };
+    const auto fit = [=](const Step &step) { return fits(step.command) && fits(step.next); };
+    if (!path || !std::all_of(std::begin(kSteps), std::end(kSteps), fit)) return 0;
     int started = 0;
     for (const Step &step : kSteps) {
-        quill::ShellLine<> line;
-        if (step.wanted() && line.format(step.command, path)) started = execute_command(line.text());
+        if (!step.wanted()) continue;
+        for (const char *command : {step.command, step.next}) {
+            quill::ShellLine<> line;
+            if (command && line.format(command, path)) started = execute_command(line.text());
+        }
     }
     return started;
 }

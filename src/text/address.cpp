@@ -218,7 +218,7 @@ char *quill_inet_ntop(ip_af_addr addr, char *buf) {
 
 char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen) {
     const size_t room = std::min(buflen, size_t{QUILL_IP_STR_SIZE});  // what there is beyond a socklen_t is not needed
-    return write_either(addr, {buf, room}) ? buf : nullptr;
+    return buf && write_either(addr, {buf, room}) ? buf : nullptr;
 }
 
 char *quill_ip_to_str(ip_af_addr addr) { return quill_ip_to_str_r(addr, either_texts.next(), either_texts.size); }

@@ -224,6 +224,7 @@ TEST(Address, EitherFamilyToText) {
     EXPECT_EQ(quill_ip_to_str_r(v4, room(16), 16), reinterpret_cast<char *>(page.room(0, 0)) - 16);
     EXPECT_STREQ(quill_ip_to_str_r(v6, room(8), 8), "fe80::1");
     for (const size_t size : {0u, 1u, 15u}) EXPECT_EQ(quill_ip_to_str_r(v4, room(size), size), nullptr) << size;
+    EXPECT_EQ(quill_ip_to_str_r(v4, nullptr, QUILL_IP_STR_SIZE), nullptr);
     for (const size_t size : {0u, 1u, 7u}) EXPECT_EQ(quill_ip_to_str_r(v6, room(size), size), nullptr) << size;
     EXPECT_STREQ(quill_ip_to_str_r(v6, room(QUILL_IP_STR_SIZE), SIZE_MAX), "fe80::1");
 
