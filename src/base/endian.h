@@ -9,40 +9,48 @@
 
 namespace quill {
 
-// Swaps on little-endian hosts and does nothing on big-endian ones; it is its own inverse.
-constexpr uint8_t big_endian(uint8_t v) { return v; }
-constexpr uint16_t big_endian(uint16_t v) { return std::endian::native == std::endian::big ? v : __builtin_bswap16(v); }
-constexpr uint32_t big_endian(uint32_t v) { return std::endian::native == std::endian::big ? v : __builtin_bswap32(v); }
-constexpr uint64_t big_endian(uint64_t v) { return std::endian::native == std::endian::big ? v : __builtin_bswap64(v); }
+constexpr uint8_t swap_bytes(uint8_t v) { return v; }
+constexpr uint16_t swap_bytes(uint16_t v) { return __builtin_bswap16(v); }
+constexpr uint32_t swap_bytes(uint32_t v) { return __builtin_bswap32(v); }
+constexpr uint64_t swap_bytes(uint64_t v) { return __builtin_bswap64(v); }
 
-constexpr uint32_t little_endian(uint32_t v) {
-    return std::endian::native == std::endian::little ? v : __builtin_bswap32(v);
+// From the host's order to the given one, and back.
+template <std::endian order, typename T>
+constexpr T convert(T v) {
+    return order == std::endian::native ? v : swap_bytes(v);
+}
+template <typename T>
+constexpr T big_endian(T v) {
+    return convert<std::endian::big>(v);
+}
+
+template <std::endian order, typename T>
+T load(const void *from) {
+    T v;
+    memcpy(&v, from, sizeof v);
+    return convert<order>(v);
+}
+template <std::endian order, typename T>
+void store(void *to, T v) {
+    v = convert<order>(v);
+    memcpy(to, &v, sizeof v);
 }
 
 template <typename T>
 T load_be(const void *from) {
-    T v;
-    memcpy(&v, from, sizeof v);
-    return big_endian(v);
+    return load<std::endian::big, T>(from);
 }
-
 template <typename T>
 void store_be(void *to, T v) {
-    v = big_endian(v);
-    memcpy(to, &v, sizeof v);
+    store<std::endian::big>(to, v);
 }
-
 template <typename T>
 T load_le(const void *from) {
-    T v;
-    memcpy(&v, from, sizeof v);
-    return little_endian(v);
+    return load<std::endian::little, T>(from);
 }
-
 template <typename T>
 void store_le(void *to, T v) {
-    v = little_endian(v);
-    memcpy(to, &v, sizeof v);
+    store<std::endian::little>(to, v);
 }
 
 }  // namespace quill
