@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     memset(message, 0, sizeof message);
     if (size > 0) memcpy(message, data, std::min(size, sizeof message));
     const uint32_t consumed = vmap_sxdr_read(map, message);
-    EXPECT(consumed <= 643);
+    EXPECT(consumed <= 3 + 3 + 639);  // the longest text that is read
     const uint32_t length = vmap_sxdr_write(map, written);
     EXPECT(length == vmap_sxdr_size(map) && length <= 643);
     EXPECT(vmap_sxdr_read(again, written) == length);
