@@ -16,10 +16,12 @@ bool is_private;
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     is_private = quill::test::enter_private_device().empty();
     if (!is_private) return 0;  // where the machine allows none, nothing is on any stick
-    std::filesystem::create_directories("/mnt/usbdisk/slot0/0/images");
-    std::filesystem::create_directories("/mnt/usbdisk/slot0/0/.hidden");
-    for (const char *name : {"a", "images/a", "images/b.bin", ".hidden/a", "%s", "100%%"}) {
-        quill::test::write_file(std::string("/mnt/usbdisk/slot0/0/") + name, "x");
+    for (const std::string root : {"/mnt/usbdisk/slot0/0/", "/mnt/usbdisk/stick/"}) {
+        std::filesystem::create_directories(root + "images");
+        std::filesystem::create_directories(root + ".hidden");
+        for (const char *name : {"a", "images/a", "images/b.bin", ".hidden/a", "%s", "100%%"}) {
+            quill::test::write_file(root + name, "x");
+        }
     }
     return 0;
 }
