@@ -44,13 +44,15 @@ QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 
 /* Where get_temp_dir and get_temp_dir2 say that there is room. */
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
-enum { QUILL_TEMP_DIR_SIZE = 8 };
 
-/* get_temp_dir writes a directory with room for need megabytes into directory, QUILL_TEMP_DIR_SIZE bytes, and returns
- * its code: "/flash" when that has at least 2 more than need, else "/tmp" when freeDisk(1) is at least need, else the
- * empty text and QUILL_TEMP_NONE. get_temp_dir2 first tries "/flash1" as the former "/flash". */
-QUILL_API int get_temp_dir(int need, char *directory);
-QUILL_API int get_temp_dir2(int need, char *directory);
+/* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, for ever) and returns its
+ * code: "/flash" when that has at least 2 more than need, else "/tmp" when freeDisk(1) is at least need, else the empty
+ * text and QUILL_TEMP_NONE. get_temp_dir2 first tries "/flash1" as the former "/flash".
+ *
+ *     const char *directory;
+ *     if (get_temp_dir(8, &directory) == QUILL_TEMP_NONE) return no_room(); */
+QUILL_API int get_temp_dir(int need, const char **directory);
+QUILL_API int get_temp_dir2(int need, const char **directory);
 
 /* ---- files ---- */
 

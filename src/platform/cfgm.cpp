@@ -120,7 +120,8 @@ int openCfgmGlobalConfigEnableFile() {
 }
 
 int closeCfgmGlobalConfigEnableFile() {
-    if (exists(paths::kGlobalConfigEnabled) && unlink(paths::kGlobalConfigEnabled) != 0) exit(kFlagNotRemoved);
+    // In this order: another process may remove it at the same moment.
+    if (unlink(paths::kGlobalConfigEnabled) != 0 && exists(paths::kGlobalConfigEnabled)) exit(kFlagNotRemoved);
     return 0;
 }
 

@@ -88,8 +88,12 @@ static_assert(broken_down("Oct  3 2023", "01:22:56").tm_mday == 3 && month_index
 // --- the model
 
 int getApType() {
-    const std::atomic_ref model(ApType);
-    if (model == 0) model = number_of_line(paths::kApModel, 0);
+    const std::atomic_ref cached(ApType);
+    int model = cached;
+    if (model != 0) return model;
+    model = number_of_line(paths::kApModel, 0);
+    // Not a failure, which another thread may not have had.
+    if (model != 0) cached = model;
     return model;
 }
 

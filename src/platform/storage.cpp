@@ -94,8 +94,8 @@ std::optional<Memory> usable_memory() {
 
 // --- a place for a download
 
-int choose(char *directory, const char *chosen, int code) {
-    memcpy(directory, chosen, strlen(chosen) + 1);
+int choose(const char **directory, const char *chosen, int code) {
+    *directory = chosen;
     return code;
 }
 
@@ -215,13 +215,13 @@ int get_free_mem(int64_t *total, int64_t *usable) { return get_free_mem_cached(t
 
 // --- a place for a download
 
-int get_temp_dir(int need, char *directory) {
+int get_temp_dir(int need, const char **directory) {
     if (has_room(freeFlash(), need)) return choose(directory, paths::kFlash, QUILL_TEMP_FLASH);
     if (freeDisk(1) < need) return choose(directory, "", QUILL_TEMP_NONE);
     return choose(directory, paths::kTmp, QUILL_TEMP_TMP);
 }
 
-int get_temp_dir2(int need, char *directory) {
+int get_temp_dir2(int need, const char **directory) {
     if (is_flash1_present() && has_room(freeFlash1(), need)) {
         return choose(directory, paths::kFlash1, QUILL_TEMP_FLASH1);
     }
