@@ -35,7 +35,7 @@ QUILL_API void ap_get_all_image_filenames(void (*callback)(const char *filename)
 QUILL_API int isImgCompatWithCPU(void);
 
 /* isImgCompatWithCfg returns 1 when a1.a2 is above 3.1 or a5.a6 is not, as versions compare (major, minor), else 0.
- * a3 and a4 do not matter. */
+ * Which of them is the image's and which the configuration's, the callers agree on. a3 and a4 do not matter. */
 QUILL_API int isImgCompatWithCfg(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, uint32_t a6);
 
 QUILL_END_DECLS

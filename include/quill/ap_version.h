@@ -8,8 +8,8 @@
  *     8.10.0.0-rc                   a quad and a suffix
  *     8.10.0.0-8.10.0.5_12345       two quads and a suffix
  *
- * Numbers are read as the C library's "%d" does: spaces and a sign may stand before each. One that does not
- * fit becomes the nearest that does. All comparisons are signed.
+ * Numbers are read as the C library's "%d" does: spaces and a sign may stand before each, except right behind the
+ * hyphen. One that does not fit becomes the nearest that does. All comparisons are signed.
  *
  * All functions but get_os_version are reentrant.
  */
@@ -26,6 +26,7 @@ QUILL_BEGIN_DECLS
  *     mode                           0           1                      any other
  *     8.10.0.0-8.10.0.5_12345        8.10.0.5    8.10.0.0-8.10.0.5      nothing is written
  *     8.10.0.0-rc_1                  8.10.0.0    8.10.0.0               8.10.0.0
+ *     8.10.0.0_rc-2                  2           8.10.0.0_rc-2          nothing is written
  *     8.10.0.0_12345                 8.10.0.0_12345, in every mode: without a hyphen nothing is cut
  *
  * Deliberately a mode other than 0 and 1 still cuts a source that has two quads: callers rely on that. output must

@@ -22,11 +22,11 @@ typedef struct cell_profile {
     uint32_t vendor;          /* of the USB device */
     uint32_t product;         /* of the USB device */
     uint8_t reserved1[128];   /* 0 */
-    char serial_device[64];   /* a name under /dev; "none" for a modem without serial port */
+    char serial_device[64];   /* a name under /dev; "none" without serial port; empty for CELL_PROFILE_MASS_STORAGE */
     uint32_t code;            /* CELL_PROFILE_MODEM and so on */
     uint8_t reserved2[12];    /* 0 */
     uint32_t options[2];      /* 0 but for one modem */
-    char provider[64];        /* the name of the default profile of a provider */
+    char provider[64];        /* the name of the default profile of a provider, "none" or empty */
     char texts[2][64];        /* of the connection: "internet" or empty */
     uint32_t driver_class;    /* 2 for common serial modems */
     uint32_t mass_storage;    /* 1 for CELL_PROFILE_MASS_STORAGE, else 0 */

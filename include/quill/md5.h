@@ -21,10 +21,9 @@ enum { MD5_DIGEST_SIZE = 16, MD5_BLOCK_SIZE = 64 };
 
 /* md5_context is a digest under way: 88 bytes, of the caller, without pointers; a copy goes on from the same place. */
 typedef struct md5_context {
-    uint32_t state[4]; /* chaining values A, B, C, D */
-    uint32_t count[2]; /* bits so far modulo 2^64, low word first */
-    uint8_t
-        buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, which make no block yet; the rest has no meaning */
+    uint32_t state[4];              /* chaining values A, B, C, D */
+    uint32_t count[2];              /* bits so far modulo 2^64, low word first */
+    uint8_t buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, which make no block yet; then no meaning */
 } md5_context;
 
 /* MD5Init starts a digest, whatever context held before. */

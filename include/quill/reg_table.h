@@ -19,7 +19,7 @@
  * What is signed is the table without its last byte, which is the newline, and behind it the version section.
  *
  * The work is left to the openssl and gunzip commands, found on PATH and started by the C library's system(); with
- * SIGCHLD ignored that cannot tell their end, and nothing is valid. Commands are only judged by what they write: one
+ * SIGCHLD ignored that cannot tell their end, and no file is valid (-94). Commands are only judged by what they write: one
  * that is missing, fails or is killed has written nothing that counts.
  *
  * Temporary files have fixed names in "/quill/reg_table/", which the system provides and only trusted users may write
@@ -52,10 +52,11 @@ extern QUILL_API char log_buf[256];
 /* What the functions return. */
 enum {
     QUILL_REG_TABLE_VALID = 0,
-    QUILL_REG_TABLE_NULL_PATH = -90,
+    QUILL_REG_TABLE_NOT_OPENED = -1, /* get_reg_tbl_file_ver alone */
+    QUILL_REG_TABLE_NULL_PATH = -90, /* decrypt_decompress_reg_tbl_file alone */
     QUILL_REG_TABLE_NO_MEMORY = -92,
-    QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* the conversion to DER could not be run */
-    QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run */
+    QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* the conversion to DER could not be run; a file without one is not valid */
+    QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run; a file without one is not valid */
     QUILL_REG_TABLE_NOT_WRITTEN = -95,
     QUILL_REG_TABLE_NOT_READ = -96,
     QUILL_REG_TABLE_NOT_SPLIT = -97,
@@ -68,28 +69,33 @@ enum {
  * besides. Else
  *
  *     -97   path is null, or cannot be opened, or a section cannot be put into its temporary file
- *     -94, -93, -95   a temporary file cannot be written, or no command be run
+ *     -94   no command can be run to decode the signature, or its output not be written
+ *     -93   no command can be run to convert the certificate, or its output not be written
+ *     -95   another temporary file cannot be written
  *     -96   a temporary file cannot be read, memory running out included; or the table is empty
  *     -92   no memory for the signed data
  *     -100  the certificate or the signature is not valid, or openssl could not find out
  *
  * The signature does not say where the table ends and the version line begins: whoever may change the file can move
- * that border, over the newline, to and fro. */
+ * that border, over the newline, to and fro.
+ *
+ * No function hands out the table: the program reads it from the validated file, by the rules for sections above. */
 QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 
 /* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
- * characters. The text is borrowed: it lasts until the next call. Returns 0; or -1, with *version unchanged, when the
+ * characters. The text is borrowed: it lasts until the next call of this function or the one below, and is not to be
+ * changed. Returns 0; or -1, with *version unchanged, when the
  * file cannot be opened (path null included). Deliberately, a file without a version leaves the text of the call
  * before, "" in the first. Nothing is validated, and no temporary file is made. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
-/* parse_validate_get_reg_tbl_file_ver validates, then does what get_reg_tbl_file_ver does. -97 when the file is not
- * valid, for whatever reason. Nobody may change the file meanwhile. */
+/* parse_validate_get_reg_tbl_file_ver validates, then does what get_reg_tbl_file_ver does and returns what that returns.
+ * -97, with *version unchanged, when the file is not valid, for whatever reason. Nobody may change the file meanwhile. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first
  * NUL byte, in place of the content of out_path, made with mode 0666 under the umask where there is none. gunzip wants
- * a name that ends in .gz. NOTHING IS VALIDATED, despite the name nothing is decrypted, and a damaged file gives what
+ * a name that ends in .gz; the file stays. out_path may not be the same. NOTHING IS VALIDATED, despite the name nothing is decrypted, and a damaged file gives what
  * gunzip could make of it, nothing included: validate what has been unpacked before it is used. Returns 0; or
  *
  *     -90   a path is null

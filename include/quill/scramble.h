@@ -35,7 +35,8 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
  *     scrambled byte    0-48        49-125    126-174     175-255
  *     pair              5, b + 48   0, b      8, b - 78   3, b - 126
  *
- * With n the length of in, out then begins with this many characters of it, and a NUL:
+ * In the last class the character may be 127 to 129. With n the length of in, out then begins with at most this many
+ * characters of it, and a NUL ("abcd" gives "0R0"):
  *
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
@@ -45,8 +46,9 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
 /* unscrambleStringAscii writes the plain bytes of a printable form, which may be of any length, to out: one for each
- * pair of in, and one for a character left over, for which the missing one counts as 0. out has room for
- * (strlen(in) + 1) / 2 bytes; no terminator is added. Always returns 1. Besides the pairs above it reads:
+ * pair of in, and one for a character left over, for which the missing one counts as 0. "0R" gives the byte
+ * that was scrambled to 'R'. (strlen(in) + 1) / 2 bytes are written, for which out has room, and no terminator. Always
+ * returns 1. Besides the pairs above it reads:
  *
  *     digit     1     2    4          6      7    9     none
  *     byte b    -c    c    126 - c    208    c    78    c     (modulo 256, c the character) */
@@ -57,9 +59,11 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
 /* string_encode writes src to dest with pairs in place of each delimiter ch and of each escape character, which is
  * (ch & 0xf0) | 0x0a. A pair is the escape character and then (ch & 0x0f) | 0x50 for the delimiter, 'Z' for itself.
  *
- *     string_encode("a,b*c", dest, 10, ',')    0: a*\b*Zc
+ *     char dest[11];
+ *     string_encode("a,b*c", dest, sizeof dest - 1, ',')    0: a*\b*Zc
  *
- * size is the greatest length of the result: dest has size + 1 bytes, for the NUL. Of ch the low 8 bits count, so a
+ * DEST MUST HAVE size + 1 BYTES, unlike that of string_decode: size is the greatest length of the result, behind which
+ * comes the NUL. Of ch the low 8 bits count, so a
  * char of either sign may be passed; 0 occurs in no text, and only escape characters are escaped then.
  *
  * Returns

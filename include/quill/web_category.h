@@ -18,8 +18,7 @@ typedef struct web_cc_cat_rep_range {
     char name[64];   /* with a NUL, the rest zeros */
 } web_cc_cat_rep_range;
 
-/* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number, for programs that
- * are to go on with a library that has more.
+/* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number.
  *
  *     id    scores    name
  *     1     1-20      high-risk

@@ -61,13 +61,13 @@ enum class FileNumber { kNoFile, kNoNumber, kRead };
 }
 
 // Fills the buffer from the file's start, as far as there is content, and puts a NUL behind it, in the last byte at the
-// furthest. Returns how much was read; -1 with errno when a read fails.
+// furthest. Returns how much was read; -1 with errno when the first read fails. A later one that fails ends the content.
 inline ssize_t read_start(int fd, std::span<char> buffer) {
     size_t length = 0;
     while (length < buffer.size() - 1) {
         const ssize_t part = read(fd, buffer.data() + length, buffer.size() - 1 - length);
-        if (part < 0) return -1;
-        if (part == 0) break;
+        if (part < 0 && length == 0) return -1;
+        if (part <= 0) break;
         length += static_cast<size_t>(part);
     }
     buffer[length] = '\0';

@@ -35,7 +35,7 @@ TEST(ApImage, FullSet) {
 
 TEST(ApImage, Compatibility) {
     EXPECT_EQ(isImgCompatWithCPU(), 1);
-    // Every pair of versions up to 5.5.
+    // Every pair of versions of these numbers.
     const uint32_t values[] = {0, 1, 2, 3, 4, 5, 0x80000000, UINT32_MAX};
     const size_t n = std::size(values);
     for (size_t i = 0; i < n * n * n * n; i++) {

@@ -26,44 +26,54 @@ bool granted() {
 
 }  // namespace
 
-// The linker turns calls of malloc into calls of __wrap_malloc, and __real_malloc into malloc. All goes through malloc,
-// so that a C library linked statically, whose calloc and strdup call the wrapped malloc, counts nothing twice.
+// Where the program replaces the C library's functions, its own callers are met too (the dynamic loader sends all to the
+// program); otherwise the linker turns calls of malloc into calls of __wrap_malloc, and __real_malloc into malloc.
+#ifdef QUILL_REPLACE_MALLOC
+#define OURS(function) function
+#define THE_C_LIBRARYS(function) __libc_##function
+#else
+#define OURS(function) __wrap_##function
+#define THE_C_LIBRARYS(function) __real_##function
+#endif
+
+// All goes through malloc, so that a C library linked statically, whose calloc and strdup call the wrapped malloc, counts
+// nothing twice.
 extern "C" {
 
-void *__real_malloc(size_t size);
-void *__real_realloc(void *memory, size_t size);
-void __real_free(void *memory);
-void *__wrap_malloc(size_t size);
-void *__wrap_calloc(size_t n, size_t size);
-void *__wrap_realloc(void *memory, size_t size);
-char *__wrap_strdup(const char *text);
-void __wrap_free(void *memory);
+void *THE_C_LIBRARYS(malloc)(size_t size);
+void *THE_C_LIBRARYS(realloc)(void *memory, size_t size);
+void THE_C_LIBRARYS(free)(void *memory);
+void *OURS(malloc)(size_t size);
+void *OURS(calloc)(size_t n, size_t size);
+void *OURS(realloc)(void *memory, size_t size);
+char *OURS(strdup)(const char *text);
+void OURS(free)(void *memory);
 
-void *__wrap_malloc(size_t size) {
-    void *memory = granted() ? __real_malloc(size) : nullptr;
+void *OURS(malloc)(size_t size) {
+    void *memory = granted() ? THE_C_LIBRARYS(malloc)(size) : nullptr;
     if (memory) live++;
     return memory;
 }
 
-void *__wrap_calloc(size_t n, size_t size) {
-    void *memory = size && n > SIZE_MAX / size ? nullptr : __wrap_malloc(n * size);
+void *OURS(calloc)(size_t n, size_t size) {
+    void *memory = size && n > SIZE_MAX / size ? nullptr : OURS(malloc)(n * size);
     return memory ? memset(memory, 0, n * size) : nullptr;
 }
 
-void *__wrap_realloc(void *memory, size_t size) {
-    if (!memory) return __wrap_malloc(size);
-    return granted() ? __real_realloc(memory, size) : nullptr;
+void *OURS(realloc)(void *memory, size_t size) {
+    if (!memory) return OURS(malloc)(size);
+    return granted() ? THE_C_LIBRARYS(realloc)(memory, size) : nullptr;
 }
 
-char *__wrap_strdup(const char *text) {
+char *OURS(strdup)(const char *text) {
     const size_t size = strlen(text) + 1;
-    void *memory = __wrap_malloc(size);
+    void *memory = OURS(malloc)(size);
     return memory ? static_cast<char *>(memcpy(memory, text, size)) : nullptr;
 }
 
-void __wrap_free(void *memory) {
+void OURS(free)(void *memory) {
     if (memory) live--;
-    __real_free(memory);
+    THE_C_LIBRARYS(free)(memory);
 }
 
 }  // extern "C"

@@ -1,7 +1,8 @@
 // Makes chosen allocations fail, or calls a function in the middle of one, and counts the blocks in use.
 //
-// Link with --wrap=malloc, --wrap=calloc, --wrap=realloc, --wrap=strdup and --wrap=free: everything in the program and its static
-// libraries then allocates through failing_alloc.cpp, while shared libraries keep the C library's own functions.
+// Link with failing_alloc: everything in the program and its static libraries then allocates through failing_alloc.cpp,
+// while shared libraries keep the C library's own functions. With failing_alloc_everywhere these do too, the C library
+// included, unless a sanitizer has replaced them already.
 #pragma once
 
 #include <gtest/gtest.h>

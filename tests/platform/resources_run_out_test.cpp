@@ -1,0 +1,184 @@
+// Every function that opens or allocates something, also inside the C library, with room for no more descriptor, for one
+// more, and so on, and with its first allocation failing, its second, and so on: it says that it could not, or does all of
+// it; leaves nothing open, allocated or half done; and succeeds once there is room.
+#include <gtest/gtest.h>
+#include <quill/quill.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <iostream>
+#include <string>
+
+#include "support/device_test.h"
+#include "support/failing_alloc.h"
+
+namespace {
+
+using quill::test::open_descriptors;
+using quill::test::read_file;
+using quill::test::write_file;
+
+struct Call {
+    const char *name;
+    std::function<bool()> call;                             // whether it says that it has succeeded
+    std::function<bool()> is_done = [] { return true; };    // whether all of it has been done
+    std::function<bool()> is_undone = [] { return true; };  // whether nothing has
+    int kept = 0;                                           // descriptors that a success keeps on purpose
+};
+
+std::function<bool()> missing(const char *file) {
+    return [=] { return access(file, F_OK) != 0; };
+}
+std::function<bool()> holds(const char *file, const char *content) {
+    return [=] { return read_file(file) == content; };
+}
+
+char bytes[8];
+
+const Call kCalls[] = {
+    {"execute_command", [] { return execute_command("true") == 1; }},
+    {"execute_command_status", [] { return execute_command_status("exit 3") == 0x300; }},
+    {"execute_command_status_no_io",
+     [] {
+         char line[] = "echo word";
+         return execute_command_status_no_io(line, "/tmp/out", nullptr) == 0;
+     },
+     holds("/tmp/out", "word\n")},
+    {"quill_popen",
+     [] {
+         FILE *const stream = quill_popen("echo word", "r");
+         return stream && fgets(bytes, sizeof bytes, stream) && quill_pclose(stream) == 0;
+     },
+     [] { return strcmp(bytes, "word\n") == 0; }},
+    {"execute_command_status_no_io_nowait",
+     [] { return execute_command_status_no_io_nowait("exit 0", nullptr, nullptr, nullptr, nullptr) == 0; }},
+    {"quill_popen_thr",
+     [] {
+         int child;
+         FILE *const stream = quill_popen_thr("echo word", "r", &child);
+         if (!stream) {
+             EXPECT_EQ(child, -1);
+         }
+         return stream && fgets(bytes, sizeof bytes, stream) && quill_pclose_thr(stream, child) == 0;
+     },
+     [] { return strcmp(bytes, "word\n") == 0; }},
+    {"execute_command_proc",
+     [] { return execute_command_proc('1', "/tmp/switch") && access("/tmp/switch", F_OK) == 0; },
+     holds("/tmp/switch", "1")},
+    {"cp_file_to_from", [] { return cp_file_to_from("/tmp/to", "/tmp/from") == 1; }, holds("/tmp/to", "content"),
+     missing("/tmp/to")},
+    {"ReadApFlash", [] { return ReadApFlash(0, 8, bytes, nullptr) == 0 && bytes[7] == 'f'; },
+     [] { return bytes[7] == 'f'; }, [] { return bytes[7] == 0; }, 1},
+    {"getSysUptime", [] { return getSysUptime() == 12; }},
+    {"get_os_version", [] { return strcmp(get_os_version(), "8.10\n") == 0; }},
+    // A number in an old form: the resolver is asked, but needs no file of this machine.
+    {"quill_inet_pton",
+     [] {
+         ip_af_addr address;
+         return quill_inet_pton("127.1", &address) == 1;
+     }},
+    {"chkUsbPath",
+     [] {
+         char out[QUILL_USB_PATH_SIZE];
+         return chkUsbPath("0/a", out) != nullptr;
+     }},
+    {"write_str_to_file", [] { return write_str_to_file("/tmp/text", "x") == 0; }, holds("/tmp/text", "x"),
+     missing("/tmp/text")},
+    {"get_reg_tbl_file_ver",
+     [] {
+         char *version;
+         return get_reg_tbl_file_ver("/tmp/signed", &version) == 0;
+     }},
+    {"decrypt_decompress_reg_tbl_file",
+     [] { return decrypt_decompress_reg_tbl_file("/tmp/signed.gz", "/tmp/unpacked") == 0; }, holds("/tmp/unpacked", ""),
+     missing("/quill/reg_table/temp_parsed_file.bin")},
+};
+
+class ResourcesRunOut : public quill::test::DeviceAndProcTest {
+protected:
+    struct Outcome {
+        bool succeeded;
+        bool was_short;  // whether something was refused
+    };
+
+    static void prepare() {
+        write_file("/proc/uptime", "12.5 1\n");
+        write_file("/proc/osbuild", "quill version 8.10\n");
+        write_file("/tmp/from", "content");
+        write_file("/tmp/signed", "-----BEGIN VERSION-----\n1\n");
+        write_file("/tmp/signed.gz", "no archive");
+        write_file("/dev/mtd0", "ffffffff");
+        mkdir("/mnt/usbdisk/slot0", 0755);
+        mkdir("/mnt/usbdisk/slot0/0", 0755);
+        write_file("/mnt/usbdisk/slot0/0/a", "");
+        for (const char *const result : {"/tmp/out", "/tmp/switch", "/tmp/to", "/tmp/text", "/tmp/unpacked"}) {
+            unlink(result);
+        }
+        memset(bytes, 0, sizeof bytes);
+    }
+
+    // Makes each call with more and more room, until nothing is refused to it any more.
+    void give_more_and_more(bool call_once_before, Outcome (*attempt)(int room, const std::function<bool()> &call)) {
+        for (const Call &call : kCalls) {
+            SCOPED_TRACE(call.name);
+            testing::internal::CaptureStdout();
+            testing::internal::CaptureStderr();
+            prepare();
+            if (call_once_before) {
+                EXPECT_TRUE(call.call());
+                kept_descriptors_ += call.kept;
+            }
+            int descriptors = open_descriptors();
+            const long live = quill::test::live_allocations();
+            int room = 0;
+            for (Outcome outcome = {false, true}; outcome.was_short && room < 50; room++) {
+                prepare();
+                outcome = attempt(room, call.call);
+                EXPECT_TRUE(outcome.succeeded ? call.is_done() : outcome.was_short && call.is_undone())
+                    << "with room for " << room;
+                EXPECT_EQ(live, quill::test::live_allocations()) << "with room for " << room;
+                if (outcome.succeeded && !call_once_before) {
+                    descriptors += call.kept;
+                    kept_descriptors_ += call.kept;
+                }
+                EXPECT_EQ(descriptors, open_descriptors()) << "with room for " << room;
+            }
+            EXPECT_LT(room, 50) << "it never succeeds";
+            testing::internal::GetCapturedStdout();
+            testing::internal::GetCapturedStderr();
+            std::cout << call.name << ": " << room - 1 << "\n";
+        }
+    }
+};
+
+// The descriptors are short in the call and in what it starts.
+TEST_F(ResourcesRunOut, Descriptors) {
+    give_more_and_more(false, [](int room, const std::function<bool()> &call) {
+        rlimit limit;
+        getrlimit(RLIMIT_NOFILE, &limit);
+        rlimit tight = {0, limit.rlim_max};
+        for (int fd = 0;; fd++) {
+            if (fcntl(fd, F_GETFD) == -1 && room-- == 0) break;
+            tight.rlim_cur++;
+        }
+        setrlimit(RLIMIT_NOFILE, &tight);
+        const bool succeeded = call();
+        setrlimit(RLIMIT_NOFILE, &limit);
+        return Outcome{succeeded, !succeeded};
+    });
+}
+
+// One allocation fails, those after it do not. The C library keeps some of what it allocates, a time zone for one, from
+// the first call on.
+TEST_F(ResourcesRunOut, Memory) {
+    give_more_and_more(true, [](int room, const std::function<bool()> &call) {
+        const quill::test::NthAllocation failing(room + 1);
+        const bool succeeded = call();
+        return Outcome{succeeded, failing.reached()};
+    });
+}
+
+}  // namespace
