@@ -12,6 +12,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <iostream>
 #include <optional>
@@ -41,6 +42,24 @@ std::string without_time(const std::string &record) {
     if (rest.back() == '\0') rest.back() = '$';
     return rest;
 }
+
+// How the next calls of send go wrong, in turn; none when it is empty.
+enum class Fault { kInterrupted, kFull, kShort };
+constinit std::vector<Fault> *faults = nullptr;
+
+}  // namespace
+
+extern "C" ssize_t __real_send(int fd, const void *data, size_t size, int flags);
+extern "C" ssize_t __wrap_send(int fd, const void *data, size_t size, int flags) {
+    if (!faults || faults->empty()) return __real_send(fd, data, size, flags);
+    const Fault fault = faults->back();
+    faults->pop_back();
+    if (fault == Fault::kShort) return __real_send(fd, data, std::min<size_t>(size, 3), flags);
+    errno = fault == Fault::kInterrupted ? EINTR : EAGAIN;
+    return -1;
+}
+
+namespace {
 
 // For formats that the compiler would complain of.
 void log_unchecked(const char *format, ...) {
@@ -292,6 +311,28 @@ TEST_F(Syslog, ASecondOpenlogWhileConnectedLosesOneMessage) {
             EXPECT_EQ(without_time(daemon.receive()), "<427>second: 3$");
             closelog();
         }
+}
+
+TEST_F(Syslog, InterruptedAndShortSendsLoseNothing) {
+    const std::vector<Fault> before = {Fault::kInterrupted, Fault::kFull, Fault::kInterrupted},
+                             within = {Fault::kInterrupted, Fault::kShort, Fault::kFull, Fault::kShort, Fault::kShort};
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        LogDaemon daemon(type);
+        openlog("a", LOG_CONS, 0);
+        for (const auto &planned : {before, within}) {
+            if (type == SOCK_DGRAM && planned == within) continue;  // a datagram goes as a whole or not at all
+            std::vector<Fault> left = planned;
+            faults = &left;
+            syslog(LOG_ERR, "whole");
+            faults = nullptr;
+            EXPECT_TRUE(left.empty());
+            EXPECT_EQ(without_time(daemon.receive()), "<427>a: whole$");
+        }
+        syslog(LOG_ERR, "next");
+        EXPECT_EQ(without_time(daemon.receive()), "<427>a: next$");
+        EXPECT_EQ(read_file("/dev/console"), "");
+        closelog();
+    }
 }
 
 TEST_F(Syslog, ConnectsAtOnceOnlyWhenAskedTo) {
