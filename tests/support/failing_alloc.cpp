@@ -43,35 +43,35 @@ extern "C" {
 void *THE_C_LIBRARYS(malloc)(size_t size);
 void *THE_C_LIBRARYS(realloc)(void *memory, size_t size);
 void THE_C_LIBRARYS(free)(void *memory);
-void *OURS(malloc)(size_t size);
-void *OURS(calloc)(size_t n, size_t size);
-void *OURS(realloc)(void *memory, size_t size);
-char *OURS(strdup)(const char *text);
-void OURS(free)(void *memory);
+void *OURS(malloc)(size_t size) noexcept;
+void *OURS(calloc)(size_t n, size_t size) noexcept;
+void *OURS(realloc)(void *memory, size_t size) noexcept;
+char *OURS(strdup)(const char *text) noexcept;
+void OURS(free)(void *memory) noexcept;
 
-void *OURS(malloc)(size_t size) {
+void *OURS(malloc)(size_t size) noexcept {
     void *memory = granted() ? THE_C_LIBRARYS(malloc)(size) : nullptr;
     if (memory) live++;
     return memory;
 }
 
-void *OURS(calloc)(size_t n, size_t size) {
+void *OURS(calloc)(size_t n, size_t size) noexcept {
     void *memory = size && n > SIZE_MAX / size ? nullptr : OURS(malloc)(n * size);
     return memory ? memset(memory, 0, n * size) : nullptr;
 }
 
-void *OURS(realloc)(void *memory, size_t size) {
+void *OURS(realloc)(void *memory, size_t size) noexcept {
     if (!memory) return OURS(malloc)(size);
     return granted() ? THE_C_LIBRARYS(realloc)(memory, size) : nullptr;
 }
 
-char *OURS(strdup)(const char *text) {
+char *OURS(strdup)(const char *text) noexcept {
     const size_t size = strlen(text) + 1;
     void *memory = OURS(malloc)(size);
     return memory ? static_cast<char *>(memcpy(memory, text, size)) : nullptr;
 }
 
-void OURS(free)(void *memory) {
+void OURS(free)(void *memory) noexcept {
     if (memory) live--;
     THE_C_LIBRARYS(free)(memory);
 }
