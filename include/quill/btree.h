@@ -14,6 +14,8 @@
  * pointer, so a node pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null
  * result means that there is no such key.
  *
+ * No locking: a tree is used by one thread at a time; any number of threads may find and walk in one that nobody changes.
+ *
  *     static int by_name(const void *a, const void *b) { return strcmp(a, b); }
  *
  *     btree *names = NULL;

@@ -1,5 +1,6 @@
 /* quill/cell_profiles.h: the USB cellular modems that are supported out of the box. The cellular connection manager
  * recognises a modem in this table and takes its defaults from it; what the codes and words mean is up to that program.
+ * The records are constants, which any thread may read.
  */
 #ifndef QUILL_CELL_PROFILES_H
 #define QUILL_CELL_PROFILES_H

@@ -2,7 +2,8 @@
  *
  * The range runs upwards (first below last) or downwards, so a downward table gives its highest index first. It has at
  * most 4,096 indices, within 0 to 65535. Allocation, release and reservation are constant time: two bit scans. A table
- * is one heap block of 16 bytes and 8 for every 64 indices. No locking.
+ * is one heap block of 16 bytes and 8 for every 64 indices. No locking: a
+ * table is used by one thread at a time.
  *
  *     idx_table *ids = idx_table_create(1, 64);
  *     uint16_t id;

@@ -32,6 +32,8 @@
 #define QUILL_SAVLE_H
 
 #include <quill/savl.h>
+#include <quill/types.h>
+#include <stddef.h>
 
 QUILL_BEGIN_DECLS
 

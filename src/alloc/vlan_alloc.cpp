@@ -3,6 +3,8 @@
 #include <stdarg.h>
 #include <stdio.h>
 
+#include <quill/hash.h>
+#include <quill/types.h>
 #include <quill/vmap.h>
 
 #include <algorithm>

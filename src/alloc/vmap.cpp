@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <system_error>
 
 #include "base/ascii.h"
 #include "base/memory.h"

@@ -1,6 +1,11 @@
 #include <quill/sxdr.h>
 
+#include <quill/types.h>
+
 #include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
 
 #include "codec/element.h"
 

@@ -1,7 +1,9 @@
 #include <quill/sxdr_safe.h>
 
+#include <quill/types.h>
+
 #include <errno.h>
-#include <stdlib.h>
+#include <string.h>
 
 #include <span>
 

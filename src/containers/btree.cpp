@@ -1,5 +1,7 @@
 #include <quill/btree.h>
 
+#include <stddef.h>
+
 #include "base/memory.h"
 #include "containers/walk.h"
 

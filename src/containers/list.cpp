@@ -1,5 +1,7 @@
 #include <quill/list.h>
 
+#include <quill/types.h>
+
 #include <assert.h>
 #include <stdlib.h>
 

@@ -1,5 +1,8 @@
 #include <quill/rbtree.h>
 
+#include <stddef.h>
+#include <stdlib.h>
+
 #include <iterator>
 #include <utility>
 

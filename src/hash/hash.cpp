@@ -1,12 +1,20 @@
 #include <quill/hash.h>
 
+#include <quill/list.h>
+#include <quill/types.h>
+
 #include <stddef.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include <algorithm>
+#include <atomic>
 
+#include "base/contract.h"
 #include "base/memory.h"
 #include "base/mutex.h"
 #include "hash/hash_table.h"
+#include "hash/object_pool.h"
 
 // Process-wide state. The mutex guards the list, each listed table's membership in it and the creation of the pools;
 // the pools guard their own contents.

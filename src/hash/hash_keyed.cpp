@@ -1,7 +1,14 @@
 #include <quill/hash_keyed.h>
 
+#include <quill/hash.h>
+#include <quill/types.h>
+
+#include <stdlib.h>
+#include <string.h>
+
 #include <algorithm>
 
+#include "base/contract.h"
 #include "base/endian.h"
 #include "base/memory.h"
 #include "hash/hash_table.h"

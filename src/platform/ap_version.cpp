@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/ascii.h"
 #include "base/bounded_text.h"

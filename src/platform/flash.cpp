@@ -1,5 +1,7 @@
 #include <quill/flash.h>
 
+#include <quill/types.h>
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -7,7 +9,9 @@
 #include <string.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/ipc.h>
 #include <sys/mman.h>
+#include <sys/sem.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>

@@ -1,11 +1,13 @@
 #include <quill/identity.h>
 
-#include <errno.h>
+#include <quill/types.h>
+
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/syscall.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <iterator>
 
 #include "base/paths.h"

@@ -1,7 +1,6 @@
 #include <quill/storage.h>
 
 #include <dirent.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <libgen.h>
 #include <limits.h>
@@ -9,13 +8,12 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
-#include <unistd.h>
+#include <sys/statfs.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string_view>
 
 #include "base/cancellation.h"

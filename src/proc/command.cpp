@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "base/cancellation.h"
 #include "base/descriptor.h"

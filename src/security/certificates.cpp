@@ -1,13 +1,13 @@
 #include "security/certificates.h"
 
-#include <quill/reg_table.h>
+#include <quill/reg_table.h>  // IWYU pragma: keep
 
 // Numbers that the build has made of the two files.
 constexpr uint8_t Parent_CA_Cert[] = {
-#include "parent_certificate.inc"
+#include "parent_certificate.inc"  // IWYU pragma: keep
 };
 constexpr uint8_t Top_CA_Cert_1[] = {
-#include "top_certificate.inc"
+#include "top_certificate.inc"  // IWYU pragma: keep
 };
 constexpr uint32_t Top_CA_Certs_count = 1;
 

@@ -1,7 +1,7 @@
 #include <quill/md5.h>
 #include <string.h>
 
-#include <utility>
+#include <utility>  // IWYU pragma: keep
 
 #include "base/endian.h"
 #include "base/wipe.h"

@@ -1,6 +1,5 @@
 #include <quill/reg_table.h>
 
-#include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>

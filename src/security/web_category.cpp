@@ -1,5 +1,7 @@
 #include <quill/web_category.h>
 
+#include <stddef.h>
+
 #include <bit>
 #include <iterator>
 

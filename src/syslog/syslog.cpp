@@ -1,8 +1,10 @@
 #include <quill/syslog.h>
 
+#include <quill/types.h>
+
 #include <errno.h>
 #include <fcntl.h>
-#include <pthread.h>
+#include <pthread.h>  // IWYU pragma: keep
 #include <signal.h>
 #include <stddef.h>
 #include <stdio.h>
@@ -20,8 +22,6 @@
 #include "base/broken_pipe.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
-#include "base/paths.h"
-#include "base/text_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 #include "syslog/recursive_mutex.h"

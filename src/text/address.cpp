@@ -1,5 +1,7 @@
 #include <quill/address.h>
 
+#include <quill/types.h>
+
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>

@@ -1,7 +1,8 @@
 #include <quill/ipv6.h>
 
+#include <quill/types.h>
+
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <string.h>
 #include <sys/socket.h>
 

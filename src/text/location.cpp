@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <initializer_list>
+
 #include "base/ascii.h"
 #include "base/bounded_text.h"
 
