@@ -313,14 +313,16 @@ TEST(Smss, StringsStayWhereTheyAreWhileThePoolGrows) {
 // The n-th allocation fails: nothing is worse than objects that are left out and criteria that do not hold.
 TEST(Smss, FailedAllocationsOnlyLeaveThingsOut) {
     std::vector<Station> stations = random_stations(1100);
-    const std::string padding(300, 'x');
     const long live = live_allocations();
-    for (int n = 1, reached = 1; reached; n++) {
+    for (int i = 2, reached = 1; reached; i++) {
+        const int n = i / 2;
         SCOPED_TRACE(n);
         NthAllocation failing(n);
         {
             Query query(stations);
-            smss_add_string(&query.context, padding.c_str(), 300);
+            // Of the pool's first block, room is left for nothing, or for the criterion's word alone.
+            const int room = query.context.pool_capacity - query.context.pool_used;
+            smss_add_string(&query.context, nullptr, i % 2 ? room + 1 : std::max(room - 4, 0));
             query.search("name", "E").sort("site", "desc").sort("rate", "asc");
             const bool lost_criterion = !query.context.search[0] || !query.context.search[1];
             const bool sorts = query.context.text1 && query.context.text2 && query.context.sort[0] &&
