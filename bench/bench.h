@@ -1,0 +1,40 @@
+// What the benchmarks share: rows of work, each done by the library and by what a program's author would take instead.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+struct Work {
+    std::function<uint64_t()> run;  // does the work once; gives a digest of its answers, alike for every contender
+    std::function<void()> before = nullptr;  // what each run needs done first, not timed
+};
+
+// A contender of a row ("family: work"), with n elements (0 where there is nothing to count). prepare is called anew for
+// every round; what it holds must go with the Work. A run does as many operations.
+void add(const std::string &row, const std::string &contender, size_t n, size_t operations,
+         std::function<Work()> prepare);
+
+// Numbers that look random and are the same in every run; no two of the first 2^32 are equal.
+constexpr uint32_t scatter(uint32_t i) {
+    uint32_t k = i + 1;
+    k = (k ^ k >> 16) * 0x85ebca6bu;
+    k = (k ^ k >> 13) * 0xc2b2ae35u;
+    return k ^ k >> 16;
+}
+
+// 0 … n - 1 in an order without a pattern.
+inline std::vector<uint32_t> shuffled(size_t n, uint32_t seed = 0) {
+    std::vector<uint32_t> order(n);
+    std::iota(order.begin(), order.end(), 0u);
+    for (size_t i = n; i > 1; i--) std::swap(order[i - 1], order[scatter(static_cast<uint32_t>(i) + seed) % i]);
+    return order;
+}
+
+}  // namespace bench

@@ -1,0 +1,122 @@
+// usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark]
+// PATTERN, as of a shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all contenders of a row give the same answers, and has Google Benchmark time them.
+// With --instructions it does each work once between two dumps of callgrind, which it must be run under.
+#include <benchmark/benchmark.h>
+#include <fnmatch.h>
+#include <sched.h>
+#include <valgrind/callgrind.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "bench.h"
+
+namespace {
+
+struct Contender {
+    std::string row, name;
+    size_t n, operations;
+    std::function<bench::Work()> prepare;
+
+    std::string title() const { return row + "|" + name + "|" + std::to_string(n); }
+};
+
+std::vector<Contender> &contenders() {
+    static std::vector<Contender> all;
+    return all;
+}
+
+uint64_t once(const bench::Work &work) {
+    if (work.before) work.before();
+    return work.run();
+}
+
+void time(benchmark::State &state, const Contender &contender) {
+    const bench::Work work = contender.prepare();
+    once(work);
+    for (auto _ : state) {
+        if (work.before) {
+            state.PauseTiming();
+            work.before();
+            state.ResumeTiming();
+        }
+        benchmark::DoNotOptimize(work.run());
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(contender.operations));
+    state.counters["ns"] =
+        benchmark::Counter(static_cast<double>(state.iterations() * static_cast<int64_t>(contender.operations)) * 1e-9,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+// A peer that does other work than the library is no peer.
+bool agree() {
+    std::map<std::string, std::pair<std::string, uint64_t>> first;
+    bool same = true;
+    for (const Contender &c : contenders()) {
+        const uint64_t digest = once(c.prepare());
+        const auto &[other, wanted] =
+            first.try_emplace(c.row + "|" + std::to_string(c.n), std::pair(c.name, digest)).first->second;
+        if (digest == wanted) continue;
+        fprintf(stderr, "%s, n = %zu: %s answers otherwise than %s\n", c.row.c_str(), c.n, c.name.c_str(),
+                other.c_str());
+        same = false;
+    }
+    return same;
+}
+
+void count_instructions() {
+    for (const Contender &c : contenders()) {
+        const bench::Work work = c.prepare();
+        once(work);
+        if (work.before) work.before();
+        CALLGRIND_ZERO_STATS;
+        benchmark::DoNotOptimize(work.run());
+        CALLGRIND_DUMP_STATS_AT(("operations " + std::to_string(c.operations) + "|" + c.title()).c_str());
+    }
+}
+
+void keep_only(const char *pattern) {
+    std::erase_if(contenders(), [&](const Contender &c) { return fnmatch(pattern, c.title().c_str(), 0) != 0; });
+}
+
+// On one CPU all the time, as the others have other caches and clocks.
+void stay_on_this_cpu() {
+    cpu_set_t cpus;
+    CPU_ZERO(&cpus);
+    CPU_SET(static_cast<size_t>(sched_getcpu()), &cpus);
+    sched_setaffinity(0, sizeof cpus, &cpus);
+}
+
+}  // namespace
+
+void bench::add(const std::string &row, const std::string &contender, size_t n, size_t operations,
+                std::function<Work()> prepare) {
+    contenders().push_back({row, contender, n, operations, std::move(prepare)});
+}
+
+int main(int argc, char **argv) {
+    const auto option = [&](const char *name) {
+        if (argc < 2 || strcmp(argv[1], name) != 0) return false;
+        argv[1] = argv[0], argv++, argc--;
+        return true;
+    };
+    const bool list = option("--list"), check = option("--check"), instructions = option("--instructions");
+    if (argc > 1 && argv[1][0] != '-') {
+        keep_only(argv[1]);
+        argv[1] = argv[0], argv++, argc--;
+    }
+    if (list) {
+        for (const Contender &c : contenders()) puts(c.title().c_str());
+        return 0;
+    }
+    stay_on_this_cpu();
+    if (instructions) return count_instructions(), 0;
+    if (!agree()) return 1;
+    if (check) return 0;
+    for (const Contender &c : contenders())
+        benchmark::RegisterBenchmark(c.title().c_str(), [&c](benchmark::State &state) { time(state, c); });
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}
