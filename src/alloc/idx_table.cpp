@@ -35,7 +35,7 @@ constexpr uint32_t kMaxIndices = 64 * kPerBucket;  // what one summary word cove
 constexpr uint64_t low_bits(uint32_t count) { return count == 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
 
 idx_table &checked(idx_table *table, const char *function) {
-    require(table != nullptr, {"idx_table", "idx_table", 100, function});
+    require(table != nullptr, "idx_table", "idx_table", 100, function);
     return *table;
 }
 
@@ -91,7 +91,7 @@ void idx_table_free(idx_table *table) { free(table); }
 
 int idx_table_index_alloc(idx_table *table, uint16_t *out) {
     idx_table &t = checked(table, __func__);
-    require(out != nullptr, {"out", "idx_table", 101, __func__});
+    require(out != nullptr, "out", "idx_table", 101, __func__);
     if (t.summary == 0) return -1;
     const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
     if (t.buckets()[bucket] == 0) return -1;  // not in a table that nobody else wrote to
@@ -104,7 +104,7 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
 int idx_table_index_free(idx_table *table, uint32_t index) {
     std::optional<Slot> slot = slot_of(checked(table, __func__), index);
     if (!slot) return -1;
-    require(!slot->is_free(), {"!(idx_table->table_bucket[bucket] & local_mask)", "idx_table", 176, __func__});
+    require(!slot->is_free(), "!(idx_table->table_bucket[bucket] & local_mask)", "idx_table", 176, __func__);
     slot->give_back();
     return 0;
 }

@@ -79,7 +79,7 @@ quill_word give_back(uint32_t vlan, const Log &log) {
 using Pool = std::span<const uint16_t>;
 
 Pool checked(const uint16_t *list, uint32_t count, const char *function) {
-    quill::require(list || count == 0, {"list", "vlan_alloc", 200, function});
+    quill::require(list || count == 0, "list", "vlan_alloc", 200, function);
     return {list, count};
 }
 
@@ -128,7 +128,7 @@ template <typename Usable>
 uint32_t by_hash(Pool pool, Usable usable, const void *mac, const char *function) {
     const uint32_t count = count_of(pool, usable);
     if (count == 0) return 0;
-    quill::require(mac != nullptr, {"mac", "vlan_alloc", 201, function});
+    quill::require(mac != nullptr, "mac", "vlan_alloc", 201, function);
     const auto *m = static_cast<const uint8_t *>(mac);
     const uint32_t hash = m[0] ^ m[1] ^ m[2] ^ m[3] ^ m[4] ^ m[5];
     return entry_number(pool, usable, hash % count);

@@ -4,10 +4,11 @@
 #undef NDEBUG
 #include <assert.h>
 
-[[noreturn]] void quill::contract_violation(const Contract &contract) {
+[[noreturn]] void quill::contract_violation(const char *expression, const char *source, unsigned line,
+                                            const char *function) {
 #ifdef __UCLIBC__
-    __assert(contract.expression, contract.source, static_cast<int>(contract.line), contract.function);
+    __assert(expression, source, static_cast<int>(line), function);
 #else
-    __assert_fail(contract.expression, contract.source, contract.line, contract.function);
+    __assert_fail(expression, source, line, function);
 #endif
 }

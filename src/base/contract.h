@@ -13,11 +13,18 @@ struct Contract {
 };
 
 // Ends the process through the C library's assertion report, also when NDEBUG is defined.
-[[noreturn]] void contract_violation(const Contract &contract);
+[[noreturn, gnu::cold]] void contract_violation(const char *expression, const char *source, unsigned line,
+                                                const char *function);
+
+// For a function whose name is known at the call alone. Not by way of a Contract: one that is no constant is laid out in
+// memory at every call, kept or not.
+inline void require(bool holds, const char *expression, const char *source, unsigned line, const char *function) {
+    if (!holds) [[unlikely]]
+        contract_violation(expression, source, line, function);
+}
 
 inline void require(bool holds, const Contract &contract) {
-    if (!holds) [[unlikely]]
-        contract_violation(contract);
+    require(holds, contract.expression, contract.source, contract.line, contract.function);
 }
 
 }  // namespace quill

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <memory>
+#include <new>
 
 namespace quill {
 
@@ -18,6 +19,13 @@ using Owned = std::unique_ptr<T, Free>;
 template <typename T>
 [[nodiscard]] Owned<T> new_zeroed(size_t n = 1) {
     return Owned<T>(static_cast<T *>(calloc(n, sizeof(T))));
+}
+
+// One such object; malloc and a few stores, as calloc does not use all of an allocator's short cuts.
+template <typename T>
+[[nodiscard]] Owned<T> new_object() {
+    void *memory = malloc(sizeof(T));
+    return Owned<T>(memory ? new (memory) T() : nullptr);
 }
 
 }  // namespace quill

@@ -52,7 +52,7 @@ btree *btree_search(const void *key, btree **root, btree_comparison compare) {
     if (!root) return nullptr;
     btree **link = find_place(key, root, compare).link;
     if (*link) return *link;
-    btree *node = quill::new_zeroed<btree>().release();
+    btree *node = quill::new_object<btree>().release();
     if (!node) return nullptr;
     node->key = const_cast<void *>(key);  // the program gets it back as it gave it
     return *link = node;

@@ -52,7 +52,7 @@ constexpr quill::Contract kRemoveNodeNext = {"node->next", "list", 583, "ListRem
 using NodeOwner = quill::Owned<sListNode>;
 
 NodeOwner new_node(void *object, const quill::Contract &contract) {
-    NodeOwner node = quill::new_zeroed<sListNode>();
+    NodeOwner node = quill::new_object<sListNode>();
     if (!node) return node;
     require(object != nullptr, contract);
     node->objPtr = object;
@@ -205,11 +205,12 @@ quill_word ListGet(sList *list, int op) { return list ? ListGetR(list, op, &list
 
 quill_word ListGetR(const sList *list, int op, sListNode **cursor) {
     if (!list) return 0;
+    if (op == LIST_OP_NEXT) [[likely]]
+        return step_next(checked(cursor));  // what walks consist of; a jump table would cost as much again
     switch (op) {
         case LIST_OP_FIRST: checked(cursor) = list->head; return list->count;
         case LIST_OP_HEAD: return object_of(list->head);
         case LIST_OP_TAIL: return object_of(list->tail);
-        case LIST_OP_NEXT: return step_next(checked(cursor));
         case LIST_OP_PREVIOUS: return step_previous(*list, checked(cursor));
         default: return 0;
     }

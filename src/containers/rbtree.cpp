@@ -191,7 +191,7 @@ void *rbsearch(const void *key, rb_tree *tree) {
     if (!tree) return nullptr;
     const Descent d = descend(key, *tree);
     if (d.found != kNull) return d.found->key;
-    rb_node *node = quill::new_zeroed<rb_node>().release();
+    rb_node *node = quill::new_object<rb_node>().release();
     if (!node) return nullptr;
     *node = {kNull, kNull, d.last, kRed, const_cast<void *>(key)};  // the program gets its key back as it gave it
     if (d.last == kNull) {

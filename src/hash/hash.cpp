@@ -11,6 +11,7 @@
 #include <atomic>
 
 #include "base/contract.h"
+#include "base/divisor.h"
 #include "base/memory.h"
 #include "base/mutex.h"
 #include "hash/hash_table.h"
@@ -58,11 +59,12 @@ bool publish_name(sHash &table, const char *name) {
 }
 
 sHash *create(int32_t buckets, const char *name, const char *function) {
-    require(buckets > 0, {"buckets > 0", "hash", 100, function});
-    require(name != nullptr, {"name", "hash", 101, function});
+    require(buckets > 0, "buckets > 0", "hash", 100, function);
+    require(name != nullptr, "name", "hash", 101, function);
     sHash *table = new_table();
     if (!table) return nullptr;
     table->bucket_count = buckets;
+    table->reciprocal = quill::reciprocal_of(static_cast<uint32_t>(buckets));
     table->buckets = quill::new_zeroed<sHashElem *>(static_cast<size_t>(buckets)).release();
     table->collisions = quill::new_zeroed<uint32_t>(static_cast<size_t>(buckets)).release();
     if (!table->buckets || !table->collisions) {
@@ -99,6 +101,14 @@ void fill(Record &record, const sHash &table) {
     record.max_collisions = quill::load_shared(table.max_collisions);
     if (const char *name = quill::load_shared(table.name)) memcpy(record.name, name, kNameSize);
 }
+
+// To look words up in a table with functions of neither kind, as most are: nothing is called, nothing saved for calls.
+struct PlainWordKey {
+    quill_word word;
+
+    uint32_t hash(const sHash &) const { return static_cast<uint32_t>(word); }
+    bool matches(const sHash &, const sHashElem &element) const { return element.key == word; }
+};
 
 // An integer or pointer that is its own key.
 struct WordKey {
@@ -225,7 +235,8 @@ void HashDestroy(sHash *table) {
 // --- elements
 
 quill_word HashFind(const sHash *table, quill_word key) {
-    return quill::find_value(checked(table, __func__), WordKey{key});
+    const sHash &t = checked(table, __func__);
+    return t.hash || t.compare ? quill::find_value(t, WordKey{key}) : quill::find_value(t, PlainWordKey{key});
 }
 
 int HashInsert(sHash *table, quill_word key) { return quill::insert(checked(table, __func__), WordKey{key}, key); }
@@ -291,12 +302,12 @@ void hash_add_table_to_list(sHash *table) {
     Guard guard(&list_mutex);
     if (t.listed) return;  // listed twice, it would outlive its destruction in the list
     if (!hash_table_list) hash_table_list = ListCreate();
-    require(hash_table_list != nullptr, {"hash_table_list", "hash", 183, __func__});
+    require(hash_table_list != nullptr, "hash_table_list", "hash", 183, __func__);
     t.listed = ListEntries(hash_table_list) < kMaxListed && ListInsert(hash_table_list, table);
 }
 
 uint32_t hash_get_stats(void **out) {
-    require(out != nullptr, {"out", "hash", 103, __func__});
+    require(out != nullptr, "out", "hash", 103, __func__);
     Guard guard(&list_mutex);
     const uint32_t count = ListEntries(hash_table_list);
     const auto size = static_cast<uint32_t>(sizeof count + sizeof(Record) * count);

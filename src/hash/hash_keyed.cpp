@@ -41,7 +41,7 @@ constexpr uint8_t kPearson[256] = {
 
 template <typename T>
 const T *checked_key(const T *key, const char *function) {
-    require(key != nullptr, {"key", "hash", 110, function});
+    require(key != nullptr, "key", "hash", 110, function);
     return key;
 }
 
@@ -98,12 +98,13 @@ struct IpAfKey : ByKey {
 
     uint32_t hash(const sHash &) const { return hashed; }
     bool matches(const sHash &, const sHashElem &element) const {
-        return element.key == hashed && element.address->family == addr->family &&
-               memcmp(element.address->addr, addr->addr, addr->family == QUILL_AF_INET ? 4 : 16) == 0;
+        if (element.key != hashed || element.address->family != addr->family) return false;
+        const uint8_t *stored = element.address->addr;  // of sizes known here, compared without a call
+        return addr->family == QUILL_AF_INET ? memcmp(stored, addr->addr, 4) == 0 : memcmp(stored, addr->addr, 16) == 0;
     }
     bool store(sHashElem &element) const {
         element.key = hashed;
-        element.address = quill::new_zeroed<ip_af_addr>().release();
+        element.address = quill::new_object<ip_af_addr>().release();
         if (!element.address) return false;
         *element.address = *addr;
         return true;

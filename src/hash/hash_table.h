@@ -4,7 +4,7 @@
 //                        [1] ──▶ null
 //                        [2] ──▶ element ──▶ null                  collisions[2] = 0, collisions[0] = 1
 //
-// A key is a small class with five members (see WordKey in hash.cpp for the simplest):
+// A key is a class small enough for registers, passed by value, with five members (see WordKey in hash.cpp for the simplest):
 //
 //     uint32_t hash(const sHash &) const;                    the bucket is this modulo the bucket count
 //     bool matches(const sHash &, const sHashElem &) const;
@@ -24,6 +24,7 @@
 #include <type_traits>
 
 #include "base/contract.h"
+#include "base/divisor.h"
 #include "hash/object_pool.h"
 
 struct sHashElem {
@@ -46,6 +47,7 @@ struct sHash {
     HashFunction hash;       // null: the key itself
     HashCompare compare;     // null: equal words only
     uint32_t listed;         // 1: in hash_table_list
+    uint64_t reciprocal;     // of the bucket count
 };
 
 namespace quill {
@@ -56,7 +58,7 @@ static_assert(offsetof(sHashElem, value) == 2 * sizeof(void *) + 8);
 static_assert(sizeof(sHashElem) == 5 * sizeof(void *) + 8);
 
 inline const sHash &checked(const sHash *table, const char *function) {
-    require(table != nullptr, {"table", "hash", 90, function});
+    require(table != nullptr, "table", "hash", 90, function);
     return *table;
 }
 inline sHash &checked(sHash *table, const char *function) {
@@ -64,7 +66,7 @@ inline sHash &checked(sHash *table, const char *function) {
 }
 
 inline sHashCursor &checked(sHashCursor *cursor, const char *function) {
-    require(cursor != nullptr, {"cursor", "hash", 102, function});
+    require(cursor != nullptr, "cursor", "hash", 102, function);
     return *cursor;
 }
 
@@ -122,20 +124,20 @@ struct Place {
 };
 
 template <typename Key>
-Place find_place(const sHash &table, const Key &key) {
-    const uint32_t bucket = key.hash(table) % static_cast<uint32_t>(table.bucket_count);
+Place find_place(const sHash &table, Key key) {
+    const uint32_t bucket = remainder(key.hash(table), static_cast<uint32_t>(table.bucket_count), table.reciprocal);
     sHashElem **link = &table.buckets[bucket];
     while (*link && !key.matches(table, **link)) link = &(*link)->next;
     return {bucket, link};
 }
 
 template <typename Key>
-sHashElem *find_element(const sHash &table, const Key &key) {
+sHashElem *find_element(const sHash &table, Key key) {
     return find_place(table, key).element();
 }
 
 template <typename Key>
-quill_word find_value(const sHash &table, const Key &key) {
+quill_word find_value(const sHash &table, Key key) {
     const sHashElem *element = find_element(table, key);
     return element ? element->value : 0;
 }
@@ -159,7 +161,7 @@ inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
 
 // Only for a place that find_place gave for the key.
 template <typename Key>
-int insert_at(sHash &table, const Place &place, const Key &key, quill_word value) {
+int insert_at(sHash &table, const Place &place, Key key, quill_word value) {
     sHashElem *element = new_element();
     if (!element) return 0;
     if (!key.store(*element)) {
@@ -172,7 +174,7 @@ int insert_at(sHash &table, const Place &place, const Key &key, quill_word value
 }
 
 template <typename Key>
-int insert(sHash &table, const Key &key, quill_word value) {
+int insert(sHash &table, Key key, quill_word value) {
     const Place place = find_place(table, key);
     return key.present(place.element()) ? 0 : insert_at(table, place, key, value);
 }
@@ -184,19 +186,19 @@ inline int replace(sHashElem *element, quill_word value) {
 }
 
 template <typename Key>
-int update(const sHash &table, const Key &key, quill_word value) {
+int update(const sHash &table, Key key, quill_word value) {
     return replace(find_element(table, key), value);
 }
 
 template <typename Key>
-int update_or_insert(sHash &table, const Key &key, quill_word value) {
+int update_or_insert(sHash &table, Key key, quill_word value) {
     const Place place = find_place(table, key);
     return replace(place.element(), value) || insert_at(table, place, key, value);
 }
 
 // Removes the first match and stores its value, when somebody asks for it.
 template <typename Key>
-int remove(sHash &table, const Key &key, quill_word *value = nullptr) {
+int remove(sHash &table, Key key, quill_word *value = nullptr) {
     const Place place = find_place(table, key);
     sHashElem *element = place.element();
     if (!element) return 0;

@@ -36,17 +36,20 @@ namespace quill {
 namespace {
 
 // While the process has one thread the lock is a test of one byte of the C library's.
-StaticMutex *lock_of([[maybe_unused]] StaticMutex &mutex) {
+bool needs_lock() {
 #if __has_include(<sys/single_threaded.h>)
-    return __libc_single_threaded ? nullptr : &mutex;
+    return !__libc_single_threaded;
 #else
-    return &mutex;  // this C library does not tell
+    return true;  // this C library does not tell
 #endif
 }
 
 void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
 #ifdef QUILL_ASAN
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // a new slab is not read, though const is what this takes
     __asan_poison_memory_region(memory, size);
+#pragma GCC diagnostic pop
 #endif
 }
 
@@ -108,6 +111,41 @@ bool add_slab(Mpool &pool) {
     return false;
 }
 
+// Apart from what is needed always, which so saves no registers for it.
+[[gnu::noinline]] void *take_fresh(Mpool &pool) {
+    if (pool.fresh == pool.fresh_end && !add_slab(pool)) return nullptr;
+    void *object = pool.fresh;
+    pool.fresh += pool.size;
+    unpoison(object, pool.size);
+    return object;
+}
+
+void *take(Mpool &pool) {
+    FreeObject *object = pool.free;
+    if (!object) return take_fresh(pool);
+    unpoison(object, pool.size);
+    pool.free = object->next;
+    return object;
+}
+
+void give_back(Mpool &pool, void *memory) {
+    assert(is_object_of(pool, memory));
+    auto *object = static_cast<FreeObject *>(memory);
+    object->next = pool.free;
+    pool.free = object;
+    poison(object, pool.size);
+}
+
+[[gnu::noinline]] void *take_locked(Mpool &pool) {
+    Guard guard(&pool.mutex);
+    return take(pool);
+}
+
+[[gnu::noinline]] void give_back_locked(Mpool &pool, void *memory) {
+    Guard guard(&pool.mutex);
+    give_back(pool, memory);
+}
+
 }  // namespace
 
 Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t limit, const char *name) {
@@ -118,27 +156,10 @@ Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t l
     return new (memory) Mpool{nullptr, nullptr, nullptr, rounded, grow, limit, nullptr, name, {}};
 }
 
-void *mpool_alloc(Mpool *pool) {
-    Guard guard(lock_of(pool->mutex));
-    if (FreeObject *object = pool->free) {
-        unpoison(object, pool->size);
-        pool->free = object->next;
-        return object;
-    }
-    if (pool->fresh == pool->fresh_end && !add_slab(*pool)) return nullptr;
-    void *object = pool->fresh;
-    pool->fresh += pool->size;
-    unpoison(object, pool->size);
-    return object;
-}
+void *mpool_alloc(Mpool *pool) { return needs_lock() ? take_locked(*pool) : take(*pool); }
 
 void mpool_free(Mpool *pool, void *memory) {
-    Guard guard(lock_of(pool->mutex));
-    assert(is_object_of(*pool, memory));
-    auto *object = static_cast<FreeObject *>(memory);
-    object->next = pool->free;
-    pool->free = object;
-    poison(object, pool->size);
+    needs_lock() ? give_back_locked(*pool, memory) : give_back(*pool, memory);
 }
 
 }  // namespace quill

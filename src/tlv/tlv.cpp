@@ -28,7 +28,7 @@ constexpr int kNumber = 4;
 
 void make_table_current() {
     if (table_hook) table_hook();
-    quill::require(tlvDefn || row_count == 0, {"tlvDefn", "tlv", 100, "initTLVLib"});
+    quill::require(tlvDefn || row_count == 0, "tlvDefn", "tlv", 100, "initTLVLib");
 }
 
 tlv_row &row_of(uint32_t type) {
