@@ -35,11 +35,15 @@ constexpr uint32_t kWordsSize = VMAP_WORDS * 5;
 // Calls change(word, mask) for every word that holds some of the bits first to last.
 template <typename Change>
 void for_each_word(uint32_t *words, int32_t first, int32_t last, Change change) {
+    first = std::max(first, 0);
     last = std::min(last, kLastBit);
-    for (int32_t bit = std::max(first, 0); bit <= last; bit = (bit | 31) + 1) {
-        const int32_t end = std::min(last, bit | 31);
-        change(words[bit / 32], ~0u << (bit & 31) & ~0u >> (31 - (end & 31)));
-    }
+    if (first > last) return;
+    const uint32_t from_first = ~0u << (first & 31), to_last = ~0u >> (31 - (last & 31));
+    uint32_t *const begin = words + first / 32, *const end = words + last / 32;
+    if (begin == end) return change(*begin, from_first & to_last);
+    change(*begin, from_first);
+    for (uint32_t *word = begin + 1; word < end; word++) change(*word, ~0u);
+    change(*end, to_last);
 }
 
 void set_range(uint32_t *words, int32_t first, int32_t last) {
@@ -62,6 +66,25 @@ void for_each_run(const uint32_t *words, uint32_t flip, Visit visit) {
         const uint32_t end = next_member(words, ~flip, id);
         visit(id, end - 1);
         id = end;
+    }
+}
+
+// Four words at a time where the machine has registers for them. Both operands are read before anything is written, and
+// so a compiler need not ask whether they overlap.
+constexpr int kBlock = 4;
+using Block [[gnu::vector_size(kBlock * sizeof(uint32_t))]] = uint32_t;
+
+Block load_block(const uint32_t *words) {
+    Block block;
+    memcpy(&block, words, sizeof block);
+    return block;
+}
+
+template <typename Combine>
+void combine(uint32_t *words, const uint32_t *others, Combine combined) {
+    for (int i = 0; i < VMAP_WORDS; i += kBlock) {
+        const Block block = combined(load_block(words + i), load_block(others + i));
+        memcpy(words + i, &block, sizeof block);
     }
 }
 
@@ -112,32 +135,28 @@ char *new_text(const uint32_t *words) {
 
 // --- text in
 
+// Reads digits, and steps over them; 0 where no VLAN id stands.
+int32_t read_id(const char *&text) {
+    int32_t id = 0;
+    for (; quill::is_digit(*text) && id <= VMAP_LAST_ID; text++) id = id * 10 + (*text - '0');
+    return id <= VMAP_LAST_ID ? id : 0;
+}
+
 // Calls add(first, last) for every item of a range text, up to the first fault. False when there is one.
 template <typename Add>
 bool parse_ranges(const char *text, Add add) {
-    if (strcmp(text, "0") == 0) return true;
+    if (text[0] == '0' && text[1] == '\0') return true;
     if (quill::compare_ignoring_case(text, "all") == 0) {
         add(VMAP_FIRST_ID, VMAP_LAST_ID);
         return true;
     }
-    int32_t start = 0;  // of a range; 0 while there is none
-    int32_t number = 0;
     for (;; text++) {
-        if (*text >= '0' && *text <= '9') {
-            number = number * 10 + (*text - '0');
-            if (number > VMAP_LAST_ID) return false;
-            continue;
-        }
-        if (number == 0) return false;  // missing, or the id 0
-        if (*text == '-' && start == 0) {
-            start = number;
-            number = 0;
-            continue;
-        }
-        if ((*text != ',' && *text != '\0') || start > number) return false;
-        add(start ? start : number, number);
+        const int32_t first = read_id(text);
+        int32_t last = first;
+        if (*text == '-') last = read_id(++text);
+        if (first == 0 || last < first || (*text != ',' && *text != '\0')) return false;
+        add(first, last);
         if (*text == '\0') return true;
-        start = number = 0;
     }
 }
 
@@ -149,14 +168,22 @@ vmap *copy_of(const vmap &map) {
     return copy;
 }
 
+void drop_text(vmap &map) {
+    if (!map.text) return;
+    free(map.text);
+    map.text = nullptr;
+}
+
 template <typename Change>
 int modify(vmap **map, Change change) {
-    vmap *own = vmap_copy_on_modify(*map);
-    if (!own) return 0;
-    if (own != *map) vmap_free(*map);
-    change(own->words);
-    vmap_clear_string(own);
-    *map = own;
+    if ((*map)->references != 1) {
+        vmap *own = copy_of(**map);
+        if (!own) return 0;
+        vmap_free(*map);
+        *map = own;
+    }
+    change((*map)->words);
+    drop_text(**map);
     return 1;
 }
 
@@ -213,20 +240,18 @@ int vmap_delete_range(vmap **map, int32_t first, int32_t last) {
 
 int vmap_merge(vmap **map, const vmap *other) {
     return modify(map, [=](uint32_t *words) {
-        for (int i = 0; i < VMAP_WORDS; i++) words[i] |= other->words[i];
+        combine(words, other->words, [](Block ours, Block theirs) { return ours | theirs; });
     });
 }
 
 int vmap_exclude(vmap **map, const vmap *other) {
     return modify(map, [=](uint32_t *words) {
-        for (int i = 0; i < VMAP_WORDS; i++) words[i] &= ~other->words[i];
+        combine(words, other->words, [](Block ours, Block theirs) { return ours & ~theirs; });
     });
 }
 
 int vmap_invert(vmap **map) {
-    return modify(map, [](uint32_t *words) {
-        for (int i = 0; i < VMAP_WORDS; i++) words[i] = ~words[i];
-    });
+    return modify(map, [](uint32_t *words) { combine(words, words, [](Block ours, Block) { return ~ours; }); });
 }
 
 int vmap_set_bits(vmap **map, const uint32_t *bits) {
@@ -248,10 +273,7 @@ int vmap_clear(vmap **map) {
 
 // --- text
 
-void vmap_clear_string(vmap *map) {
-    free(map->text);
-    map->text = nullptr;
-}
+void vmap_clear_string(vmap *map) { drop_text(*map); }
 
 const char *vmap_to_string(vmap *map) {
     if (!map->text) map->text = new_text(map->words);

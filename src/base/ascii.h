@@ -16,9 +16,8 @@ constexpr bool is_space(int c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
 // 0-15, or -1 for what is no hexadecimal digit.
 constexpr int hex_value(int c) {
     if (is_digit(c)) return c - '0';
-    if ('a' <= c && c <= 'f') return c - 'a' + 10;
-    if ('A' <= c && c <= 'F') return c - 'A' + 10;
-    return -1;
+    const unsigned letter = (static_cast<unsigned>(c) | 0x20) - 'a';  // of either case
+    return letter < 6 ? static_cast<int>(letter) + 10 : -1;
 }
 
 inline constexpr char lower_hex_digits[] = "0123456789abcdef";

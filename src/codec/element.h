@@ -6,9 +6,9 @@
 #include <stddef.h>
 #include <string.h>
 
-#include <algorithm>
 #include <array>
 
+#include "base/copy.h"
 #include "base/endian.h"
 
 namespace quill::element {
@@ -145,7 +145,7 @@ struct SizedElement {
         store_be(at + 1, length);
     }
     static void put(uint8_t *at, const void *bytes, Length length) {
-        memmove(at + kHeader, bytes, length);  // first: the bytes may stand in this very buffer
+        copy_bytes(at + kHeader, bytes, length);  // first: the bytes may stand in this very buffer
         put_header(at, length);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
@@ -153,8 +153,8 @@ struct SizedElement {
 
     // Delivers the first length bytes of the content.
     static void get(const uint8_t *at, void *out, uint32_t length) {
-        auto *end = std::copy_n(at + kHeader, length, static_cast<uint8_t *>(out));
-        if (kText) *end = 0;
+        copy_bytes(out, at + kHeader, length);
+        if (kText) static_cast<uint8_t *>(out)[length] = 0;
     }
 };
 

@@ -14,6 +14,7 @@
 
 #include "base/ascii.h"
 #include "base/text_ring.h"
+#include "text/ip_text.h"
 
 using quill::hex_value;
 using quill::TextRing;
@@ -82,14 +83,29 @@ char *write_ip_word(uint32_t ip, char *dst) {
     return dst;
 }
 
+// Four decimal numbers, which is all that inet_pton reads; inet_addr reads more.
+bool read_dotted_quad(const char *text, uint8_t *octets) {
+    for (int i = 0; i < 4; i++) {
+        unsigned number = 0;
+        const char *const digits = text;
+        for (; quill::is_digit(*text) && text - digits < 3; text++)
+            number = number * 10 + static_cast<unsigned>(*text - '0');
+        const bool octal = *digits == '0' && text - digits > 1;
+        if (text == digits || octal || number > 255 || *text != (i < 3 ? '.' : '\0')) return false;
+        octets[i] = static_cast<uint8_t>(number);
+        text++;
+    }
+    return true;
+}
+
 // --- either family
 
 bool write_either(const ip_af_addr &address, std::span<char> to) {
-    if (address.family == QUILL_AF_INET6) {
-        return inet_ntop(AF_INET6, address.addr, to.data(), static_cast<socklen_t>(to.size())) != nullptr;
-    }
-    char text[INET_ADDRSTRLEN];
-    write_ipv4(address.addr, text);
+    char text[INET6_ADDRSTRLEN];
+    if (address.family == QUILL_AF_INET6)
+        quill::write_ipv6(text, address.addr);
+    else
+        write_ipv4(address.addr, text);
     const size_t size = strlen(text) + 1;
     if (size > to.size()) return false;
     memcpy(to.data(), text, size);
@@ -106,7 +122,7 @@ ip_af_addr make_either(int family, const void *bytes) {
 
 bool read_numeric(const char *text, ip_af_addr *out) {
     uint8_t bytes[sizeof out->addr];
-    if (inet_pton(AF_INET, text, bytes) == 1) {
+    if (read_dotted_quad(text, bytes)) {
         *out = make_either(QUILL_AF_INET, bytes);
         return true;
     }
@@ -195,7 +211,13 @@ int valid_mac_range(int c) { return hex_value(c) >= 0; }
 
 // --- IPv4 addresses
 
-uint32_t str_to_ip(const char *text) { return inet_addr(text); }
+uint32_t str_to_ip(const char *text) {
+    uint8_t octets[4];
+    if (!read_dotted_quad(text, octets)) return inet_addr(text);
+    uint32_t ip;
+    memcpy(&ip, octets, sizeof ip);
+    return ip;
+}
 
 char *ip_to_str(uint32_t ip) { return write_ip_word(ip, ip_texts.next()); }
 

@@ -12,13 +12,14 @@
 #include "base/ascii.h"
 #include "base/endian.h"
 #include "base/text_ring.h"
+#include "text/ip_text.h"
 
 using quill::hex_value;
 using quill::TextRing;
 
 namespace {
 
-constexpr int kGroups = 8;
+constexpr int kGroups = quill::kIpv6Groups;
 constexpr size_t kAddressSize = 16;
 constexpr unsigned kLongestPrefix = 128;
 
@@ -52,71 +53,48 @@ ZeroRun longest_zero_run(const uint16_t *groups) {
 }
 
 char *write_group(char *to, uint16_t group) {
-    bool leading = true;
-    for (int shift = 12; shift >= 0; shift -= 4) {
-        const int digit = group >> shift & 0xf;
-        leading = leading && digit == 0 && shift > 0;
-        if (!leading) *to++ = quill::lower_hex_digits[digit];
-    }
+    const auto digit = [&](int shift) { *to++ = quill::lower_hex_digits[group >> shift & 0xf]; };
+    if (group >= 0x1000) digit(12);
+    if (group >= 0x100) digit(8);
+    if (group >= 0x10) digit(4);
+    digit(0);
     return to;
 }
 
 // --- from text
 
-// The groups of a text as they are read, one character after the other.
-class Reader {
-public:
-    // Each returns false when the character cannot stand there.
-    bool digit(int value) {
-        // Zeros before a group's first other digit do not count, however many there are.
-        if (value == 0 && digits_ == 0) return true;
-        groups_[colons_] = static_cast<uint16_t>(groups_[colons_] << 4 | value);
-        return ++digits_ <= 4;
+// Reads the digits of a group and steps over them; -1 when they are too many. Zeros before a group's first other digit do
+// not count, however many there are.
+int read_group(const char *&text) {
+    int group = 0;
+    for (int digit; (digit = hex_value(*text)) >= 0; text++) {
+        if (group > 0xfff) return -1;
+        group = group << 4 | digit;
     }
-    bool colon() {
-        digits_ = 0;
-        return ++colons_ < kGroups;
-    }
-    bool gap() {
-        if (gap_ >= 0) return false;
-        gap_ = colons_;
-        return true;
-    }
+    return group;
+}
 
-    // The end of the text: the groups behind the gap move to the end of the address.
-    bool finish(uint16_t *groups) {
-        // The two colons of a gap at an end count as a group of their own, so that seven others leave it nothing to
-        // stand for: it is refused there, and accepted between groups.
-        if ((gap_ < 0) != (colons_ == kGroups - 1)) return false;
-        if (gap_ >= 0) {
-            std::rotate(groups_ + gap_, groups_ + colons_ + 1, groups_ + kGroups);
-        }
-        memcpy(groups, groups_, sizeof groups_);
-        return true;
-    }
-
-private:
-    uint16_t groups_[kGroups] = {};
-    int colons_ = 0;  // and so the group being read
-    int digits_ = 0;  // of that group, without leading zeros
-    int gap_ = -1;    // the group before which zeros are left out
-};
-
-bool read_groups(const char *text, uint16_t *groups) {
+bool read_groups(const char *text, uint16_t *out) {
     if (!text[0] || !text[1] || (text[0] == ':' && text[1] != ':')) return false;
-    Reader reader;
-    for (; *text; text++) {
-        if (const int value = hex_value(*text); value >= 0) {
-            if (!reader.digit(value)) return false;
-            continue;
-        }
-        if (*text != ':' || !reader.colon()) return false;
-        if (!text[1]) return false;
-        if (text[1] != ':') continue;
-        text++;
-        if (text[1] == ':' || !reader.gap()) return false;
+    uint16_t groups[kGroups] = {};
+    int colons = 0;  // and so the group being read
+    int gap = -1;    // the group before which zeros are left out
+    for (;;) {
+        const int group = read_group(text);
+        if (group < 0) return false;
+        groups[colons] = static_cast<uint16_t>(group);
+        if (!*text) break;
+        if (*text != ':' || ++colons == kGroups || !*++text) return false;
+        if (*text != ':') continue;
+        if (*++text == ':' || gap >= 0) return false;
+        gap = colons;
     }
-    return reader.finish(groups);
+    // The two colons of a gap at an end count as a group of their own, so that seven others leave it nothing to stand
+    // for: it is refused there, and accepted between groups.
+    if ((gap < 0) != (colons == kGroups - 1)) return false;
+    if (gap >= 0) std::rotate(groups + gap, groups + colons + 1, groups + kGroups);
+    memcpy(out, groups, sizeof groups);
+    return true;
 }
 
 // The digits up to the end of the text; the empty text is 0.
@@ -144,6 +122,34 @@ bool begins_with_group(const ip_af_addr &address, uint16_t group) {
 
 }  // namespace
 
+char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
+    const ZeroRun zeros = longest_zero_run(groups);
+    for (int i = 0; i < kGroups; i++) {
+        if (i == zeros.first) {
+            *to++ = ':';
+            *to++ = ':';
+            i = zeros.last;
+            continue;
+        }
+        if (i > 0 && i != zeros.last + 1) *to++ = ':';
+        to = write_group(to, groups[i]);
+    }
+    *to = '\0';
+    return to;
+}
+
+// C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses end
+// as IPv4 addresses do. There, and only there, this machine's is asked.
+char *quill::write_ipv6(char *to, const uint8_t *address) {
+    uint16_t groups[kGroups];
+    for (int i = 0; i < kGroups; i++) groups[i] = load_be<uint16_t>(address + 2 * i);
+    if (groups[0] == 0)
+        inet_ntop(AF_INET6, address, to, INET6_ADDRSTRLEN);
+    else
+        write_ipv6_groups(to, groups);
+    return to;
+}
+
 // --- addresses
 
 uint8_t *str_to_ip6(const char *text) {
@@ -153,10 +159,7 @@ uint8_t *str_to_ip6(const char *text) {
     return read_address;
 }
 
-char *ip6_to_str(const uint8_t *addr16) {
-    char *const text = library_texts.next();
-    return inet_ntop(AF_INET6, addr16, text, library_texts.size) ? text : nullptr;
-}
+char *ip6_to_str(const uint8_t *addr16) { return quill::write_ipv6(library_texts.next(), addr16); }
 
 char *ip6_to_str_long(const uint8_t *addr16) {
     char *const text = long_texts.next();
@@ -170,20 +173,8 @@ char *ip6_to_str_long(const uint8_t *addr16) {
 }
 
 char *ipv6_to_str(const uint16_t *groups8) {
-    const ZeroRun zeros = longest_zero_run(groups8);
     char *const text = own_texts.next();
-    char *at = text;
-    for (int i = 0; i < kGroups; i++) {
-        if (i == zeros.first) {
-            *at++ = ':';
-            *at++ = ':';
-            i = zeros.last;
-            continue;
-        }
-        if (i > 0 && i != zeros.last + 1) *at++ = ':';
-        at = write_group(at, groups8[i]);
-    }
-    *at = '\0';
+    quill::write_ipv6_groups(text, groups8);
     return text;
 }
 
