@@ -51,10 +51,11 @@ void time(benchmark::State &state, const Contender &contender) {
 }
 
 // A peer that does other work than the library is no peer.
-bool agree() {
+bool agree(size_t largest) {
     std::map<std::string, std::pair<std::string, uint64_t>> first;
     bool same = true;
     for (const Contender &c : contenders()) {
+        if (c.n > largest) continue;
         const uint64_t digest = once(c.prepare());
         const auto &[other, wanted] =
             first.try_emplace(c.row + "|" + std::to_string(c.n), std::pair(c.name, digest)).first->second;
@@ -66,14 +67,23 @@ bool agree() {
     return same;
 }
 
+// Of the library's part. What waits for other processes is not counted, nor what takes minutes when emulated.
+bool is_countable(const Contender &c) {
+    for (const char *family : {"commands:", "syslog:", "multi-criteria search:"})
+        if (c.row.starts_with(family)) return false;
+    return c.name.starts_with("quill") && c.n <= 1000 && c.row != "MD5: 1 MiB";
+}
+
 void count_instructions() {
+    std::erase_if(contenders(), [](const Contender &c) { return !is_countable(c); });
     for (const Contender &c : contenders()) {
         const bench::Work work = c.prepare();
         once(work);
         if (work.before) work.before();
         CALLGRIND_ZERO_STATS;
         benchmark::DoNotOptimize(work.run());
-        CALLGRIND_DUMP_STATS_AT(("operations " + std::to_string(c.operations) + "|" + c.title()).c_str());
+        const std::string title = "operations " + std::to_string(c.operations) + "|" + c.title();
+        CALLGRIND_DUMP_STATS_AT(title.c_str());
     }
 }
 
@@ -113,10 +123,12 @@ int main(int argc, char **argv) {
     }
     stay_on_this_cpu();
     if (instructions) return count_instructions(), 0;
-    if (!agree()) return 1;
-    if (check) return 0;
+    if (check) return agree(1000) ? 0 : 1;  // what is larger, when it is timed
+    if (!agree(SIZE_MAX)) return 1;
     for (const Contender &c : contenders())
-        benchmark::RegisterBenchmark(c.title().c_str(), [&c](benchmark::State &state) { time(state, c); });
+        benchmark::RegisterBenchmark(c.title().c_str(), [&c](benchmark::State &state) {
+            time(state, c);
+        })->UseRealTime();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
 }

@@ -185,9 +185,10 @@ static void station_left(const struct event *event) {
 /* --- The log's side */
 
 static int hex_digit(char c) {
-    static const char digits[] = "0123456789abcdef0123456789ABCDEF";
-    const char *at = c ? strchr(digits, c) : NULL;
-    return at ? (int)(at - digits) % 16 : -1;
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
 }
 
 /* 00:1b:63:aa:bb:cc and a blank. Returns what follows, or null. */
@@ -251,14 +252,17 @@ static void handle_line(const char *line) {
 static void feed(const char *bytes, size_t count) {
     static char line[LINE_SIZE];
     static size_t used;
-    for (size_t i = 0; i < count; i++) {
-        if (bytes[i] != '\n') {
-            if (used < sizeof line) line[used++] = bytes[i];
-            continue;
-        }
+    for (const char *end = bytes + count; bytes < end; bytes++) {
+        const char *newline = memchr(bytes, '\n', (size_t)(end - bytes));
+        size_t part = (size_t)((newline ? newline : end) - bytes);
+        if (part > sizeof line - used) part = sizeof line - used;
+        memcpy(line + used, bytes, part);
+        used += part;
+        if (!newline) return;
         line[used < sizeof line ? used : 0] = '\0';
         handle_line(line);
         used = 0;
+        bytes = newline;
     }
 }
 

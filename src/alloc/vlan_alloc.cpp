@@ -1,6 +1,5 @@
 #include <quill/vlan_alloc.h>
 
-#include <stdarg.h>
 #include <stdio.h>
 
 #include <quill/hash.h>
@@ -10,6 +9,7 @@
 #include <algorithm>
 #include <span>
 
+#include "base/bounded_text.h"
 #include "base/contract.h"
 
 // The usages of the process, unguarded: VLAN id to users + 1.
@@ -21,23 +21,25 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
-// The caller's log function, and the operation that speaks. A call formats "function (vlan_alloc:line): text" and gives
+// The caller's log function, and the operation that speaks. A call puts together "function (vlan_alloc:line): text" and gives
 // what the caller's function returned, or otherwise when there is none. The lines are part of the messages: support
 // staff search logs for them.
 class Log {
 public:
     Log(vlan_alloc_log sink, const char *function) : sink_(sink), function_(function) {}
 
-    __attribute__((format(printf, 5, 6))) quill_word operator()(Level level, int line, quill_word otherwise,
-                                                                const char *format, ...) const {
+    // Texts and numbers, put together without printf: a daemon that places stations speaks several times for each.
+    template <typename... Parts>
+    quill_word operator()(Level level, int line, quill_word otherwise, Parts... parts) const {
         if (!sink_) return otherwise;
-        char message[128];
-        const int head = snprintf(message, sizeof message, "%s (vlan_alloc:%d): ", function_, line);
-        va_list arguments;
-        va_start(arguments, format);
-        vsnprintf(message + head, sizeof message - static_cast<size_t>(head), format, arguments);
-        va_end(arguments);
-        return sink_(level, message);
+        char buffer[128];
+        quill::BoundedText message(buffer, sizeof buffer);
+        message.add(function_);
+        message.add(" (vlan_alloc:");
+        message.add(line);
+        message.add("): ");
+        (message.add(parts), ...);
+        return sink_(level, buffer);
     }
 
 private:
@@ -48,11 +50,11 @@ private:
 quill_word usage_of(uint32_t vlan, vlan_alloc_log sink) {
     const Log log(sink, "vlan_alloc_get");
     if (!vlanPool_usage_hash_table) {
-        log(kFault, 167, 0, "%s", kNoTable);
+        log(kFault, 167, 0, kNoTable);
         return 0;
     }
     const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
-    if (usage == 0) log(kFault, 173, 0, "Vlan Alloc failed: vlan id not found, usage=%d, vlan_id=%d", 0, int(vlan));
+    if (usage == 0) log(kFault, 173, 0, "Vlan Alloc failed: vlan id not found, usage=0, vlan_id=", int(vlan));
     return usage;
 }
 
@@ -60,16 +62,16 @@ quill_word take(uint32_t vlan, const Log &log) {
     const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
     const int done = usage ? HashUpdateKeyAndValue(vlanPool_usage_hash_table, vlan, usage + 1)
                            : HashInsertKeyAndValue(vlanPool_usage_hash_table, vlan, 2);
-    return log(kTrace, 140, static_cast<quill_word>(done), "Vlan Alloc  usage ; usage=%d vlan %d", int(usage),
+    return log(kTrace, 140, static_cast<quill_word>(done), "Vlan Alloc  usage ; usage=", int(usage), " vlan ",
                int(vlan));
 }
 
 quill_word give_back(uint32_t vlan, const Log &log) {
     const quill_word usage = HashFind(vlanPool_usage_hash_table, vlan);
-    if (usage == 0) return log(kTrace, 153, 0, "Vlan Alloc failed: vlanid doesn't exist; vlan_id=%d", int(vlan));
-    log(kTrace, 144, 0, "Vlan Alloc  usage ; usage=%d vlan %d", int(usage), int(vlan));
+    if (usage == 0) return log(kTrace, 153, 0, "Vlan Alloc failed: vlanid doesn't exist; vlan_id=", int(vlan));
+    log(kTrace, 144, 0, "Vlan Alloc  usage ; usage=", int(usage), " vlan ", int(vlan));
     if (usage == 1)
-        return log(kTrace, 149, usage, "Vlan Alloc failed: usage incorrect; usage=%d vlan_id %d", int(usage),
+        return log(kTrace, 149, usage, "Vlan Alloc failed: usage incorrect; usage=", int(usage), " vlan_id ",
                    int(vlan));
     return static_cast<quill_word>(HashUpdateKeyAndValue(vlanPool_usage_hash_table, vlan, usage - 1));
 }
@@ -100,19 +102,23 @@ uint32_t count_of(Pool pool, Usable usable) {
     return static_cast<uint32_t>(std::count_if(pool.begin(), pool.end(), usable));
 }
 
-// The first entry with the smallest usage. Both usages are looked up for every comparison: each look-up of a VLAN that
-// is not known is logged.
+// The first entry with the smallest usage. That of a VLAN that is not known is looked up for every comparison: each of
+// these look-ups is logged.
 template <typename Usable>
 uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
     uint32_t best = 0;
+    quill_word best_usage = 0;  // 0: not known
     for (const uint16_t vlan : pool) {
         if (!usable(vlan)) continue;
         if (best == 0) {
             best = vlan;
             continue;
         }
-        const quill_word best_usage = usage_of(best, log);
-        if (best_usage > usage_of(vlan, log)) best = vlan;
+        if (best_usage == 0) best_usage = usage_of(best, log);
+        const quill_word usage = usage_of(vlan, log);
+        if (usage >= best_usage) continue;
+        best = vlan;
+        best_usage = usage;
     }
     return best;
 }
@@ -160,18 +166,18 @@ void vlan_alloc_print(void) {
 }
 
 quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_log log) {
-    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 98, 0, "%s", kNoTable);
+    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 98, 0, kNoTable);
     return static_cast<quill_word>(HashInsertKeyAndValue(vlanPool_usage_hash_table, vlan, usage));
 }
 
 quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log) {
-    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 114, 0, "%s", kNoTable);
+    if (!vlanPool_usage_hash_table) return Log(log, __func__)(kFault, 114, 0, kNoTable);
     return static_cast<quill_word>(HashRemove(vlanPool_usage_hash_table, vlan));
 }
 
 quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log sink) {
     const Log log(sink, __func__);
-    if (!vlanPool_usage_hash_table) return log(kFault, 131, 0, "%s", kNoTable);
+    if (!vlanPool_usage_hash_table) return log(kFault, 131, 0, kNoTable);
     return allocate ? take(vlan, log) : give_back(vlan, log);
 }
 

@@ -6,11 +6,13 @@
 #include <string.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <system_error>
 
 #include "base/ascii.h"
+#include "base/bounded_text.h"
 #include "base/memory.h"
 
 // How it works
@@ -69,56 +71,31 @@ void for_each_run(const uint32_t *words, uint32_t flip, Visit visit) {
     }
 }
 
-// Four words at a time where the machine has registers for them. Both operands are read before anything is written, and
-// so a compiler need not ask whether they overlap.
-constexpr int kBlock = 4;
-using Block [[gnu::vector_size(kBlock * sizeof(uint32_t))]] = uint32_t;
-
-Block load_block(const uint32_t *words) {
-    Block block;
-    memcpy(&block, words, sizeof block);
-    return block;
-}
-
+// Changes each word to combined(word, other): four at a time, in registers of that size where the machine has them. All of
+// both is read before anything is written, and so a compiler need not ask whether they overlap.
 template <typename Combine>
 void combine(uint32_t *words, const uint32_t *others, Combine combined) {
-    for (int i = 0; i < VMAP_WORDS; i += kBlock) {
-        const Block block = combined(load_block(words + i), load_block(others + i));
-        memcpy(words + i, &block, sizeof block);
+    using Block = std::array<uint32_t, 4>;
+    for (size_t i = 0; i < VMAP_WORDS; i += Block().size()) {
+        Block ours, theirs;
+        memcpy(&ours, words + i, sizeof ours);
+        memcpy(&theirs, others + i, sizeof theirs);
+        for (size_t k = 0; k < ours.size(); k++) ours[k] = combined(ours[k], theirs[k]);
+        memcpy(words + i, &ours, sizeof ours);
     }
 }
 
 // --- text out
 
-// Builds a text in a buffer, which must have room for a NUL; what does not fit is cut off.
-class BoundedText {
-public:
-    BoundedText(char *buffer, size_t size) : start_(buffer), at_(buffer), end_(buffer + size - 1) { *at_ = '\0'; }
+using quill::BoundedText;
 
-    void add_run(uint32_t first, uint32_t last) {
-        if (at_ != start_) add(',');
-        add(first);
-        if (last == first) return;
-        add('-');
-        add(last);
-    }
-
-private:
-    void add(char c) {
-        if (at_ == end_) return;
-        *at_++ = c;
-        *at_ = '\0';
-    }
-    void add(uint32_t number) {
-        char digits[10];
-        const char *digits_end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        for (const char *c = digits; c != digits_end; c++) add(*c);
-    }
-
-    char *start_;
-    char *at_;
-    char *end_;
-};
+void add_run(BoundedText &text, uint32_t first, uint32_t last) {
+    if (!text.is_empty()) text.add(',');
+    text.add(first);
+    if (last == first) return;
+    text.add('-');
+    text.add(last);
+}
 
 char *new_text(const uint32_t *words) {
     size_t size = 1;
@@ -126,10 +103,10 @@ char *new_text(const uint32_t *words) {
         size += first == last ? sizeof "4094" : sizeof "4093-4094";  // the NULs are the commas' room
     });
     if (size == 1) return strdup("0");
-    auto text = quill::new_zeroed<char>(size);
+    quill::Owned<char> text(static_cast<char *>(malloc(size)));
     if (!text) return nullptr;
     BoundedText out(text.get(), size);
-    for_each_run(words, 0, [&](uint32_t first, uint32_t last) { out.add_run(first, last); });
+    for_each_run(words, 0, [&](uint32_t first, uint32_t last) { add_run(out, first, last); });
     return text.release();
 }
 
@@ -240,18 +217,18 @@ int vmap_delete_range(vmap **map, int32_t first, int32_t last) {
 
 int vmap_merge(vmap **map, const vmap *other) {
     return modify(map, [=](uint32_t *words) {
-        combine(words, other->words, [](Block ours, Block theirs) { return ours | theirs; });
+        combine(words, other->words, [](uint32_t ours, uint32_t theirs) { return ours | theirs; });
     });
 }
 
 int vmap_exclude(vmap **map, const vmap *other) {
     return modify(map, [=](uint32_t *words) {
-        combine(words, other->words, [](Block ours, Block theirs) { return ours & ~theirs; });
+        combine(words, other->words, [](uint32_t ours, uint32_t theirs) { return ours & ~theirs; });
     });
 }
 
 int vmap_invert(vmap **map) {
-    return modify(map, [](uint32_t *words) { combine(words, words, [](Block ours, Block) { return ~ours; }); });
+    return modify(map, [](uint32_t *words) { combine(words, words, [](uint32_t ours, uint32_t) { return ~ours; }); });
 }
 
 int vmap_set_bits(vmap **map, const uint32_t *bits) {
@@ -301,7 +278,8 @@ const char *vmap_to_range_str(const vmap *map, int invert) {
     const bool scanned = map && map->references != 0 && !full;
     const uint32_t flip = (invert != 0) != full ? ~0u : 0;
     BoundedText out(text, sizeof text);
-    for_each_run(scanned ? map->words : kEmpty, flip, [&](uint32_t first, uint32_t last) { out.add_run(first, last); });
+    for_each_run(scanned ? map->words : kEmpty, flip,
+                 [&](uint32_t first, uint32_t last) { add_run(out, first, last); });
     return text;
 }
 

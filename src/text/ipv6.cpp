@@ -3,6 +3,7 @@
 #include <quill/types.h>
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <string.h>
 #include <sys/socket.h>
 
@@ -141,8 +142,12 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
 // C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses end
 // as IPv4 addresses do. There, and only there, this machine's is asked.
 char *quill::write_ipv6(char *to, const uint8_t *address) {
-    uint16_t groups[kGroups];
-    for (int i = 0; i < kGroups; i++) groups[i] = load_be<uint16_t>(address + 2 * i);
+    uint16_t groups[kGroups] = {};
+    const uint8_t *at = address;
+    for (uint16_t &group : groups) {
+        group = load_be<uint16_t>(at);
+        at += sizeof group;
+    }
     if (groups[0] == 0)
         inet_ntop(AF_INET6, address, to, INET6_ADDRSTRLEN);
     else

@@ -35,7 +35,7 @@ TEST(Copy, MovesEachSizeEitherWayAndNothingElse) {
     std::vector<char> before(160);
     std::iota(before.begin(), before.end(), '\1');
     for (size_t size = 0; size <= 70; size++) {
-        for (const size_t to : {0, 1, 35, 39, 40, 41, 45, 80}) {
+        for (const size_t to : {0u, 1u, 35u, 39u, 40u, 41u, 45u, 80u}) {
             std::vector<char> ours = before, wanted = before;
             quill::copy_bytes(ours.data() + to, ours.data() + 40, size);
             memmove(wanted.data() + to, wanted.data() + 40, size);

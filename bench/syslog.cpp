@@ -1,0 +1,96 @@
+// The system log: records to a reader of datagrams at /dev/log, which is this program's own in a private mount namespace.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <quill/syslog.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "bench.h"
+
+namespace {
+
+constexpr size_t kRecords = 1000;
+
+void use_every_cpu() {
+    cpu_set_t all;
+    memset(&all, 0xff, sizeof all);
+    sched_setaffinity(0, sizeof all, &all);
+}
+
+// False where this process may have no namespace of its own, or no folder for its socket.
+bool start_reader() {
+    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0) return false;
+    if (mount("bench", "/dev", "tmpfs", 0, nullptr) != 0) return false;
+    const int reader = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un address = {AF_UNIX, "/dev/log"};
+    if (bind(reader, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) return false;
+    std::thread([reader] {
+        use_every_cpu();
+        char record[2048];
+        while (recv(reader, record, sizeof record, 0) >= 0) {
+        }
+    }).detach();
+    return true;
+}
+
+using Syslog = void (*)(int, const char *, ...);
+using Openlog = void (*)(const char *, int, int);
+
+// The library takes the names; the C library's own are behind it.
+template <typename Function>
+Function of_the_c_library(const char *name) {
+    static void *const libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
+    return reinterpret_cast<Function>(dlsym(libc, name));
+}
+
+void send(Syslog log, size_t count) {
+    for (size_t i = 0; i < count; i++)
+        log(LOG_DAEMON | LOG_INFO, "station %s placed on VLAN %u", "00:1b:63:aa:bb:cc", static_cast<unsigned>(i));
+}
+
+void add_client(const char *contender, const std::function<std::pair<Openlog, Syslog>()> &client, size_t threads) {
+    const std::string row = std::string("syslog: ") + (threads == 1 ? "1 thread" : "4 threads");
+    bench::add(row, contender, 0, kRecords, [=] {
+        static const bool ready = start_reader();
+        if (!ready) fprintf(stderr, "syslog: no private /dev here: the figures are those of a log that is not there\n");
+        const auto [open, log] = client();
+        open("placementd", LOG_PID, LOG_DAEMON);
+        return bench::Work{[log = log, threads]() -> uint64_t {
+            if (threads == 1) {
+                send(log, kRecords);
+                return 0;
+            }
+            std::vector<std::thread> senders;
+            for (size_t i = 0; i < threads; i++) {
+                senders.emplace_back([&] {
+                    use_every_cpu();
+                    send(log, kRecords / threads);
+                });
+            }
+            for (std::thread &sender : senders) sender.join();
+            return 0;
+        }};
+    });
+}
+
+const bool added = [] {
+    for (const size_t threads : {1u, 4u}) {
+        add_client(
+            "quill", [] { return std::pair<Openlog, Syslog>(openlog, syslog); }, threads);
+        add_client(
+            "glibc", [] { return std::pair(of_the_c_library<Openlog>("openlog"), of_the_c_library<Syslog>("syslog")); },
+            threads);
+    }
+    return true;
+}();
+
+}  // namespace
