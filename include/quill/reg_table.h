@@ -14,7 +14,7 @@
  * each with its "-----END ...-----". Sections come in any order. One that comes again goes on where it was, they may
  * overlap, and what stands in none is ignored. A line is a marker when it begins with one, whatever follows. Empty lines
  * are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399 bytes, each of
- * which counts as a line; a NUL byte ends one early.
+ * which counts as a line.
  *
  * What is signed is the table without its last byte, which is the newline, and behind it the version section.
  *
@@ -60,7 +60,7 @@ enum {
     QUILL_REG_TABLE_NOT_WRITTEN = -95,
     QUILL_REG_TABLE_NOT_READ = -96,
     QUILL_REG_TABLE_NOT_SPLIT = -97,
-    QUILL_REG_TABLE_NOT_UNPACKED = -98, /* gunzip could not be run */
+    QUILL_REG_TABLE_NOT_UNPACKED = -98, /* the unpacking could not be run */
     QUILL_REG_TABLE_NOT_VALID = -100
 };
 
@@ -71,10 +71,12 @@ enum {
  *     -97   path is null, or cannot be opened, or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output not be written
  *     -93   no command can be run to convert the certificate, or its output not be written
- *     -95   another temporary file cannot be written
- *     -96   a temporary file cannot be read, memory running out included; or the table is empty
+ *     -96   the table's or the version's section cannot be read back, memory running out included; or the table is
+ *           empty, or a NUL byte stands in one of the two
  *     -92   no memory for the signed data
- *     -100  the certificate or the signature is not valid, or openssl could not find out
+ *     -95   the signed data cannot be written to its temporary file
+ *     -100  the certificate or the signature is not valid, or that could not be found out: for want of openssl, of
+ *           memory, or of one of the temporary files of the check
  *
  * The signature does not say where the table ends and the version line begins: whoever may change the file can move
  * that border, over the newline, to and fro.
@@ -83,10 +85,10 @@ enum {
 QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 
 /* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
- * characters. The text is borrowed: it lasts until the next call of this function or the one below, and is not to be
- * changed. Returns 0; or -1, with *version unchanged, when the
- * file cannot be opened (path null included). Deliberately, a file without a version leaves the text of the call
- * before, "" in the first. Nothing is validated, and no temporary file is made. */
+ * characters and up to its first NUL byte. The text is borrowed: it lasts until the next call of this function or the
+ * one below, and is not to be changed. Returns 0; or -1, with *version unchanged, when the file cannot be opened (path
+ * null included). Deliberately, a file without a version leaves the text of the call before, "" in the first. Nothing is
+ * validated, and no temporary file is made. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
 /* parse_validate_get_reg_tbl_file_ver validates, then does what get_reg_tbl_file_ver does and returns what that returns.
@@ -95,12 +97,14 @@ QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **versi
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first
  * NUL byte, in place of the content of out_path, made with mode 0666 under the umask where there is none. gunzip wants
- * a name that ends in .gz; the file stays. out_path may not be the same. NOTHING IS VALIDATED, despite the name nothing is decrypted, and a damaged file gives what
- * gunzip could make of it, nothing included: validate what has been unpacked before it is used. Returns 0; or
+ * a name that ends in .gz; the file stays. out_path may not be the same. NOTHING IS VALIDATED, despite the name nothing
+ * is decrypted, and a damaged file gives what gunzip could make of it, nothing included, as does a machine without
+ * gunzip: validate what has been unpacked before it is used. Returns 0; or
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written
- *     -98   no command can be run; also for a path that is too long for a command line of 511 characters
+ *     -98   no command can be run, or its output not be written; also for a path that is too long for a command line
+ *           of 511 characters
  *     -96   what gunzip has written cannot be read; or no memory
  *     -95   out_path cannot be written; it is left empty when it could be opened
  *

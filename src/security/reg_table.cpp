@@ -178,7 +178,9 @@ bool split(const char *path) {
             if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
         }
     });
-    return true;
+    // A section cut short by a full file system would be validated as if it were the file's.
+    return std::ranges::all_of(files,
+                               [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
 }
 
 // Puts together what has been signed: the table without the newline that ends it, and the version.
@@ -323,6 +325,7 @@ int get_reg_tbl_file_ver(const char *path, char **version) {
 }
 
 int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
+    const NoCancellation no_cancellation;
     if (parse_validate_encrypted_signed_reg_tbl_file(path) == 0) return get_reg_tbl_file_ver(path, version);
     return say(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
 }
@@ -330,9 +333,9 @@ int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
 int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
     static constexpr const char *kFiles[] = {paths::kDecrypted,      paths::kUnpacked,         paths::kTableContent,
                                              paths::kTableSignature, paths::kTableCertificate, paths::kTableVersion};
-    if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
     const Removal removal(kFiles);
+    if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     // The sections are not used: that the file can be split at all is the condition, as it is for validation.
     if (!split(in_path)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
     if (!unpack(in_path)) return say(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");

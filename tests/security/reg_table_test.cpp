@@ -52,6 +52,13 @@ string section(const string &name, const string &content) {
     return "-----BEGIN " + name + "-----\n" + content + "-----END " + name + "-----\n";
 }
 
+// From now on files hold so many bytes, as if the file system were full; without end by default.
+void limit_files(rlim_t bytes = RLIM_INFINITY) {
+    const rlimit limit{bytes, RLIM_INFINITY};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 struct Signed {
     string certificate, signature, table, version;  // the first in PEM, the second in base64
 
@@ -351,6 +358,13 @@ TEST_F(RegTable, EachFailureHasItsMessageAndCode) {
     expect_validation(-96, {kNotRead});
 
     write_file(kDone, signed_.text());
+    const rlim_t cut = signed_.certificate.size() - 1;
+    expect(-97, {kNotSplit}, [cut] {
+        limit_files(cut);
+        const int result = parse_validate_encrypted_signed_reg_tbl_file(kDone.c_str());
+        limit_files();
+        return result;
+    });
     const string not_valid =
         "Certificate verification failed. Result is %s. Expected output is = '" + kFolder + "tempCert.pem: OK'\n";
     const auto result_is = [](const string &format, const string &result) {
@@ -516,14 +530,13 @@ TEST_F(RegTable, Unpacks) {
     EXPECT_EQ(read_file("/tmp/out"), "text");
     // Half a table is none.
     replace_gunzip([](const char *shell_command) {
-        const rlimit limit{100, RLIM_INFINITY};
-        signal(SIGXFSZ, SIG_IGN);
-        return __real_system(shell_command) | setrlimit(RLIMIT_FSIZE, &limit);
+        const int result = __real_system(shell_command);
+        limit_files(100);
+        return result;
     });
     expect_unpacking(-95, {not_written});
     EXPECT_EQ(read_file("/tmp/out"), "");
-    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &unlimited);
+    limit_files();
 }
 
 }  // namespace
