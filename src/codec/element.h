@@ -38,9 +38,11 @@ inline bool has_tag(const uint8_t *at, Tag tag) { return *at == static_cast<uint
 //
 //     Value                      what a program holds
 //     kSize                      bytes of the element, tag included
-//     put(at, value)             writes the element
 //     matches(at)                whether the tags of such an element stand there, looked at from left to right
+//     put(at, value)             writes the element
 //     get(at)                    the value of an element that matches
+//
+// or, instead of the last two, put_from() and get_into(), which the functions of these names below make for the others.
 
 template <Tag kTag, typename Number>
 struct NumberElement {
@@ -55,7 +57,7 @@ struct NumberElement {
     static Number get(const uint8_t *at) { return load_be<Number>(at + 1); }
 };
 
-// Bytes that travel as they stand in memory.
+// What travels as it stands in memory.
 template <Tag kTag, typename Bytes>
 struct BytesElement {
     using Value = Bytes;
@@ -73,13 +75,27 @@ struct BytesElement {
     }
 };
 
+// The same for arrays, which go from one place to the other without a value between.
+template <Tag kTag, size_t kBytes>
+struct ArrayElement {
+    using Value = std::array<uint8_t, kBytes>;
+    static constexpr uint32_t kSize = 1 + kBytes;
+
+    static void put_from(uint8_t *at, const void *array) {
+        copy_fixed<kBytes>(at + 1, array);
+        put_tag(at, kTag);
+    }
+    static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
+    static void get_into(void *array, const uint8_t *at) { copy_fixed<kBytes>(array, at + 1); }
+};
+
 using U8 = NumberElement<Tag::u8, uint8_t>;
 using U16 = NumberElement<Tag::u16, uint16_t>;
 using U32 = NumberElement<Tag::u32, uint32_t>;
 using U64 = NumberElement<Tag::u64, uint64_t>;
 using Ip = BytesElement<Tag::ip, uint32_t>;
-using Ipv6 = BytesElement<Tag::ipv6, std::array<uint8_t, 16>>;
-using Mac = BytesElement<Tag::mac, std::array<uint8_t, 6>>;
+using Ipv6 = ArrayElement<Tag::ipv6, 16>;
+using Mac = ArrayElement<Tag::mac, 6>;
 
 struct IpAf : BytesElement<Tag::ip_af, ip_af_addr> {
     static void put(uint8_t *at, ip_af_addr value) {
@@ -129,6 +145,29 @@ struct S32 {
 private:
     static uint32_t negate_if(bool negative, uint32_t number) { return negative ? 0u - number : number; }
 };
+
+// Writes the element of the value in memory at source, of any alignment.
+template <typename Element>
+void put_from(uint8_t *at, const void *source) {
+    if constexpr (requires { Element::put_from(at, source); }) {
+        Element::put_from(at, source);
+    } else {
+        typename Element::Value value;
+        memcpy(&value, source, sizeof value);
+        Element::put(at, value);
+    }
+}
+
+// Stores the value of an element that matches, at any alignment.
+template <typename Element>
+void get_into(void *out, const uint8_t *at) {
+    if constexpr (requires { Element::get_into(out, at); }) {
+        Element::get_into(out, at);
+    } else {
+        const typename Element::Value value = Element::get(at);
+        memcpy(out, &value, sizeof value);
+    }
+}
 
 // --- Kinds with a length: the tag, the length, then as many bytes.
 

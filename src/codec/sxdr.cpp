@@ -23,10 +23,9 @@ uint32_t write(const typename Element::Value &value, void *buffer) {
 }
 
 template <typename Element>
-uint32_t write_bytes(const void *value, void *buffer) {
-    typename Element::Value copy;
-    memcpy(&copy, value, sizeof copy);
-    return write<Element>(copy, buffer);
+uint32_t write_from(const void *value, void *buffer) {
+    put_from<Element>(bytes(buffer), value);
+    return Element::kSize;
 }
 
 template <typename Element>
@@ -47,8 +46,7 @@ uint32_t read(void *out, const void *source) {
         memset(out, 0, kZeroed);
         return 0;
     }
-    const typename Element::Value value = Element::get(bytes(source));
-    memcpy(out, &value, sizeof value);
+    get_into<Element>(out, bytes(source));
     return Element::kSize;
 }
 
@@ -98,9 +96,9 @@ uint32_t sxdr_write_u16(uint16_t value, void *buffer) { return write<U16>(value,
 uint32_t sxdr_write_u32(uint32_t value, void *buffer) { return write<U32>(value, buffer); }
 uint32_t sxdr_write_u64(uint64_t value, void *buffer) { return write<U64>(value, buffer); }
 uint32_t sxdr_write_ip(uint32_t value, void *buffer) { return write<Ip>(value, buffer); }
-uint32_t sxdr_write_ipv6(const void *value, void *buffer) { return write_bytes<Ipv6>(value, buffer); }
-uint32_t sxdr_write_ip_af(const ip_af_addr *value, void *buffer) { return write_bytes<IpAf>(value, buffer); }
-uint32_t sxdr_write_mac(const void *value, void *buffer) { return write_bytes<Mac>(value, buffer); }
+uint32_t sxdr_write_ipv6(const void *value, void *buffer) { return write_from<Ipv6>(value, buffer); }
+uint32_t sxdr_write_ip_af(const ip_af_addr *value, void *buffer) { return write_from<IpAf>(value, buffer); }
+uint32_t sxdr_write_mac(const void *value, void *buffer) { return write_from<Mac>(value, buffer); }
 uint32_t sxdr_write_bool(int value, void *buffer) { return write<Bool>(value != 0, buffer); }
 uint32_t sxdr_write_s32(int32_t value, void *buffer) { return write<S32>(value, buffer); }
 

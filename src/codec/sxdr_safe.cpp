@@ -47,9 +47,7 @@ int write(const void *source, uint32_t source_size, void *message, uint32_t mess
     if (source_size < kWidth<Element>) return fail(ENODATA);
     const auto room = rest<uint8_t>(message, message_size, offset_of(cursor));
     if (room.size() < Element::kSize) return fail(EOVERFLOW);
-    typename Element::Value value;
-    memcpy(&value, source, sizeof value);
-    Element::put(room.data(), value);
+    put_from<Element>(room.data(), source);
     return advance(cursor, Element::kSize, kWidth<Element>);
 }
 
@@ -60,8 +58,7 @@ int read(const void *message, uint32_t message_length, uint32_t *cursor, void *o
     if (left.size() < Element::kSize) return fail(ENODATA);
     if (capacity < kWidth<Element>) return fail(EOVERFLOW);
     if (!Element::matches(left.data())) return fail(EBADMSG);
-    const typename Element::Value value = Element::get(left.data());
-    memcpy(out, &value, sizeof value);
+    get_into<Element>(out, left.data());
     return advance(cursor, Element::kSize, kWidth<Element>);
 }
 
