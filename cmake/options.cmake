@@ -6,7 +6,7 @@ include(CheckCSourceCompiles)
 
 get_property(multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
 if(PROJECT_IS_TOP_LEVEL AND NOT multi_config AND NOT CMAKE_BUILD_TYPE)
-  set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug (development) or Release" FORCE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug (development), Release or MinSizeRel" FORCE)
 endif()
 
 find_program(QUILL_CCACHE ccache)

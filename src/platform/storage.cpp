@@ -19,6 +19,7 @@
 #include "base/cancellation.h"
 #include "base/descriptor.h"
 #include "base/paths.h"
+#include "base/prefix.h"
 #include "base/text_file.h"
 
 using quill::Descriptor;
@@ -108,7 +109,7 @@ void print_as_format(string_view text, Out out) {
     for (;;) {
         const size_t doubled = text.find("%%");
         if (doubled == string_view::npos) return out(text);
-        out(text.substr(0, doubled + 1));
+        out(quill::prefix(text, doubled + 1));
         text.remove_prefix(doubled + 2);
     }
 }
@@ -157,7 +158,7 @@ bool has_file(const Directory &parent, const char *name, const char *directories
     string_view left = directories;
     // A path that begins with "." is none: that is what a file without a directory has for one.
     while (directory && !left.starts_with('.')) {
-        const string_view component = left.substr(0, left.find('/'));
+        const string_view component = quill::prefix(left, left.find('/'));
         if (component.empty()) break;
         left.remove_prefix(std::min(component.size() + 1, left.size()));
         const dirent *const entry =

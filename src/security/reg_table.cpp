@@ -19,6 +19,7 @@
 #include "base/descriptor.h"
 #include "base/memory.h"
 #include "base/paths.h"
+#include "base/prefix.h"
 #include "base/shell_line.h"
 #include "base/text_file.h"
 #include "security/certificates.h"
@@ -317,7 +318,7 @@ int get_reg_tbl_file_ver(const char *path, char **version) {
     // What was there stays where there is no version: callers have always got the text of the file before.
     quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
         if (section != quill::kVersionSection) return;
-        line = line.substr(0, std::min(line.find('\0'), sizeof last_line - 1));
+        line = quill::prefix(line, std::min(line.find('\0'), sizeof last_line - 1));
         *std::copy(line.begin(), line.end(), last_line) = '\0';
     });
     *version = last_line;
