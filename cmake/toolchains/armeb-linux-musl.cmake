@@ -24,10 +24,10 @@ execute_process(COMMAND ${CMAKE_C_COMPILER} -dumpversion
   OUTPUT_VARIABLE _gcc_version OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(_cxx /usr/arm-linux-gnueabihf/include/c++/${_gcc_version})
 
-set(_machine "-mbig-endian -mcpu=cortex-a7 -mfpu=neon-vfpv4 -mfloat-abi=hard -marm -mmusl -B${QUILL_SYSROOT}/usr/lib/")
-set(_c_include "-isystem ${QUILL_SYSROOT}/usr/include -isystem ${_gcc_include}")
+set(_machine "-mbig-endian -mcpu=cortex-a7 -mfpu=neon-vfpv4 -mfloat-abi=hard -marm -mmusl -B\"${QUILL_SYSROOT}/usr/lib/\"")
+set(_c_include "-isystem \"${QUILL_SYSROOT}/usr/include\" -isystem ${_gcc_include}")
 set(CMAKE_C_FLAGS_INIT "${_machine} -nostdinc ${_c_include}")
-set(CMAKE_CXX_FLAGS_INIT "${_machine} -Wno-psabi -nostdinc -nostdinc++ -isystem ${CMAKE_CURRENT_LIST_DIR}/musl-c++ -isystem ${_cxx} -isystem ${_cxx}/arm-linux-gnueabihf -isystem ${_cxx}/backward ${_c_include}")
+set(CMAKE_CXX_FLAGS_INIT "${_machine} -Wno-psabi -nostdinc -nostdinc++ -isystem \"${CMAKE_CURRENT_LIST_DIR}/musl-c++\" -isystem ${_cxx} -isystem ${_cxx}/arm-linux-gnueabihf -isystem ${_cxx}/backward ${_c_include}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static-libgcc)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static-libgcc)
 set(CMAKE_MODULE_LINKER_FLAGS_INIT -static-libgcc)

@@ -33,7 +33,7 @@ QUILL_BEGIN_DECLS
 /* btree is a node, made and freed by the tree. Its fields are for reading. */
 typedef struct btree btree;
 struct btree {
-    void *key;
+    void *key;    /* borrowed: the program's object */
     btree *left;  /* smaller keys, null if none */
     btree *right; /* greater keys, null if none */
 };

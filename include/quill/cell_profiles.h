@@ -19,7 +19,7 @@ enum {
 /* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers
  * are in the host's byte order. */
 typedef struct cell_profile {
-    char name[64];
+    char name[64];            /* of the modem, as people know it */
     uint32_t vendor;          /* of the USB device */
     uint32_t product;         /* of the USB device */
     uint8_t reserved1[128];   /* 0 */
@@ -36,11 +36,12 @@ typedef struct cell_profile {
     uint32_t reserved3;       /* 0 */
 } cell_profile;
 
+enum { CELL_PROFILES = 15 }; /* number of records, with the one that ends them */
+
 /* def_cell_profiles has the records; read it to its end, or to the record CELL_PROFILE_END.
  *
  *     for (const cell_profile *p = def_cell_profiles; p->code != CELL_PROFILE_END; p++)
  *         if (p->vendor == vendor && p->product == product) return p; */
-enum { CELL_PROFILES = 15 };
 QUILL_API extern const cell_profile def_cell_profiles[CELL_PROFILES];
 
 QUILL_END_DECLS

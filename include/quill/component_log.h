@@ -33,7 +33,7 @@ enum {
 
 /* LogHandle is a component's log. The library makes it; a program may change the thresholds. */
 typedef struct LogHandle {
-    int32_t reserved;
+    int32_t reserved;     /* 0 */
     int32_t stderr_level; /* threshold of standard error, and */
     int32_t syslog_level; /* of the system log */
     char name[32];        /* the component's, cut to 30 characters */

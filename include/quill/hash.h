@@ -37,8 +37,8 @@
 
 QUILL_BEGIN_DECLS
 
-typedef struct sHash sHash;
-typedef struct sHashElem sHashElem;
+typedef struct sHash sHash;         /* a table */
+typedef struct sHashElem sHashElem; /* an element of one; both are handled by pointer only */
 
 /* sHashCursor is a caller's own place in a walk; HASH_OP_FIRST sets it. */
 typedef struct sHashCursor {

@@ -66,7 +66,7 @@ typedef struct quill_radio {
     uint32_t vap_count; /* a power of two: BSSIDs differ in their last bits */
     uint8_t bssid_mask; /* the bits of a BSSID's last byte that all of the radio's BSSIDs share */
     uint8_t bssid_base; /* what these bits are */
-    uint8_t zero[2];
+    uint8_t zero[2];    /* 0 */
 } quill_radio;
 
 /* get_mesh_vap_id returns whether the virtual access point is of a mesh type, as 1 or 0; with selector 1 whether it is

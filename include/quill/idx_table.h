@@ -18,7 +18,7 @@
 
 QUILL_BEGIN_DECLS
 
-typedef struct idx_table idx_table;
+typedef struct idx_table idx_table; /* a table, handled by pointer only */
 
 /* idx_table_create returns a new table of the indices first to last, both included, all free; null when the range has
  * more than 4,096 indices or leaves 0 to 65535, or when out of memory. Release it with idx_table_free. */

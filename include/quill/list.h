@@ -28,8 +28,8 @@
 
 QUILL_BEGIN_DECLS
 
-typedef struct sList sList;
-typedef struct sListNode sListNode;
+typedef struct sList sList;         /* a list */
+typedef struct sListNode sListNode; /* an object's place in one; both are handled by pointer only */
 
 /* What ListGet and ListGetR do. Any other number does nothing and gives 0. */
 enum {

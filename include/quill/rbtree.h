@@ -41,7 +41,7 @@ struct rb_node {
     rb_node *right;  /* child with greater keys */
     rb_node *up;     /* parent */
     uint32_t colour; /* 0 black, 1 red */
-    void *key;
+    void *key;       /* borrowed: the program's object */
 };
 
 /* rb_null stands for every child and parent that is not there: black, null key, its links to itself. Deletions write its
@@ -54,9 +54,9 @@ typedef int (*rb_comparison)(const void *a, const void *b, void *config);
 
 /* rb_tree is a tree. Its fields are for reading. */
 typedef struct rb_tree {
-    rb_comparison compare;
-    void *config;  /* passed to each comparison */
-    rb_node *root; /* &rb_null when empty */
+    rb_comparison compare; /* the order */
+    void *config;          /* passed to each comparison */
+    rb_node *root;         /* &rb_null when empty */
 } rb_tree;
 
 /* rb_list_cursor is a place in a read-out. Its fields are for reading. */

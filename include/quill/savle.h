@@ -37,16 +37,16 @@
 
 QUILL_BEGIN_DECLS
 
-/* savle is a node; the fields are as those of savl. */
+/* savle is a node, kept by the tree. */
 typedef struct savle savle;
 struct savle {
-    savle *left;
-    savle *right;
-    savle *parent; /* null exactly while the node is in no tree (zero it at first) */
-    savle *prev;
-    savle *next;
-    uint16_t side;
-    int16_t balance;
+    savle *left;     /* child with smaller keys, null if none */
+    savle *right;    /* child with greater keys, null if none */
+    savle *parent;   /* the tree record at the root; null exactly while the node is in no tree (zero it at first) */
+    savle *prev;     /* node before in key order; the tree record before the smallest */
+    savle *next;     /* node after in key order; the tree record after the greatest */
+    uint16_t side;   /* 0: its parent's left child, 1: the right one, as is the root of the tree record */
+    int16_t balance; /* height of the right subtree minus that of the left one: -1, 0 or 1 */
 };
 
 /* savle_comparison gives the order of the searched key against the key in an object: negative (before), 0 (equal) or
@@ -55,11 +55,11 @@ typedef int (*savle_comparison)(void *context, const void *searched, const void 
 
 /* savle_tree is a tree record. It must not move while the tree has nodes. */
 typedef struct savle_tree {
-    savle head; /* right: root, null when empty. next: smallest, prev: greatest, head itself when empty */
-    savle_comparison compare;
-    uint32_t link_offset; /* bytes from the start of an object to its node */
-    uint32_t key_offset;  /* bytes from the start of an object to its key */
-    void *context;        /* passed to each comparison (kept) */
+    savle head;               /* right: root, null when empty. next: smallest, prev: greatest, head itself when empty */
+    savle_comparison compare; /* the order */
+    uint32_t link_offset;     /* bytes from the start of an object to its node */
+    uint32_t key_offset;      /* bytes from the start of an object to its key */
+    void *context;            /* passed to each comparison (kept) */
 } savle_tree;
 
 /* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises tree, the name of the variable itself, as an

@@ -45,28 +45,28 @@ enum { SMSS_TEXT_SIZE = 128 };
 /* smss_ctx is a query. The program sets the accessors and match_any after smss_init, and reads results, result_count,
  * total and page_start after smss_search. */
 typedef struct smss_ctx {
-    void **objects; /* as registered */
-    int32_t object_capacity;
-    int32_t object_count;
+    void **objects;          /* as registered */
+    int32_t object_capacity; /* room in objects */
+    int32_t object_count;    /* of these, taken */
     /* The accessors. Fields are known by the names of the criteria. */
-    int (*field_type)(const void *object, const char *field); /* SMSS_NUMBER, SMSS_TEXT or another number */
-    uint32_t (*number)(const void *object, const char *field);
+    int (*field_type)(const void *object, const char *field);          /* SMSS_NUMBER, SMSS_TEXT or another number */
+    uint32_t (*number)(const void *object, const char *field);         /* the value of a field that is a number */
     void (*text)(char *buffer, const void *object, const char *field); /* buffer: SMSS_TEXT_SIZE + 1 bytes */
-    uint32_t match_any;    /* 0: an object must meet every criterion; else one is enough */
-    uint32_t search_words; /* two a criterion */
-    char *search[64];      /* names and wanted values in turn */
-    uint32_t sort_words;   /* two a sort key */
-    char *sort[64];        /* names and order words in turn */
-    void **results;        /* the page: pointers to registered objects; lasts until smss_deinit */
-    int32_t result_capacity;
-    int32_t result_count; /* of the page */
-    int32_t total;        /* all matches */
-    int32_t page_start;   /* index of the page's first match among all */
-    char *text1;          /* the buffers that the text accessor gets */
-    char *text2;
-    void *pool; /* strings of the query */
-    int32_t pool_capacity;
-    int32_t pool_used;
+    uint32_t match_any;      /* 0: an object must meet every criterion; else one is enough */
+    uint32_t search_words;   /* two a criterion */
+    char *search[64];        /* names and wanted values in turn */
+    uint32_t sort_words;     /* two a sort key */
+    char *sort[64];          /* names and order words in turn */
+    void **results;          /* the page: pointers to registered objects; lasts until smss_deinit */
+    int32_t result_capacity; /* room in results */
+    int32_t result_count;    /* of the page */
+    int32_t total;           /* all matches */
+    int32_t page_start;      /* index of the page's first match among all */
+    char *text1;             /* the buffers that the text accessor gets */
+    char *text2;             /* the other one, for comparisons */
+    void *pool;              /* strings of the query */
+    int32_t pool_capacity;   /* bytes in pool */
+    int32_t pool_used;       /* of these, taken */
 } smss_ctx;
 
 /* smss_init makes context an empty query. The program provides the record; release what it comes to hold with

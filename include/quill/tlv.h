@@ -116,16 +116,17 @@ QUILL_API int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_
  * TLV_DECODE. */
 QUILL_API int unknownhdlr(int op, void *wire, int remaining);
 
-/* HBMSG has the operations in one constant table. */
+/* tlv_operations is a table of operations on the message. */
 typedef struct tlv_operations {
-    uint32_t (*reset)(void);
-    int (*set)(uint32_t type, const void *value);
-    uint32_t (*isset)(uint32_t type);
-    void *(*get)(uint32_t type);
-    int (*set_buffer)(void *buffer, int32_t length);
-    int (*read_buffer)(const void *buffer, int32_t length);
+    uint32_t (*reset)(void);                                /* tlvreset */
+    int (*set)(uint32_t type, const void *value);           /* tlvset */
+    uint32_t (*isset)(uint32_t type);                       /* tlvisset */
+    void *(*get)(uint32_t type);                            /* tlvget */
+    int (*set_buffer)(void *buffer, int32_t length);        /* settlvBuffer */
+    int (*read_buffer)(const void *buffer, int32_t length); /* readtlvBuffer */
 } tlv_operations;
 
+/* HBMSG has the functions above in one constant table. */
 extern QUILL_API const tlv_operations HBMSG;
 
 QUILL_END_DECLS

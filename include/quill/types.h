@@ -31,11 +31,11 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-#define QUILL_BEGIN_DECLS extern "C" {
-#define QUILL_END_DECLS }
+#define QUILL_BEGIN_DECLS extern "C" { /* stands before declarations of C */
+#define QUILL_END_DECLS }              /* stands behind them */
 #else
-#define QUILL_BEGIN_DECLS
-#define QUILL_END_DECLS
+#define QUILL_BEGIN_DECLS /* stands before declarations of C */
+#define QUILL_END_DECLS   /* stands behind them */
 #endif
 
 /* QUILL_API marks what the shared object exports; everything else in it is hidden. */

@@ -18,6 +18,8 @@ typedef struct web_cc_cat_rep_range {
     char name[64];   /* with a NUL, the rest zeros */
 } web_cc_cat_rep_range;
 
+enum { WEB_CC_BANDS = 5 }; /* number of bands */
+
 /* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number.
  *
  *     id    scores    name
@@ -26,7 +28,6 @@ typedef struct web_cc_cat_rep_range {
  *     3     41-60     moderate-risk
  *     4     61-80     low-risk
  *     5     81-100    trustworthy */
-enum { WEB_CC_BANDS = 5 };
 QUILL_API extern const web_cc_cat_rep_range web_cc_cat_rep_ranges[WEB_CC_BANDS];
 QUILL_API extern const uint32_t num_web_cc_rep_map_size;
 

@@ -1,0 +1,52 @@
+# What is installed: libraries, headers, and what CMake's find_package(quill) and pkg-config find them by. Nothing in it
+# names the prefix, so a staging folder works where it stands, and so does what is moved.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS quill quill_static EXPORT quill
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/quill DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN *.h)
+install(PROGRAMS tools/sign-reg-table DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/quill)
+configure_package_config_file(cmake/quillConfig.cmake.in ${PROJECT_BINARY_DIR}/quillConfig.cmake
+  INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/quillConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/quillConfig.cmake ${PROJECT_BINARY_DIR}/quillConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+install(EXPORT quill NAMESPACE quill:: FILE quillTargets.cmake DESTINATION ${package_folder} COMPONENT development)
+
+# Folders as seen from quill.pc, or as they are where a packager gives whole paths.
+set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(kind LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+    set(pc_${kind} "${CMAKE_INSTALL_${kind}}")
+  else()
+    set(pc_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+  endif()
+endforeach()
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+  string(REGEX REPLACE "[^/]+" ".." up "${pc_folder}")
+  set(pc_prefix "\${pcfiledir}/${up}")
+endif()
+configure_file(cmake/quill.pc.in ${PROJECT_BINARY_DIR}/quill.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quill.pc DESTINATION ${pc_folder} COMPONENT development)
+
+# --- the reference: man pages and HTML
+
+if(QUILL_REFERENCE)
+  find_program(QUILL_DOXYGEN doxygen REQUIRED)
+  mark_as_advanced(QUILL_DOXYGEN)
+  set(reference ${PROJECT_BINARY_DIR}/reference)
+  file(GLOB public_headers CONFIGURE_DEPENDS include/quill/*.h)
+  add_custom_command(OUTPUT ${reference}/html/index.html
+    COMMAND ${PROJECT_SOURCE_DIR}/docs/reference/generate ${reference} ${PROJECT_VERSION}
+    DEPENDS docs/reference/generate docs/reference/Doxyfile docs/reference/as_doxygen.awk src/libquill.map ${public_headers}
+    COMMENT "Making the reference" VERBATIM)
+  add_custom_target(quill_reference ALL DEPENDS ${reference}/html/index.html)
+  install(DIRECTORY ${reference}/man/man3 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+  install(DIRECTORY ${reference}/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+endif()

@@ -1,0 +1,36 @@
+#!/bin/sh
+# check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...]
+# The installed library as others use it, from folders with blanks in their names: programs in C (and in C++, with
+# -DCXX_PROGRAMS=ON), linked with the shared object and with the archive, built through CMake and through pkg-config, run.
+# In the environment: CC and CXX with their flags for this target, and RUN, what runs its programs (empty: the machine).
+set -eu
+cmake=$1 build=$2 source=$3
+shift 3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+stage="$work/a stage" programs="$source/tests/package/consumer"
+"$cmake" --install "$build" --prefix "$stage" >"$work/log" || { cat "$work/log"; exit 1; }
+if grep -rlI -e "$work" -e "$build" -e "$source" "$stage"; then
+    echo "these name a folder of this machine"
+    exit 1
+fi
+
+folder=$(dirname "$(find "$stage" -name quillConfig.cmake)")
+{ "$cmake" -S "$programs" -B "$work/a build" -G Ninja -Dquill_DIR="$folder" "$@" &&
+    "$cmake" --build "$work/a build"; } >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+echo "built and run through find_package"
+
+libraries=$(dirname "$(find "$stage" -name libquill.so)")
+export PKG_CONFIG_LIBDIR="$libraries/pkgconfig" LD_LIBRARY_PATH="$libraries"
+cd "$work"
+# usage: build_and_run COMPILER SOURCE [static]
+build_and_run() {
+    flags=$(pkg-config --cflags --libs ${3:+--static} quill)
+    [ -z "${3-}" ] || flags="-Wl,-Bstatic $flags -Wl,-Bdynamic"
+    eval "$1 '$programs/$2' -o program $flags"
+    $RUN ./program
+}
+build_and_run "$CC -std=c11" consumer.c
+build_and_run "$CC -std=c11" consumer.c static
+case " $* " in *" -DCXX_PROGRAMS=ON "*) build_and_run "$CXX -std=c++17" consumer.cpp ;; esac
+echo "built and run through pkg-config"

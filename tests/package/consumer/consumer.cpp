@@ -1,0 +1,18 @@
+// A program of somebody else, in C++: a set of the library's in an owner of the standard library's.
+#include <quill/vmap.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+
+int main() {
+    struct Free {
+        void operator()(vmap *set) const { vmap_free(set); }
+    };
+    const std::unique_ptr<vmap, Free> vlans(vmap_from_string("20,1-10"));
+    if (!vlans) return EXIT_FAILURE;
+    const std::string text = vmap_to_range_str(vlans.get(), 0);
+    std::cout << text << '\n';
+    return text == "1-10,20" ? EXIT_SUCCESS : EXIT_FAILURE;
+}
