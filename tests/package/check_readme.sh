@@ -13,4 +13,9 @@ shows() {
 
 shows README.md examples/vlan_sets/vlan_sets.c
 shows README.md examples/vlan_sets/vlan_sets.cpp
+shows docs/getting-started.md examples/stationd/stationd.c
+shows docs/running-commands.md examples/who_answers/who_answers.c
+shows docs/wire-formats.md examples/wire_formats/write_message.c
+shows docs/wire-formats.md examples/wire_formats/message.hex
+shows docs/wire-formats.md examples/wire_formats/read_message.txt
 shows docs/choosing-a-container.md examples/sightings/sightings.c

@@ -1,0 +1,89 @@
+/* cc stationd.c -lquill -o stationd
+ *
+ *     stationd SOCKET              keeps which VLAN each station is on, until SIGTERM
+ *     stationd SOCKET MAC VLAN     tells it of one; VLAN 0: the station has left */
+#define _POSIX_C_SOURCE 200809L
+#include <errno.h>
+#include <quill/address.h>
+#include <quill/component_log.h>
+#include <quill/hash_keyed.h>
+#include <quill/sxdr_safe.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+static volatile sig_atomic_t ended;
+
+static void end(int signal) {
+    (void)signal;
+    ended = 1;
+}
+
+/* A message is the station's MAC address and its VLAN. Others may send anything: each step is checked. */
+static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
+    uint8_t mac[6];
+    uint32_t vlan, at = 0;
+    if (sxdr_read_mac_safe(message, length, &at, mac, sizeof mac) < 0 ||
+        sxdr_read_u32_safe(message, length, &at, &vlan, sizeof vlan) < 0) {
+        QuillLog(log, QUILL_LEVEL_WARNING, "message refused at offset %u: %s", (unsigned)at, strerror(errno));
+    } else if (vlan != 0) {
+        if (!HashMacUpdateKeyAndValue(stations, mac, vlan)) QuillLog(log, QUILL_LEVEL_ERROR, "out of memory");
+        QuillLog(log, QUILL_LEVEL_INFO, "%s is on VLAN %u", mac_to_str(mac), (unsigned)HashMacFind(stations, mac));
+    } else if (HashMacRemove(stations, mac)) {
+        QuillLog(log, QUILL_LEVEL_INFO, "%s has left, %d stay", mac_to_str(mac), (int)HashEntries(stations));
+    }
+}
+
+static int serve(int receiver, const struct sockaddr_un *address) {
+    struct sigaction on_end;
+    memset(&on_end, 0, sizeof on_end); /* without SA_RESTART: a signal ends the wait below */
+    on_end.sa_handler = end;
+    sigaction(SIGTERM, &on_end, NULL);
+
+    LogHandle *log = CreateLog(QUILL_LEVEL_INFO, QUILL_LEVEL_WARNING, "stationd", 0, LOG_DAEMON);
+    sHash *stations = _HashCreate(127, __func__, __LINE__);
+    int result = EXIT_FAILURE;
+    if (log && stations && bind(receiver, (const struct sockaddr *)address, sizeof *address) == 0) {
+        uint8_t message[64];
+        while (!ended) {
+            const ssize_t length = recv(receiver, message, sizeof message, 0);
+            if (length >= 0) handle(message, (uint32_t)length, stations, log);
+        }
+        unlink(address->sun_path);
+        result = EXIT_SUCCESS;
+    } else {
+        perror("stationd");
+    }
+    if (stations) HashDestroy(stations);
+    if (log) DestroyLog(log);
+    return result;
+}
+
+static int tell(int sender, const struct sockaddr_un *address, const char *mac, const char *vlan) {
+    uint8_t message[16];
+    uint32_t length = 0;
+    const uint32_t number = (uint32_t)strtoul(vlan, NULL, 10);
+    sxdr_write_mac_safe(str_to_mac(mac), 6, message, sizeof message, &length);
+    sxdr_write_u32_safe(&number, sizeof number, message, sizeof message, &length);
+    if (sendto(sender, message, length, 0, (const struct sockaddr *)address, sizeof *address) >= 0) return EXIT_SUCCESS;
+    perror("stationd");
+    return EXIT_FAILURE;
+}
+
+int main(int argc, char **argv) {
+    struct sockaddr_un address = {.sun_family = AF_UNIX};
+    if ((argc != 2 && argc != 4) || strlen(argv[1]) >= sizeof address.sun_path) {
+        fprintf(stderr, "usage: stationd SOCKET [MAC VLAN]\n");
+        return 2;
+    }
+    strcpy(address.sun_path, argv[1]);
+    const int channel = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int result = argc == 2 ? serve(channel, &address) : tell(channel, &address, argv[2], argv[3]);
+    close(channel);
+    return result;
+}

@@ -1,0 +1,17 @@
+#!/bin/sh
+# stationd_test.sh COMMAND...: what the guide shows.
+set -u
+work=$(mktemp -d)
+trap 'kill $daemon 2>/dev/null; rm -rf "$work"' EXIT
+"$@" "$work/socket" 2>"$work/log" &
+daemon=$!
+for _ in $(seq 100); do [ -S "$work/socket" ] && break; sleep 0.05; done
+"$@" "$work/socket" 02:00:00:00:00:01 120 && "$@" "$work/socket" 02:00:00:00:00:02 130 &&
+    "$@" "$work/socket" 02:00:00:00:00:01 0 || exit 1
+for _ in $(seq 100); do grep -q left "$work/log" && break; sleep 0.05; done
+kill $daemon && wait $daemon || { echo "stationd did not end well"; exit 1; }
+diff -u - "$work/log" <<'END' && [ ! -e "$work/socket" ]
+stationd: 02:00:00:00:00:01 is on VLAN 120
+stationd: 02:00:00:00:00:02 is on VLAN 130
+stationd: 02:00:00:00:00:01 has left, 1 stay
+END
