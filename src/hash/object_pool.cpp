@@ -47,7 +47,9 @@ bool needs_lock() {
 void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
 #ifdef QUILL_ASAN
 #pragma GCC diagnostic push
+#ifndef __clang__  // which does not know this warning
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // a new slab is not read, though const is what this takes
+#endif
     __asan_poison_memory_region(memory, size);
 #pragma GCC diagnostic pop
 #endif

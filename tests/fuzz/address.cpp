@@ -54,6 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (const size_t room : {size_t{1}, size_t{7}, size_t{QUILL_IP_STR_SIZE}}) {
         const char *const written = quill_ip_to_str_r(address, quill::fuzz::room(out, room), room);
         EXPECT(!written || strlen(written) < room);
+        EXPECT(written ? written == std::string(quill_ip_to_str(address)) : room < QUILL_IP_STR_SIZE);
     }
     return 0;
 }

@@ -108,12 +108,66 @@ void expect_unchecked_agrees(const Kind &kind, const uint8_t *element, const uin
         char *const out = quill::fuzz::room(page, size + 1);
         EXPECT(sxdr_read_str_size(element) == size);
         EXPECT(sxdr_read_str(out, element) == kind.header + size && memcmp(out, value, size) == 0);
+        for (const uint32_t capacity : {0u, size / 2, size}) {
+            const uint32_t copied = size <= capacity ? size : std::max(capacity, 1u) - 1;
+            char *const cut = quill::fuzz::room(page, capacity + 1);
+            EXPECT(sxdr_read_str2(cut, element, capacity) == 3 + copied && memcmp(cut, value, copied) == 0);
+            EXPECT(cut[copied] == 0);
+        }
     } else if (kind.tags[0].second == 8) {
         uint8_t *out = nullptr;
         EXPECT(sxdr_read_hex(&out, element) == kind.header + size);
         EXPECT(size == 0 || memcmp(out, value, size) == 0);
         EXPECT(sxdr_read_hex_size(element) == size);
         free(out);
+        uint32_t length = 0;
+        uint8_t *const exact = page.room(size, 0xee);
+        EXPECT(sxdr_read_hex2(exact, size, &length, element) == kind.header + size && length == size);
+        EXPECT(memcmp(exact, value, size) == 0);
+        if (size > 0) EXPECT(sxdr_read_hex2(page.room(size - 1, 0xee), size - 1, &length, element) == 3 + size);
+    } else if (kind.tags[0].second == 12) {
+        char *const out = quill::fuzz::room(page, size + 1);
+        EXPECT(sxdr_read_str3(out, element) == kind.header + size && memcmp(out, value, size) == 0);
+    } else if (kind.tags[0].second == 13) {
+        uint32_t length = 0;
+        EXPECT(sxdr_read_hex2_len32(&length, element) == kind.header && length == size);
+    }
+}
+
+// Of kinds with a length, what else asks a damaged message: readers that know where it ends, and lengths.
+void expect_bounded_forms_agree(const Kind &kind, const uint8_t *message, uint32_t at, uint32_t message_length,
+                                uint64_t element, uint32_t value_size, uint32_t capacity) {
+    static GuardedPage page;
+    const uint8_t *const source = message + std::min(at, message_length);
+    const int length = element ? static_cast<int>(value_size) : -1;
+    uint8_t *const out = page.room(capacity, 0xee);
+    switch (kind.tags[0].second) {
+        case 0: {
+            EXPECT(sxdr_read_str_size_safe(message, message_length, at) == length);
+            const bool fits = element != 0 && value_size < capacity;
+            EXPECT(sxdr_read_str_new(reinterpret_cast<char *>(out), capacity, source, at, message_length) ==
+                   (fits ? element : 0));
+            EXPECT(capacity == 0 || out[fits ? value_size : 0] == 0);
+            EXPECT(!fits || memcmp(out, source + kind.header, value_size) == 0);
+            break;
+        }
+        case 8: {
+            EXPECT(sxdr_read_hex_size_safe(message, message_length, at) == length);
+            const bool fits = element != 0 && value_size <= capacity;
+            EXPECT(sxdr_read_hex_new(out, capacity, source, at, message_length) == (fits ? element : 0));
+            EXPECT(!fits || memcmp(out, source + kind.header, value_size) == 0);
+            EXPECT(std::all_of(out + (fits ? value_size : 0), out + capacity, [](uint8_t byte) { return byte == 0; }));
+            uint8_t *block = nullptr;
+            uint32_t block_size = 0, end = at;
+            EXPECT(sxdr_read_hex_malloc_safe(message, message_length, &end, &block, &block_size) == length);
+            EXPECT(end == at + element && (block != nullptr) == (element != 0));
+            EXPECT(!block || (block_size == std::max(value_size, 1u) && memcmp(block, source + 3, value_size) == 0));
+            free(block);
+            break;
+        }
+        case 12: EXPECT(sxdr_read_long_str_size_safe(message, message_length, at) == length); break;
+        case 13: EXPECT(sxdr_read_long_hex_size_safe(message, message_length, at) == length); break;
+        default: break;
     }
 }
 
@@ -139,6 +193,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         const uint64_t element = element_size(kind, bytes, at, &value_size);
         const uint32_t stored = value_size + kind.text;
         uint8_t *const out = values.room(capacity, 0xee);
+        expect_bounded_forms_agree(kind, message, at, length, element, value_size, capacity);
         errno = 0;
         const int result = kind.checked(message, length, &at, out, capacity);
         const bool readable = element != 0 && stored <= capacity;
@@ -153,12 +208,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         EXPECT(static_cast<uint32_t>(result) == value_size && at == before + element);
         expect_same_on_the_way_back(kind, out, value_size, message + before, static_cast<uint32_t>(element));
         expect_unchecked_agrees(kind, message + before, out, value_size);
-    }
-    uint8_t *block = nullptr;
-    uint32_t block_size = 0, start = 0;
-    if (sxdr_read_hex_malloc_safe(message, length, &start, &block, &block_size) >= 0) {
-        EXPECT(start <= length && block_size > 0);
-        free(block);
     }
     return 0;
 }

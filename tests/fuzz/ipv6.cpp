@@ -39,13 +39,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EXPECT(ipv6_wild2len(page.hold_text(text), &plen) == 0 || plen <= 128);
     const uint8_t *const bytes = str_to_ip6(page.hold_text(text));
     EXPECT((bytes != nullptr) == quill::test::library_reads(text, &library));
+    EXPECT(!bytes || memcmp(bytes, quill::test::bytes_of(library).data(), 16) == 0);
 
     std::string digits = text.substr(0, 32);
     digits.resize(32, '0');
     char *const room = quill::fuzz::room(out, QUILL_IPV6_LONG_SIZE);
     if (format_ipv6_with_colon(reinterpret_cast<char *>(page.hold({reinterpret_cast<uint8_t *>(digits.data()), 32})),
                                room)) {
-        EXPECT(strlen(room) == 39);
+        EXPECT(strlen(room) == 39 && strncmp(room, digits.c_str(), 4) == 0);
+        for (size_t i = 0; i < 32; i++)
+            EXPECT(room[i + i / 4] == digits[i] && (i % 4 || i == 0 || room[i + i / 4 - 1] == ':'));
     } else {
         EXPECT(*room == '\0');
     }

@@ -30,7 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::vector<uint8_t> bytes = input.rest(3000);
     const std::string text(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
     openlog(identities.hold_text(identity), options, 0);
-    if (input.empty() || data[size - 1] % 2) {
+    const bool formatted = !input.empty() && data[size - 1] % 2 == 0;
+    if (!formatted) {
         syslog(priority, "%s", texts.hold_text(text));
     } else {
         // In a variable: the compiler's own rules for formats do not know %m.
@@ -40,7 +41,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (log_daemon) {
         const std::string record = log_daemon->receive();
         EXPECT(record.size() <= 1024 && log_daemon->receive().empty());
-        if (!record.empty()) EXPECT(record[0] == '<' && record.find('\0') == record.size() - 1);
+        const int facility = priority & LOG_FACMASK ? priority & LOG_FACMASK : QUILL_LOG_FACILITY;
+        if ((priority & ~(LOG_PRIMASK | LOG_FACMASK)) == 0) {
+            EXPECT(record.starts_with("<" + std::to_string(facility | LOG_PRI(priority)) + ">"));
+            EXPECT(record.find('\0') == record.size() - 1);
+            const bool short_enough = !formatted && identity.size() + text.size() < 900 && !text.empty();
+            if (short_enough)
+                EXPECT(record.find(text) != std::string::npos && record.find(identity) != std::string::npos);
+        }
     }
     closelog();
     return 0;

@@ -50,6 +50,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     char *const roomy = strcpy(room(page, text.size() + 2), text.c_str());
     insert_in_str(roomy, '!', static_cast<int>(choice));
     EXPECT(strlen(roomy) == text.size() + (choice <= text.size()));
-    EXPECT(pap_hexify(room(out, 2 * text.size()), reinterpret_cast<const uint8_t *>(bytes()), length));
+    char *const hex = room(out, 2 * text.size());
+    EXPECT(pap_hexify(hex, reinterpret_cast<const uint8_t *>(bytes()), length) == hex + 2 * text.size() + 2);
+    for (size_t i = 0; i < text.size(); i++) {
+        char pair[3];
+        snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(text[i]));
+        EXPECT(memcmp(hex + 2 * i, pair, 2) == 0);
+    }
     return 0;
 }

@@ -1,16 +1,67 @@
-// VLAN sets out of messages, of any bytes, in which no length leads out of the memory behind.
+// VLAN sets out of messages, of any bytes, in which no length leads out of the memory behind: what is read against the
+// format taken word by word, and the way back.
 #include <quill/vmap.h>
 
+#include <memory>
+
+#include "base/endian.h"
 #include "fuzz/fuzz.h"
 
+namespace {
+
+struct Release {
+    void operator()(vmap *map) const { vmap_free(map); }
+};
+using Map = std::unique_ptr<vmap, Release>;
+
+bool is_empty(const vmap *map) { return vmap_is_empty(map) == 1; }
+
+void expect_text(const vmap *map, const uint8_t *element, uint32_t consumed) {
+    const uint16_t length = quill::load_be<uint16_t>(element + 1);
+    if (element[0] != 0 || length >= 640) {
+        EXPECT(consumed == 0 && is_empty(map));
+        return;
+    }
+    const std::string text(reinterpret_cast<const char *>(element + 3), length);
+    const Map expected(vmap_from_string(text.c_str()));  // up to a NUL, if one is in it
+    EXPECT(consumed == (expected ? 3u + 3 + length : 0));
+    EXPECT(!expected || vmap_compare(map, expected.get()) == 0);
+}
+
+void expect_words(const vmap *map, const uint8_t *element, uint32_t consumed) {
+    for (const uint32_t word : map->words) {
+        if (element[0] != 4) {
+            EXPECT(consumed == 0 && word == 0);
+            return;
+        }
+        EXPECT(word == quill::load_be<uint32_t>(element + 1));
+        element += 5;
+    }
+    EXPECT(consumed == 3 + 128 * 5);
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage page;
     static uint8_t message[70000], written[700];
     static vmap *const map = vmap_alloc(), *const again = vmap_alloc();
     EXPECT(map && again);
     memset(message, 0, sizeof message);
     if (size > 0) memcpy(message, data, std::min(size, sizeof message));
+    const Map before(vmap_clone(map));
     const uint32_t consumed = vmap_sxdr_read(map, message);
-    EXPECT(consumed <= 3 + 3 + 639);  // the longest text that is read
+    if (message[0] != 7 || message[1] != 2) {
+        EXPECT(consumed == 0 && vmap_compare(map, before.get()) == 0);
+    } else if (message[2] == 1) {
+        expect_text(map, message + 3, consumed);
+    } else {
+        expect_words(map, message + 3, consumed);
+    }
+    // Nothing behind the message is looked at.
+    if (consumed > 0) EXPECT(vmap_sxdr_read(again, page.hold({message, consumed})) == consumed);
+    if (consumed > 0) EXPECT(vmap_compare(map, again) == 0);
+
     const uint32_t length = vmap_sxdr_write(map, written);
     EXPECT(length == vmap_sxdr_size(map) && length <= 643);
     EXPECT(vmap_sxdr_read(again, written) == length);
