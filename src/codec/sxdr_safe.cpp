@@ -3,7 +3,6 @@
 #include <quill/types.h>
 
 #include <errno.h>
-#include <string.h>
 
 #include <span>
 

@@ -180,8 +180,8 @@ bool split(const char *path) {
         }
     });
     // A section cut short by a full file system would be validated as if it were the file's.
-    return std::ranges::all_of(files,
-                               [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
+    return std::all_of(std::begin(files), std::end(files),
+                       [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
 }
 
 // Puts together what has been signed: the table without the newline that ends it, and the version.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -345,8 +346,23 @@ TEST(Vmap, SurvivesWithoutMemory) {
     EXPECT_EQ(expect_failures_survived([&] { return vmap_clear(&map) == 1; }, unchanged), 1);
     vmap_free(map);
     map = sharer;  // which has the reference of the handle that was cleared
+    const Map six = map_of("6");
+    const std::function<int()> changes[] = {
+        [&] { return vmap_delete_range(&map, 1, 6); },         [&] { return vmap_merge(&map, six.get()); },
+        [&] { return vmap_exclude(&map, six.get()); },         [&] { return vmap_invert(&map); },
+        [&] { return vmap_set_bits(&map, six.get()->words); },
+    };
+    for (const auto &change : changes) {
+        quill::test::NthAllocation failing(1);
+        EXPECT_EQ(change(), 0);
+        unchanged();
+    }
     EXPECT_EQ(expect_failures_survived([&] { return vmap_add_range(&map, 6, 6) == 1; }, unchanged), 1);
     EXPECT_STREQ(vmap_to_string(map), "1-7");
+    vmap *copy = nullptr;
+    const Map shared(vmap_clone(six.get()));
+    EXPECT_EQ(expect_failures_survived([&] { return (copy = vmap_copy_on_modify(shared.get())) != nullptr; }), 1);
+    vmap_free(copy);
     vmap_free(map);
     vmap_free(sharer);
 

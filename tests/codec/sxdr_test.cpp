@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/failing_alloc.h"
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -206,6 +208,22 @@ TEST(Sxdr, ReadersOfDataIntoNewBuffers) {
     EXPECT_EQ(sxdr_read_hex_size(Bytes{0, 0, 9}.data()), 0u);
     EXPECT_EQ(sxdr_read_hex32_size(hex32.data()), 2u);
     EXPECT_EQ(sxdr_read_hex32_size(hex.data()), 0u);
+}
+
+TEST(Sxdr, NewBuffersWithoutMemory) {
+    uint8_t message[16], *out = nullptr;
+    const auto unchanged = [&] { EXPECT_EQ(out, nullptr); };
+    const struct {
+        uint32_t (*write)(const void *, uint32_t, void *);
+        uint32_t (*read)(uint8_t **, const void *);
+    } kinds[] = {{sxdr_write_hex, sxdr_read_hex}, {sxdr_write_hex32, sxdr_read_hex32}};
+    for (const auto &kind : kinds) {
+        const uint32_t size = kind.write("ab", 2, message);
+        EXPECT_EQ(quill::test::expect_failures_survived([&] { return kind.read(&out, message) == size; }, unchanged),
+                  1);
+        free(out);
+        out = nullptr;
+    }
 }
 
 TEST(Sxdr, ReadsDataIntoTheCallersBuffer) {

@@ -106,7 +106,9 @@ TEST(Hash, FailedSlabsRefuseElements) {
     sHash *table = _HashCreate(701, "slabs", 1);
     int failures = 0;
     for (quill_word key = 1; key <= 700; key++) {  // more than a slab holds
-        const auto insert = [&] { return HashInsert(table, key) == 1; };
+        const auto insert = [&] {
+            return key % 2 ? HashInsert(table, key) == 1 : HashInsertKeyAndValue(table, key, key) == 1;
+        };
         failures += expect_failures_survived(insert, [&] {
             EXPECT_EQ(HashEntries(table), static_cast<int32_t>(key - 1));
             EXPECT_EQ(HashFind(table, key), 0u);
