@@ -28,7 +28,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), built, out_size);
     EXPECT(out_size == 0 || built == quill::test::build_model(parts, out_size));
 
-    (void)validate_time(page.hold_text(name));
-    (void)validate_date(page.hold_text(name));
+    // Digits and so many separators, deliberately no more.
+    const auto digits_and = [&](char separator, ptrdiff_t count) {
+        return std::count(name.begin(), name.end(), separator) == count &&
+               std::all_of(name.begin(), name.end(), [=](char c) { return c == separator || (c >= '0' && c <= '9'); });
+    };
+    EXPECT(validate_time(page.hold_text(name)) == digits_and(':', 1));
+    EXPECT(validate_date(page.hold_text(name)) == (digits_and('/', 2) && name.size() <= 10));
     return 0;
 }

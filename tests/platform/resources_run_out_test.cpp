@@ -96,6 +96,14 @@ const Call kCalls[] = {
          const int device = quill_open_device(O_RDONLY);
          return device >= 0 && close(device) == 0;
      }},
+    {"WriteApFlash", [] { return WriteApFlash(0, 8, "written!", nullptr) == 0; }, holds("/dev/mtd0", "written!"),
+     holds("/dev/mtd0", "ffffffff")},
+    {"get_ap_booted_partition", [] { return get_ap_booted_partition() == 1; }},
+    {"get_free_mem",
+     [] {
+         int64_t total, usable;
+         return get_free_mem(&total, &usable) == 0;
+     }},
     {"get_mesh_role", [] { return get_mesh_role() == 2; }},
     {"get_ap_installation_type", [] { return get_ap_installation_type("/tmp/installation") == 1; }},
     {"getSysUptime_d", [] { return getSysUptime_d() > 12; }},
@@ -147,6 +155,10 @@ protected:
         listen_for_records();
         tzset();  // the C library keeps the time zone that it reads
         write_file("/proc/uptime", "12.5 1\n" + std::string(256, ' '));
+        write_file("/proc/booted", "1");
+        write_file("/proc/meminfo",
+                   "        total:    used:    free:  shared: buffers:  cached:\n"
+                   "Mem:  100000000 20000000 80000000 0 0 5000000\n");
         write_file("/dev/mxc", "");
         write_file("/tmp/mesh_role", "2");
         write_file("/tmp/installation", "1");
