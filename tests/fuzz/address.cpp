@@ -2,6 +2,8 @@
 #include <arpa/inet.h>
 #include <quill/address.h>
 
+#include <array>
+
 #include "fuzz/fuzz.h"
 
 namespace {
@@ -21,6 +23,22 @@ bool valid_model(const std::string &text) {
     }
 }
 
+// What people type for six bytes; all zeros for anything else.
+std::array<uint8_t, 6> typed_model(const std::string &text) {
+    std::vector<uint8_t> bytes;
+    const bool prefixed = text.starts_with("0x") || text.starts_with("0X");
+    for (size_t i = prefixed ? 2 : 0; i < text.size(); i++) {
+        if (strchr(":-.", text[i])) continue;
+        const std::string digits = text.substr(i, i + 1 < text.size() && !strchr(":-.", text[i + 1]) ? 2 : 1);
+        if (!std::all_of(digits.begin(), digits.end(), is_hex)) break;
+        bytes.push_back(static_cast<uint8_t>(strtoul(digits.c_str(), nullptr, 16)));
+        i += digits.size() - 1;
+    }
+    std::array<uint8_t, 6> mac = {};
+    if (bytes.size() == mac.size()) std::copy(bytes.begin(), bytes.end(), mac.begin());
+    return mac;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -31,6 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     char mac_text[QUILL_MAC_STR_SIZE];
     uint8_t mac[6];
     memcpy(mac, str_to_mac(at), 6);
+    EXPECT(memcmp(mac, typed_model(text).data(), 6) == 0);
     for (const char delimiter : {':', '-', '.', '\0'}) {
         EXPECT(memcmp(str_to_mac(mac_to_str_w_options(mac, mac_text, delimiter == '-', delimiter)), mac, 6) == 0);
     }

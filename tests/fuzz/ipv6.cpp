@@ -2,10 +2,23 @@
 #include <arpa/inet.h>
 #include <quill/ipv6.h>
 
-#include <array>
+#include <optional>
 
 #include "fuzz/fuzz.h"
 #include "support/ipv6_model.h"
+
+namespace {
+
+// A prefix length, 0 for the empty text; none for anything but digits, and above 128.
+std::optional<unsigned> decimal(const std::string &text) {
+    unsigned number = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9' || (number = number * 10 + static_cast<unsigned>(c - '0')) > 128) return std::nullopt;
+    }
+    return number;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     using quill::test::Groups;
@@ -32,11 +45,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     char *const prefix = page.hold_text(text);
     const size_t slash = text.find('/');
+    const std::string address = text.substr(0, slash);
     uint16_t plen = 0xeeee;
-    const bool prefixed = ipv6_prefix2addr_mask(prefix, groups.data(), &plen) == 1;
-    EXPECT(!prefixed || (slash != std::string::npos && plen <= 128));
-    EXPECT(prefix == text.substr(0, slash));
-    EXPECT(ipv6_wild2len(page.hold_text(text), &plen) == 0 || plen <= 128);
+    Groups prefix_groups, address_groups;
+    const bool prefixed = ipv6_prefix2addr_mask(prefix, prefix_groups.data(), &plen) == 1;
+    EXPECT(prefix == address);
+    const std::optional<unsigned> length = slash == std::string::npos ? std::nullopt : decimal(text.substr(slash + 1));
+    EXPECT(prefixed == (length && ipv6_str_to_addr(address.c_str(), address_groups.data()) == 1));
+    EXPECT(!prefixed || (prefix_groups == address_groups && plen == *length));
+    const std::optional<unsigned> whole = decimal(text);
+    const bool is_length = ipv6_wild2len(page.hold_text(text), &plen) == 1;
+    EXPECT(is_length == (whole && !text.empty()));
+    EXPECT(!is_length || plen == *whole);
     const uint8_t *const bytes = str_to_ip6(page.hold_text(text));
     EXPECT((bytes != nullptr) == quill::test::library_reads(text, &library));
     EXPECT(!bytes || memcmp(bytes, quill::test::bytes_of(library).data(), 16) == 0);

@@ -18,7 +18,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fqln_crack(page.hold_text(name), at[0], sizes[0], at[1], sizes[1], at[2], sizes[2], at[3], sizes[3]);
     for (size_t i = 0; i < 4; i++) parts[i] = at[i];
     EXPECT(parts == quill::test::crack_model(name, sizes));
-    EXPECT(fqln_is_well_formed(page.hold_text(name)) == (quill::test::separators_model(name) == 3));
+    const std::vector<size_t> separators = quill::test::separators_model(name);
+    EXPECT(fqln_is_well_formed(page.hold_text(name)) == (separators.size() == 3));
+    const char *const whole = page.hold_text(name), *const second = fqln_find_part_after_name(whole);
+    EXPECT(separators.empty() ? !second : second == whole + separators[0]);
 
     const uint32_t out_size = sizes[0];
     char *const escaped = room(pages[0], out_size + 1);

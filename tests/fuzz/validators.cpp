@@ -37,6 +37,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool index = digits == text.size() && digits <= 2 && expected <= 63;
     EXPECT(validate_lag_num(page.hold_text(text)) == index && loopback_idx_validate(page.hold_text(text)) == index);
 
+    const auto is_control = [](char c) { return iscntrl(static_cast<unsigned char>(c)) != 0; };
+    EXPECT(valid_display_string(bytes(), length) == std::any_of(text.begin(), text.end(), is_control));
+    const std::string hex_digits = text.substr(text.starts_with("0x") ? 2 : 0);
+    const int most = static_cast<int>(choice % 6);
+    const bool hex_number = hex_digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos &&
+                            hex_digits.size() <= static_cast<size_t>(2 * most);
+    const auto hex_value = static_cast<uint32_t>(strtoull(("0" + hex_digits).c_str(), nullptr, 16));
+    EXPECT(hextoint(page.hold_text(text), most) == (hex_number ? hex_value : UINT32_MAX));
+    EXPECT(xctoc(text.c_str()[0]) == static_cast<int>(strtol(text.substr(0, 1).c_str(), nullptr, 16)));
+
     char *const escaped = room(out, 2 * text.size() + 1);
     escape_shell_specialchars(page.hold_text(text), escaped);
     std::string slashed;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <vector>
 
 namespace quill::test {
 
@@ -60,15 +61,16 @@ inline std::string build_model(const Parts &parts, size_t size) {
     return out.substr(0, size - 1);
 }
 
-inline int separators_model(const std::string &name) {
-    int count = 0;
+// Where the separators are.
+inline std::vector<size_t> separators_model(const std::string &name) {
+    std::vector<size_t> at;
     for (size_t i = 0; i < name.size(); i++) {
         if (name[i] == '\\')
             i++;
-        else
-            count += name[i] == '.';
+        else if (name[i] == '.')
+            at.push_back(i);
     }
-    return count;
+    return at;
 }
 
 }  // namespace quill::test

@@ -1,0 +1,72 @@
+// Readers of quantities as words, against the C library's scanner and the tables' own way back.
+#include <ctype.h>
+#include <limits.h>
+#include <quill/names.h>
+#include <strings.h>
+
+#include <cmath>
+
+#include "fuzz/fuzz.h"
+
+namespace {
+
+// How many digits stand at the start, at most as many as the C library's scanner reads exactly.
+size_t digits(const std::string &text) { return std::min(text.find_first_not_of("0123456789"), text.size()); }
+bool long_digits(const std::string &text) {
+    size_t most = 0;
+    for (size_t i = 0; i < text.size(); i++) most = std::max(most, digits(text.substr(i, 10)));
+    return most > 9;
+}
+
+uint32_t location(const std::string &text) {
+    int a, b, c;
+    if (sscanf(text.c_str(), "%d.%d.%d", &a, &b, &c) != 3) return 0;
+    return static_cast<uint32_t>((a & 0xff) << 16 | (b & 0xff) << 8) << 8 | static_cast<uint32_t>(c & 0xffff);
+}
+
+int protocol(const std::string &text) {
+    for (int number = 0; number < 256; number++) {
+        const std::string name = proto_to_str(number);
+        if (!isdigit(static_cast<unsigned char>(name[0])) && strcasecmp(name.c_str(), text.c_str()) == 0) return number;
+    }
+    return atoi(text.c_str()) & 0xffff;
+}
+
+// Up to nine digits before the dot, so that nothing is out of range.
+int tenths(const std::string &text) {
+    const bool negative = text.starts_with('-');
+    const std::string number = text.substr(negative, digits(text.substr(negative)));
+    const std::string rest = text.substr(negative + number.size());
+    if (text.empty()) return DBM_PWR_NOT_SET;
+    if (rest.starts_with('\n')) return atoi(number.c_str());
+    const bool tenth = rest.size() >= 2 && rest[0] == '.' && digits(rest) == 0 && digits(rest.substr(1, 1)) == 1;
+    if (!rest.empty() && !(tenth && (rest.size() == 2 || rest[2] == '\n'))) return DBM_PWR_NOT_SET;
+    const long long value = atoll((number + (tenth ? rest.substr(1, 1) : "0")).c_str()) * (negative ? -1 : 1);
+    return value < INT_MIN || value > INT_MAX ? int{DBM_PWR_NOT_SET} : static_cast<int>(value);
+}
+
+bool yes(const std::string &text) {
+    for (const char *const word : {"true", "yes", "1"})
+        if (strcasecmp(text.c_str(), word) == 0) return true;
+    return strncasecmp(text.c_str(), "enable", 6) == 0;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static quill::test::GuardedPage page;
+    const std::string text = quill::fuzz::Input(data, size).text();
+    const bool exact = !long_digits(text);
+
+    const uint32_t place = str_to_loc(page.hold_text(text));
+    EXPECT(!exact || place == location(text));
+    EXPECT(place == UINT32_MAX || str_to_loc(loc_to_str(place)) == place);
+    const int number = str_to_proto(page.hold_text(text));
+    EXPECT(!exact || number == protocol(text));
+    EXPECT(str_to_proto(proto_to_str(number)) == number);
+    const int power = str_to_pwr_dbm(page.hold_text(text));
+    EXPECT(!exact || power == tenths(text));
+    EXPECT(std::abs(power) > 10'000'000 || str_to_pwr_dbm(dbm_pwr_to_str(power)) == power);
+    EXPECT(get_boolean_value(page.hold_text(text)) == yes(text));
+    return 0;
+}
