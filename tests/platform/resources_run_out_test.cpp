@@ -5,9 +5,11 @@
 #include <quill/quill.h>
 #include <string.h>
 #include <sys/resource.h>
+#include <sys/sem.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
@@ -42,6 +44,19 @@ std::function<bool()> holds(const char *file, const char *content) {
 
 char bytes[8];
 
+// The controller's functions end the process that they fail in.
+template <typename Call>
+bool returns(Call call) {
+    const pid_t child = fork();
+    if (child == 0) {
+        call();
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
 // A log daemon's end, which allocates nothing.
 int log_socket = -1;
 char record[1024];
@@ -66,6 +81,11 @@ const Call kCalls[] = {
          return execute_command_status_no_io(line, "/tmp/out", nullptr) == 0;
      },
      holds("/tmp/out", "word\n")},
+    {"execute_command_no_io",
+     [] {
+         char line[] = "true";
+         return execute_command_no_io(line) == 1;
+     }},
     {"quill_popen",
      [] {
          FILE *const stream = quill_popen("echo word", "r");
@@ -104,6 +124,19 @@ const Call kCalls[] = {
          int64_t total, usable;
          return get_free_mem(&total, &usable) == 0;
      }},
+    {"getApType",
+     [] {
+         ApType = 0;
+         return getApType() == 42;
+     },
+     [] { return ApType == 42; }, [] { return ApType == 0; }},
+    {"getApFlashVariant", [] { return getApFlashVariant() == 3; }},
+    {"checkAndCreateControllerId", [] { return returns(checkAndCreateControllerId); }, holds("/tmp/cfgmContId", "7")},
+    {"getCfgmControllerId", [] { return returns([] { getCfgmControllerId() == 7 || (abort(), 0); }); }},
+    {"setCfgmControllerId", [] { return returns([] { setCfgmControllerId(8, init_cli_cfgm_sem()); }); },
+     holds("/tmp/cfgmContId", "8"), holds("/tmp/cfgmContId", "7")},
+    {"openCfgmGlobalConfigEnableFile", [] { return returns(openCfgmGlobalConfigEnableFile); },
+     holds("/flash/cfgmGlobalConfigEnable", ""), missing("/flash/cfgmGlobalConfigEnable")},
     {"get_mesh_role", [] { return get_mesh_role() == 2; }},
     {"get_ap_installation_type", [] { return get_ap_installation_type("/tmp/installation") == 1; }},
     {"getSysUptime_d", [] { return getSysUptime_d() > 12; }},
@@ -159,6 +192,10 @@ protected:
         write_file("/proc/meminfo",
                    "        total:    used:    free:  shared: buffers:  cached:\n"
                    "Mem:  100000000 20000000 80000000 0 0 5000000\n");
+        write_file("/proc/ap_model", "42");
+        write_file("/proc/fl_var", "3");
+        write_file("/tmp/cfgmContId", "7");
+        semctl(init_cli_cfgm_sem(), 0, SETVAL, 1);  // who ended holding it deliberately has not given it back
         write_file("/dev/mxc", "");
         write_file("/tmp/mesh_role", "2");
         write_file("/tmp/installation", "1");
@@ -171,7 +208,8 @@ protected:
         mkdir("/mnt/usbdisk/slot0", 0755);
         mkdir("/mnt/usbdisk/slot0/0", 0755);
         write_file("/mnt/usbdisk/slot0/0/a", "");
-        for (const char *const result : {"/tmp/out", "/tmp/switch", "/tmp/to", "/tmp/text", "/tmp/unpacked"}) {
+        for (const char *const result :
+             {"/tmp/out", "/tmp/switch", "/tmp/to", "/tmp/text", "/tmp/unpacked", "/flash/cfgmGlobalConfigEnable"}) {
             unlink(result);
         }
         memset(bytes, 0, sizeof bytes);
