@@ -1,0 +1,50 @@
+#!/bin/sh
+# check_debian.sh SOURCE_DIR VERSION
+# The Debian packages: built from the tree, free of what lintian objects to, and installed, used and removed in a copy of
+# this machine that is thrown away (an overlay in a mount namespace of its own). Takes root; skipped (77) without.
+set -eu
+source=$1 version=$2 here=$(cd "$(dirname "$0")" && pwd)
+if [ "${3-}" != inside ]; then
+    [ "$(id -u)" -eq 0 ] || { echo "skipped: takes root"; exit 77; }
+    exec unshare --mount --propagation private sh "$0" "$source" "$version" inside
+fi
+
+work=$(mktemp -d)
+mount -t tmpfs tmpfs "$work" || { echo "skipped: mounts nothing"; exit 77; }
+finish() {
+    cd /
+    umount -R "$work" && rmdir "$work"
+}
+trap finish EXIT
+
+mkdir "$work/tree"
+tar -C "$source" --exclude=./build --exclude=./.git -c . | tar -C "$work/tree" -x --no-same-owner
+cd "$work/tree"
+[ "$(dpkg-parsechangelog -S Version)" = "$version" ] || { echo "debian/changelog is not about version $version"; exit 1; }
+DEB_BUILD_OPTIONS="nocheck parallel=2" dpkg-buildpackage --no-sign --build=full --no-check-builddeps >"$work/log" 2>&1 ||
+    { tail -n 40 "$work/log"; exit 1; }
+cd "$work"
+ls ./*.deb
+lintian --allow-root --info --display-info --fail-on error,warning ./*.changes
+echo "lintian: nothing"
+
+mkdir upper overlay root
+mount -t overlay overlay -o "lowerdir=/,upperdir=$work/upper,workdir=$work/overlay" root || { echo "skipped: no overlay"; exit 77; }
+mount --bind "$work" root/mnt
+mount -t proc proc root/proc
+cp "$here/consumer/consumer.c" .
+# What is there before and after, but for the linker's cache.
+list='find /usr /etc -xdev -name "ld.so.cache*" -o -print | sort'
+chroot root sh -ec "
+    export DEBIAN_FRONTEND=noninteractive
+    $list >/mnt/before
+    dpkg --path-include='/usr/share/*' --install /mnt/*.deb
+    cc /mnt/consumer.c -o /mnt/consumer \$(pkg-config --cflags --libs quill) && /mnt/consumer
+    man HashCreateExt | grep -m 1 'HashCreateExt is'
+    sign-reg-table --help >/dev/null
+    test -s /usr/share/doc/libquill-doc/html/index.html
+    dpkg --purge quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
+    $list >/mnt/after
+" >log 2>&1 || { cat log; exit 1; }
+diff before after || { echo "removed, the packages leave that behind"; exit 1; }
+echo "installed, used and removed"
