@@ -56,7 +56,8 @@ uint8_t last_byte(const uint8_t *bssid) { return bssid[5]; }
 
 // --- the moment of the build, from the compiler's texts: "Oct 23 2023" and "01:22:56"
 
-constexpr char kMonths[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::string_view kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                        "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 constexpr int month_index(std::string_view name) {
     const auto *const found = std::find(std::begin(kMonths), std::end(kMonths), name);

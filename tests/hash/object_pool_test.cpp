@@ -43,12 +43,13 @@ TEST(ObjectPool, GivesDistinctAlignedObjectsUpToItsLimit) {
     for (const Case &c : kCases) {
         SCOPED_TRACE("size " + std::to_string(c.size));
         Mpool *pool = new_pool(c.size, c.grow, c.alignment, c.limit);
+        const size_t alignment = std::clamp<size_t>(c.alignment, alignof(void *), alignof(max_align_t));
         const long before = allocations();
         std::vector<char *> objects = take_all(pool);
         EXPECT_EQ(allocations() - before, c.heap_calls);
         ASSERT_EQ(objects.size(), c.limit);
         for (size_t i = 0; i < objects.size(); i++) {
-            EXPECT_EQ(reinterpret_cast<uintptr_t>(objects[i]) % std::max<size_t>(c.alignment, alignof(void *)), 0u);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(objects[i]) % alignment, 0u);
             memset(objects[i], static_cast<int>(i), c.size);
         }
         for (size_t i = 0; i < objects.size(); i++)

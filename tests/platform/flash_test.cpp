@@ -153,7 +153,8 @@ TEST_F(Flash, BoardRequestsThatFail) {
     expect_messages("/dev/mxc: No such file or directory\nopen /dev/mxc: No such file or directory\n",
                     "ReadFlash open /dev/sam0: No such file or directory\n");
     FakeDrivers::install().error = EIO;
-    expect_messages("ioctl /dev/mxc: Input/output error\n", "ioctl /dev/sam0: Input/output error\n");
+    const std::string why = std::string(": ") + strerror(EIO) + "\n";
+    expect_messages("ioctl /dev/mxc" + why, "ioctl /dev/sam0" + why);
 
     const int device = quill_open_device(O_RDWR);
     EXPECT_EQ(fcntl(device, F_GETFL) & O_ACCMODE, O_RDWR);

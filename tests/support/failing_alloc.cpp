@@ -91,3 +91,10 @@ NthAllocation::~NthAllocation() { countdown = 0; }
 bool NthAllocation::reached() const { return countdown == 0; }
 
 }  // namespace quill::test
+
+#ifdef QUILL_STATIC_CXX_LIBRARY
+// Linked statically, the C++ library would call the wrapped functions as well, for what the tests themselves allocate.
+void *operator new(size_t size) { return THE_C_LIBRARYS(malloc)(size); }
+void operator delete(void *memory) noexcept { THE_C_LIBRARYS(free)(memory); }
+void operator delete(void *memory, size_t) noexcept { THE_C_LIBRARYS(free)(memory); }
+#endif

@@ -4,6 +4,7 @@
 
 #include <locale.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <bit>
 #include <filesystem>
@@ -18,7 +19,7 @@ public:
         const std::string order = std::endian::native == std::endian::big ? "--big-endian" : "--little-endian";
         const std::string make = "localedef --no-archive " + order + " -f ISO-8859-1 -i de_DE " + folder_ + "/de_DE";
         made_ = system((make + " >/dev/null 2>&1").c_str()) == 0 && setenv("LOCPATH", folder_.c_str(), 1) == 0 &&
-                setlocale(LC_ALL, "de_DE");
+                setlocale(LC_ALL, "de_DE") && strcmp(localeconv()->decimal_point, ",") == 0;
     }
     ~GermanLocale() {
         setlocale(LC_ALL, "C");

@@ -69,6 +69,16 @@ void log_unchecked(const char *format, ...) {
     va_end(arguments);
 }
 
+// What stands in the buffer when the C library refuses the rest; some leave nothing.
+std::string left_by_printf(const char *format, ...) {
+    char left[32] = "";
+    va_list arguments;
+    va_start(arguments, format);
+    EXPECT_EQ(vsnprintf(left, sizeof left, format, arguments), -1);
+    va_end(arguments);
+    return left;
+}
+
 class Syslog : public testing::Test {
 protected:
     void SetUp() override { ENTER_PRIVATE_DEVICE(); }
@@ -222,12 +232,15 @@ TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
             EXPECT_EQ(without_time(record), "<427>syslog: [truncated] " + text.substr(0, 1022 - header - 12) + "$");
         }
     }
-    // What printf refuses after some text: a width that it cannot count, an argument that has no text.
-    log_unchecked("before %99999999999d after", 1);
-    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: [truncated] before $");
+    // What printf refuses after some text, of which it may leave something: a width that it cannot count, an argument that
+    // has no text.
     setlocale(LC_ALL, "C");
-    log_unchecked("before %ls after", L"\x4e2d");
-    EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: [truncated] before $");
+    const auto expect_refused = [&](const char *format, auto argument) {
+        log_unchecked(format, argument);
+        EXPECT_EQ(without_time(daemon.receive()), "<427>syslog: [truncated] " + left_by_printf(format, argument) + "$");
+    };
+    expect_refused("before %99999999999d after", 1);
+    expect_refused("before %ls after", L"\x4e2d");
 }
 
 TEST_F(Syslog, LongIdentitiesAreNotWritten) {

@@ -80,7 +80,7 @@ TEST(Validators, EveryByteIsInItsClass) { expect_every_byte_in_its_class(); }
 
 TEST(Validators, ClassesAreThoseOfAsciiInEveryLocale) {
     const GermanLocale german;
-    if (!german) GTEST_SKIP() << "localedef makes no de_DE here";
+    if (!german) GTEST_SKIP() << "no German locale can be made, or the C library has none";
     ASSERT_TRUE(isalnum(0xe4));
     expect_every_byte_in_its_class();
 }
