@@ -1,6 +1,7 @@
 #!/bin/sh
 # check_layers.sh SOURCE_DIR
-# Imports point one way: a family uses base, its own folder and the families named here.
+# Imports point one way: a family uses base, its own folder and the families named here. The picture in
+# docs/architecture.md shows which folders use which, besides base.
 set -eu
 cd "$1"
 
@@ -37,6 +38,19 @@ for folder in src/*/; do
         esac
     done
 done
+
+# The folder of a public header is that of the source with its stem.
+imports() {
+    for folder in src/*/; do
+        name=$(basename "$folder")
+        for stem in $(sed -n 's|^#include <quill/\(.*\)\.h>.*|\1|p' "$folder"*.* | sort -u); do
+            source=$(find src -name "$stem.cpp")
+            case $source in '' | "$folder"*) ;; *) echo "$name --> $(basename "$(dirname "$source")")" ;; esac
+        done
+    done | sort -u
+}
+drawn=$(sed -n 's/^ *\([a-z]* --> [a-z]*\)$/\1/p' docs/architecture.md | grep -v -e '--> base$' | sort)
+[ "$drawn" = "$(imports)" ] || { echo "docs/architecture.md draws"; echo "$drawn"; echo "and the sources have"; imports; bad=1; }
 for file in include/quill/*.h; do
     sed -n 's|^#include "\(.*\)".*|\1|p' "$file" | grep . && { echo "$file includes by quotes"; bad=1; }
 done
