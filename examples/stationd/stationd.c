@@ -2,12 +2,14 @@
  *
  *     stationd SOCKET              keeps which VLAN each station is on, until SIGTERM
  *     stationd SOCKET MAC VLAN     tells it of one; VLAN 0: the station has left */
-#define _POSIX_C_SOURCE 200809L
+#define _GNU_SOURCE /* ppoll */
 #include <errno.h>
+#include <poll.h>
 #include <quill/address.h>
 #include <quill/component_log.h>
 #include <quill/hash_keyed.h>
 #include <quill/sxdr_safe.h>
+#include <quill/validators.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -17,6 +19,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+enum { LARGEST_VLAN = 4094 };
+
 static volatile sig_atomic_t ended;
 
 static void end(int signal) {
@@ -24,13 +28,15 @@ static void end(int signal) {
     ended = 1;
 }
 
-/* A message is the station's MAC address and its VLAN. Others may send anything: each step is checked. */
+/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: each step is checked. */
 static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
     uint8_t mac[6];
     uint32_t vlan, at = 0;
     if (sxdr_read_mac_safe(message, length, &at, mac, sizeof mac) < 0 ||
         sxdr_read_u32_safe(message, length, &at, &vlan, sizeof vlan) < 0) {
         QuillLog(log, QUILL_LEVEL_WARNING, "message refused at offset %u: %s", (unsigned)at, strerror(errno));
+    } else if (at != length || vlan > LARGEST_VLAN) {
+        QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %u bytes, VLAN %u", (unsigned)length, (unsigned)vlan);
     } else if (vlan != 0) {
         if (!HashMacUpdateKeyAndValue(stations, mac, vlan)) QuillLog(log, QUILL_LEVEL_ERROR, "out of memory");
         QuillLog(log, QUILL_LEVEL_INFO, "%s is on VLAN %u", mac_to_str(mac), (unsigned)HashMacFind(stations, mac));
@@ -40,19 +46,28 @@ static void handle(const uint8_t *message, uint32_t length, sHash *stations, Log
 }
 
 static int serve(int receiver, const struct sockaddr_un *address) {
-    struct sigaction on_end;
-    memset(&on_end, 0, sizeof on_end); /* without SA_RESTART: a signal ends the wait below */
-    on_end.sa_handler = end;
+    struct sigaction on_end = {.sa_handler = end};
+    sigset_t term, others;
+    sigemptyset(&term);
+    sigaddset(&term, SIGTERM);
+    sigprocmask(SIG_BLOCK, &term, &others); /* it comes while the daemon waits, and at no other time */
     sigaction(SIGTERM, &on_end, NULL);
 
     LogHandle *log = CreateLog(QUILL_LEVEL_INFO, QUILL_LEVEL_WARNING, "stationd", 0, LOG_DAEMON);
-    sHash *stations = _HashCreate(127, __func__, __LINE__);
+    sHash *stations = _HashCreate(127, __func__, __LINE__); /* buckets: a prime near the number of stations */
     int result = EXIT_FAILURE;
+    unlink(address->sun_path); /* of a daemon that was killed */
     if (log && stations && bind(receiver, (const struct sockaddr *)address, sizeof *address) == 0) {
+        struct pollfd arrival = {.fd = receiver, .events = POLLIN};
         uint8_t message[64];
         while (!ended) {
-            const ssize_t length = recv(receiver, message, sizeof message, 0);
-            if (length >= 0) handle(message, (uint32_t)length, stations, log);
+            if (ppoll(&arrival, 1, NULL, &others) < 0) continue;
+            /* With MSG_TRUNC the length is that of the whole message, so that none is taken for its first bytes. */
+            const ssize_t length = recv(receiver, message, sizeof message, MSG_TRUNC | MSG_DONTWAIT);
+            if (length > (ssize_t)sizeof message)
+                QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %ld bytes", (long)length);
+            else if (length >= 0)
+                handle(message, (uint32_t)length, stations, log);
         }
         unlink(address->sun_path);
         result = EXIT_SUCCESS;
@@ -64,13 +79,18 @@ static int serve(int receiver, const struct sockaddr_un *address) {
     return result;
 }
 
-static int tell(int sender, const struct sockaddr_un *address, const char *mac, const char *vlan) {
-    uint8_t message[16];
-    uint32_t length = 0;
-    const uint32_t number = (uint32_t)strtoul(vlan, NULL, 10);
-    sxdr_write_mac_safe(str_to_mac(mac), 6, message, sizeof message, &length);
-    sxdr_write_u32_safe(&number, sizeof number, message, sizeof message, &length);
-    if (sendto(sender, message, length, 0, (const struct sockaddr *)address, sizeof *address) >= 0) return EXIT_SUCCESS;
+static int tell(int sender, const struct sockaddr_un *address, const char *mac_text, const char *vlan_text) {
+    uint8_t mac[6], message[16];
+    uint32_t vlan, length = 0;
+    if (strlen(mac_text) != 17 || !valid_mac(mac, mac_text) || !is_numeric(vlan_text, &vlan) || vlan > LARGEST_VLAN) {
+        fprintf(stderr, "stationd: expected a MAC address and a VLAN: %s %s\n", mac_text, vlan_text);
+        return 2;
+    }
+    if (sxdr_write_mac_safe(mac, sizeof mac, message, sizeof message, &length) >= 0 &&
+        sxdr_write_u32_safe(&vlan, sizeof vlan, message, sizeof message, &length) >= 0 &&
+        sendto(sender, message, length, 0, (const struct sockaddr *)address, sizeof *address) >= 0) {
+        return EXIT_SUCCESS;
+    }
     perror("stationd");
     return EXIT_FAILURE;
 }

@@ -8,6 +8,10 @@ daemon=$!
 for _ in $(seq 100); do [ -S "$work/socket" ] && break; sleep 0.05; done
 "$@" "$work/socket" 02:00:00:00:00:01 120 && "$@" "$work/socket" 02:00:00:00:00:02 130 &&
     "$@" "$work/socket" 02:00:00:00:00:01 0 || exit 1
+for wrong in "nonsense 5" "02:00:00:00:00:01 x" "02:00:00:00:00:01 4095"; do
+    # shellcheck disable=SC2086 # two words
+    "$@" "$work/socket" $wrong 2>/dev/null && echo "stationd takes $wrong" && exit 1
+done
 for _ in $(seq 100); do grep -q left "$work/log" && break; sleep 0.05; done
 kill $daemon && wait $daemon || { echo "stationd did not end well"; exit 1; }
 diff -u - "$work/log" <<'END' && [ ! -e "$work/socket" ]

@@ -41,17 +41,18 @@ typedef struct LogHandle {
 
 /* CreateLog returns a new log, to be released with DestroyLog; null when memory runs out, and then nothing has changed.
  * It calls openlog(name, 0, facility): name (kept) must live as long as anything in the process logs, and facility is
- * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). ignored has no meaning. When the process has logged before, the
- * next message to the system log is lost (see openlog): create all logs before the first message. */
+ * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). Records have no process id. ignored has no meaning. When the
+ * process has logged before, the next message to the system log is lost (see openlog): create all logs before the first
+ * message. */
 QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
 
 /* DestroyLog calls closelog, so that the logs that are left send under the name "syslog", with the default facility and
  * mask, and frees log (taken; null: only the former). */
 QUILL_API void DestroyLog(LogHandle *log);
 
-/* QuillLog writes one message, formatted as printf does it: as the line "NAME: MESSAGE" to standard error, which is
- * flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL counts as that, one above QUILL_LEVEL_DEBUG as
- * QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
+/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it): as the line
+ * "NAME: MESSAGE" to standard error, which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL
+ * counts as that, one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 QUILL_END_DECLS

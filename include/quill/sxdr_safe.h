@@ -5,7 +5,8 @@
  * must be true.
  *
  * Cursor: a byte offset into the message. On success it moves past the element, on failure it stays. A null cursor
- * means offset 0.
+ * means offset 0. Nothing asks for the end of a message: a reader that wants nothing behind the last element compares the
+ * cursor with the length.
  *
  * Every function returns the bytes of value it wrote or delivered, without tag and length: the width of a fixed kind,
  * the length of a text or of data. It returns -1 with errno set when it fails; then cursor, message and destination are
@@ -28,7 +29,7 @@
  *     sxdr_write_u32_safe(&vlan, sizeof vlan, message, sizeof message, &end);
  *     …
  *     if (sxdr_read_mac_safe(message, end, &at, mac, 6) < 0 ||
- *         sxdr_read_u32_safe(message, end, &at, &got, sizeof got) < 0)
+ *         sxdr_read_u32_safe(message, end, &at, &got, sizeof got) < 0 || at != end)
  *         fprintf(stderr, "refused at offset %u: %s\n", (unsigned)at, strerror(errno));
  */
 #ifndef QUILL_SXDR_SAFE_H
