@@ -5,7 +5,6 @@
 #include <quill/quill.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <sys/sem.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -18,6 +17,7 @@
 #include <iostream>
 #include <string>
 
+#include "platform/sysv_semaphore.h"
 #include "support/device_test.h"
 #include "support/failing_alloc.h"
 
@@ -195,7 +195,8 @@ protected:
         write_file("/proc/ap_model", "42");
         write_file("/proc/fl_var", "3");
         write_file("/tmp/cfgmContId", "7");
-        semctl(init_cli_cfgm_sem(), 0, SETVAL, 1);  // who ended holding it deliberately has not given it back
+        // Who ended holding it deliberately has not given it back.
+        ASSERT_TRUE(quill::SysvSemaphore(init_cli_cfgm_sem()).set(1));
         write_file("/dev/mxc", "");
         write_file("/tmp/mesh_role", "2");
         write_file("/tmp/installation", "1");
