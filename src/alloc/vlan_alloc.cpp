@@ -31,18 +31,24 @@ public:
     // Texts and numbers, put together without printf: a daemon that places stations speaks several times for each.
     template <typename... Parts>
     quill_word operator()(Level level, int line, quill_word otherwise, Parts... parts) const {
-        if (!sink_) return otherwise;
+        return sink_ ? speak(sink_, function_, level, line, parts...) : otherwise;
+    }
+
+private:
+    // Apart, so that who has nothing to say sets up no buffer, nor the guard behind it.
+    template <typename... Parts>
+    [[gnu::noinline]] static quill_word speak(vlan_alloc_log sink, const char *function, Level level, int line,
+                                              Parts... parts) {
         char buffer[128];
         quill::BoundedText message(buffer, sizeof buffer);
-        message.add(function_);
+        message.add(function);
         message.add(" (vlan_alloc:");
         message.add(line);
         message.add("): ");
         (message.add(parts), ...);
-        return sink_(level, buffer);
+        return sink(level, buffer);
     }
 
-private:
     vlan_alloc_log sink_;
     const char *function_;
 };
@@ -116,9 +122,9 @@ uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
         }
         if (best_usage == 0) best_usage = usage_of(best, log);
         const quill_word usage = usage_of(vlan, log);
-        if (usage >= best_usage) continue;
-        best = vlan;
-        best_usage = usage;
+        const bool is_less = usage < best_usage;  // without a branch: no processor can foresee it
+        best = is_less ? vlan : best;
+        best_usage = is_less ? usage : best_usage;
     }
     return best;
 }
