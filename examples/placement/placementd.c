@@ -83,6 +83,10 @@ static quill_word log_allocator(unsigned level, const char *text) {
     return 1;
 }
 
+/* Each change of a usage is told in words, which takes longer than the change: only who traces is told. Without a log the
+ * result says what went wrong. */
+static vlan_alloc_log change_log(void) { return option.trace ? log_allocator : NULL; }
+
 static uint32_t choose_vlan(const uint8_t *station) {
     const bool by_hash = option.policy == PLACEMENT_MAC_HASH;
     if (!option.avoid)
@@ -169,7 +173,8 @@ static void station_came(const struct event *event) {
         warnx("cannot place a station: found %ld placed and no memory for more", (long)HashEntries(stations));
         return;
     }
-    vlan_alloc_update(vlan, 1, log_allocator);
+    if (!vlan_alloc_update(vlan, 1, change_log()))
+        warnx("cannot count a client on VLAN %u: out of memory", (unsigned)vlan);
     tell(event, PLACEMENT_PLACED, vlan);
 }
 
@@ -178,7 +183,7 @@ static void station_left(const struct event *event) {
     uint32_t vlan = (uint32_t)HashMacFind(stations, event->station);
     if (!vlan) return;
     HashMacRemove(stations, event->station);
-    vlan_alloc_update(vlan, 0, log_allocator);
+    vlan_alloc_update(vlan, 0, change_log());
     tell(event, PLACEMENT_LEFT, vlan);
 }
 
