@@ -20,7 +20,8 @@ namespace {
 
 using Mac = std::array<uint8_t, 6>;
 
-// --- the kinds of keys: how they are made, and how people who use the other tables hash them
+// --- the kinds of keys: how they are made, and how people who use the other tables hash them. A hash that is noexcept is
+// not kept in std::unordered_map's nodes, which are then smaller; that of texts is dear, and kept as for std::string.
 
 struct Words {
     using Key = quill_word;
@@ -29,11 +30,7 @@ struct Words {
     static quill_word find(const sHash *t, const Key &k) { return HashFind(t, k); }
     static int insert(sHash *t, const Key &k, quill_word v) { return HashInsertKeyAndValue(t, k, v); }
     static int remove(sHash *t, const Key &k) { return HashRemove(t, k); }
-    struct Hash {
-        size_t operator()(Key k) const { return k; }
-    };
-    static guint glib_hash(gconstpointer k) { return g_direct_hash(*static_cast<const Key *>(k)); }
-    static guint g_direct_hash(Key k) { return static_cast<guint>(k); }
+    using Hash = std::hash<Key>;
 };
 
 struct Macs {
@@ -52,7 +49,7 @@ struct Macs {
     static int insert(sHash *t, const Key &k, quill_word v) { return HashMacInsertKeyAndValue(t, k.data(), v); }
     static int remove(sHash *t, const Key &k) { return HashMacRemove(t, k.data()); }
     struct Hash {
-        size_t operator()(const Key &k) const {
+        size_t operator()(const Key &k) const noexcept {
             uint64_t bits = 0;
             memcpy(&bits, k.data(), k.size());
             return (bits * 0x9e3779b97f4a7c15u) >> 32;
@@ -78,7 +75,7 @@ struct Addresses {
     static int insert(sHash *t, const Key &k, quill_word v) { return HashIpAfAddrInsertKeyAndValue(t, &k, v); }
     static int remove(sHash *t, const Key &k) { return HashIpAfAddrRemove(t, &k); }
     struct Hash {
-        size_t operator()(const Key &k) const {
+        size_t operator()(const Key &k) const noexcept {
             uint64_t halves[2];
             memcpy(halves, k.addr, sizeof halves);
             return ((halves[0] ^ (halves[1] * 31)) * 0x9e3779b97f4a7c15u) >> 32;
@@ -147,22 +144,44 @@ private:
     std::unordered_map<typename Kind::Key, uint32_t, typename Kind::Hash> map_;
 };
 
-// Its users keep their keys in records of their own.
+// Its users keep words in the pointer, and other keys in records of their own.
 template <typename Kind>
 class GLib {
 public:
-    GLib(size_t, double) : table_(g_hash_table_new_full(Kind::glib_hash, equal, free, nullptr)) {}
+    GLib(size_t, double) : table_(create()) {}
     GLib(const GLib &) = delete;
     ~GLib() { g_hash_table_destroy(table_); }
     bool insert(const typename Kind::Key &key, uint32_t value) {
-        void *copy = malloc(sizeof key);
-        memcpy(copy, &key, sizeof key);
-        return g_hash_table_insert(table_, copy, GUINT_TO_POINTER(value));
+        return g_hash_table_insert(table_, kept(key), GUINT_TO_POINTER(value));
     }
-    uint64_t find(const typename Kind::Key &key) { return GPOINTER_TO_UINT(g_hash_table_lookup(table_, &key)); }
-    bool remove(const typename Kind::Key &key) { return g_hash_table_remove(table_, &key); }
+    uint64_t find(const typename Kind::Key &key) {
+        return GPOINTER_TO_UINT(g_hash_table_lookup(table_, searched(key)));
+    }
+    bool remove(const typename Kind::Key &key) { return g_hash_table_remove(table_, searched(key)); }
 
 private:
+    static constexpr bool kInPointer = std::is_same_v<Kind, Words>;
+    static GHashTable *create() {
+        if constexpr (kInPointer)
+            return g_hash_table_new(nullptr, nullptr);  // g_direct_hash and ==, both inlined
+        else
+            return g_hash_table_new_full(Kind::glib_hash, equal, free, nullptr);
+    }
+    static void *kept(const typename Kind::Key &key) {
+        if constexpr (kInPointer) {
+            return GSIZE_TO_POINTER(key);
+        } else {
+            void *copy = malloc(sizeof key);
+            memcpy(copy, &key, sizeof key);
+            return copy;
+        }
+    }
+    static const void *searched(const typename Kind::Key &key) {
+        if constexpr (kInPointer)
+            return GSIZE_TO_POINTER(key);
+        else
+            return &key;
+    }
     static gboolean equal(gconstpointer a, gconstpointer b) {
         using Key = typename Kind::Key;
         return *static_cast<const Key *>(a) == *static_cast<const Key *>(b);
@@ -183,11 +202,16 @@ public:
         }
     }
     bool insert(const typename Kind::Key &key, uint32_t value) {
-        if (lookup(key)) return false;
-        auto *entry = static_cast<Entry *>(malloc(sizeof(Entry)));
+        const size_t size = key_size<Kind>(key);
+        unsigned hash;
+        Entry *entry;
+        HASH_VALUE(&key, size, hash);
+        HASH_FIND_BYHASHVALUE(hh, entries_, &key, size, hash, entry);
+        if (entry) return false;
+        entry = static_cast<Entry *>(malloc(sizeof(Entry)));
         entry->key = key;
         entry->value = value;
-        HASH_ADD_KEYPTR(hh, entries_, &entry->key, key_size<Kind>(key), entry);
+        HASH_ADD_KEYPTR_BYHASHVALUE(hh, entries_, &entry->key, size, hash, entry);
         return true;
     }
     uint64_t find(const typename Kind::Key &key) {
@@ -282,6 +306,7 @@ const bool added = [] {
             add_kind<Words>(n, load, title);
             add_kind<Macs>(n, load, title);
             add_kind<Addresses>(n, load, title);
+            add_kind<Texts>(n, load, title);
         }
         add_kind<Texts>(256, load, title);
     }

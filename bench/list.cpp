@@ -18,6 +18,7 @@ struct Quill {
     Node append(void *object) { return ListInsertRN(list, object); }
     void *remove_first() { return ListGetAndRemoveHead(list); }
     void remove(Node node) { ListRemoveNode(list, 0, node); }
+    size_t count() const { return ListEntries(list); }
     uint64_t walk() {
         uint64_t sum = 0;
         sListNode *at;
@@ -39,6 +40,7 @@ struct Glib {
     }
     void *remove_first() { return g_queue_pop_head(list); }
     void remove(Node node) { g_queue_delete_link(list, node); }
+    size_t count() const { return g_queue_get_length(list); }
     uint64_t walk() {
         uint64_t sum = 0;
         for (const GList *at = list->head; at; at = at->next) sum += reinterpret_cast<uintptr_t>(at->data);
@@ -57,6 +59,7 @@ struct Std {
         return object;
     }
     void remove(Node node) { list.erase(node); }
+    size_t count() const { return list.size(); }
     uint64_t walk() {
         uint64_t sum = 0;
         for (const void *object : list) sum += reinterpret_cast<uintptr_t>(object);
@@ -76,7 +79,7 @@ struct Bed {
     uint64_t fill() {
         nodes.clear();
         for (uintptr_t i = 1; i <= n; i++) nodes.push_back(list.append(reinterpret_cast<void *>(i)));
-        return n;
+        return list.count();
     }
     uint64_t drain() {
         uint64_t sum = 0;
@@ -85,7 +88,7 @@ struct Bed {
     }
     uint64_t remove() {
         for (const uint32_t i : order) list.remove(nodes[i]);
-        return n;
+        return n - list.count();
     }
 };
 

@@ -70,6 +70,15 @@ void add_size(const std::string &row, size_t size) {
 
 constexpr char kKey[] = "a key of 16 byte";
 
+EVP_MAC_CTX *hmac_md5() {
+    EVP_MAC_CTX *context = EVP_MAC_CTX_new(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
+    char name[] = "MD5";
+    const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, name, 0),
+                                     OSSL_PARAM_construct_end()};
+    EVP_MAC_CTX_set_params(context, parameters);
+    return context;
+}
+
 const bool added = [] {
     add_size("64 bytes", 64);
     add_size("1 KiB", 1024);
@@ -78,12 +87,9 @@ const bool added = [] {
         calc_hmac_md5(kKey, 16, from, static_cast<unsigned>(n), digest);
     });
     add_hash("HMAC of 64 bytes", "OpenSSL, EVP", 64, [](uint8_t *digest, const void *from, size_t n) {
-        static EVP_MAC_CTX *const context = EVP_MAC_CTX_new(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
-        char name[] = "MD5";
-        const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, name, 0),
-                                         OSSL_PARAM_construct_end()};
+        static EVP_MAC_CTX *const context = hmac_md5();
         size_t length;
-        EVP_MAC_init(context, reinterpret_cast<const unsigned char *>(kKey), 16, parameters);
+        EVP_MAC_init(context, reinterpret_cast<const unsigned char *>(kKey), 16, nullptr);
         EVP_MAC_update(context, static_cast<const unsigned char *>(from), n);
         EVP_MAC_final(context, digest, &length, MD5_DIGEST_SIZE);
     });

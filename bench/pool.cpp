@@ -45,9 +45,14 @@ void add_pool(const char *contender, const char *work, const std::vector<uint32_
     bench::add(std::string("object pool: ") + work, contender, kObjects, kObjects, [order] {
         auto pool = std::make_shared<Pool>();
         return bench::Work{[pool, order, objects = std::vector<void *>(kObjects)]() mutable -> uint64_t {
-            for (void *&object : objects) *static_cast<uint32_t *>(object = pool->take()) = 1;
-            for (const uint32_t i : order) pool->give(objects[i]);
-            return 0;
+            uint32_t number = 0;
+            for (void *&object : objects) *static_cast<uint32_t *>(object = pool->take()) = number++;
+            uint64_t digest = 0;  // two objects in one place would show
+            for (const uint32_t i : order) {
+                digest = digest * 31 + *static_cast<const uint32_t *>(objects[i]);
+                pool->give(objects[i]);
+            }
+            return digest;
         }};
     });
 }

@@ -17,13 +17,10 @@ static GArray *vlans;        /* of guint32 */
 static GHashTable *usage;    /* VLAN → clients */
 static GHashTable *stations; /* address → VLAN */
 static msgpack_sbuffer buffer;
-static gboolean trace;
-static GString *note;
 static guint32 sequence;
 static unsigned long digest;
 
 void glib_road_open(const char *pool) {
-    note = g_string_new(NULL);
     vlans = g_array_new(FALSE, FALSE, sizeof(guint32));
     usage = g_hash_table_new(g_direct_hash, g_direct_equal);
     stations = g_hash_table_new_full(g_int64_hash, g_int64_equal, g_free, NULL);
@@ -40,7 +37,6 @@ void glib_road_open(const char *pool) {
 }
 
 void glib_road_close(void) {
-    g_string_free(note, TRUE);
     g_array_free(vlans, TRUE);
     g_hash_table_destroy(usage);
     g_hash_table_destroy(stations);
@@ -49,17 +45,20 @@ void glib_road_close(void) {
 
 static guint clients_on(guint32 vlan) { return GPOINTER_TO_UINT(g_hash_table_lookup(usage, GUINT_TO_POINTER(vlan))); }
 
-/* As the library's allocator does it: every change is told, in words, to the daemon, which prints it when it traces. */
 static void count(guint32 vlan, guint clients) {
-    g_string_printf(note, "%s (vlan_alloc:%d): usage=%u vlan %u", G_STRFUNC, __LINE__, clients, vlan);
-    if (trace) g_printerr("%s\n", note->str);
     g_hash_table_insert(usage, GUINT_TO_POINTER(vlan), GUINT_TO_POINTER(clients));
 }
 
 static guint32 least_used(void) {
-    guint32 best = g_array_index(vlans, guint32, 0);
-    for (guint i = 1; i < vlans->len; i++)
-        if (clients_on(g_array_index(vlans, guint32, i)) < clients_on(best)) best = g_array_index(vlans, guint32, i);
+    guint32 best = 0;
+    guint fewest = G_MAXUINT;
+    for (guint i = 0; i < vlans->len; i++) {
+        guint32 vlan = g_array_index(vlans, guint32, i);
+        guint clients = clients_on(vlan);
+        if (clients >= fewest) continue;
+        fewest = clients;
+        best = vlan;
+    }
     return best;
 }
 
@@ -75,8 +74,9 @@ static void tell(const struct event *event, guint8 what, guint32 vlan) {
     msgpack_pack_str_with_body(&to, event->interface, strlen(event->interface));
     msgpack_pack_bin_with_body(&to, mac, sizeof mac);
     msgpack_pack_uint32(&to, vlan);
-    msgpack_pack_uint32(&to, clients_on(vlan));
-    digest += vlan * 7 + clients_on(vlan) + what;
+    guint clients = clients_on(vlan);
+    msgpack_pack_uint32(&to, clients);
+    digest += vlan * 7 + clients + what;
 }
 
 static void station_came(const struct event *event) {

@@ -10,7 +10,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 
@@ -26,9 +28,12 @@ void use_every_cpu() {
     sched_setaffinity(0, sizeof all, &all);
 }
 
+std::atomic<uint64_t> received;
+
 // False where this process may have no namespace of its own, or no folder for its socket.
 bool start_reader() {
-    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0) return false;
+    if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    if (mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0) return false;
     if (mount("bench", "/dev", "tmpfs", 0, nullptr) != 0) return false;
     const int reader = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const sockaddr_un address = {AF_UNIX, "/dev/log"};
@@ -36,14 +41,17 @@ bool start_reader() {
     std::thread([reader] {
         use_every_cpu();
         char record[2048];
-        while (recv(reader, record, sizeof record, 0) >= 0) {
-        }
+        while (recv(reader, record, sizeof record, 0) >= 0) received++;
     }).detach();
     return true;
 }
 
 using Syslog = void (*)(int, const char *, ...);
-using Openlog = void (*)(const char *, int, int);
+struct Client {
+    void (*close)();
+    void (*open)(const char *, int, int);
+    Syslog log;
+};
 
 // The library takes the names; the C library's own are behind it.
 template <typename Function>
@@ -57,27 +65,36 @@ void send(Syslog log, size_t count) {
         log(LOG_DAEMON | LOG_INFO, "station %s placed on VLAN %u", "00:1b:63:aa:bb:cc", static_cast<unsigned>(i));
 }
 
-void add_client(const char *contender, const std::function<std::pair<Openlog, Syslog>()> &client, size_t threads) {
+void send_from_threads(Syslog log, size_t threads) {
+    std::vector<std::thread> senders;
+    for (size_t i = 0; i < threads; i++) {
+        senders.emplace_back([=] {
+            use_every_cpu();
+            send(log, kRecords / threads);
+        });
+    }
+    for (std::thread &sender : senders) sender.join();
+}
+
+void add_client(const char *contender, const std::function<Client()> &make_client, size_t threads) {
     const std::string row = std::string("syslog: ") + (threads == 1 ? "1 thread" : "4 threads");
     bench::add(row, contender, 0, kRecords, [=] {
         static const bool ready = start_reader();
-        if (!ready) fprintf(stderr, "syslog: no private /dev here: the figures are those of a log that is not there\n");
-        const auto [open, log] = client();
-        open("placementd", LOG_PID, LOG_DAEMON);
-        return bench::Work{[log = log, threads]() -> uint64_t {
-            if (threads == 1) {
+        if (!ready) {
+            fprintf(stderr, "syslog: no private /dev for this process, so no log to write to\n");
+            exit(1);
+        }
+        const Client client = make_client();
+        client.close();  // opened again while connected, the library's loses its next message
+        client.open("placementd", LOG_PID, LOG_DAEMON);
+        return bench::Work{[log = client.log, threads]() -> uint64_t {
+            const uint64_t before = received;
+            if (threads == 1)
                 send(log, kRecords);
-                return 0;
-            }
-            std::vector<std::thread> senders;
-            for (size_t i = 0; i < threads; i++) {
-                senders.emplace_back([&] {
-                    use_every_cpu();
-                    send(log, kRecords / threads);
-                });
-            }
-            for (std::thread &sender : senders) sender.join();
-            return 0;
+            else
+                send_from_threads(log, threads);
+            while (received < before + kRecords) sched_yield();
+            return received - before;
         }};
     });
 }
@@ -85,9 +102,17 @@ void add_client(const char *contender, const std::function<std::pair<Openlog, Sy
 const bool added = [] {
     for (const size_t threads : {1u, 4u}) {
         add_client(
-            "quill", [] { return std::pair<Openlog, Syslog>(openlog, syslog); }, threads);
+            "quill",
+            [] {
+                return Client{closelog, openlog, syslog};
+            },
+            threads);
         add_client(
-            "glibc", [] { return std::pair(of_the_c_library<Openlog>("openlog"), of_the_c_library<Syslog>("syslog")); },
+            "glibc",
+            [] {
+                return Client{of_the_c_library<decltype(Client::close)>("closelog"),
+                              of_the_c_library<decltype(Client::open)>("openlog"), of_the_c_library<Syslog>("syslog")};
+            },
             threads);
     }
     return true;
