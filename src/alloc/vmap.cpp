@@ -54,11 +54,18 @@ void set_range(uint32_t *words, int32_t first, int32_t last) {
 
 // The first VLAN id at or above from whose bit, XORed with flip, is set; kEndId when there is none.
 uint32_t next_member(const uint32_t *words, uint32_t flip, uint32_t from) {
-    uint32_t mask = ~0u << from % 32;
-    for (uint32_t i = from / 32; i < VMAP_WORDS; i++, mask = ~0u)
-        if (const uint32_t members = (words[i] ^ flip) & mask)
-            return std::min(kEndId, i * 32 + static_cast<uint32_t>(std::countr_zero(members)));
-    return kEndId;
+    constexpr uint32_t kBlock = 4;
+    uint32_t i = from / 32;
+    uint32_t members = (words[i] ^ flip) & ~0u << from % 32;
+    while (!members) {
+        // Long stretches have none, and are passed over a block at a time.
+        const auto at = [&](uint32_t k) { return words[i + k] ^ flip; };
+        if (++i == VMAP_WORDS) return kEndId;
+        while (i + kBlock <= VMAP_WORDS && !(at(0) | at(1) | at(2) | at(3))) i += kBlock;
+        if (i == VMAP_WORDS) return kEndId;
+        members = words[i] ^ flip;
+    }
+    return std::min(kEndId, i * 32 + static_cast<uint32_t>(std::countr_zero(members)));
 }
 
 // Calls visit(first, last) for every longest run of VLAN ids whose bits, XORed with flip, are set.
