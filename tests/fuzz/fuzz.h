@@ -54,6 +54,14 @@ private:
     std::span<const uint8_t> left_;
 };
 
+// The digits of the longest number in a text. The C library's scanner, the model of several targets, reads nine exactly:
+// what no int holds is undefined there.
+inline size_t longest_number(const std::string &text) {
+    size_t digits = 0, most = 0;
+    for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);
+    return most;
+}
+
 // Texts and rooms before pages that cannot be touched: one more of them for each place in the code that asks.
 inline char *room(test::GuardedPage &page, size_t size) { return reinterpret_cast<char *>(page.room(size, 0xee)); }
 

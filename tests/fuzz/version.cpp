@@ -20,9 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     quill::test::Numbers parsed = {}, scanned = {};
     const int kind = match_ap_version(page.hold_text(text), parsed.data());
     EXPECT(kind == quill::test::match_by_scanf(text, scanned));
-    size_t digits = 0, most = 0;
-    for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);
-    EXPECT(parsed == scanned || most > 9);
+    EXPECT(parsed == scanned || quill::fuzz::longest_number(text) > 9);
 
     const std::string other = input.text();
     int kinds[4];

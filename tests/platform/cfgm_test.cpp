@@ -11,11 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "support/child_process.h"
 #include "support/device_test.h"
 
 namespace {
 
+using quill::test::exit_code_of;
 using quill::test::read_file;
+using quill::test::status_of;
 using quill::test::write_file;
 using std::string;
 
@@ -25,25 +28,6 @@ constexpr char kFlag[] = "/flash/cfgmGlobalConfigEnable";
 class Cfgm : public quill::test::DeviceTest {};
 
 int value(int semaphore) { return semctl(semaphore, 0, GETVAL); }
-
-// The status of a process that makes the call and then ends with 0.
-template <typename Call>
-int status_of(Call call) {
-    const pid_t child = fork();
-    if (child == 0) {
-        call();
-        _exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status;
-}
-
-template <typename Call>
-int exit_code_of(Call call) {
-    const int status = status_of(call);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 }  // namespace
 

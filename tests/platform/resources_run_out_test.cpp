@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include <string>
 
 #include "platform/sysv_semaphore.h"
+#include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/failing_alloc.h"
 
@@ -47,14 +47,7 @@ char bytes[8];
 // The controller's functions end the process that they fail in.
 template <typename Call>
 bool returns(Call call) {
-    const pid_t child = fork();
-    if (child == 0) {
-        call();
-        _exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status == 0;
+    return quill::test::status_of(call) == 0;
 }
 
 // A log daemon's end, which allocates nothing.

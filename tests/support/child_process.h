@@ -1,0 +1,30 @@
+// Calls that may end the process, made in a child.
+#pragma once
+
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quill::test {
+
+// The status, as waitpid gives it, of a process that makes the call and then ends with 0.
+template <typename Call>
+int status_of(Call call) {
+    const pid_t child = fork();
+    if (child == 0) {
+        call();
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+// What it exited with; -1 when a signal ended it.
+template <typename Call>
+int exit_code_of(Call call) {
+    const int status = status_of(call);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace quill::test
