@@ -1,17 +1,22 @@
-// run_in_private_device PROGRAM [ARGUMENT...]: for scripts. Exits with 77, which CTest counts as skipped, where the
-// machine allows no private device.
+// run_in_private_device [--proc] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own as well. Exits
+// with 77, which CTest counts as skipped, where the machine allows no private device.
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "support/private_device.h"
 
 int main(int argc, char **argv) {
-    if (argc < 2) return 2;
-    if (const std::string why = quill::test::enter_private_device(); !why.empty()) {
+    const bool proc = argc > 1 && strcmp(argv[1], "--proc") == 0;
+    char **const command = argv + (proc ? 2 : 1);
+    if (!*command) return 2;
+    std::string why = quill::test::enter_private_device();
+    if (why.empty() && proc) why = quill::test::enter_private_proc();
+    if (!why.empty()) {
         printf("skipped: no private device: %s\n", why.c_str());
         return 77;
     }
-    execvp(argv[1], argv + 1);
-    perror(argv[1]);
+    execvp(command[0], command);
+    perror(command[0]);
     return 127;
 }

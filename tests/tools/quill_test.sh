@@ -1,0 +1,368 @@
+#!/bin/sh
+# quill_test.sh SOURCE_DIR QUILL [EMULATOR...]: every command of the program, through a pipe and on a real terminal, which
+# have to say the same. The emulator is what runs programs of the machine that it was built for.
+set -u
+source=$1 program=$2
+shift 2
+command -v tmux >/dev/null || { echo "skipped: no tmux"; exit 77; }
+dir=$(mktemp -d) || exit 1
+tmux="tmux -L quill-test-$$ -f /dev/null"
+trap '$tmux kill-server 2>/dev/null; rm -rf "$dir"' EXIT
+mkdir "$dir/bin"
+{
+    printf '#!/bin/sh\nexec'
+    for word; do printf " '%s'" "$word"; done
+    printf ' '\''%s'\'' "$@"\n' "$program"
+} >"$dir/bin/quill"
+chmod +x "$dir/bin/quill"
+PATH=$dir/bin:$PATH LC_ALL=C.UTF-8 TZ=UTC0
+export PATH LC_ALL TZ
+unset NO_COLOR
+cd "$dir" || exit 1
+failures=0 checks=0
+
+complain() {
+    failures=$((failures + 1))
+    echo "FAILED: $*"
+}
+
+# on_terminal COMMANDS: their screen, without the blank lines at its end, in the file screen; as it was coloured in colours.
+on_terminal() {
+    printf '%s\n' "$1" >commands
+    $tmux new-session -d -x 150 -y 60 "cd '$dir'; sh ./commands; tmux -L quill-test-$$ wait-for -S done; sleep 100" &&
+        $tmux wait-for "done" || exit 1
+    $tmux capture-pane -p >screen
+    $tmux capture-pane -p -e >colours
+    $tmux kill-session
+    awk '{ lines[NR] = $0; if ($0 != "") last = NR } END { for (i = 1; i <= last; i++) print lines[i] }' screen >trimmed
+    mv trimmed screen
+}
+
+# expect STATUS COMMAND <OUTPUT: what it says on both outputs together, and its exit status, in either place.
+expect() {
+    checks=$((checks + 1))
+    sed 's/ *$//' >wanted
+    echo "status $1" >>wanted
+    printf '%s\n' "{ $2; } 2>&1; echo status \$?" >piped
+    sh ./piped | cat | sed 's/ *$//' >got
+    diff wanted got || complain "$2, through a pipe"
+    on_terminal "$(cat piped)"
+    diff wanted screen || complain "$2, on a terminal"
+}
+
+# --- messages
+
+cat >message.txt <<'TEXT'
+str "two \"words\"\n"
+mac 00:1b:63:aa:bb:cc
+u8 255
+u16 20
+u32 70123
+u64 18446744073709551615
+s32 -2147483648
+ip 10.1.2.15
+ipv6 2001:db8::1
+ip_af 10.0.0.1
+ip_af ::1
+ip_af 7 000102030405060708090a0b0c0d0e0f
+bool true
+bool 7
+hex
+hex 000102030405060708090a0b0c0d0e0f10
+str3 "long"
+hex_len32 4142
+hex32 01
+TEXT
+quill encode message.txt >message || complain "quill encode message.txt"
+quill decode --plain message | diff message.txt - || complain "decode does not give back what was encoded"
+
+expect 0 'quill decode message' <<'END_OF_OUTPUT'
+offset  kind       length  value
+     0  str            15  "two \"words\"\n"
+    15  mac             7  00:1b:63:aa:bb:cc
+    22  u8              2  255
+    24  u16             3  20
+    27  u32             5  70123
+    32  u64             9  18446744073709551615
+    41  s32             9  -2147483648
+    50  ip              5  10.1.2.15
+    55  ipv6           17  2001:db8::1
+    72  ip_af          21  10.0.0.1
+    93  ip_af          21  ::1
+   114  ip_af          21  7 000102030405060708090a0b0c0d0e0f
+   135  bool            3  true
+   138  bool            3  7
+   141  hex             3
+   144  hex            20
+        0000  00 01 02 03 04 05 06 07  08 09 0a 0b 0c 0d 0e 0f  |................|
+        0010  10                                                |.|
+   164  str3            9  "long"
+   173  hex_len32       7
+        0000  41 42                                             |AB|
+   180  hex32           6
+        0000  01                                                |.|
+END_OF_OUTPUT
+
+expect 1 "head -c 57 message | quill decode --plain | tail -n 2; head -c 57 message | quill decode >/dev/null" <<'END_OF_OUTPUT'
+quill decode: standard input: offset 55: expected 17 bytes of ipv6, found 2 left
+s32 -2147483648
+ip 10.1.2.15
+quill decode: standard input: offset 55: expected 17 bytes of ipv6, found 2 left
+END_OF_OUTPUT
+
+expect 1 "printf '02 03\n030014 0f\n0x\n00000261ff\n' | quill decode --lines --json" <<'END_OF_OUTPUT'
+{"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
+{"length":4,"elements":[{"offset":0,"kind":"u16","length":3,"value":20}],"damage":{"offset":3,"expected":"a tag from 0 to 14","found":"0x0f"}}
+quill decode: standard input:2: offset 3: expected a tag from 0 to 14, found 0x0f
+quill decode: standard input:3: character 2: expected hexadecimal digits, two a byte
+{"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
+END_OF_OUTPUT
+
+expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex" <<'END_OF_OUTPUT'
+quill encode: standard input:3: u8: expected a number up to 255, found 256
+END_OF_OUTPUT
+
+# --- the other readers
+
+expect 0 "echo '001b 0001 0004 00000014 0003 0005 68656c6c6f 0004 0006 001b63aabbcc' | quill tlv --hex" <<'END_OF_OUTPUT'
+offset   type  length  value
+     2      1       4  00000014  20
+    10      3       5  68656c6c6f  "hello"
+    19      4       6  001b63aabbcc
+END_OF_OUTPUT
+expect 1 "echo '0009 0003 0025 68656c6c6f' | quill tlv --hex --json" <<'END_OF_OUTPUT'
+{"records":[],"damage":{"offset":4,"expected":"37 bytes of value","found":"5 left"}}
+quill tlv: standard input: offset 4: expected 37 bytes of value, found 5 left
+END_OF_OUTPUT
+
+# A history of five transfers, and one that has gone round: records 7 to 199, 0 to 6.
+history() { # history NEXT COUNT
+    awk -v next_record="$1" -v count="$2" '
+        function word(n) { printf "%c%c%c%c", 0, int(n / 65536) % 256, int(n / 256) % 256, n % 256 }
+        function label(text,  i) { printf "%s", text; for (i = length(text); i < 32; i++) printf "%c", 0 }
+        BEGIN {
+            word(200); word(next_record)
+            for (i = 0; i < count; i++) {
+                word(3600 + (i - next_record + 200) % 200); word(i * 256); word(i % 2); word(16); word(i)
+                label("httpd[" i "]"); label("init[1]")
+            }
+            for (i = count * 84; i < 200 * 84; i++) printf "%c", 0
+        }'
+}
+LC_ALL=C history 3 3 >few
+LC_ALL=C history 7 200 >round
+expect 0 "quill flash-history few" <<'END_OF_OUTPUT'
+        when  what     offset          length        took  process                 parent
+     1:03:17  write    0x00000000          16        0 ms  httpd[0]                init[1]
+     1:03:18  read     0x00000100          16        1 ms  httpd[1]                init[1]
+     1:03:19  write    0x00000200          16        2 ms  httpd[2]                init[1]
+END_OF_OUTPUT
+expect 0 "quill flash-history --json round | tr '{' '\\n' | sed -n '2p;3p;201p'" <<'END_OF_OUTPUT'
+"seconds":3600,"operation":"read","offset":1792,"length":16,"milliseconds":7,"process":"httpd[7]","parent":"init[1]"},
+"seconds":3601,"operation":"write","offset":2048,"length":16,"milliseconds":8,"process":"httpd[8]","parent":"init[1]"},
+"seconds":3799,"operation":"write","offset":1536,"length":16,"milliseconds":6,"process":"httpd[6]","parent":"init[1]"}]
+END_OF_OUTPUT
+expect 1 "quill flash-history message.txt; quill flash-history nowhere" <<END_OF_OUTPUT
+quill flash-history: message.txt: expected 16808 bytes, found $(wc -c <message.txt)
+quill flash-history: cannot open nowhere: No such file or directory
+END_OF_OUTPUT
+
+# It goes on with what is written later.
+LC_ALL=C history 2 3 >growing
+true >followed
+quill flash-history --follow --json growing >followed &
+follower=$!
+tries=0
+until [ "$(wc -l <followed)" -ge 3 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
+LC_ALL=C history 3 3 >grown
+dd if=grown of=growing bs=8 count=1 conv=notrunc 2>/dev/null
+tries=0
+until [ "$(wc -l <followed)" -ge 4 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
+kill $follower
+wait $follower 2>/dev/null
+tail -n 1 followed | grep -q '"process":"httpd\[2\]"' || complain "flash-history --follow: $(cat followed)"
+
+# --- sets, versions, digests, texts, addresses
+
+expect 0 "quill vlan 1-10,20 + 30 - 5; quill vlan not 3-4094 - not 1; quill vlan --count all - 1; quill vlan --expand 1-2
+quill vlan --json 5-7" <<'END_OF_OUTPUT'
+1-4,6-10,20,30
+1
+4093
+1
+2
+{"set":"5-7","count":3,"ids":[5,6,7]}
+END_OF_OUTPUT
+expect 1 "quill vlan 10-5" <<'END_OF_OUTPUT'
+quill vlan: "10-5" is no set: expected ids from 1 to 4094 and ranges, as in 1-10,20
+END_OF_OUTPUT
+expect 2 "quill vlan 1 2" <<'END_OF_OUTPUT'
+quill vlan: expected + or - before "2"
+usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
+END_OF_OUTPUT
+
+expect 1 "quill version compare 8.10.0.0 8.10.0.1; quill version compare 9.0.0.0-8.0.0.0 7.0.0.0-8.0.0.0
+quill version range 8.10.0 8.11.0 8.10.105; quill version eol 4.2.0.0 42; quill version eol 4.1.0.0 43" <<'END_OF_OUTPUT'
+older
+equal
+within
+supported
+too old
+END_OF_OUTPUT
+expect 1 "quill version range 8.10.0 8.11.0 8.11.0; quill version compare x 1.2.3.4" <<'END_OF_OUTPUT'
+outside
+quill version: "x" is no version: expected four numbers, as in 8.10.0.0
+END_OF_OUTPUT
+
+expect 1 "printf abc | quill md5; quill md5 nowhere; printf 'what do ya want for nothing?' | quill hmac --key=Jefe
+quill hmac --key-hex 0b </dev/null" <<'END_OF_OUTPUT'
+900150983cd24fb0d6963f7d28e17f72  -
+quill md5: cannot open nowhere: No such file or directory
+750c783e6ab0b503eaa86e310a5db738
+quill hmac: standard input is empty: there is no code of nothing
+END_OF_OUTPUT
+
+expect 1 "quill scramble abc; quill unscramble 524c54; quill scramble --ascii abcd; quill unscramble --ascii 0R0L0T
+quill unscramble 5" <<'END_OF_OUTPUT'
+524c54
+abc
+0R0
+abc
+quill unscramble: character 2: expected hexadecimal digits, two a byte
+END_OF_OUTPUT
+
+expect 0 "quill fqln build campus b1 r.3 ap7; quill fqln split 'campus.b1.r\\.3.ap7'; quill fqln split --json a.b.c." <<'END_OF_OUTPUT'
+campus.b1.r\.3.ap7
+campus
+b1
+r.3
+ap7
+["a","b","c",""]
+END_OF_OUTPUT
+
+expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1 fe80::1/64 1.2.3; quill addr --json 2001:db8::1 nowhere" <<'END_OF_OUTPUT'
+001b.63aa.bbcc
+  kind         MAC
+  colons       00:1b:63:aa:bb:cc
+  hyphens      00-1B-63-AA-BB-CC
+  plain        001b63aabbcc
+  multicast    no
+  local        no
+10.0.0.1
+  kind         IPv4
+  dotted       10.0.0.1
+  hexadecimal  0x0a000001
+  unicast      yes
+fe80::1/64
+  kind         IPv6
+  short        fe80::1
+  long         fe80:0000:0000:0000:0000:0000:0000:0001
+  link-local   yes
+  site-local   no
+  mask         ffff:ffff:ffff:ffff::
+quill addr: "1.2.3" is no address: expected a MAC, IPv4 or IPv6 address
+{"kind":"IPv6","short":"2001:db8::1","long":"2001:0db8:0000:0000:0000:0000:0000:0001","link-local":false,"site-local":false}
+quill addr: "nowhere" is no address: expected a MAC, IPv4 or IPv6 address
+END_OF_OUTPUT
+
+expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"; echo \"a 'b \\\"c' ''\" | quill argv --json" <<'END_OF_OUTPUT'
+  0  set
+  1  name
+  2  north wing
+  3  vlan 20
+joined: set name "north wing" "vlan 20"
+{"words":["a","b \"c",""],"joined":"a \"b \\\"c\" "}
+END_OF_OUTPUT
+
+# --- this machine, whatever it has
+
+expect 0 "quill info | grep -c '^  [a-z/]'; quill info --json | tr ',' '\\n' | grep -c '\":'" <<'END_OF_OUTPUT'
+21
+21
+END_OF_OUTPUT
+expect 0 "rm -f state; quill dump state 2>&1 | sed -e 's/[0-9]* bytes/N bytes/' | grep -c 'N bytes'; test -s state" <<'END_OF_OUTPUT'
+18
+END_OF_OUTPUT
+quill dump state 2>&1 >/dev/null | grep -q '[0-9] bytes  [a-z]' || complain "quill dump names no section"
+expect 1 "quill dump --quiet nowhere/state" <<'END_OF_OUTPUT'
+quill dump: cannot write nowhere/state: No such file or directory
+END_OF_OUTPUT
+
+expect 1 "quill regtable verify nowhere 2>&1 | tail -n 1; quill regtable version nowhere 2>&1 | tail -n 1
+quill regtable verify --json nowhere 2>/dev/null" <<'END_OF_OUTPUT'
+quill regtable: nowhere: the file cannot be opened, or its sections not be put into files (-97)
+quill regtable: nowhere: the file cannot be opened (-1)
+{"file":"nowhere","valid":false,"code":-97}
+END_OF_OUTPUT
+printf '%s\n' '-----BEGIN FILE-----' 'table' '-----END FILE-----' '-----BEGIN VERSION-----' '1.0.7' \
+    '-----END VERSION-----' >unsigned
+expect 0 "quill regtable version unsigned; quill regtable version --json unsigned" <<'END_OF_OUTPUT'
+1.0.7
+{"file":"unsigned","version":"1.0.7"}
+END_OF_OUTPUT
+printf '#!/bin/sh\necho "signs: $*"\n' >bin/sign-reg-table
+chmod +x bin/sign-reg-table
+expect 0 "quill regtable sign --key a --json b" <<'END_OF_OUTPUT'
+signs: --key a --json b
+END_OF_OUTPUT
+
+# --- habits
+
+# A message is written to no terminal.
+on_terminal 'quill encode message.txt; echo status $?'
+grep -q 'a message is not for a terminal' screen && grep -qx 'status 2' screen || complain "quill encode writes to a terminal"
+
+# What a message hides in a text reaches no terminal.
+printf '\000\000\005\033[31m' >hostile
+expect 0 "quill decode hostile" <<'END_OF_OUTPUT'
+offset  kind       length  value
+     0  str             8  "\x1b[31m"
+END_OF_OUTPUT
+
+# Colours are for terminals alone, and for who wants them.
+escape=$(printf '\033')
+is_coloured() { grep -qF "${escape}[" "$1"; }
+quill decode message >piped.out
+! is_coloured piped.out || complain "colours in a pipe"
+on_terminal 'quill decode message; quill foo'
+is_coloured colours || complain "no colours on a terminal"
+on_terminal 'NO_COLOR=1 quill decode message; NO_COLOR=1 quill foo; TERM=dumb quill decode message'
+! is_coloured colours || complain "colours that nobody wants"
+
+# Each command explains itself, with an example that is one of its own.
+for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
+    quill "$command" --help >help && quill help "$command" | cmp -s - help || complain "quill $command --help"
+    grep -q "^usage: quill $command" help || complain "quill $command --help has no usage"
+    grep -q "^example: .*quill $command" help || complain "quill $command --help has no example"
+    [ "$(awk '{ print length }' help | sort -n | tail -n 1)" -le 80 ] || complain "quill $command --help is too wide"
+    ! quill "$command" --nonsense a b c d e f g >/dev/null 2>&1 </dev/null || complain "quill $command --nonsense"
+done
+expect 2 "quill nothing; quill vlan --nonsense 1" <<'END_OF_OUTPUT'
+quill: no command "nothing"; quill --help lists them
+quill vlan: no option "--nonsense"
+usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
+END_OF_OUTPUT
+expect 0 "quill vlan -- 1-3" <<'END_OF_OUTPUT'
+1-3
+END_OF_OUTPUT
+[ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } || complain "a full disk is not told"
+
+# Completion, and the manual page, say what the program says.
+for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill fqln :split build'; do
+    bash -c '. "$1"; read -ra COMP_WORDS <<<"${2%:*}"
+        case $2 in *" :"*) COMP_WORDS+=("") ;; esac
+        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] || { echo "${COMPREPLY[*]}"; exit 1; }' \
+        bash "$source/tools/quill/quill.bash" "$words" || complain "completion of ${words%:*}"
+done
+"$source/tools/quill/make-manual" quill | diff "$source/tools/quill/quill.1" - ||
+    complain "tools/quill/quill.1 is old; tools/quill/make-manual says how it is renewed"
+
+# What the README shows.
+sed -n '/^## On the command line/,/^## A/s/^    //p' "$source/README.md" >shown
+sed -n 's/^\$ //p' shown >commands
+[ -s commands ] || complain "the README shows no command"
+sh ./commands 2>&1 | sed 's/ *$//' >got
+grep -v '^\$ ' shown | diff - got || complain "what the README shows"
+
+echo "$checks commands, each through a pipe and on a terminal; $failures failures"
+[ $failures -eq 0 ]

@@ -1,0 +1,171 @@
+#include "console.h"
+
+#include <inttypes.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace quill::cli {
+namespace {
+
+bool wants_colour(int fd) {
+    const char *none = getenv("NO_COLOR"), *terminal = getenv("TERM");
+    return isatty(fd) && !(none && *none) && terminal && strcmp(terminal, "dumb") != 0;
+}
+
+const char *on_output(const char *sequence) {
+    static int wanted = -1;
+    if (wanted < 0) wanted = wants_colour(STDOUT_FILENO);
+    return wanted ? sequence : "";
+}
+
+const char *on_errors(const char *sequence) { return wants_colour(STDERR_FILENO) ? sequence : ""; }
+
+bool is_printable(uint8_t c) { return c >= 0x20 && c < 0x7f; }
+
+}  // namespace
+
+const char *bold() { return on_output("\033[1m"); }
+const char *faint() { return on_output("\033[2m"); }
+const char *plain() { return on_output("\033[0m"); }
+const char *colour_of_errors() { return on_errors("\033[1;31m"); }
+const char *end_of_colour_of_errors() { return on_errors("\033[0m"); }
+
+size_t utf8_length(std::string_view text) {
+    const auto at = [=](size_t i) { return static_cast<uint8_t>(i < text.size() ? text[i] : 0); };
+    const uint8_t first = at(0);
+    if (text.empty()) return 0;
+    if (first < 0x80) return 1;
+    const size_t length = first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
+    for (size_t i = 1; i < length; i++)
+        if ((at(i) & 0xc0) != 0x80) return 0;
+    // What could have been said shorter, halves of UTF-16 pairs, and what lies beyond Unicode.
+    const uint8_t second = at(1);
+    const bool refused = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
+                         (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
+    return refused ? 0 : length;
+}
+
+bool is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = utf8_length(text);
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+void print_escaped(std::string_view text, char quote) {
+    while (!text.empty()) {
+        const char c = text[0];
+        const auto byte = static_cast<uint8_t>(c);
+        size_t length = utf8_length(text);
+        // The C1 controls, two bytes in UTF-8, are commands to some terminals.
+        if (length == 2 && byte == 0xc2 && static_cast<uint8_t>(text[1]) < 0xa0) length = 0;
+        if (c == '\\' || (quote && c == quote))
+            printf("\\%c", c);
+        else if (c == '\n')
+            fputs("\\n", stdout);
+        else if (c == '\t')
+            fputs("\\t", stdout);
+        else if (c == '\r')
+            fputs("\\r", stdout);
+        else if (length > 1 || is_printable(byte))
+            fwrite(text.data(), 1, length, stdout);
+        else
+            printf("\\x%02x", byte), length = 1;
+        text.remove_prefix(length);
+    }
+}
+
+void print_hex(std::span<const uint8_t> bytes) {
+    for (const uint8_t byte : bytes) printf("%02x", byte);
+}
+
+void print_dump(std::span<const uint8_t> bytes, const char *indent) {
+    constexpr size_t kRow = 16;
+    for (size_t start = 0; start < bytes.size(); start += kRow) {
+        const auto row = bytes.subspan(start, bytes.size() - start < kRow ? bytes.size() - start : kRow);
+        printf("%s%s%04zx%s ", indent, faint(), start, plain());
+        for (size_t i = 0; i < kRow; i++) {
+            if (i < row.size())
+                printf(i == kRow / 2 ? "  %02x" : " %02x", row[i]);
+            else
+                fputs(i == kRow / 2 ? "    " : "   ", stdout);
+        }
+        printf("  %s|", faint());
+        for (const uint8_t byte : row) putchar(is_printable(byte) ? byte : '.');
+        printf("|%s\n", plain());
+    }
+}
+
+void Json::begin(char bracket, const char *name) {
+    key(name);
+    putchar(bracket);
+    comma_due_ = false;
+}
+
+void Json::end(char bracket) {
+    putchar(bracket);
+    comma_due_ = true;
+}
+
+void Json::text(const char *name, std::string_view value) {
+    key(name);
+    putchar('"');
+    while (!value.empty()) {
+        const char c = value[0];
+        const size_t length = utf8_length(value);
+        if (c == '"' || c == '\\')
+            printf("\\%c", c);
+        else if (static_cast<uint8_t>(c) < 0x20 || c == 0x7f)
+            printf("\\u%04x", static_cast<unsigned>(c));
+        else if (length == 0)
+            fputs("\\ufffd", stdout);
+        else
+            fwrite(value.data(), 1, length, stdout);
+        value.remove_prefix(length ? length : 1);
+    }
+    putchar('"');
+}
+
+void Json::hex(const char *name, std::span<const uint8_t> bytes) {
+    key(name);
+    putchar('"');
+    print_hex(bytes);
+    putchar('"');
+}
+
+void Json::number(const char *name, int64_t value) {
+    key(name);
+    printf("%" PRId64, value);
+}
+
+void Json::number(const char *name, uint64_t value) {
+    key(name);
+    printf("%" PRIu64, value);
+}
+
+void Json::boolean(const char *name, bool value) {
+    key(name);
+    fputs(value ? "true" : "false", stdout);
+}
+
+void Json::null(const char *name) {
+    key(name);
+    fputs("null", stdout);
+}
+
+void Json::finish() {
+    putchar('\n');
+    comma_due_ = false;
+}
+
+void Json::key(const char *name) {
+    if (comma_due_) putchar(',');
+    comma_due_ = true;
+    if (name) printf("\"%s\":", name);
+}
+
+}  // namespace quill::cli

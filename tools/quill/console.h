@@ -1,0 +1,48 @@
+// What is printed: in colour on a terminal, as JSON for programs, and texts of strangers without harm to a terminal.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <span>
+#include <string_view>
+
+namespace quill::cli {
+
+// Escape sequences for standard output, empty where it is no terminal or the user wants none (NO_COLOR, TERM=dumb).
+const char *bold();
+const char *faint();
+const char *plain();
+const char *colour_of_errors();
+const char *end_of_colour_of_errors();
+
+// The bytes of the UTF-8 character (RFC 3629) that a text begins with; 0 when it begins with none.
+size_t utf8_length(std::string_view text);
+bool is_utf8(std::string_view text);
+
+// With control characters and what is no UTF-8 as \n, \xff and so on, also the quote that is given; "" for none.
+void print_escaped(std::string_view text, char quote = '\0');
+
+void print_hex(std::span<const uint8_t> bytes);
+// Rows of sixteen: offset, bytes, and the printable ones again, each row behind the indent.
+void print_dump(std::span<const uint8_t> bytes, const char *indent);
+
+// A JSON document (RFC 8259) on standard output, in one line. Keys are null within arrays.
+class Json {
+public:
+    void begin(char bracket, const char *key = nullptr);
+    void end(char bracket);
+    void text(const char *key, std::string_view value);
+    void hex(const char *key, std::span<const uint8_t> bytes);
+    void number(const char *key, int64_t value);
+    void number(const char *key, uint64_t value);
+    void boolean(const char *key, bool value);
+    void null(const char *key);
+    void finish();  // the line's end
+
+private:
+    void key(const char *name);
+    bool comma_due_ = false;
+};
+
+}  // namespace quill::cli

@@ -1,0 +1,24 @@
+// Where a message or a buffer ends before its time, and why.
+#pragma once
+
+#include <stddef.h>
+
+#include "console.h"
+
+namespace quill::cli {
+
+struct Damage {
+    size_t offset;
+    char expected[48], found[48];
+
+    // Both in words, as in "17 bytes of ipv6" and "2 left".
+    [[gnu::format(printf, 3, 4)]] void expect(size_t at, const char *format, ...);
+    [[gnu::format(printf, 2, 3)]] void find(const char *format, ...);
+
+    void complain_of(const char *where) const;
+};
+
+// The member "damage" of an object: null where there is none.
+void print_damage(const Damage *damage, Json &json);
+
+}  // namespace quill::cli

@@ -1,0 +1,64 @@
+// What is read: files and standard input, as bytes that grow, and numbers.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <span>
+#include <string_view>
+
+namespace quill::cli {
+
+// A block of memory. The program ends when there is none for it.
+class Bytes {
+public:
+    Bytes() = default;
+    ~Bytes() { free(data_); }
+    Bytes(Bytes &&other) noexcept : data_(other.data_), size_(other.size_), room_(other.room_) {
+        other.data_ = nullptr;
+    }
+    Bytes &operator=(Bytes &&) = delete;
+
+    uint8_t *data() { return data_; }
+    size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    void clear() { size_ = 0; }
+    void resize(size_t size);  // new bytes have no meaning
+    void append(uint8_t byte);
+    char *text();  // as a text: ended by a NUL, which does not count
+    operator std::span<const uint8_t>() const { return {data_, size_}; }
+    std::string_view view() const { return {reinterpret_cast<const char *>(data_), size_}; }
+
+private:
+    uint8_t *data_ = nullptr;
+    size_t size_ = 0, room_ = 0;
+};
+
+inline std::string_view as_text(std::span<const uint8_t> bytes) {
+    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
+}
+
+// At most count characters of a text from a place on, empty behind its end. The library's substr throws there.
+inline std::string_view part(std::string_view text, size_t from, size_t count = SIZE_MAX) {
+    if (from > text.size()) from = text.size();
+    const size_t left = text.size() - from;
+    return {text.data() + from, count < left ? count : left};
+}
+
+// All of a file, of standard input for null and "-". The program ends when it cannot be read.
+Bytes read_input(const char *path);
+// How a message names that input.
+const char *name_of_input(const char *path);
+
+// The operand, or without one a line of standard input without its end.
+Bytes read_text(std::span<char *> operands);
+
+// Bytes written as hexadecimal digits, two a byte, with blanks, colons and line ends between the bytes where they like.
+// False, with the place of the fault, for anything else.
+bool parse_hex(std::string_view text, Bytes &out, size_t &fault);
+
+// A number in decimal, or in hexadecimal behind 0x, of at most `limit`; all of the text.
+bool parse_number(std::string_view text, uint64_t limit, uint64_t &out);
+
+}  // namespace quill::cli

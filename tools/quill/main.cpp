@@ -1,0 +1,162 @@
+// quill: a look into what the library's processes exchange and keep.
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <span>
+
+#include "command.h"
+#include "console.h"
+
+namespace quill::cli {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"decode", "show the elements of a codec message", kDecodeHelp, decode},
+    {"encode", "make a codec message from a text", kEncodeHelp, encode},
+    {"tlv", "show the records of a TLV buffer", kTlvHelp, tlv},
+    {"vlan", "combine sets of VLANs", kVlanHelp, vlan},
+    {"flash-history", "show which processes used the flash, newest last", kFlashHistoryHelp, flash_history},
+    {"regtable", "verify, unpack and sign regulatory tables", kRegtableHelp, regtable},
+    {"version", "compare software versions", kVersionHelp, version},
+    {"md5", "print MD5 digests", kMd5Help, md5},
+    {"hmac", "print an HMAC-MD5 code", kHmacHelp, hmac},
+    {"scramble", "disguise a text", kScrambleHelp, scramble},
+    {"unscramble", "undo it", kUnscrambleHelp, unscramble},
+    {"fqln", "split and build location names", kFqlnHelp, fqln},
+    {"addr", "show an address in all its forms", kAddrHelp, addr},
+    {"argv", "show how a command line splits into words", kArgvHelp, argv},
+    {"info", "show what this device is and has", kInfoHelp, info},
+    {"dump", "write the diagnostic dump", kDumpHelp, dump},
+};
+
+const char *running = nullptr;  // the command, once it is known
+
+const Command *find_command(const char *name) {
+    for (const Command &command : kCommands)
+        if (strcmp(command.name, name) == 0) return &command;
+    return nullptr;
+}
+
+void list_commands(FILE *to) {
+    fputs("usage: quill COMMAND [ARGUMENT]...\n       quill help COMMAND\n\n", to);
+    for (const Command &command : kCommands) fprintf(to, "  %-14s %s\n", command.name, command.summary);
+    fputs(
+        "\nquill COMMAND --help tells more, with an example. Exit status: 0 done, 1 the\n"
+        "data is not as it should be or cannot be had, 2 wrong usage.\n",
+        to);
+}
+
+bool asks_for_help(std::span<char *> words) {
+    for (const char *word : words) {
+        if (strcmp(word, "--") == 0) return false;
+        if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0) return true;
+    }
+    return false;
+}
+
+int run(std::span<char *> words) {
+    if (words.empty()) {
+        list_commands(stderr);
+        return kUsage;
+    }
+    const char *name = words[0];
+    if (strcmp(name, "--version") == 0) return puts("quill " QUILL_PROGRAM_VERSION), kDone;
+    const bool help = strcmp(name, "help") == 0;
+    if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || (help && words.size() == 1))
+        return list_commands(stdout), kDone;
+    const Command *command = find_command(help ? words[1] : name);
+    if (!command) {
+        complain("no command \"%s\"; quill --help lists them", help ? words[1] : name);
+        return kUsage;
+    }
+    if (help || asks_for_help(words.subspan(1))) return fputs(command->help, stdout), kDone;
+    running = command->name;
+    Arguments arguments(*command, words.subspan(1));
+    return command->run(arguments);
+}
+
+void say(const char *format, va_list values) {
+    fflush(stdout);  // in the order in which things happened
+    fprintf(stderr, "%squill%s%s:%s ", colour_of_errors(), running ? " " : "", running ? running : "",
+            end_of_colour_of_errors());
+    vfprintf(stderr, format, values);
+    fputc('\n', stderr);
+}
+
+}  // namespace
+
+bool Arguments::take(const char *option) {
+    for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
+        if (strcmp(words_[i], option) != 0) continue;
+        drop(i, 1);
+        return true;
+    }
+    return false;
+}
+
+const char *Arguments::take_value(const char *option) {
+    const size_t length = strlen(option);
+    for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
+        if (strncmp(words_[i], option, length) != 0) continue;
+        char *const behind = words_[i] + length;
+        if (*behind == '=') return drop(i, 1), behind + 1;
+        if (*behind != '\0') continue;
+        if (i + 1 == words_.size()) misused("%s wants a value", option);
+        char *const value = words_[i + 1];
+        return drop(i, 2), value;
+    }
+    return nullptr;
+}
+
+std::span<char *> Arguments::operands(size_t least, size_t most) {
+    for (size_t i = 0; i < words_.size(); i++) {
+        if (strcmp(words_[i], "--") == 0) {
+            drop(i, 1);
+            break;
+        }
+        if (strncmp(words_[i], "--", 2) == 0) misused("no option \"%s\"", words_[i]);
+    }
+    if (words_.size() < least) misused("too few arguments");
+    if (words_.size() > most) misused("too many arguments: \"%s\"", words_[most]);
+    return words_;
+}
+
+void Arguments::drop(size_t index, size_t count) {
+    for (size_t i = index; i + count < words_.size(); i++) words_[i] = words_[i + count];
+    words_ = words_.first(words_.size() - count);
+}
+
+int Arguments::misused(const char *format, ...) const {
+    va_list values;
+    va_start(values, format);
+    say(format, values);
+    va_end(values);
+    const int usage = static_cast<int>(strcspn(command_.help, "\n"));
+    fprintf(stderr, "%.*s\n", usage, command_.help);
+    exit(kUsage);
+}
+
+void complain(const char *format, ...) {
+    va_list values;
+    va_start(values, format);
+    say(format, values);
+    va_end(values);
+}
+
+void fail(const char *format, ...) {
+    va_list values;
+    va_start(values, format);
+    say(format, values);
+    va_end(values);
+    exit(kData);
+}
+
+}  // namespace quill::cli
+
+int main(int argc, char **argv) {
+    const int status = quill::cli::run({argv + 1, static_cast<size_t>(argc > 0 ? argc - 1 : 0)});
+    if (fflush(stdout) != 0 || ferror(stdout)) quill::cli::fail("cannot write what was asked for");
+    return status;
+}

@@ -1,0 +1,144 @@
+// quill regtable.
+#include <errno.h>
+#include <quill/reg_table.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <span>
+#include <string_view>
+
+#include "command.h"
+#include "console.h"
+
+namespace quill::cli {
+
+constexpr char kRegtableHelp[] =
+    "usage: quill regtable verify|version [--json] FILE\n"
+    "       quill regtable unpack FILE.gz OUT\n"
+    "       quill regtable sign ARGUMENT...\n"
+    "\n"
+    "verify   tell whether FILE is signed by whom the library trusts, and print its\n"
+    "         version\n"
+    "version  print the version that FILE says it has; nothing is verified\n"
+    "unpack   unpack FILE.gz into OUT; nothing is verified\n"
+    "sign     make a signed table: calls sign-reg-table, whose --help tells the\n"
+    "         arguments\n"
+    "\n"
+    "The steps of a verification, and which one failed, go to standard error. It\n"
+    "needs openssl, and the folder /quill/reg_table/ for its files.\n"
+    "\n"
+    "example: quill regtable verify table.signed && cp table.signed /flash/\n";
+
+namespace {
+
+// While it lasts, what the library prints on standard output goes to standard error: the output is for the result.
+class OutputToErrors {
+public:
+    OutputToErrors() {
+        fflush(stdout);
+        *log_buf = '\0';
+        kept_ = dup(STDOUT_FILENO);
+        if (kept_ < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+            fail("cannot move standard output: %s", strerror(errno));
+    }
+    OutputToErrors(const OutputToErrors &) = delete;
+    ~OutputToErrors() {
+        if (*log_buf) puts("");  // behind the library's messages, which have no end of line
+        fflush(stdout);
+        dup2(kept_, STDOUT_FILENO);
+        close(kept_);
+    }
+
+private:
+    int kept_;
+};
+
+struct Reason {
+    int code;
+    const char *text;
+};
+
+constexpr Reason kReasons[] = {
+    {QUILL_REG_TABLE_NOT_OPENED, "the file cannot be opened"},
+    {QUILL_REG_TABLE_NO_MEMORY, "out of memory"},
+    {QUILL_REG_TABLE_NO_CERTIFICATE, "the certificate could not be converted"},
+    {QUILL_REG_TABLE_NO_SIGNATURE, "the signature could not be decoded"},
+    {QUILL_REG_TABLE_NOT_WRITTEN, "a file cannot be written"},
+    {QUILL_REG_TABLE_NOT_READ, "a section cannot be read, or is empty"},
+    {QUILL_REG_TABLE_NOT_SPLIT, "the file cannot be opened, or its sections not be put into files"},
+    {QUILL_REG_TABLE_NOT_UNPACKED, "gunzip cannot be run"},
+    {QUILL_REG_TABLE_NOT_VALID, "the certificate or the signature is not valid"},
+};
+
+const char *reason_of(int code) {
+    for (const Reason &reason : kReasons)
+        if (reason.code == code) return reason.text;
+    return "unknown reason";
+}
+
+std::string_view line_of(const char *text) { return {text, strcspn(text, "\n")}; }
+
+// Both commands print the version; one of them has verified it.
+int show_version(const char *path, bool verify, bool as_json) {
+    char none[] = "", *text = none;
+    int code;
+    {
+        OutputToErrors moved;
+        code = verify ? parse_validate_encrypted_signed_reg_tbl_file(path) : int{QUILL_REG_TABLE_VALID};
+        if (code == QUILL_REG_TABLE_VALID) code = get_reg_tbl_file_ver(path, &text);
+    }
+    const bool done = code == QUILL_REG_TABLE_VALID;
+    if (as_json) {
+        Json json;
+        json.begin('{');
+        json.text("file", path);
+        if (verify) json.boolean("valid", done);
+        if (done)
+            json.text("version", line_of(text));
+        else
+            json.number("code", int64_t{code});
+        json.end('}');
+        json.finish();
+    } else if (done) {
+        if (verify) fputs("valid, version ", stdout);
+        print_escaped(line_of(text));
+        putchar('\n');
+    }
+    if (!done) complain("%s: %s (%d)", path, reason_of(code), code);
+    return done ? kDone : kData;
+}
+
+int unpack(const char *in, const char *out) {
+    int code;
+    {
+        OutputToErrors moved;
+        code = decrypt_decompress_reg_tbl_file(in, out);
+    }
+    if (code != 0) fail("%s: %s (%d)", in, reason_of(code), code);
+    return kDone;
+}
+
+[[noreturn]] void sign(std::span<char *> words) {
+    static constexpr char kSigner[] = "sign-reg-table";
+    words[0] = const_cast<char *>(kSigner);  // in place of "sign"; a null pointer stands behind the words of main
+    execvp(kSigner, words.data());
+    fail("cannot run %s: %s", kSigner, strerror(errno));
+}
+
+}  // namespace
+
+int regtable(Arguments &arguments) {
+    const std::span<char *> words = arguments.rest();
+    if (!words.empty() && strcmp(words[0], "sign") == 0) sign(words);
+    const bool json = arguments.take("--json");
+    const auto operands = arguments.operands(2, 3);
+    const char *what = operands[0];
+    const bool verify = strcmp(what, "verify") == 0;
+    if ((verify || strcmp(what, "version") == 0) && operands.size() == 2)
+        return show_version(operands[1], verify, json);
+    if (strcmp(what, "unpack") == 0 && operands.size() == 3 && !json) return unpack(operands[1], operands[2]);
+    return arguments.misused("cannot %s this", what);
+}
+
+}  // namespace quill::cli

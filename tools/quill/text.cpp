@@ -1,0 +1,305 @@
+// quill scramble, unscramble, fqln, addr and argv: what the library makes of a text.
+#include <quill/address.h>
+#include <quill/argv.h>
+#include <quill/ipv6.h>
+#include <quill/location.h>
+#include <quill/scramble.h>
+#include <quill/types.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <span>
+
+#include "command.h"
+#include "console.h"
+#include "input.h"
+
+namespace quill::cli {
+
+constexpr char kScrambleHelp[] =
+    "usage: quill scramble [--ascii] [TEXT]\n"
+    "\n"
+    "Prints the scrambled bytes of TEXT, or of a line of standard input, in\n"
+    "hexadecimal. This keeps nothing secret: anyone can undo it.\n"
+    "\n"
+    "  --ascii  print the short form that programs show, which cannot be undone\n"
+    "\n"
+    "example: quill scramble abc\n";
+
+constexpr char kUnscrambleHelp[] =
+    "usage: quill unscramble [--ascii] [TEXT]\n"
+    "\n"
+    "Prints the text that was scrambled to TEXT, or to a line of standard input:\n"
+    "bytes in hexadecimal.\n"
+    "\n"
+    "  --ascii  TEXT is in the printable form\n"
+    "\n"
+    "example: quill unscramble 524c54\n";
+
+constexpr char kFqlnHelp[] =
+    "usage: quill fqln split [--json] NAME\n"
+    "       quill fqln build PART1 PART2 PART3 PART4\n"
+    "\n"
+    "split  print the four parts of a location name, one a line\n"
+    "build  print the name of four parts, whose dots it escapes\n"
+    "\n"
+    "example: quill fqln build campus b1 r.3 ap7\n";
+
+constexpr char kAddrHelp[] =
+    "usage: quill addr [--json] ADDRESS...\n"
+    "\n"
+    "Shows each MAC, IPv4 or IPv6 address in all its forms, and what kind of address\n"
+    "it is. IPv6 may have a prefix length. Names are not looked up.\n"
+    "\n"
+    "example: quill addr 001b.63aa.bbcc 10.0.0.1 2001:db8::1/64\n";
+
+constexpr char kArgvHelp[] =
+    "usage: quill argv [--json] [LINE]\n"
+    "\n"
+    "Shows the words that a line, or one of standard input, splits into: quotes and\n"
+    "backslashes taken out. Below them is the line that these words are joined to.\n"
+    "\n"
+    "example: quill argv \"set name 'north wing' vlan\\\\ 20\"\n";
+
+namespace {
+
+// --- scrambling
+
+Bytes hex_operand(std::span<char *> operands) {
+    const Bytes text = read_text(operands);
+    Bytes bytes;
+    size_t fault;
+    if (!parse_hex(text.view(), bytes, fault))
+        fail("character %zu: expected hexadecimal digits, two a byte", fault + 1);
+    return bytes;
+}
+
+// --- location names
+
+int split(const char *name, bool as_json) {
+    if (!fqln_is_well_formed(name))
+        fail("\"%s\" is no location name: expected four parts with dots between them", name);
+    const size_t size = strlen(name) + 1;
+    Bytes parts[4];
+    for (Bytes &part : parts) part.resize(size + 1);
+    char *text[4];
+    for (int i = 0; i < 4; i++) text[i] = reinterpret_cast<char *>(parts[i].data());
+    const auto room = static_cast<uint32_t>(size);
+    fqln_crack(name, text[0], room, text[1], room, text[2], room, text[3], room);
+    Json json;
+    if (as_json) json.begin('[');
+    for (const char *part : text) as_json ? json.text(nullptr, part) : static_cast<void>(puts(part));
+    if (as_json) json.end(']'), json.finish();
+    return kDone;
+}
+
+int build(std::span<char *> parts) {
+    for (const char *part : parts)
+        if (strlen(part) > FQLN_PART_SIZE / 2)
+            fail("\"%s\" is too long: a part has at most %d characters", part, FQLN_PART_SIZE / 2);
+    char name[9 * FQLN_PART_SIZE + 8];
+    puts(fqln_build(parts[0], parts[1], parts[2], parts[3], name, sizeof name));
+    return kDone;
+}
+
+// --- addresses
+
+// Rows of a table, or members of an object.
+class Facts {
+public:
+    explicit Facts(bool as_json) : as_json_(as_json) {}
+    void begin(const char *title) {
+        if (as_json_)
+            json_.begin('{');
+        else
+            printf("%s%s%s\n", bold(), title, plain());
+    }
+    void add(const char *key, const char *value) {
+        if (as_json_)
+            json_.text(key, value);
+        else
+            printf("  %-12s %s\n", key, value);
+    }
+    void add(const char *key, bool value) {
+        if (as_json_)
+            json_.boolean(key, value);
+        else
+            printf("  %-12s %s\n", key, value ? "yes" : "no");
+    }
+    void end() {
+        if (as_json_) json_.end('}'), json_.finish();
+    }
+
+private:
+    bool as_json_;
+    Json json_;
+};
+
+bool is_mac(const char *text, uint8_t (&mac)[6]) {
+    // All zeros are also what the reader says of anything else.
+    memcpy(mac, str_to_mac(text), sizeof mac);
+    for (const uint8_t byte : mac)
+        if (byte) return strspn(text, "0123456789abcdefABCDEFxX:-.") == strlen(text);
+    uint8_t zeros[6];
+    return valid_mac(zeros, text) || strcmp(text, "000000000000") == 0;
+}
+
+void show_mac(const uint8_t (&mac)[6], const char *text, Facts &facts) {
+    char buffer[QUILL_MAC_STR_SIZE];
+    facts.begin(text);
+    facts.add("kind", "MAC");
+    facts.add("colons", mac_to_str_r(mac, buffer, 0));
+    facts.add("hyphens", mac_to_str_w_options(mac, buffer, 1, '-'));
+    facts.add("plain", mac_to_str_no_delemit(mac, buffer, 0));
+    facts.add("multicast", (mac[0] & 1) != 0);
+    facts.add("local", (mac[0] & 2) != 0);
+    facts.end();
+}
+
+void show_ipv4(const ip_af_addr &address, const char *text, Facts &facts) {
+    char buffer[QUILL_IP_STR_SIZE], hex[11];
+    const uint8_t *byte = address.addr;
+    uint32_t word;
+    memcpy(&word, byte, sizeof word);
+    facts.begin(text);
+    facts.add("kind", "IPv4");
+    facts.add("dotted", quill_inet_ntop(address, buffer));
+    snprintf(hex, sizeof hex, "0x%02x%02x%02x%02x", byte[0], byte[1], byte[2], byte[3]);
+    facts.add("hexadecimal", hex);
+    facts.add("unicast", is_unicast_ipaddr(word) != 0);
+    facts.end();
+}
+
+void show_ipv6(const ip_af_addr &address, const char *prefix, const char *text, Facts &facts) {
+    uint16_t groups[8];
+    for (size_t i = 0; i < 8; i++) groups[i] = static_cast<uint16_t>(address.addr[2 * i] << 8 | address.addr[2 * i + 1]);
+    facts.begin(text);
+    facts.add("kind", "IPv6");
+    facts.add("short", ipv6_to_str(groups));
+    facts.add("long", ip6_to_str_long(address.addr));
+    facts.add("link-local", is_ipv6_link_local_address(address) != 0);
+    facts.add("site-local", is_ipv6_site_local_address(address) != 0);
+    if (prefix) {
+        uint16_t length;
+        uint8_t mask[16] = {};
+        ipv6_wild2len(prefix, &length);
+        ipv6_plen_to_addr(length, mask);
+        facts.add("mask", ip6_to_str(mask));
+    }
+    facts.end();
+}
+
+bool show_address(char *text, Facts &facts) {
+    uint8_t mac[6];
+    ip_af_addr address;
+    if (validate_and_assign_ip_addr(text, &address)) {
+        if (address.family == QUILL_AF_INET)
+            show_ipv4(address, text, facts);
+        else
+            show_ipv6(address, nullptr, text, facts);
+        return true;
+    }
+    if (char *slash = strchr(text, '/')) {
+        uint16_t length;
+        *slash = '\0';
+        const bool read = validate_and_assign_ip_addr(text, &address) && address.family == QUILL_AF_INET6 &&
+                          ipv6_wild2len(slash + 1, &length);
+        *slash = '/';
+        if (read) show_ipv6(address, slash + 1, text, facts);
+        return read;
+    }
+    if (!is_mac(text, mac)) return false;
+    show_mac(mac, text, facts);
+    return true;
+}
+
+}  // namespace
+
+int scramble(Arguments &arguments) {
+    const bool ascii = arguments.take("--ascii");
+    Bytes text = read_text(arguments.operands(0, 1));
+    Bytes out;
+    out.resize(text.size() + 8);
+    if (ascii) {
+        scrambleStringAscii(text.text(), reinterpret_cast<char *>(out.data()), static_cast<uint32_t>(out.size()));
+        puts(reinterpret_cast<char *>(out.data()));
+        return kDone;
+    }
+    out.resize(static_cast<size_t>(scrambleString(text.text(), out.data())));
+    print_hex(out);
+    putchar('\n');
+    return kDone;
+}
+
+int unscramble(Arguments &arguments) {
+    const bool ascii = arguments.take("--ascii");
+    const auto operands = arguments.operands(0, 1);
+    Bytes in = ascii ? read_text(operands) : hex_operand(operands);
+    Bytes out;
+    out.resize(in.size() + 1);
+    char *text = reinterpret_cast<char *>(out.data());
+    if (ascii) {
+        unscrambleStringAscii(in.text(), text);
+        out.resize((strlen(in.text()) + 1) / 2);
+    } else {
+        out.resize(static_cast<size_t>(unscrambleString(in.data(), text, static_cast<int>(in.size()))));
+    }
+    print_escaped(out.view());
+    putchar('\n');
+    return kDone;
+}
+
+int fqln(Arguments &arguments) {
+    const bool json = arguments.take("--json");
+    const auto words = arguments.operands(2, 5);
+    if (strcmp(words[0], "split") == 0 && words.size() == 2) return split(words[1], json);
+    if (strcmp(words[0], "build") == 0 && words.size() == 5 && !json) return build(words.subspan(1));
+    return arguments.misused("cannot %s this", words[0]);
+}
+
+int addr(Arguments &arguments) {
+    Facts facts(arguments.take("--json"));
+    bool all = true;
+    for (char *text : arguments.operands(1, SIZE_MAX)) {
+        if (show_address(text, facts)) continue;
+        complain("\"%s\" is no address: expected a MAC, IPv4 or IPv6 address", text);
+        all = false;
+    }
+    return all ? kDone : kData;
+}
+
+int argv(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
+    Bytes line = read_text(arguments.operands(0, 1));
+    const size_t most = line.size() / 2 + 1;
+    Bytes room, joined;
+    room.resize((most + 1) * sizeof(char *));
+    auto **const words = reinterpret_cast<char **>(room.data());
+    const int count = cmdline_to_argv(static_cast<int>(most), words, line.text());
+    joined.resize(2 * line.size() + 3 * static_cast<size_t>(count) + 1);
+    char *const text = reinterpret_cast<char *>(joined.data());
+    *text = '\0';
+    argv_to_cmdline(text, static_cast<int>(joined.size()), count, words);
+    if (as_json) {
+        Json json;
+        json.begin('{');
+        json.begin('[', "words");
+        for (int i = 0; i < count; i++) json.text(nullptr, words[i]);
+        json.end(']');
+        json.text("joined", text);
+        json.end('}');
+        json.finish();
+        return kDone;
+    }
+    for (int i = 0; i < count; i++) {
+        printf("%s%3d%s  ", faint(), i, plain());
+        print_escaped(words[i]);
+        putchar('\n');
+    }
+    fputs("joined: ", stdout);
+    print_escaped(text);
+    putchar('\n');
+    return kDone;
+}
+
+}  // namespace quill::cli
