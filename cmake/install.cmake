@@ -8,6 +8,13 @@ install(TARGETS quill quill_static EXPORT quill
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/quill DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN *.h)
 install(PROGRAMS tools/sign-reg-table DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(FILES tools/sign-reg-table.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+if(QUILL_PROGRAM)
+  install(TARGETS quill_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES tools/quill/quill.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES tools/quill/quill.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME quill
+    COMPONENT tools)
+endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/quill)
 configure_package_config_file(cmake/quillConfig.cmake.in ${PROJECT_BINARY_DIR}/quillConfig.cmake

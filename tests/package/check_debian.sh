@@ -42,8 +42,11 @@ chroot root sh -ec "
     cc /mnt/consumer.c -o /mnt/consumer \$(pkg-config --cflags --libs quill) && /mnt/consumer
     man HashCreateExt | grep -m 1 'HashCreateExt is'
     sign-reg-table --help >/dev/null
+    quill vlan 1-10,20 + 30 - 5 | grep -qx 1-4,6-10,20,30
+    man quill | grep -q 'flash-history'
+    bash -c '. /usr/share/bash-completion/completions/quill; complete -p quill'
     test -s /usr/share/doc/libquill-doc/html/index.html
-    dpkg --purge quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
+    dpkg --purge quill-tools-dbgsym quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
     $list >/mnt/after
 " >log 2>&1 || { cat log; exit 1; }
 diff before after || { echo "removed, the packages leave that behind"; exit 1; }

@@ -21,7 +21,11 @@ BuildPackage =
 include $(RECIPE)/Makefile
 version: ; @echo $(PKG_VERSION)
 options: ; @echo $(CMAKE_OPTIONS)
-install: ; $(call Package/libquill/install,$(ROOT))
+define install_all
+$(call Package/libquill/install,$(ROOT))
+$(call Package/quill/install,$(ROOT))
+endef
+install: ; $(install_all)
 END
 cat >"$work/buildroot.mk" <<'END'
 BR2_EXTERNAL_QUILL_PATH := $(RECIPE)
@@ -34,7 +38,7 @@ END
 # usage: ask RECIPE TARGET
 ask() {
     make -s -f "$work/$1.mk" TOPDIR="$work" INCLUDE_DIR="$work/include" PKG_INSTALL_DIR="$work/installed" ROOT="$work/root" \
-        INSTALL_DIR="mkdir -p" CP="cp -P" RECIPE="$source/packaging/$1$([ "$1" = buildroot ] || echo /quill)" \
+        INSTALL_DIR="mkdir -p" INSTALL_BIN="cp" CP="cp -P" RECIPE="$source/packaging/$1$([ "$1" = buildroot ] || echo /quill)" \
         BR2_PACKAGE_QUILL_PARENT_CERTIFICATE='"p.der"' BR2_PACKAGE_QUILL_TOP_CERTIFICATE='"t.der"' \
         QUILL_PARENT_CERTIFICATE=p.der QUILL_TOP_CERTIFICATE=t.der "$2"
 }
@@ -50,6 +54,7 @@ for recipe in openwrt buildroot; do
     done
 done
 ask openwrt install
-[ "$(ls "$work/root/usr/lib")" = "$(printf '%s\n%s' "libquill.so.${version%%.*}" "libquill.so.$version")" ] ||
-    { find "$work/root"; echo "these files are what the OpenWrt package would hold"; exit 1; }
+[ "$(cd "$work/root/usr" && ls bin lib | sort)" = \
+    "$(printf '%s\n' '' bin: lib: "libquill.so.${version%%.*}" "libquill.so.$version" quill | sort)" ] ||
+    { find "$work/root"; echo "these files are what the OpenWrt packages would hold"; exit 1; }
 echo "the recipes give version $version and known options, and take the shared object"
