@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <bitset>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "support/failing_alloc.h"
 #include "support/random.h"
+#include "support/vmap_owner.h"
 
 namespace {
 
@@ -18,10 +18,7 @@ using quill::test::Random;
 constexpr int kBits = VMAP_WORDS * 32;
 using Model = std::bitset<kBits>;
 
-struct Release {
-    void operator()(vmap *map) const { vmap_free(map); }
-};
-using Map = std::unique_ptr<vmap, Release>;
+using quill::test::Map;
 
 Map map_of(const char *text) { return Map(vmap_from_string(text)); }
 

@@ -56,6 +56,8 @@ auto any(uint32_t (*read)(T *, const void *)) {
     }
 using Tags = std::vector<std::pair<size_t, uint8_t>>;
 
+enum Tag : uint8_t { kStr = 0, kHex = 8, kLongStr = 12, kLongHex = 13 };  // of the kinds with a length
+
 const std::vector<Kind> kKinds = {
     FIXED(u8, 1, 1, true, Tags{{0, 2}}),
     FIXED(u16, 1, 2, true, Tags{{0, 3}}),
@@ -67,10 +69,10 @@ const std::vector<Kind> kKinds = {
     FIXED(mac, 1, 6, true, Tags{{0, 1}}),
     FIXED(bool, 2, 1, false, Tags{{0, 7}, {1, 2}}),
     FIXED(s32, 5, 4, false, Tags{{0, 6}, {1, 7}, {2, 2}, {4, 4}}),
-    SIZED(str, 0, 2, true),
-    SIZED(hex, 8, 2, false),
-    SIZED(long_str, 12, 4, true),
-    SIZED(long_hex, 13, 4, false),
+    SIZED(str, kStr, 2, true),
+    SIZED(hex, kHex, 2, false),
+    SIZED(long_str, kLongStr, 4, true),
+    SIZED(long_hex, kLongHex, 4, false),
 };
 
 // What the reader has to say of the element there: the bytes that it consumes, or 0 when it must refuse.
@@ -89,7 +91,8 @@ uint64_t element_size(const Kind &kind, const Bytes &message, size_t at, uint32_
 
 void expect_same_on_the_way_back(const Kind &kind, const uint8_t *value, uint32_t size, const uint8_t *element,
                                  uint32_t element_length) {
-    if (!kind.same_on_the_way_back || (kind.length_bytes == 4 && size == 0)) return;
+    if (!kind.same_on_the_way_back) return;
+    if (kind.length_bytes == 4 && size == 0) return;  // read, but never written
     static GuardedPage page;
     uint8_t *const written = page.room(element_length, 0xee);
     uint32_t end = 0;
@@ -104,7 +107,7 @@ void expect_unchecked_agrees(const Kind &kind, const uint8_t *element, const uin
     if (kind.plain) {
         uint8_t *const out = page.room(size, 0xee);
         EXPECT(kind.plain(out, element) == kind.header + size && memcmp(out, value, size) == 0);
-    } else if (kind.tags[0].second == 0) {
+    } else if (kind.tags[0].second == kStr) {
         char *const out = quill::fuzz::room(page, size + 1);
         EXPECT(sxdr_read_str_size(element) == size);
         EXPECT(sxdr_read_str(out, element) == kind.header + size && memcmp(out, value, size) == 0);
@@ -114,7 +117,7 @@ void expect_unchecked_agrees(const Kind &kind, const uint8_t *element, const uin
             EXPECT(sxdr_read_str2(cut, element, capacity) == 3 + copied && memcmp(cut, value, copied) == 0);
             EXPECT(cut[copied] == 0);
         }
-    } else if (kind.tags[0].second == 8) {
+    } else if (kind.tags[0].second == kHex) {
         uint8_t *out = nullptr;
         EXPECT(sxdr_read_hex(&out, element) == kind.header + size);
         EXPECT(size == 0 || memcmp(out, value, size) == 0);
@@ -125,10 +128,10 @@ void expect_unchecked_agrees(const Kind &kind, const uint8_t *element, const uin
         EXPECT(sxdr_read_hex2(exact, size, &length, element) == kind.header + size && length == size);
         EXPECT(memcmp(exact, value, size) == 0);
         if (size > 0) EXPECT(sxdr_read_hex2(page.room(size - 1, 0xee), size - 1, &length, element) == 3 + size);
-    } else if (kind.tags[0].second == 12) {
+    } else if (kind.tags[0].second == kLongStr) {
         char *const out = quill::fuzz::room(page, size + 1);
         EXPECT(sxdr_read_str3(out, element) == kind.header + size && memcmp(out, value, size) == 0);
-    } else if (kind.tags[0].second == 13) {
+    } else if (kind.tags[0].second == kLongHex) {
         uint32_t length = 0;
         EXPECT(sxdr_read_hex2_len32(&length, element) == kind.header && length == size);
     }
@@ -142,7 +145,7 @@ void expect_bounded_forms_agree(const Kind &kind, const uint8_t *message, uint32
     const int length = element ? static_cast<int>(value_size) : -1;
     uint8_t *const out = page.room(capacity, 0xee);
     switch (kind.tags[0].second) {
-        case 0: {
+        case kStr: {
             EXPECT(sxdr_read_str_size_safe(message, message_length, at) == length);
             const bool fits = element != 0 && value_size < capacity;
             EXPECT(sxdr_read_str_new(reinterpret_cast<char *>(out), capacity, source, at, message_length) ==
@@ -151,7 +154,7 @@ void expect_bounded_forms_agree(const Kind &kind, const uint8_t *message, uint32
             EXPECT(!fits || memcmp(out, source + kind.header, value_size) == 0);
             break;
         }
-        case 8: {
+        case kHex: {
             EXPECT(sxdr_read_hex_size_safe(message, message_length, at) == length);
             const bool fits = element != 0 && value_size <= capacity;
             EXPECT(sxdr_read_hex_new(out, capacity, source, at, message_length) == (fits ? element : 0));
@@ -165,8 +168,8 @@ void expect_bounded_forms_agree(const Kind &kind, const uint8_t *message, uint32
             free(block);
             break;
         }
-        case 12: EXPECT(sxdr_read_long_str_size_safe(message, message_length, at) == length); break;
-        case 13: EXPECT(sxdr_read_long_hex_size_safe(message, message_length, at) == length); break;
+        case kLongStr: EXPECT(sxdr_read_long_str_size_safe(message, message_length, at) == length); break;
+        case kLongHex: EXPECT(sxdr_read_long_hex_size_safe(message, message_length, at) == length); break;
         default: break;
     }
 }
@@ -177,7 +180,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static GuardedPage messages, values;
     Input input(data, size);
     std::vector<std::pair<unsigned, unsigned>> steps;  // kind, capacity
-    for (unsigned n = input.below(16); n > 0; n--) steps.emplace_back(input.below(16), input.below(64));
+    for (unsigned n = input.below(16); n > 0; n--) {
+        const unsigned kind = input.below(16);
+        steps.emplace_back(kind, input.below(64));
+    }
     const Bytes bytes = input.rest();
     const uint8_t *const message = messages.hold(bytes);
     uint32_t at = 0;

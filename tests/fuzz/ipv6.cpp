@@ -1,4 +1,4 @@
-// Readers of IPv6 texts, prefixes and digits, against the C library's and their own way back.
+// Readers of IPv6 texts, prefixes and digits, against the C library's, which one of them hands on, and their own way back.
 #include <arpa/inet.h>
 #include <quill/ipv6.h>
 
@@ -64,8 +64,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string digits = text.substr(0, 32);
     digits.resize(32, '0');
     char *const room = quill::fuzz::room(out, QUILL_IPV6_LONG_SIZE);
-    if (format_ipv6_with_colon(reinterpret_cast<char *>(page.hold({reinterpret_cast<uint8_t *>(digits.data()), 32})),
-                               room)) {
+    char *const source = reinterpret_cast<char *>(page.hold({reinterpret_cast<uint8_t *>(digits.data()), 32}));
+    const bool accepted = format_ipv6_with_colon(source, room) == 1;
+    EXPECT(accepted == (digits.find_first_not_of("0123456789abcdefABCDEF:") == std::string::npos));
+    if (accepted) {
         EXPECT(strlen(room) == 39 && strncmp(room, digits.c_str(), 4) == 0);
         for (size_t i = 0; i < 32; i++)
             EXPECT(room[i + i / 4] == digits[i] && (i % 4 || i == 0 || room[i + i / 4 - 1] == ':'));

@@ -21,7 +21,7 @@ Content content_of(std::string text) {
     Content content;
     bool in[4] = {};
     while (!text.empty()) {
-        const std::string line = text.substr(0, std::min<size_t>(text.find('\n') + 1 ? text.find('\n') + 1 : 399, 399));
+        const std::string line = text.substr(0, std::min<size_t>(text.find('\n'), 398) + 1);
         text.erase(0, line.size());
         if (line == "\n") continue;
         int marker = -1;
@@ -33,7 +33,7 @@ Content content_of(std::string text) {
                 marker = i;
             }
         }
-        if (marker == 0) content.sections[0] += line;
+        if (marker == 0) content.sections[0] += line;  // a certificate keeps its markers, as PEM has them
         for (size_t i = 0; i < 4 && marker < 0; i++) {
             if (in[i]) content.sections[i] += line;
         }

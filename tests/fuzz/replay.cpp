@@ -12,7 +12,8 @@ extern "C" [[gnu::weak]] int LLVMFuzzerInitialize(int *argc, char ***argv);
 
 int main(int argc, char **argv) {
     if (argc != 2) return 2;
-    if (LLVMFuzzerInitialize) LLVMFuzzerInitialize(&argc, &argv);
+    const int status = LLVMFuzzerInitialize ? LLVMFuzzerInitialize(&argc, &argv) : 0;
+    std::cout << "(empty)" << std::endl;
     LLVMFuzzerTestOneInput(nullptr, 0);
     std::vector<std::filesystem::path> files;
     for (const auto &entry : std::filesystem::directory_iterator(argv[1])) files.push_back(entry.path());
@@ -24,5 +25,5 @@ int main(int argc, char **argv) {
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
     }
     std::cout << files.size() << " inputs\n";
-    return files.empty();
+    return files.empty() ? 1 : status;
 }

@@ -5,18 +5,18 @@
 #include "fuzz/fuzz.h"
 #include "support/validators_model.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    using namespace quill::test::validators;
-    using quill::fuzz::room;
-    static quill::test::GuardedPage page, out;
-    quill::fuzz::Input input(data, size);
-    const unsigned choice = input.byte();
-    const std::string text = input.text(800);
-    const auto length = static_cast<int>(text.size());
-    const auto bytes = [&] {
-        return reinterpret_cast<char *>(page.hold({reinterpret_cast<const uint8_t *>(text.data()), text.size()}));
-    };
+namespace {
 
+using namespace quill::test::validators;
+using quill::fuzz::room;
+
+quill::test::GuardedPage page, out;
+
+char *bytes_of(const std::string &text) {  // without a NUL
+    return reinterpret_cast<char *>(page.hold({reinterpret_cast<const uint8_t *>(text.data()), text.size()}));
+}
+
+void expect_judged(const std::string &text, int length) {
     EXPECT(email_addr_validate(page.hold_text(text)) == email_model(text));
     EXPECT(domain_name_validate(page.hold_text(text)) == domain_model(text));
     EXPECT(is_valid_restricted_filename(page.hold_text(text)) ==
@@ -24,12 +24,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const size_t meta = text.find_first_of(kMeta);
     EXPECT(has_shell_metachars(page.hold_text(text)) == (meta == std::string::npos ? 0 : text[meta]));
     const bool vulnerable = text.find_first_of(kVulnerable) != std::string::npos;
-    EXPECT(is_string_vulnerable(bytes(), length, 0, 0, 0) == vulnerable);
-    EXPECT(is_string_vulnerable(bytes(), length, 1, 0, 0) == !only(text, ""));
+    EXPECT(is_string_vulnerable(bytes_of(text), length, 0, 0, 0) == vulnerable);
+    EXPECT(is_string_vulnerable(bytes_of(text), length, 1, 0, 0) == !only(text, ""));
     bool traverses = false;
     for (const char *way : {"../", "%2E%2E%2F", "%252E%252E%252F"}) traverses |= text.find(way) != std::string::npos;
     EXPECT(is_string_vulnerable(page.hold_text(text), length, 0, 0, 1) == (vulnerable || traverses));
+    const auto is_control = [](char c) { return iscntrl(static_cast<unsigned char>(c)) != 0; };
+    EXPECT(valid_display_string(bytes_of(text), length) == std::any_of(text.begin(), text.end(), is_control));
+}
 
+void expect_numbers(const std::string &text, unsigned choice) {
     uint32_t number = 0, expected = 0;
     const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
     for (size_t i = 0; i < digits; i++) expected = expected * 10 + static_cast<uint32_t>(text[i] - '0');
@@ -37,8 +41,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool index = digits == text.size() && digits <= 2 && expected <= 63;
     EXPECT(validate_lag_num(page.hold_text(text)) == index && loopback_idx_validate(page.hold_text(text)) == index);
 
-    const auto is_control = [](char c) { return iscntrl(static_cast<unsigned char>(c)) != 0; };
-    EXPECT(valid_display_string(bytes(), length) == std::any_of(text.begin(), text.end(), is_control));
     const std::string hex_digits = text.substr(text.starts_with("0x") ? 2 : 0);
     const int most = static_cast<int>(choice % 6);
     const bool hex_number = hex_digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos &&
@@ -46,26 +48,51 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const auto hex_value = static_cast<uint32_t>(strtoull(("0" + hex_digits).c_str(), nullptr, 16));
     EXPECT(hextoint(page.hold_text(text), most) == (hex_number ? hex_value : UINT32_MAX));
     EXPECT(xctoc(text.c_str()[0]) == static_cast<int>(strtol(text.substr(0, 1).c_str(), nullptr, 16)));
+}
 
-    char *const escaped = room(out, 2 * text.size() + 1);
-    escape_shell_specialchars(page.hold_text(text), escaped);
-    std::string slashed;
-    for (const char c : text) (in(kSpecial, c) ? slashed += '\\' : slashed) += c;
-    EXPECT(escaped == slashed);
-    char *const name = bytes();
-    EXPECT(validate_file_name(name, length) == text.empty());
-    EXPECT(std::string(name, text.size()).find_first_of(kForbidden) == std::string::npos);
-    char *const quoted = page.hold_text(text);
-    EXPECT(clear_quotes(quoted) < length && strlen(quoted) <= text.size());
-    char *const roomy = strcpy(room(page, text.size() + 2), text.c_str());
-    insert_in_str(roomy, '!', static_cast<int>(choice));
-    EXPECT(strlen(roomy) == text.size() + (choice <= text.size()));
+void expect_hexified(const std::string &text, int length) {
     char *const hex = room(out, 2 * text.size());
-    EXPECT(pap_hexify(hex, reinterpret_cast<const uint8_t *>(bytes()), length) == hex + 2 * text.size() + 2);
+    EXPECT(pap_hexify(hex, reinterpret_cast<const uint8_t *>(bytes_of(text)), length) == hex + 2 * text.size() + 2);
     for (size_t i = 0; i < text.size(); i++) {
         char pair[3];
         snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(text[i]));
         EXPECT(memcmp(hex + 2 * i, pair, 2) == 0);
     }
+}
+
+void expect_rewritten(const std::string &text, int length, unsigned choice) {
+    char *const escaped = room(out, 2 * text.size() + 1);
+    escape_shell_specialchars(page.hold_text(text), escaped);
+    std::string slashed;
+    for (const char c : text) (in(kSpecial, c) ? slashed += '\\' : slashed) += c;
+    EXPECT(escaped == slashed);
+
+    char *const name = bytes_of(text);
+    EXPECT(validate_file_name(name, length) == text.empty());
+    EXPECT(std::string(name, text.size()).find_first_of(kForbidden) == std::string::npos);
+
+    const auto is_quote = [](char c) { return c == '\'' || c == '"'; };
+    std::string bare = text.substr(!text.empty() && is_quote(text.front()));
+    const int last = static_cast<int>(bare.size()) - 1;
+    if (!bare.empty() && is_quote(bare.back())) bare.pop_back();
+    char *const quoted = page.hold_text(text);
+    EXPECT(clear_quotes(quoted) == last && quoted == bare);
+
+    char *const roomy = strcpy(room(page, text.size() + 2), text.c_str());
+    insert_in_str(roomy, '!', static_cast<int>(choice));
+    EXPECT(roomy == (choice <= text.size() ? std::string(text).insert(choice, 1, '!') : text));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    quill::fuzz::Input input(data, size);
+    const unsigned choice = input.byte();
+    const std::string text = input.text(800);
+    const auto length = static_cast<int>(text.size());
+    expect_judged(text, length);
+    expect_numbers(text, choice);
+    expect_rewritten(text, length, choice);
+    expect_hexified(text, length);
     return 0;
 }

@@ -3,17 +3,14 @@
 #include <strings.h>
 
 #include <bitset>
-#include <memory>
 #include <optional>
 
 #include "fuzz/fuzz.h"
+#include "support/vmap_owner.h"
 
 namespace {
 
-struct Release {
-    void operator()(vmap *map) const { vmap_free(map); }
-};
-using Map = std::unique_ptr<vmap, Release>;
+using quill::test::Map;
 using Ids = std::bitset<4096>;
 
 std::optional<size_t> id_of(const std::string &digits) {
