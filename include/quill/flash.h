@@ -87,7 +87,7 @@ QUILL_API char *get_ap_flash_dev_name(void);
 
 /* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device named, or of the process's when device
  * is null, with one read or write. They return 0 when that transferred anything, also a part: there is no telling how
- * much. They return 0 as well, and -1, when it transferred nothing or failed, with no record in the history, and -1
+ * much. They return 0 also when it transferred nothing, and -1 when it failed, both without a record in the history; and -1
  * with a message when the device cannot be opened or the offset reached, or there is no semaphore. */
 QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char *device);
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);

@@ -56,8 +56,8 @@ QUILL_API int ListInsert(sList *list, void *object);
 QUILL_API int ListInsertAt(sList *list, void *object, const void *anchor);
 
 /* ListInsertSorted inserts object (kept) in the order of compare. An object equal to listed ones goes before the first
- * of them. The list must be in that order already. In a list of several, compare is asked twice about the head. Returns
- * 1, or 0 for a null list or when out of memory. */
+ * of them. The list must be in that order already. In a list of several, compare is asked twice about the head
+ * when the object goes behind it. Returns 1, or 0 for a null list or when out of memory. */
 QUILL_API int ListInsertSorted(sList *list, void *object, ListCompare compare);
 
 /* ListInsertRN appends object (kept) like ListInsert and returns its node, a borrowed handle for ListRemoveNode that

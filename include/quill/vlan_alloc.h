@@ -75,7 +75,7 @@ QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_al
 
 /* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), the first of several; 0
  * when there is none. Deliberately a list with just one VLAN gives list[0] as it stands: 0 when that slot is empty.
- * Costs two look-ups for every entry. */
+ * Costs a look-up for every entry, and another one as long as the best so far is not known. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark, or over
