@@ -39,6 +39,12 @@ else()
   string(REGEX REPLACE "[^/]+" ".." up "${pc_folder}")
   set(pc_prefix "\${pcfiledir}/${up}")
 endif()
+# The platform's object pool, of which the archive's programs are linked with the library: a file is found by its name.
+set(pc_mpool "")
+if(QUILL_PLATFORM_MPOOL)
+  cmake_path(GET QUILL_PLATFORM_MPOOL STEM pc_mpool)
+  string(REGEX REPLACE "^(lib)?(.+)" " -l\\2" pc_mpool ${pc_mpool})
+endif()
 configure_file(cmake/quill.pc.in ${PROJECT_BINARY_DIR}/quill.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quill.pc DESTINATION ${pc_folder} COMPONENT development)
 
