@@ -118,8 +118,9 @@ quill decode: standard input:3: character 2: expected hexadecimal digits, two a 
 {"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
 END_OF_OUTPUT
 
-expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex" <<'END_OF_OUTPUT'
+expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex; printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
 quill encode: standard input:3: u8: expected a number up to 255, found 256
+quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
 
 # --- the other readers
@@ -257,11 +258,12 @@ fe80::1/64
   kind         IPv6
   short        fe80::1
   long         fe80:0000:0000:0000:0000:0000:0000:0001
+  inet_ntop    fe80::1
   link-local   yes
   site-local   no
   mask         ffff:ffff:ffff:ffff::
 quill addr: "1.2.3" is no address: expected a MAC, IPv4 or IPv6 address
-{"kind":"IPv6","short":"2001:db8::1","long":"2001:0db8:0000:0000:0000:0000:0000:0001","link-local":false,"site-local":false}
+{"kind":"IPv6","short":"2001:db8::1","long":"2001:0db8:0000:0000:0000:0000:0000:0001","inet_ntop":"2001:db8::1","link-local":false,"site-local":false}
 quill addr: "nowhere" is no address: expected a MAC, IPv4 or IPv6 address
 END_OF_OUTPUT
 

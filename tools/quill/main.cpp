@@ -81,7 +81,10 @@ void say(const char *format, va_list values) {
     fflush(stdout);  // in the order in which things happened
     fprintf(stderr, "%squill%s%s:%s ", colour_of_errors(), running ? " " : "", running ? running : "",
             end_of_colour_of_errors());
-    vfprintf(stderr, format, values);
+    // What was found may be a stranger's, and a terminal obeys control characters.
+    char text[1024];
+    vsnprintf(text, sizeof text, format, values);
+    for (const char *c = text; *c; c++) fputc(static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f ? '?' : *c, stderr);
     fputc('\n', stderr);
 }
 

@@ -172,11 +172,13 @@ void show_ipv4(const ip_af_addr &address, const char *text, Facts &facts) {
 
 void show_ipv6(const ip_af_addr &address, const char *prefix, const char *text, Facts &facts) {
     uint16_t groups[8];
-    for (size_t i = 0; i < 8; i++) groups[i] = static_cast<uint16_t>(address.addr[2 * i] << 8 | address.addr[2 * i + 1]);
+    for (size_t i = 0; i < 8; i++)
+        groups[i] = static_cast<uint16_t>(address.addr[2 * i] << 8 | address.addr[2 * i + 1]);
     facts.begin(text);
     facts.add("kind", "IPv6");
     facts.add("short", ipv6_to_str(groups));
     facts.add("long", ip6_to_str_long(address.addr));
+    facts.add("inet_ntop", ip6_to_str(address.addr));
     facts.add("link-local", is_ipv6_link_local_address(address) != 0);
     facts.add("site-local", is_ipv6_site_local_address(address) != 0);
     if (prefix) {
