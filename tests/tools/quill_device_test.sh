@@ -1,7 +1,8 @@
 #!/bin/sh
-# quill_device_test.sh SOURCE_DIR QUILL: what it says of a device, and of a signed table, in a private device.
+# quill_device_test.sh SOURCE_DIR QUILL READ_FLASH: what it says of a device, of its flash's history as the library writes
+# it, and of a signed table, in a private device.
 set -eu
-source=$1
+source=$1 read_flash=$3
 PATH=${2%/*}:$source/tools:$PATH
 export PATH TZ=UTC0
 mkdir /tmp/work
@@ -37,6 +38,15 @@ grep -q 'Signature verified' steps || fail "the steps are not told: $(cat steps)
 sed '/BEGIN FILE/{n;s/^./#/;}' table >altered
 ! quill regtable verify altered 2>steps || fail "an altered table is accepted"
 grep -q 'not valid (-100)' steps || fail "the reason is not told: $(cat steps)"
+
+# --- the history
+
+head -c 4096 /dev/zero >/dev/mtd0
+true >/tmp/mtd
+"$read_flash" && "$read_flash"
+quill flash-history | tee history
+# The private /proc shows no process, so nobody knows who it was.
+[ "$(grep -c 'read  *0x00000100  *16 .* ms  unknown  *unknown' history)" -eq 2 ] || fail "flash-history"
 
 # --- the dump
 
