@@ -39,8 +39,8 @@
 
 QUILL_BEGIN_DECLS
 
-/* --- Writers: (source, its size in bytes, message buffer, the buffer's size in bytes, cursor). The source of a fixed
- * kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the byte as it is:
+/* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the cursor.
+ * The source of a fixed kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the byte as it is:
  * 2 goes out as 2, and a reader takes it for 0. */
 QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                  uint32_t *cursor);
@@ -74,8 +74,8 @@ QUILL_API int sxdr_write_long_str_safe(const char *source, uint32_t length, void
 QUILL_API int sxdr_write_long_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
                                        uint32_t *cursor);
 
-/* --- Readers: (message, its length in bytes, cursor, destination, its capacity in bytes). The capacity must be at
- * least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the tag.
+/* --- Readers. They take the message, its length in bytes, the cursor, the destination, and its capacity in bytes. The
+ * capacity must be at least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the tag.
  * sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
 QUILL_API int sxdr_read_u8_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
                                 uint32_t capacity);
