@@ -8,6 +8,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 export SOURCE_DATE_EPOCH=1700000000 CCACHE_DISABLE=1
+unset CFLAGS CXXFLAGS LDFLAGS # a packager's, which may ask for debugging information with the folder in it
 
 build() {
     "$cmake" -S "$source" -B "$work/$1" -DCMAKE_BUILD_TYPE=Release \
