@@ -39,6 +39,9 @@ for folder in src/*/; do
     done
 done
 
+# The program is one like those of others.
+inside=$(grep -n '^#include ".*/' tools/quill/*.cpp tools/quill/*.h) && { echo "tools/quill looks inside: $inside"; bad=1; }
+
 # The folder of a public header is that of the source with its stem.
 imports() {
     for folder in src/*/; do
