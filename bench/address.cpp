@@ -56,7 +56,7 @@ void add_to_text(const char *row, const char *contender, Address make, Convert c
     });
 }
 
-// The answer is a number, or where an address's bytes are.
+// The answer is a number.
 template <typename Address, typename Print, typename Convert>
 void add_from_text(const char *row, const char *contender, Address make, Print print, Convert convert) {
     bench::add(std::string("address text: ") + row, contender, 0, kAddresses, [=] {
@@ -72,7 +72,7 @@ void add_from_text(const char *row, const char *contender, Address make, Print p
 
 uint64_t from_bytes(const void *bytes, size_t size) {
     uint64_t value = 0;
-    for (size_t i = size > 8 ? size - 8 : 0; i < size; i++) value = value << 8 | static_cast<const uint8_t *>(bytes)[i];
+    for (size_t i = 0; i < size; i++) value = (value << 8 | value >> 56) ^ static_cast<const uint8_t *>(bytes)[i];
     return value;
 }
 

@@ -17,7 +17,7 @@ struct Work {
 };
 
 // A contender of a row ("family: work"), with n elements (0 where there is nothing to count). prepare is called anew for
-// every round; what it holds must go with the Work. A run does as many operations.
+// every round; what it holds must go with the Work. Each run does `operations` operations; times are of one.
 void add(const std::string &row, const std::string &contender, size_t n, size_t operations,
          std::function<Work()> prepare);
 
@@ -30,10 +30,10 @@ constexpr uint32_t scatter(uint32_t i) {
 }
 
 // 0 … n - 1 in an order without a pattern.
-inline std::vector<uint32_t> shuffled(size_t n, uint32_t seed = 0) {
+inline std::vector<uint32_t> shuffled(size_t n) {
     std::vector<uint32_t> order(n);
     std::iota(order.begin(), order.end(), 0u);
-    for (size_t i = n; i > 1; i--) std::swap(order[i - 1], order[scatter(static_cast<uint32_t>(i) + seed) % i]);
+    for (size_t i = n; i > 1; i--) std::swap(order[i - 1], order[scatter(static_cast<uint32_t>(i)) % i]);
     return order;
 }
 

@@ -119,10 +119,9 @@ static gboolean parse_event(const char *line, struct event *event) {
     const char *what = station + strlen("00:00:00:00:00:00 ");
     if (!g_str_has_prefix(what, "IEEE 802.11: ")) return FALSE;
     what += strlen("IEEE 802.11: ");
-    char *word = g_strndup(what, strcspn(what, " \t\r"));
-    event->associated = g_str_equal(word, "associated");
-    gboolean known = event->associated || g_str_equal(word, "disassociated");
-    g_free(word);
+    gsize word = strcspn(what, " \t\r");
+    event->associated = word == strlen("associated") && memcmp(what, "associated", word) == 0;
+    gboolean known = event->associated || (word == strlen("disassociated") && memcmp(what, "disassociated", word) == 0);
     if (known) event->interface = g_strndup(start, (gsize)(mark - start));
     return known;
 }

@@ -143,7 +143,11 @@ public:
     explicit GLib(const std::vector<typename Kind::Key> &keys) : keys_(keys) {}
     GLib(const GLib &) = delete;
     ~GLib() { g_tree_destroy(tree_); }
-    bool insert(uint32_t i) { return g_tree_insert_node(tree_, key(i), GUINT_TO_POINTER(i)); }
+    bool insert(uint32_t i) {
+        const int before = g_tree_nnodes(tree_);
+        g_tree_insert(tree_, key(i), GUINT_TO_POINTER(i));
+        return g_tree_nnodes(tree_) > before;
+    }
     uint64_t find(uint32_t i) { return GPOINTER_TO_UINT(g_tree_lookup(tree_, key(i))); }
     bool remove(uint32_t i) { return g_tree_remove(tree_, key(i)); }
 
@@ -161,7 +165,10 @@ public:
     ~Tsearch() {
         tdestroy(root_, [](void *) {});
     }
-    bool insert(uint32_t i) { return tsearch(&keys_[i], &root_, compare_keys<Kind>); }
+    bool insert(uint32_t i) {
+        const void *node = tsearch(&keys_[i], &root_, compare_keys<Kind>);
+        return *static_cast<const typename Kind::Key *const *>(node) == &keys_[i];
+    }
     uint64_t find(uint32_t i) {
         const void *node = tfind(&keys_[i], &root_, compare_keys<Kind>);
         return node ? static_cast<uint64_t>(*static_cast<const typename Kind::Key *const *>(node) - keys_.data()) : 0;
@@ -179,7 +186,7 @@ public:
     explicit RedBlack(const std::vector<typename Kind::Key> &keys) : keys_(keys) {}
     RedBlack(const RedBlack &) = delete;
     ~RedBlack() { rbterminate(tree_, 0); }
-    bool insert(uint32_t i) { return rbsearch(&keys_[i], tree_); }
+    bool insert(uint32_t i) { return rbsearch(&keys_[i], tree_) == &keys_[i]; }
     uint64_t find(uint32_t i) {
         const void *key = rbfind(&keys_[i], tree_);
         return key ? static_cast<uint64_t>(static_cast<const typename Kind::Key *>(key) - keys_.data()) : 0;
@@ -199,7 +206,7 @@ public:
     ~Plain() {
         for (const auto &key : keys_) btree_delete(&key, &root_, compare_keys<Kind>);
     }
-    bool insert(uint32_t i) { return btree_search(&keys_[i], &root_, compare_keys<Kind>); }
+    bool insert(uint32_t i) { return btree_search(&keys_[i], &root_, compare_keys<Kind>)->key == &keys_[i]; }
     uint64_t find(uint32_t i) {
         const void *key = btree_find(&keys_[i], &root_, compare_keys<Kind>);
         return key ? static_cast<uint64_t>(static_cast<const typename Kind::Key *>(key) - keys_.data()) : 0;
