@@ -118,6 +118,17 @@ quill decode: standard input:3: character 2: expected hexadecimal digits, two a 
 {"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
 END_OF_OUTPUT
 
+# What no checked writer makes, and bytes that a value does not show.
+expect 0 "printf 'str3 \"\"\\nhex_len32\\nhex32\\n' | quill encode | quill decode --plain; echo 0607029a0400000005 | quill decode --hex
+echo 0607029a0400000005 | quill decode --hex --json" <<'END_OF_OUTPUT'
+str3 ""
+hex_len32
+hex32
+offset  kind       length  value
+     0  s32             9  5  of the bytes 0607029a0400000005
+{"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"bytes":"0607029a0400000005","value":5}],"damage":null}
+END_OF_OUTPUT
+
 expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex; printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
 quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
@@ -168,20 +179,33 @@ quill flash-history: message.txt: expected 16808 bytes, found $(wc -c <message.t
 quill flash-history: cannot open nowhere: No such file or directory
 END_OF_OUTPUT
 
-# It goes on with what is written later.
-LC_ALL=C history 2 3 >growing
+# It goes on with what is written later, as the library writes it: first which record comes next, then the record.
+LC_ALL=C history 2 2 >growing
 true >followed
 quill flash-history --follow --json growing >followed &
 follower=$!
 tries=0
-until [ "$(wc -l <followed)" -ge 3 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
+until [ "$(wc -l <followed)" -ge 2 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
 LC_ALL=C history 3 3 >grown
-dd if=grown of=growing bs=8 count=1 conv=notrunc 2>/dev/null
+dd if=grown of=growing bs=4 count=2 conv=notrunc 2>/dev/null
+sleep 0.5
+dd if=grown of=growing bs=4 skip=44 seek=44 count=21 conv=notrunc 2>/dev/null
+tries=0
+until [ "$(wc -l <followed)" -ge 3 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
+LC_ALL=C history 1 1 >another
+mv another growing
 tries=0
 until [ "$(wc -l <followed)" -ge 4 ] || [ $((tries += 1)) -gt 100 ]; do sleep 0.1; done
 kill $follower
 wait $follower 2>/dev/null
-tail -n 1 followed | grep -q '"process":"httpd\[2\]"' || complain "flash-history --follow: $(cat followed)"
+[ "$(sed 's/.*"process":"\([^"]*\)".*/\1/' followed | tr '\n' ' ')" = 'httpd[0] httpd[1] httpd[2] httpd[0] ' ] ||
+    complain "flash-history --follow: $(cat followed)"
+[ ! -w /dev/full ] || ! timeout 20 quill flash-history --follow few >/dev/full 2>/dev/null ||
+    complain "flash-history --follow goes on when nobody can read it"
+: >empty
+expect 0 "quill flash-history --json empty" <<'END_OF_OUTPUT'
+[]
+END_OF_OUTPUT
 
 # --- sets, versions, digests, texts, addresses
 
@@ -224,11 +248,13 @@ quill hmac: standard input is empty: there is no code of nothing
 END_OF_OUTPUT
 
 expect 1 "quill scramble abc; quill unscramble 524c54; quill scramble --ascii abcd; quill unscramble --ascii 0R0L0T
-quill unscramble 5" <<'END_OF_OUTPUT'
+quill unscramble \$(quill scramble 'C:\\x'); printf 'a\\000b\\n' | quill scramble; quill unscramble 5" <<'END_OF_OUTPUT'
 524c54
 abc
 0R0
 abc
+C:\x
+quill scramble: a NUL byte in the text
 quill unscramble: character 2: expected hexadecimal digits, two a byte
 END_OF_OUTPUT
 
@@ -276,6 +302,10 @@ joined: set name "north wing" "vlan 20"
 {"words":["a","b \"c",""],"joined":"a \"b \\\"c\" "}
 END_OF_OUTPUT
 
+expect 1 "quill fqln build 'a\\b' c d e" <<'END_OF_OUTPUT'
+quill fqln: "a\b" does not come back from a name: it is too long, or has a backslash
+END_OF_OUTPUT
+
 # --- this machine, whatever it has
 
 expect 0 "quill info | grep -c '^  [a-z/]'; quill info --json | tr ',' '\\n' | grep -c '\":'" <<'END_OF_OUTPUT'
@@ -294,13 +324,18 @@ expect 1 "quill regtable verify nowhere 2>&1 | tail -n 1; quill regtable version
 quill regtable verify --json nowhere 2>/dev/null" <<'END_OF_OUTPUT'
 quill regtable: nowhere: the file cannot be opened, or its sections not be put into files (-97)
 quill regtable: nowhere: the file cannot be opened (-1)
-{"file":"nowhere","valid":false,"code":-97}
+{"file":"nowhere","valid":false,"version":null,"code":-97}
 END_OF_OUTPUT
 printf '%s\n' '-----BEGIN FILE-----' 'table' '-----END FILE-----' '-----BEGIN VERSION-----' '1.0.7' \
     '-----END VERSION-----' >unsigned
 expect 0 "quill regtable version unsigned; quill regtable version --json unsigned" <<'END_OF_OUTPUT'
 1.0.7
 {"file":"unsigned","version":"1.0.7"}
+END_OF_OUTPUT
+expect 1 "quill regtable version message.txt; quill regtable unpack nowhere.gz out; cp message.txt p.gz; quill regtable unpack p.gz out" <<'END_OF_OUTPUT'
+quill regtable: message.txt: no version section
+quill regtable: cannot read nowhere.gz: No such file or directory
+quill regtable: p.gz is no whole gzip file
 END_OF_OUTPUT
 printf '#!/bin/sh\necho "signs: $*"\n' >bin/sign-reg-table
 chmod +x bin/sign-reg-table
@@ -321,6 +356,11 @@ offset  kind       length  value
      0  str             8  "\x1b[31m"
 END_OF_OUTPUT
 
+printf '\000\000\002\302\233' >hostile
+expect 0 "quill decode --json hostile" <<'END_OF_OUTPUT'
+{"length":5,"elements":[{"offset":0,"kind":"str","length":5,"value":"\u009b"}],"damage":null}
+END_OF_OUTPUT
+
 # Colours are for terminals alone, and for who wants them.
 escape=$(printf '\033')
 is_coloured() { grep -qF "${escape}[" "$1"; }
@@ -339,7 +379,11 @@ for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
     [ "$(awk '{ print length }' help | sort -n | tail -n 1)" -le 80 ] || complain "quill $command --help is too wide"
     ! quill "$command" --nonsense a b c d e f g >/dev/null 2>&1 </dev/null || complain "quill $command --nonsense"
 done
-expect 2 "quill nothing; quill vlan --nonsense 1" <<'END_OF_OUTPUT'
+expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing; quill vlan --nonsense 1" <<'END_OF_OUTPUT'
+quill hmac: --key is given twice
+usage: quill hmac (--key TEXT | --key-hex DIGITS | --key-file FILE) [FILE]
+quill decode: no option "-x"
+usage: quill decode [--hex | --lines] [--plain | --json] [FILE]
 quill: no command "nothing"; quill --help lists them
 quill vlan: no option "--nonsense"
 usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
@@ -350,7 +394,7 @@ END_OF_OUTPUT
 [ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } || complain "a full disk is not told"
 
 # Completion, and the manual page, say what the program says.
-for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill fqln :split build'; do
+for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill encode --:--help --hex' 'quill fqln :split build'; do
     bash -c '. "$1"; read -ra COMP_WORDS <<<"${2%:*}"
         case $2 in *" :"*) COMP_WORDS+=("") ;; esac
         COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] || { echo "${COMPREPLY[*]}"; exit 1; }' \

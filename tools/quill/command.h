@@ -20,7 +20,7 @@ struct Command {
 };
 
 // The words behind a command. A command first takes its options, which may stand anywhere before a "--", and then the
-// operands. What it does not know ends the program with kUsage.
+// operands: a lone "-" is one. What it does not know ends the program with kUsage.
 class Arguments {
 public:
     Arguments(const Command &command, std::span<char *> words) : command_(command), words_(words) {}
@@ -37,6 +37,7 @@ public:
 
 private:
     void drop(size_t index, size_t count);
+    const char *once(const char *option, const char *value);
     const Command &command_;
     std::span<char *> words_;
 };

@@ -47,6 +47,19 @@ size_t utf8_length(std::string_view text) {
     return refused ? 0 : length;
 }
 
+bool is_control(std::string_view text) {
+    const auto byte = static_cast<uint8_t>(text.empty() ? 'a' : text[0]);
+    return byte < 0x20 || byte == 0x7f ||
+           (byte == 0xc2 && utf8_length(text) == 2 && static_cast<uint8_t>(text[1]) < 0xa0);
+}
+
+void print_text(std::string_view text) {
+    if (isatty(STDOUT_FILENO))
+        print_escaped(text);
+    else
+        fwrite(text.data(), 1, text.size(), stdout);
+}
+
 bool is_utf8(std::string_view text) {
     while (!text.empty()) {
         const size_t length = utf8_length(text);
@@ -60,10 +73,8 @@ void print_escaped(std::string_view text, char quote) {
     while (!text.empty()) {
         const char c = text[0];
         const auto byte = static_cast<uint8_t>(c);
-        size_t length = utf8_length(text);
-        // The C1 controls, two bytes in UTF-8, are commands to some terminals.
-        if (length == 2 && byte == 0xc2 && static_cast<uint8_t>(text[1]) < 0xa0) length = 0;
-        if (c == '\\' || (quote && c == quote))
+        const size_t whole = utf8_length(text), length = is_control(text) ? 0 : whole;
+        if (quote && (c == '\\' || c == quote))
             printf("\\%c", c);
         else if (c == '\n')
             fputs("\\n", stdout);
@@ -74,8 +85,8 @@ void print_escaped(std::string_view text, char quote) {
         else if (length > 1 || is_printable(byte))
             fwrite(text.data(), 1, length, stdout);
         else
-            printf("\\x%02x", byte), length = 1;
-        text.remove_prefix(length);
+            printf("\\x%02x", byte);
+        text.remove_prefix(length ? length : 1);
     }
 }
 
@@ -119,8 +130,8 @@ void Json::text(const char *name, std::string_view value) {
         const size_t length = utf8_length(value);
         if (c == '"' || c == '\\')
             printf("\\%c", c);
-        else if (static_cast<uint8_t>(c) < 0x20 || c == 0x7f)
-            printf("\\u%04x", static_cast<unsigned>(c));
+        else if (is_control(value))
+            printf("\\u%04x", static_cast<unsigned>(static_cast<uint8_t>(value[length - 1])));
         else if (length == 0)
             fputs("\\ufffd", stdout);
         else

@@ -61,6 +61,7 @@ void print_row(const Element &element) {
         return;
     }
     print_value(element);
+    print_hidden(element);
     putchar('\n');
 }
 
@@ -82,6 +83,7 @@ void print_json(const Element &element, Json &json) {
 
 // Returns whether all of it could be read. `where` says which message it is.
 bool decode_message(std::span<const uint8_t> message, Form form, const char *where) {
+    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", where);
     Json json;
     Damage damage;
     bool whole = true;
@@ -152,6 +154,7 @@ std::string_view trimmed(std::string_view text) {
 void encode_line(std::string_view line, Bytes &message, const char *name, size_t number) {
     line = trimmed(line);
     if (line.empty() || line[0] == '#') return;
+    if (line.find('\0') != std::string_view::npos) fail("%s:%zu: a NUL byte in the line", name, number);
     const size_t end = line.find_first_of(" \t");
     const std::string_view word = part(line, 0, end);
     const std::string_view value = trimmed(part(line, word.size()));

@@ -128,6 +128,7 @@ int dump(Arguments &arguments) {
         open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);  // nobody else tells that it cannot be
     if (file < 0) fail("cannot write %s: %s", path, strerror(errno));
     close(file);
+    const off_t before = size_of(path);
     if (pipe2(done_pipe, O_CLOEXEC) != 0) fail("cannot make a pipe: %s", strerror(errno));
     fflush(nullptr);
     const pid_t process = fork();
@@ -140,7 +141,9 @@ int dump(Arguments &arguments) {
     }
     if (!WIFEXITED(status)) fail("the dump was ended by signal %d", WTERMSIG(status));
     if (WEXITSTATUS(status) != 0) fail("cannot dump to %s: %s", path, strerror(WEXITSTATUS(status)));
-    printf("%s: %u sections, %lld bytes\n", path, sections, static_cast<long long>(size_of(path)));
+    const off_t added = size_of(path) - before;
+    if (added <= 0) fail("nothing could be written to %s", path);  // each dump has a heading
+    printf("%s: %u sections, %lld bytes\n", path, sections, static_cast<long long>(added));
     return kDone;
 }
 

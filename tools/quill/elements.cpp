@@ -110,6 +110,16 @@ const char *address_text(const Element &element, char (&buffer)[QUILL_IP_STR_SIZ
     }
 }
 
+// Bytes that a value does not show: a sign that is neither 0 nor 1 or belongs to a number that no int32_t holds, and filler.
+bool hides_bytes(const Element &element) {
+    const uint8_t *raw = element.raw.data();
+    if (element.kind == kIpAf) return raw[3] != 0 || raw[4] != 0;
+    if (element.kind != kS32) return false;
+    const uint8_t sign = raw[3];
+    const uint32_t magnitude = static_cast<uint32_t>(raw[5] << 24 | raw[6] << 16 | raw[7] << 8 | raw[8]);
+    return sign > 1 || magnitude > uint32_t{INT32_MAX} + sign || (sign == 1 && magnitude == 0);
+}
+
 bool is_text(Kind kind) { return kind == kStr || kind == kStr3; }
 
 // --- reading values
@@ -214,13 +224,16 @@ const char *append_number(std::string_view value, Bytes &message, const char *wa
 
 const char *append_content(Kind kind, Bytes &content, Bytes &message) {
     const bool wide = kLayouts[kind].counted == 4;
-    const char *const wanted = wide ? "at least one byte" : "at most 65535 bytes";
+    const char *const wanted = wide ? "fewer bytes" : "at most 65535 bytes";
     const auto length = static_cast<uint32_t>(content.size());
     const char *const text = content.text();
-    if (kind == kHex32) {  // which has no checked form
+    if (kind == kHex32 || (wide && length == 0)) {  // which have no checked writer
         const size_t start = message.size();
         message.resize(start + kLayouts[kind].fixed + length);
-        sxdr_write_hex32(text, length, message.data() + start);
+        uint8_t *const at = message.data() + start;
+        kind == kStr3       ? sxdr_write_str3("", at)
+        : kind == kHexLen32 ? sxdr_write_hex_len32(0, at)
+                            : sxdr_write_hex32(text, length, at);
         return nullptr;
     }
     return append(message, size_t{length} + 5, wanted, [=](void *to, uint32_t size, uint32_t *cursor) {
@@ -265,6 +278,7 @@ bool read_element(std::span<const uint8_t> message, uint32_t offset, Element &ou
         damage.find("%zu left", left.size());
         return false;
     }
+    out.raw = left.first(layout.fixed);
     return layout.counted ? read_counted(left, out, damage) : read_fixed(message, out, damage);
 }
 
@@ -301,8 +315,15 @@ void print_value(const Element &element) {
     }
 }
 
+void print_hidden(const Element &element) {
+    if (!hides_bytes(element)) return;
+    fputs("  of the bytes ", stdout);
+    print_hex(element.raw);
+}
+
 void print_value(const Element &element, Json &json) {
     char buffer[QUILL_IP_STR_SIZE];
+    if (hides_bytes(element)) json.hex("bytes", element.raw);
     if (is_text(element.kind) && is_utf8(as_text(element.content))) {
         json.text("value", as_text(element.content));
     } else if (is_text(element.kind) || is_data(element.kind)) {

@@ -37,7 +37,8 @@ enum Kind : uint8_t {
 struct Element {
     Kind kind;
     uint32_t offset, length;           // in the message, its tag included
-    std::span<const uint8_t> content;  // of texts and data, in the message; of addresses, in `bytes`
+    std::span<const uint8_t> raw;      // its fixed part in the message
+    std::span<const uint8_t> content;  // of texts and data, in the message
     uint8_t bytes[16];
     uint64_t number;   // of the unsigned kinds, and a bool's byte
     int32_t negative;  // of s32
@@ -54,6 +55,8 @@ bool read_element(std::span<const uint8_t> message, uint32_t offset, Element &ou
 void print_value(const Element &element);
 void print_value(const Element &element, Json &json);
 bool is_data(Kind kind);
+// Behind a value, what bytes it does not show.
+void print_hidden(const Element &element);
 
 // Appends the element of a kind whose value is said as print_value says it. What is wrong with it, or null.
 const char *write_element(Kind kind, std::string_view value, Bytes &message);

@@ -66,6 +66,7 @@ Bytes read_text(std::span<char *> operands) {
     Bytes bytes;
     if (operands.empty()) {
         for (int c; (c = getchar()) != EOF && c != '\n';) bytes.append(static_cast<uint8_t>(c));
+        if (bytes.view().find('\0') != std::string_view::npos) fail("a NUL byte in the text");
     } else {
         bytes.resize(strlen(operands[0]));
         memcpy(bytes.data(), operands[0], bytes.size());

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <span>
+#include <string_view>
 
 #include "command.h"
 #include "console.h"
@@ -51,9 +52,9 @@ void list_commands(FILE *to) {
 bool asks_for_help(std::span<char *> words) {
     for (const char *word : words) {
         if (strcmp(word, "--") == 0) return false;
-        if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0) return true;
+        if (strcmp(word, "--help") == 0) return true;
     }
-    return false;
+    return !words.empty() && strcmp(words[0], "-h") == 0;
 }
 
 int run(std::span<char *> words) {
@@ -84,19 +85,28 @@ void say(const char *format, va_list values) {
     // What was found may be a stranger's, and a terminal obeys control characters.
     char text[1024];
     vsnprintf(text, sizeof text, format, values);
-    for (const char *c = text; *c; c++) fputc(static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f ? '?' : *c, stderr);
+    for (std::string_view left = text; !left.empty();) {
+        const size_t length = utf8_length(left);
+        if (length == 0 || is_control(left))
+            fputc('?', stderr);
+        else
+            fwrite(left.data(), 1, length, stderr);
+        left.remove_prefix(length ? length : 1);
+    }
     fputc('\n', stderr);
 }
 
 }  // namespace
 
 bool Arguments::take(const char *option) {
-    for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
-        if (strcmp(words_[i], option) != 0) continue;
-        drop(i, 1);
-        return true;
+    bool taken = false;
+    for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0;) {
+        if (strcmp(words_[i], option) == 0)
+            drop(i, 1), taken = true;
+        else
+            i++;
     }
-    return false;
+    return taken;
 }
 
 const char *Arguments::take_value(const char *option) {
@@ -104,13 +114,18 @@ const char *Arguments::take_value(const char *option) {
     for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
         if (strncmp(words_[i], option, length) != 0) continue;
         char *const behind = words_[i] + length;
-        if (*behind == '=') return drop(i, 1), behind + 1;
+        if (*behind == '=') return drop(i, 1), once(option, behind + 1);
         if (*behind != '\0') continue;
         if (i + 1 == words_.size()) misused("%s wants a value", option);
         char *const value = words_[i + 1];
-        return drop(i, 2), value;
+        return drop(i, 2), once(option, value);
     }
     return nullptr;
+}
+
+const char *Arguments::once(const char *option, const char *value) {
+    if (take_value(option)) misused("%s is given twice", option);
+    return value;
 }
 
 std::span<char *> Arguments::operands(size_t least, size_t most) {
@@ -119,7 +134,7 @@ std::span<char *> Arguments::operands(size_t least, size_t most) {
             drop(i, 1);
             break;
         }
-        if (strncmp(words_[i], "--", 2) == 0) misused("no option \"%s\"", words_[i]);
+        if (words_[i][0] == '-' && words_[i][1] != '\0') misused("no option \"%s\"", words_[i]);
     }
     if (words_.size() < least) misused("too few arguments");
     if (words_.size() > most) misused("too many arguments: \"%s\"", words_[most]);

@@ -1,8 +1,10 @@
 // quill regtable.
 #include <errno.h>
+#include <fcntl.h>
 #include <quill/reg_table.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <span>
@@ -88,16 +90,17 @@ int show_version(const char *path, bool verify, bool as_json) {
         code = verify ? parse_validate_encrypted_signed_reg_tbl_file(path) : int{QUILL_REG_TABLE_VALID};
         if (code == QUILL_REG_TABLE_VALID) code = get_reg_tbl_file_ver(path, &text);
     }
-    const bool done = code == QUILL_REG_TABLE_VALID;
+    const bool done = code == QUILL_REG_TABLE_VALID && *text;
     if (as_json) {
         Json json;
         json.begin('{');
         json.text("file", path);
-        if (verify) json.boolean("valid", done);
+        if (verify) json.boolean("valid", code == QUILL_REG_TABLE_VALID);
         if (done)
             json.text("version", line_of(text));
         else
-            json.number("code", int64_t{code});
+            json.null("version");
+        if (code != QUILL_REG_TABLE_VALID) json.number("code", int64_t{code});
         json.end('}');
         json.finish();
     } else if (done) {
@@ -105,11 +108,33 @@ int show_version(const char *path, bool verify, bool as_json) {
         print_escaped(line_of(text));
         putchar('\n');
     }
-    if (!done) complain("%s: %s (%d)", path, reason_of(code), code);
+    if (code != QUILL_REG_TABLE_VALID)
+        complain("%s: %s (%d)", path, reason_of(code), code);
+    else if (!done)
+        complain("%s: no version section", path);
     return done ? kDone : kData;
 }
 
+// The library takes what gunzip could make of a file, whatever that was.
+bool is_whole_gzip(const char *path) {
+    const pid_t process = fork();
+    if (process < 0) fail("cannot start a process: %s", strerror(errno));
+    if (process == 0) {
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(nowhere, STDERR_FILENO);
+        execlp("gunzip", "gunzip", "-t", "--", path, static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    int status;
+    while (waitpid(process, &status, 0) < 0)
+        if (errno != EINTR) return false;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 127) fail("cannot run gunzip");
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
 int unpack(const char *in, const char *out) {
+    if (access(in, R_OK) != 0) fail("cannot read %s: %s", in, strerror(errno));
+    if (!is_whole_gzip(in)) fail("%s is no whole gzip file", in);
     int code;
     {
         OutputToErrors moved;

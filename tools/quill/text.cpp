@@ -88,17 +88,22 @@ int split(const char *name, bool as_json) {
     fqln_crack(name, text[0], room, text[1], room, text[2], room, text[3], room);
     Json json;
     if (as_json) json.begin('[');
-    for (const char *part : text) as_json ? json.text(nullptr, part) : static_cast<void>(puts(part));
+    for (const char *part : text)
+        as_json ? json.text(nullptr, part) : (print_text(part), static_cast<void>(putchar('\n')));
     if (as_json) json.end(']'), json.finish();
     return kDone;
 }
 
 int build(std::span<char *> parts) {
-    for (const char *part : parts)
-        if (strlen(part) > FQLN_PART_SIZE / 2)
-            fail("\"%s\" is too long: a part has at most %d characters", part, FQLN_PART_SIZE / 2);
-    char name[9 * FQLN_PART_SIZE + 8];
-    puts(fqln_build(parts[0], parts[1], parts[2], parts[3], name, sizeof name));
+    char name[9 * FQLN_PART_SIZE + 8], again[4][FQLN_PART_SIZE + 1];
+    fqln_build(parts[0], parts[1], parts[2], parts[3], name, sizeof name);
+    constexpr uint32_t kSize = FQLN_PART_SIZE;
+    fqln_crack(name, again[0], kSize, again[1], kSize, again[2], kSize, again[3], kSize);
+    for (size_t i = 0; i < parts.size(); i++)
+        if (strcmp(parts[i], again[i]) != 0)
+            fail("\"%s\" does not come back from a name: it is too long, or has a backslash", parts[i]);
+    print_text(name);
+    putchar('\n');
     return kDone;
 }
 
@@ -141,7 +146,7 @@ bool is_mac(const char *text, uint8_t (&mac)[6]) {
     for (const uint8_t byte : mac)
         if (byte) return strspn(text, "0123456789abcdefABCDEFxX:-.") == strlen(text);
     uint8_t zeros[6];
-    return valid_mac(zeros, text) || strcmp(text, "000000000000") == 0;
+    return valid_mac(zeros, text) || strcmp(text, "000000000000") == 0 || strcmp(text, "0000.0000.0000") == 0;
 }
 
 void show_mac(const uint8_t (&mac)[6], const char *text, Facts &facts) {
@@ -246,7 +251,7 @@ int unscramble(Arguments &arguments) {
     } else {
         out.resize(static_cast<size_t>(unscrambleString(in.data(), text, static_cast<int>(in.size()))));
     }
-    print_escaped(out.view());
+    print_text(out.view());
     putchar('\n');
     return kDone;
 }

@@ -39,14 +39,15 @@ int compare(const char *first, const char *second) {
     return kDone;
 }
 
-// major.minor.patch, and nothing behind it that a fourth number does not begin.
+// major.minor.patch, in decimal, and nothing behind it.
 void read_three(const char *text, int32_t out[3]) {
     std::string_view left = text;
     for (int i = 0; i < 3; i++) {
         const size_t end = left.find('.');
         uint64_t number;
-        if (!parse_number(part(left, 0, end), INT32_MAX, number) || (i < 2 && end == std::string_view::npos) ||
-            (i == 2 && end != std::string_view::npos))
+        const bool decimal = part(left, 0, end).find_first_not_of("0123456789") == std::string_view::npos;
+        if (!decimal || !parse_number(part(left, 0, end), INT32_MAX, number) ||
+            (i < 2 && end == std::string_view::npos) || (i == 2 && end != std::string_view::npos))
             fail("\"%s\" is no version here: expected three numbers, as in 8.10.105", text);
         out[i] = static_cast<int32_t>(number);
         left.remove_prefix(end == std::string_view::npos ? left.size() : end + 1);
