@@ -35,7 +35,8 @@ build_and_run "$CC -std=c11" consumer.c static
 case " $* " in *" -DCXX_PROGRAMS=ON "*) build_and_run "$CXX -std=c++17" consumer.cpp ;; esac
 echo "built and run through pkg-config"
 
-# What the guide has the reader type, where programs of this machine are made: ~/quill is the stage.
+# What the guide has the reader type, where the compiler of this machine is meant: ~/quill is the stage.
+case "$*" in *TOOLCHAIN*) exit 0 ;; esac
 [ -z "$RUN" ] && [ "$libraries" = "$stage/lib" ] || exit 0
 guide="$source/docs/getting-started.md"
 indented() { sed -n "/$1/,/$2/s/^    //p" "$guide" | sed "s|/tmp/stationd|$work/socket|g"; }
@@ -47,7 +48,7 @@ indented '^## Build and run it' '^prints' >commands
 indented '^prints' '^With CMake' >wanted
 indented '^With CMake' '^configured with' >CMakeLists.txt
 [ -s commands ] && [ -s wanted ] && [ -s CMakeLists.txt ] || { echo "the guide has changed its form"; exit 1; }
-HOME="$work/home" CC= sh -e ./commands >got 2>&1 || { cat got; exit 1; }
+HOME="$work/home" timeout 60 sh -e ./commands >got 2>&1 || { cat got; exit 1; }
 grep -v '^$' wanted | diff - got || { echo "the guide prints otherwise"; exit 1; }
 { "$cmake" -B build -G Ninja "-DCMAKE_PREFIX_PATH=$stage" && "$cmake" --build build; } >log 2>&1 || { cat log; exit 1; }
 echo "built and run as the guide says"
