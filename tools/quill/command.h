@@ -25,7 +25,6 @@ class Arguments {
 public:
     Arguments(const Command &command, std::span<char *> words) : command_(command), words_(words) {}
 
-    const Command &command() const { return command_; }
     bool take(const char *option);
     // Of "--option VALUE" or "--option=VALUE"; null when it is not there.
     const char *take_value(const char *option);

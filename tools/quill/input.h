@@ -23,7 +23,6 @@ public:
     uint8_t *data() { return data_; }
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
-    void clear() { size_ = 0; }
     void resize(size_t size);  // new bytes have no meaning
     void append(uint8_t byte);
     char *text();  // as a text: ended by a NUL, which does not count
