@@ -73,8 +73,8 @@ sListNode *link_between(sList &list, sListNode *prev, sListNode *next, NodeOwner
 
 sListNode *append(sList &list, NodeOwner node) { return link_between(list, list.tail, nullptr, std::move(node)); }
 
-// The node goes when the returned owner does: who ignores the result frees it.
-NodeOwner unlink(sList &list, sListNode *node) {
+// The caller owns the node from now on. Asked to be inlined, as a removal is little else.
+inline void unlink(sList &list, const sListNode *node) {
     assert((node->prev ? node->prev->next : list.head) == node && "a node of this list");
     assert((node->next ? node->next->prev : list.tail) == node && "a node of this list");
     assert(list.count > 0);
@@ -82,7 +82,11 @@ NodeOwner unlink(sList &list, sListNode *node) {
     (node->prev ? node->prev->next : list.head) = node->next;
     (node->next ? node->next->prev : list.tail) = node->prev;
     if (--list.count == 0) list.head = list.tail = list.cursor = nullptr;
-    return NodeOwner(node);
+}
+
+void remove(sList &list, sListNode *node) {
+    unlink(list, node);
+    free(node);
 }
 
 sListNode *find(const sList &list, const void *object) {
@@ -122,7 +126,7 @@ quill_word step_previous(const sList &list, sListNode *&cursor) {
 }
 
 void remove_all(sList &list) {
-    while (list.head) unlink(list, list.head);
+    while (list.head) remove(list, list.head);
 }
 
 }  // namespace
@@ -171,7 +175,7 @@ sListNode *ListInsertRN(sList *list, void *object) {
 int ListRemove(sList *list, const void *object) {
     sListNode *node = list ? find(*list, object) : nullptr;
     if (!node) return 0;
-    unlink(*list, node);
+    remove(*list, node);
     return 1;
 }
 
@@ -188,13 +192,15 @@ int ListRemoveNode(sList *list, quill_word, sListNode *node) {
         require(node->prev != nullptr, kRemoveNodePrev);
         require(node->next != nullptr, kRemoveNodeNext);
     }
-    unlink(*list, node);
+    remove(*list, node);
     return 1;
 }
 
 void *ListGetAndRemoveHead(sList *list) {
     if (!list || !list->head) return nullptr;
-    return unlink(*list, list->head)->objPtr;
+    const NodeOwner head(list->head);
+    unlink(*list, head.get());
+    return head->objPtr;
 }
 
 int ListExists(const sList *list, const void *object) { return list && find(*list, object); }
