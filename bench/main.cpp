@@ -57,12 +57,12 @@ void time_contender(benchmark::State &state, const Contender &contender) {
         if (work.before) work.before();
         const auto start = Clock::now();
         for (size_t i = 0; i < runs; i++) benchmark::DoNotOptimize(work.run());
-        const std::chrono::duration<double> elapsed = Clock::now() - start;
-        state.SetIterationTime(elapsed.count() / static_cast<double>(runs));
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
     }
+    const double operations =
+        static_cast<double>(contender.operations * runs) * static_cast<double>(state.iterations());
     state.counters["ns"] =
-        benchmark::Counter(static_cast<double>(state.iterations() * static_cast<int64_t>(contender.operations)) * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+        benchmark::Counter(operations * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 // A peer that does other work than the library is no peer.

@@ -32,6 +32,7 @@ using quill::require;
 constexpr uint32_t kPerBucket = 64;
 constexpr uint32_t kMaxIndices = 64 * kPerBucket;  // what one summary word covers
 
+constexpr uint64_t without_lowest_bit(uint64_t word) { return word & (word - 1); }
 constexpr uint64_t low_bits(uint32_t count) { return count == 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
 
 idx_table &checked(idx_table *table, const char *function) {
@@ -94,9 +95,11 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
     require(out != nullptr, "out", "idx_table", 101, __func__);
     if (t.summary == 0) return -1;
     const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
-    if (t.buckets()[bucket] == 0) return -1;  // not in a table that nobody else wrote to
-    const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(t.buckets()[bucket]));
-    Slot(t, offset).take();
+    uint64_t &word = t.buckets()[bucket];
+    if (word == 0) return -1;  // not in a table that nobody else wrote to
+    const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(word));
+    word = without_lowest_bit(word);
+    if (word == 0) t.summary = without_lowest_bit(t.summary);
     *out = static_cast<uint16_t>(t.first > t.last ? t.first - offset : t.first + offset);
     return 0;
 }
