@@ -246,6 +246,14 @@ quill md5: cannot open nowhere: No such file or directory
 750c783e6ab0b503eaa86e310a5db738
 quill hmac: standard input is empty: there is no code of nothing
 END_OF_OUTPUT
+printf abc >"a \"b\""
+expect 1 "quill md5 --json nowhere 'a \"b\"' message.txt 2>/dev/null; quill hmac --json --key-hex 4a656665 'a \"b\"'
+quill version compare --json 8.10.0.0 8.10.0.1; quill version --json eol 4.1.0.0 43" <<END_OF_OUTPUT
+[{"file":"a \\"b\\"","md5":"900150983cd24fb0d6963f7d28e17f72"},{"file":"message.txt","md5":"$(md5sum <message.txt | cut -c 1-32)"}]
+{"file":"a \\"b\\"","hmac_md5":"$(printf abc | openssl dgst -md5 -hmac Jefe | sed 's/.* //')"}
+{"answer":"older"}
+{"answer":"too old"}
+END_OF_OUTPUT
 
 expect 1 "quill scramble abc; quill unscramble 524c54; quill scramble --ascii abcd; quill unscramble --ascii 0R0L0T
 quill unscramble \$(quill scramble 'C:\\x'); printf 'a\\000b\\n' | quill scramble; quill unscramble 5" <<'END_OF_OUTPUT'
@@ -381,7 +389,7 @@ for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
 done
 expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing; quill vlan --nonsense 1" <<'END_OF_OUTPUT'
 quill hmac: --key is given twice
-usage: quill hmac (--key TEXT | --key-hex DIGITS | --key-file FILE) [FILE]
+usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]
 quill decode: no option "-x"
 usage: quill decode [--hex | --lines] [--plain | --json] [FILE]
 quill: no command "nothing"; quill --help lists them

@@ -13,30 +13,38 @@
 namespace quill::cli {
 
 constexpr char kMd5Help[] =
-    "usage: quill md5 [FILE]...\n"
+    "usage: quill md5 [--json] [FILE]...\n"
     "\n"
     "Prints the MD5 digest of each FILE, or of standard input, as md5sum does. A\n"
     "digest tells accidents, not forgers.\n"
     "\n"
+    "  --json  print a JSON array of files and digests\n"
+    "\n"
     "example: quill md5 /flash/table.signed\n";
 
 constexpr char kHmacHelp[] =
-    "usage: quill hmac (--key TEXT | --key-hex DIGITS | --key-file FILE) [FILE]\n"
+    "usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]\n"
     "\n"
     "Prints the HMAC-MD5 code (RFC 2104) of FILE, or of standard input. A key on the\n"
     "command line is seen by whoever may list processes: prefer --key-file, all of\n"
     "whose bytes count.\n"
     "\n"
+    "  --json  print a JSON object\n"
+    "\n"
     "example: printf 'what do ya want for nothing?' | quill hmac --key Jefe\n";
 
 namespace {
 
-void print_digest(const uint8_t (&digest)[MD5_DIGEST_SIZE], const char *name) {
-    print_hex(digest);
-    printf("  %s\n", name);
+using Digest = uint8_t[MD5_DIGEST_SIZE];
+
+void print_json(Json &json, const char *path, const char *kind, const Digest &digest) {
+    json.begin('{');
+    json.text("file", path);
+    json.hex(kind, digest);
+    json.end('}');
 }
 
-bool digest_of(const char *path, uint8_t (&digest)[MD5_DIGEST_SIZE]) {
+bool digest_of(const char *path, Digest &digest) {
     const bool standard = strcmp(path, "-") == 0;
     FILE *file = standard ? stdin : fopen(path, "rbe");
     if (!file) return complain("cannot open %s: %s", path, strerror(errno)), false;
@@ -71,31 +79,45 @@ Bytes read_key(Arguments &arguments) {
 }  // namespace
 
 int md5(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
     const auto paths = arguments.operands(0, SIZE_MAX);
     char standard[] = "-", *only[] = {standard};
     bool all = true;
+    Json json;
+    if (as_json) json.begin('[');
     for (const char *path : paths.empty() ? std::span<char *>(only) : paths) {
-        uint8_t digest[MD5_DIGEST_SIZE];
-        const bool done = digest_of(path, digest);
-        if (done) print_digest(digest, path);
-        all = all && done;
+        Digest digest;
+        if (!digest_of(path, digest))
+            all = false;
+        else if (as_json)
+            print_json(json, path, "md5", digest);
+        else
+            print_hex(digest), printf("  %s\n", path);
     }
+    if (as_json) json.end(']'), json.finish();
     return all ? kDone : kData;
 }
 
 int hmac(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
     Bytes key = read_key(arguments);
     const auto operands = arguments.operands(0, 1);
-    const char *path = operands.empty() ? nullptr : operands[0];
+    const char *path = operands.empty() ? "-" : operands[0];
     Bytes data = read_input(path);
     if (key.empty()) fail("the key is empty");
     if (data.empty()) fail("%s is empty: there is no code of nothing", name_of_input(path));
-    uint8_t code[MD5_DIGEST_SIZE];
+    Digest code;
     if (data.size() > UINT32_MAX || key.size() > INT32_MAX ||
         calc_hmac_md5(key.data(), static_cast<int>(key.size()), data.data(), static_cast<unsigned>(data.size()), code))
         fail("%s is too long", name_of_input(path));
-    print_hex(code);
-    putchar('\n');
+    if (as_json) {
+        Json json;
+        print_json(json, path, "hmac_md5", code);
+        json.finish();
+    } else {
+        print_hex(code);
+        putchar('\n');
+    }
     return kDone;
 }
 

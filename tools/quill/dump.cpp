@@ -88,15 +88,15 @@ off_t size_of(const char *path) {
 }
 
 void tell(unsigned number, const char *name, off_t added) {
+    if (!*name) name = "(over before it was seen)";
     fprintf(stderr, "%3u  %8lld bytes  ", number, static_cast<long long>(added));
     for (const char *c = name; *c; c++) fputc(isprint(static_cast<unsigned char>(*c)) ? *c : '?', stderr);
     fputc('\n', stderr);
 }
 
 // Until the dump's end of the pipe is closed. Returns how many sections there were.
-unsigned follow_dump(pid_t process, const char *path, bool quiet) {
+unsigned follow_dump(pid_t process, const char *path, off_t before, bool quiet) {
     char name[kNameSize] = "";
-    off_t before = size_of(path);
     unsigned sections = 0;
     bool names_told = true;
     for (struct pollfd done = {done_pipe[0], POLLIN, 0};;) {
@@ -135,7 +135,7 @@ int dump(Arguments &arguments) {
     if (process < 0) fail("cannot start a process: %s", strerror(errno));
     if (process == 0) write_dump(path);
     close(done_pipe[1]);
-    const unsigned sections = follow_dump(process, path, quiet);
+    const unsigned sections = follow_dump(process, path, before, quiet);
     int status;
     while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }

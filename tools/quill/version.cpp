@@ -8,14 +8,15 @@
 #include <string_view>
 
 #include "command.h"
+#include "console.h"
 #include "input.h"
 
 namespace quill::cli {
 
 constexpr char kVersionHelp[] =
-    "usage: quill version compare VERSION VERSION\n"
-    "       quill version range LOWEST FIRST_ABOVE VERSION\n"
-    "       quill version eol VERSION MODEL\n"
+    "usage: quill version compare [--json] VERSION VERSION\n"
+    "       quill version range [--json] LOWEST FIRST_ABOVE VERSION\n"
+    "       quill version eol [--json] VERSION MODEL\n"
     "\n"
     "compare  print older, equal or newer: what the first is to the second. Two\n"
     "         versions that both have the one of a controller, as in\n"
@@ -26,16 +27,27 @@ constexpr char kVersionHelp[] =
     "\n"
     "range and eol end with status 1 when the answer is no.\n"
     "\n"
+    "  --json   print the answer as a JSON object\n"
+    "\n"
     "example: quill version range 8.10.0 8.11.0 8.10.105\n";
 
 namespace {
 
-int compare(const char *first, const char *second) {
+void answer(const char *words, bool as_json) {
+    if (!as_json) return static_cast<void>(puts(words));
+    Json json;
+    json.begin('{');
+    json.text("answer", words);
+    json.end('}');
+    json.finish();
+}
+
+int compare(const char *first, const char *second, bool as_json) {
     int kinds[2];
     const int order = compare_r_version_with_c_version(first, &kinds[0], second, &kinds[1]);
     for (const int i : {0, 1})
         if (kinds[i] == 0) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", i == 0 ? first : second);
-    puts(order > 0 ? "older" : order < 0 ? "newer" : "equal");
+    answer(order > 0 ? "older" : order < 0 ? "newer" : "equal", as_json);
     return kDone;
 }
 
@@ -54,23 +66,23 @@ void read_three(const char *text, int32_t out[3]) {
     }
 }
 
-int range(std::span<char *> words) {
+int range(std::span<char *> words, bool as_json) {
     int32_t ends[6], version[3];
     read_three(words[0], ends);
     read_three(words[1], ends + 3);
     read_three(words[2], version);
     const bool within = version_within_range(ends, version);
-    puts(within ? "within" : "outside");
+    answer(within ? "within" : "outside", as_json);
     return within ? kDone : kData;
 }
 
-int end_of_life(const Arguments &arguments, const char *version, const char *model) {
+int end_of_life(const Arguments &arguments, const char *version, const char *model, bool as_json) {
     uint64_t number;
     if (!parse_number(model, UINT32_MAX, number)) arguments.misused("\"%s\" is no model number", model);
     switch (check_eol_ap_version(version, static_cast<uint32_t>(number))) {
-        case 0: return puts("supported by every version"), kDone;
-        case 1: return puts("too old"), kData;
-        case 2: return puts("supported"), kDone;
+        case 0: return answer("supported by every version", as_json), kDone;
+        case 1: return answer("too old", as_json), kData;
+        case 2: return answer("supported", as_json), kDone;
         default: fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", version);
     }
 }
@@ -78,10 +90,11 @@ int end_of_life(const Arguments &arguments, const char *version, const char *mod
 }  // namespace
 
 int version(Arguments &arguments) {
+    const bool json = arguments.take("--json");
     const auto words = arguments.operands(3, 4);
-    if (strcmp(words[0], "compare") == 0 && words.size() == 3) return compare(words[1], words[2]);
-    if (strcmp(words[0], "range") == 0 && words.size() == 4) return range(words.subspan(1));
-    if (strcmp(words[0], "eol") == 0 && words.size() == 3) return end_of_life(arguments, words[1], words[2]);
+    if (strcmp(words[0], "compare") == 0 && words.size() == 3) return compare(words[1], words[2], json);
+    if (strcmp(words[0], "range") == 0 && words.size() == 4) return range(words.subspan(1), json);
+    if (strcmp(words[0], "eol") == 0 && words.size() == 3) return end_of_life(arguments, words[1], words[2], json);
     return arguments.misused("cannot %s this", words[0]);
 }
 
