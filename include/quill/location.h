@@ -69,8 +69,8 @@ QUILL_API int day_is_wkday(uint32_t day);
  * 99:99 and : pass. */
 QUILL_API int validate_time(const char *text);
 
-/* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. Deliberately neither
- * the order of year, month and day nor a number is looked at: 2024/01/01, 1/1/24 and // pass. */
+/* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. Deliberately
+ * neither the order of year, month and day nor a number is looked at: 2024/01/01, 1/1/24 and // pass. */
 QUILL_API int validate_date(const char *text);
 
 QUILL_END_DECLS

@@ -109,7 +109,8 @@ QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 enum { DBM_PWR_NOT_SET = 2047 };
 
 /* dbm_pwr_to_str returns tenths of a dBm with one decimal, and "INV" for DBM_PWR_NOT_SET; the rest of its 16 bytes is 0.
- * The text is that of the number divided by 10 in single precision, which shows every tenth up to 1,048,576.2 in either direction.
+ * The text is that of the number divided by 10 in single precision, which shows every tenth up to 1,048,576.2 in either
+ * direction.
  *
  *     dbm_pwr_to_str(175)    17.5
  *     dbm_pwr_to_str(-5)     -0.5 */
@@ -118,7 +119,8 @@ QUILL_API const char *dbm_pwr_to_str(int tenths);
 /* str_to_pwr_dbm returns the tenths of a dBm that text says: an optional '-', digits, and optionally '.' and exactly one
  * digit; then the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it reads 0.
  * Deliberately a whole number with a newline is returned as it stands, neither times 10 nor negated: callers that pass on
- * such lines count on it, and the others cut the newline off first. Any other text, the empty one, and numbers that no int holds give DBM_PWR_NOT_SET.
+ * such lines count on it, and the others cut the newline off first. Any other text, the empty one, and numbers that no
+ * int holds give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175 */

@@ -40,8 +40,8 @@
 QUILL_BEGIN_DECLS
 
 /* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the cursor.
- * The source of a fixed kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the byte as it is:
- * 2 goes out as 2, and a reader takes it for 0. */
+ * The source of a fixed kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the
+ * byte as it is: 2 goes out as 2, and a reader takes it for 0. */
 QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                  uint32_t *cursor);
 QUILL_API int sxdr_write_u16_safe(const uint16_t *source, uint32_t source_size, void *message, uint32_t message_size,

@@ -16,8 +16,9 @@
  *                 so that a mesh point never waits for its log. The file is read once, before the first connection; as
  *                 long as it exists without a number in it, each openlog and each new connection read it again.
  *                 Elsewhere a message waits until the daemon takes it.
- *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is marked with "[truncated] " at its
- *                 start and cut. An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
+ *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is marked with
+ *                 "[truncated] " at its start and cut. An identity of 960 characters or more is replaced by
+ *                 "<BUFFER OVERRUN ATTEMPT>".
  *     SIGPIPE     While a message is sent, the whole process has a handler of the library's for this signal: a broken pipe
  *                 of another thread's then closes the log's connection and does not reach the program. After the call
  *                 the program's own action is back in place; a broken connection to the daemon never runs it.

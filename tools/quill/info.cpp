@@ -18,6 +18,8 @@ constexpr char kInfoHelp[] =
     "Shows what this device is and has. What cannot be found out is unknown, and\n"
     "null in JSON.\n"
     "\n"
+    "  --json  print a JSON object\n"
+    "\n"
     "example: quill info --json | jq .system.version\n";
 
 namespace {
@@ -100,12 +102,12 @@ void report_system(Report &report) {
 }
 
 void report_memory(Report &report) {
-    int64_t total, usable, cached;
+    int64_t total = 0, usable = 0, cached = 0;
     const bool known = get_free_mem_cached(&total, &usable, &cached) == 0;
     report.section("Memory", "memory");
-    report.number("total", "total_bytes", known, known ? total : 0, " bytes");
-    report.number("usable", "usable_bytes", known, known ? usable : 0, " bytes");
-    report.number("cached", "cached_bytes", known, known ? cached : 0, " bytes");
+    report.number("total", "total_bytes", known, total, " bytes");
+    report.number("usable", "usable_bytes", known, usable, " bytes");
+    report.number("cached", "cached_bytes", known, cached, " bytes");
 }
 
 void report_storage(Report &report) {

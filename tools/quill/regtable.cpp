@@ -27,6 +27,8 @@ constexpr char kRegtableHelp[] =
     "sign     make a signed table: calls sign-reg-table, whose --help tells the\n"
     "         arguments\n"
     "\n"
+    "  --json   print the result as a JSON object\n"
+    "\n"
     "The steps of a verification, and which one failed, go to standard error. It\n"
     "needs openssl, and the folder /quill/reg_table/ for its files.\n"
     "\n"

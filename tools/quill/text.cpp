@@ -43,6 +43,8 @@ constexpr char kFqlnHelp[] =
     "split  print the four parts of a location name, one a line\n"
     "build  print the name of four parts, whose dots it escapes\n"
     "\n"
+    "  --json  print the parts as a JSON array\n"
+    "\n"
     "example: quill fqln build campus b1 r.3 ap7\n";
 
 constexpr char kAddrHelp[] =
@@ -51,6 +53,8 @@ constexpr char kAddrHelp[] =
     "Shows each MAC, IPv4 or IPv6 address in all its forms, and what kind of address\n"
     "it is. IPv6 may have a prefix length. Names are not looked up.\n"
     "\n"
+    "  --json  print a JSON object for each, one a line\n"
+    "\n"
     "example: quill addr 001b.63aa.bbcc 10.0.0.1 2001:db8::1/64\n";
 
 constexpr char kArgvHelp[] =
@@ -58,6 +62,8 @@ constexpr char kArgvHelp[] =
     "\n"
     "Shows the words that a line, or one of standard input, splits into: quotes and\n"
     "backslashes taken out. Below them is the line that these words are joined to.\n"
+    "\n"
+    "  --json  print both as a JSON object\n"
     "\n"
     "example: quill argv \"set name 'north wing' vlan\\\\ 20\"\n";
 
