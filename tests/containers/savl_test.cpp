@@ -85,36 +85,4 @@ TEST(Savl, ComparisonsOfNumbersGiveTheirExactResults) {
     for (const auto &c : kMacCases) EXPECT_EQ(savl_mac_addr_compare(c.a, c.b), c.difference);
 }
 
-int order_of_bytes(const void *a, const void *b) { return memcmp(a, b, 8); }
-
-// How many of a vendor's stations are not found in the tree that they were put in.
-int lost_stations(savl_comparison compare) {
-    struct Station {
-        uint8_t mac[8];
-        savl node;
-    };
-    savl_tree tree = SAVL_TREE_INIT(tree, compare);
-    std::vector<Station> stations(1000);
-    Random random(1);
-    for (Station &s : stations) {
-        const uint64_t n = random.next();
-        s = {{0x00, 0x1b, 0x63, static_cast<uint8_t>(n), static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n >> 16)},
-             {}};
-        s.node.key = s.mac;
-        savl *at;
-        int side;
-        if (!savl_find(&tree, s.mac, &at, &side)) savl_insert(&s.node, at, side);
-    }
-    int lost = 0;
-    for (const Station &s : stations) lost += !savl_find(&tree, s.mac, nullptr, nullptr);
-    return lost;
-}
-
-TEST(Savl, TheOrderOfBytesKeepsStationsThatTheWrappedDifferenceLoses) {
-    const int lost = lost_stations(savl_mac_addr_compare);
-    RecordProperty("lost", lost);
-    EXPECT_GT(lost, 0);
-    EXPECT_EQ(lost_stations(order_of_bytes), 0);
-}
-
 }  // namespace
