@@ -10,11 +10,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const auto buffer_size = static_cast<int>(input.below(64));
     const std::string line = input.text();
     char *words[600];
-    const int count = cmdline_to_argv(600, words, page.hold_text(line));
+    char *const front = page.hold_text('f' + line), *const start = front + 1;
+    const int count = cmdline_to_argv(600, words, start);
     EXPECT(count >= 0 && static_cast<size_t>(count) <= line.size());
+    EXPECT(*front == 'f' && start[line.size()] == '\0');
     std::vector<std::string> texts;
     bool all_come_back = true;
     for (int i = 0; i < std::min(count, 600); i++) {
+        EXPECT(words[i] >= (i ? words[i - 1] + strlen(words[i - 1]) + 1 : start));
+        EXPECT(words[i] + strlen(words[i]) <= start + line.size());
         texts.emplace_back(words[i]);
         all_come_back &= quill::test::comes_back(texts.back());
     }
@@ -29,8 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EXPECT(strlen(cut) == static_cast<size_t>(std::min(length, buffer_size - 1)));
     char *const joined = quill::fuzz::room(lines, static_cast<size_t>(length) + 1);
     EXPECT(argv_to_cmdline(joined, length + 1, n, given.data()) == length);
-    if (!all_come_back) return 0;
-    EXPECT(cmdline_to_argv(600, words, joined) == n);
-    for (size_t i = 0; i < texts.size(); i++) EXPECT(texts[i] == words[i]);
+    bool same = cmdline_to_argv(600, words, joined) == n;
+    for (size_t i = 0; same && i < texts.size(); i++) same = texts[i] == words[i];
+    EXPECT(same || !all_come_back);
+    EXPECT(!same || all_come_back || n > 1);  // of several, one that is lost may look like another
     return 0;
 }

@@ -31,6 +31,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), built, out_size);
     EXPECT(out_size == 0 || built == quill::test::build_model(parts, out_size));
 
+    // Parts without backslashes come back.
+    for (std::string &part : parts) std::erase(part, '\\'), part.resize(11, '.');
+    char *const joined = room(page, 400);
+    fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), joined, 400);
+    for (size_t i = 0; i < 4; i++) at[i] = room(pages[i], 13);
+    fqln_crack(joined, at[0], 12, at[1], 12, at[2], 12, at[3], 12);
+    for (size_t i = 0; i < 4; i++) EXPECT(parts[i] == at[i]);
+
     // Digits and so many separators, deliberately no more.
     const auto digits_and = [&](char separator, ptrdiff_t count) {
         return std::count(name.begin(), name.end(), separator) == count &&

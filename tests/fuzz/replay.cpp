@@ -1,5 +1,5 @@
-// replay FOLDER: gives a target every file of its corpus, in order of names, and an empty input. The name of a file is
-// told before it is tried, so the last one told is the one that failed.
+// replay FOLDER: gives a target an empty input, every file of its corpus in order of names, and then inputs derived from
+// these, the same on every machine. Each is told before it is tried, so the last one told is the one that failed.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -7,23 +7,75 @@
 #include <iterator>
 
 #include "fuzz/fuzz.h"
+#include "support/random.h"
 
 extern "C" [[gnu::weak]] int LLVMFuzzerInitialize(int *argc, char ***argv);
+
+namespace {
+
+using quill::test::Random;
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint64_t kDerived = 20000;
+constexpr size_t kLongest = 2000;
+
+ptrdiff_t place(Random &random, size_t size) {
+    return static_cast<ptrdiff_t>(random.below(static_cast<uint32_t>(size) + 1));
+}
+
+// A part of an input, from nothing to all of it.
+std::span<const uint8_t> part(Random &random, const Bytes &bytes) {
+    const auto from = static_cast<size_t>(place(random, bytes.size()));
+    return std::span(bytes).subspan(from, static_cast<size_t>(place(random, bytes.size() - from)));
+}
+
+// One step away: a byte replaced, by any or by one that is met elsewhere, or a part taken out, moved or put in.
+void change(Random &random, Bytes &bytes, const Bytes &other) {
+    const auto at = bytes.begin() + place(random, bytes.size());
+    const auto from = part(random, random.one_in(3) ? other : bytes);
+    const Bytes piece(from.begin(), from.end());
+    switch (random.below(4)) {
+        case 0:
+            if (at != bytes.end()) *at = static_cast<uint8_t>(random.next());
+            break;
+        case 1:
+            if (at != bytes.end() && !other.empty()) *at = other[random.below(static_cast<uint32_t>(other.size()))];
+            break;
+        case 2: bytes.erase(at, at + place(random, std::min<size_t>(static_cast<size_t>(bytes.end() - at), 8))); break;
+        default: bytes.insert(at, piece.begin(), piece.end());
+    }
+    bytes.resize(std::min(bytes.size(), kLongest));
+}
+
+Bytes derived(uint64_t number, const std::vector<Bytes> &corpus) {
+    Random random(number);
+    const auto any = [&]() -> const Bytes & { return corpus[random.below(static_cast<uint32_t>(corpus.size()))]; };
+    Bytes bytes = any();
+    for (uint32_t steps = 1 + random.below(4); steps > 0; steps--) change(random, bytes, any());
+    return bytes;
+}
+
+void try_input(const std::string &name, const Bytes &bytes) {
+    std::cout << name << std::endl;
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+}
+
+}  // namespace
 
 int main(int argc, char **argv) {
     if (argc != 2) return 2;
     const int status = LLVMFuzzerInitialize ? LLVMFuzzerInitialize(&argc, &argv) : 0;
-    std::cout << "(empty)" << std::endl;
-    LLVMFuzzerTestOneInput(nullptr, 0);
+    try_input("(empty)", {});
     std::vector<std::filesystem::path> files;
     for (const auto &entry : std::filesystem::directory_iterator(argv[1])) files.push_back(entry.path());
     std::sort(files.begin(), files.end());
+    std::vector<Bytes> corpus;
     for (const auto &file : files) {
-        std::cout << file.filename().string() << std::endl;
         std::ifstream stream(file, std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+        corpus.emplace_back(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+        try_input(file.filename().string(), corpus.back());
     }
-    std::cout << files.size() << " inputs\n";
-    return files.empty() ? 1 : status;
+    if (corpus.empty()) return 1;
+    for (uint64_t i = 0; i < kDerived; i++) try_input("derived " + std::to_string(i), derived(i, corpus));
+    return status;
 }

@@ -12,11 +12,9 @@
 
 #include "support/device_test.h"
 #include "support/private_device.h"
-#include "support/random.h"
 
 namespace {
 
-using quill::test::Random;
 using quill::test::read_file;
 using quill::test::write_file;
 using std::string;
@@ -286,19 +284,4 @@ TEST_F(Storage, FilesInSlots) {
     const string name(250, 'n');
     write_file("/mnt/usbdisk/slot1/2/" + name, "");
     EXPECT_EQ(find_in_slot(name, 1, 2), ("/mnt/usbdisk/slot1/2/" + name).substr(0, 255));
-}
-
-// File names come from whoever plugs a stick in.
-TEST_F(Storage, AnyNameIsSearchedForSafely) {
-    Random random(1);
-    std::filesystem::create_directories("/mnt/usbdisk/slot0/0");
-    for (int i = 0; i < 2000; i++) {
-        string path;
-        for (uint32_t length = random.below(400); length > 0; length--) {
-            path += random.one_in(3) ? static_cast<char>(1 + random.below(255)) : "/.%sn"[random.below(5)];
-        }
-        const string found = find_on_usb(path);
-        ASSERT_TRUE(found.empty()) << path;
-        ASSERT_NE(find_in_slot(path, 0, 0), "not zeroed") << path;
-    }
 }

@@ -5,26 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "support/argv_model.h"
 #include "support/guard_page.h"
-#include "support/random.h"
 
 namespace {
 
-using quill::test::comes_back;
 using quill::test::GuardedPage;
-using quill::test::Random;
 using Texts = std::vector<std::string>;
-
-// Any bytes but NUL, mostly the given ones.
-std::string random_text(Random &random, uint32_t longest, const std::string &common) {
-    std::string text(random.below(longest + 1), '\0');
-    for (char &c : text) {
-        const bool any = random.one_in(6);
-        c = any ? static_cast<char>(1 + random.below(255)) : common[random.below(static_cast<uint32_t>(common.size()))];
-    }
-    return text;
-}
 
 // The words of a line that ends where access ends.
 Texts split(const std::string &line, GuardedPage &page) {
@@ -127,45 +113,6 @@ TEST(Argv, LinesThatFindNoRoomAreCut) {
     }
     EXPECT_EQ(args_to_cmdline(bytes, 3, static_cast<char *>(nullptr)), 0);
     EXPECT_STREQ(bytes, "xyz");
-}
-
-TEST(Argv, SplittingWhatWasJoinedGivesTheWordsBack) {
-    Random random(7);
-    GuardedPage lines, words;
-    const auto random_word = [&] { return random_text(random, 5, "\"'\\ \t\r\n<>;&|$`ab"); };
-    int back = 0, lost = 0;
-    for (int i = 0; i < 20000; i++) {
-        const std::string word = random_word();
-        EXPECT_EQ(split(join({word}, lines), words) == Texts{word}, comes_back(word)) << testing::PrintToString(word);
-        comes_back(word) ? back++ : lost++;
-
-        Texts several(random.below(8));
-        for (std::string &one : several) do
-                one = random_word();
-            while (!comes_back(one));
-        ASSERT_EQ(split(join(several, lines), words), several);
-    }
-    EXPECT_GT(back, 1000);
-    EXPECT_GT(lost, 1000);
-}
-
-// The line in front of a page without access, behind bytes that must stay; the words are where they must be.
-TEST(Argv, NothingOutsideOfTheLineIsWritten) {
-    Random random(8);
-    GuardedPage page;
-    for (int i = 0; i < 50000; i++) {
-        const std::string line = "front" + random_text(random, 24, "\"'\\ \t\r\nab");
-        char *const start =
-            reinterpret_cast<char *>(page.hold({reinterpret_cast<const uint8_t *>(line.c_str()), line.size() + 1}));
-        char *words[8];
-        const int count = cmdline_to_argv(8, words, start + 5);
-        ASSERT_EQ(memcmp(start, "front", 5), 0);
-        ASSERT_EQ(start[line.size()], '\0');
-        for (int w = 0; w < count && w < 8; w++) {
-            ASSERT_GE(words[w], w ? words[w - 1] + strlen(words[w - 1]) + 1 : start + 5);
-            ASSERT_LE(words[w] + strlen(words[w]), start + line.size());
-        }
-    }
 }
 
 }  // namespace

@@ -19,12 +19,10 @@ namespace {
 
 using quill::test::bytes_of;
 using quill::test::expect_ring;
-using quill::test::gap_for_one_group_at_an_end;
 using quill::test::Groups;
 using quill::test::groups_of;
 using quill::test::GuardedPage;
 using quill::test::library_reads;
-using quill::test::padded_group;
 using quill::test::Random;
 using std::string;
 using std::vector;
@@ -166,57 +164,6 @@ TEST(Ipv6, ReaderTakesAndRefuses) {
         groups.fill(0xeeee);
         EXPECT_EQ(ipv6_str_to_addr(text, groups.data()), 0) << text;
         EXPECT_EQ(groups[0] & groups[7], 0xeeee) << text;
-    }
-}
-
-// For texts of hexadecimal digits and colons the reader agrees with the C library's, but for the two kinds named above.
-TEST(Ipv6, ReaderAgreesWithTheLibrary) {
-    Random random(2);
-    GuardedPage page;
-    int taken = 0;
-    for (int i = 0; i < 4 * kRandomCases; i++) {
-        string text;
-        for (uint32_t groups = random.below(11); groups > 0; groups--) {
-            for (uint32_t digits = random.below(5) + random.one_in(20); digits > 0; digits--) {
-                text += "0123456789abcdefABCDEF0000"[random.below(26)];
-            }
-            if (groups > 1 || random.one_in(6)) text += random.one_in(12) ? "::" : ":";
-        }
-        const char *const at = page.hold_text(text);
-        Groups own = {}, library = {};
-        const bool own_reads = ipv6_str_to_addr(at, own.data());
-        if (padded_group(text) || gap_for_one_group_at_an_end(text)) {
-            ASSERT_TRUE(!own_reads || !gap_for_one_group_at_an_end(text)) << text;
-            continue;
-        }
-        ASSERT_EQ(own_reads, library_reads(text, &library)) << text;
-        ASSERT_EQ(own, library) << text;
-        taken += own_reads;
-    }
-    RecordProperty("texts_taken", taken);
-    EXPECT_GT(taken, kRandomCases / 20);
-}
-
-TEST(Ipv6, AnyBytesAreReadWithinTheirText) {
-    Random random(3);
-    GuardedPage page;
-    for (int i = 0; i < kRandomCases; i++) {
-        string text;
-        for (uint32_t length = random.below(50); length > 0; length--) {
-            text +=
-                random.one_in(9) ? static_cast<char>(1 + random.below(255)) : "0123456789abcdef::::/"[random.below(21)];
-        }
-        char *at =
-            reinterpret_cast<char *>(page.hold({reinterpret_cast<const uint8_t *>(text.c_str()), text.size() + 1}));
-        Groups groups;
-        uint16_t length;
-        ipv6_str_to_addr(at, groups.data());
-        ipv6_wild2len(at, &length);
-        str_to_ip6(at);
-        ipv6_prefix2addr_mask(at, groups.data(), &length);
-        ASSERT_EQ(at, text.substr(0, text.find('/')));
-        char out[QUILL_IPV6_LONG_SIZE];
-        format_ipv6_with_colon(at, out);
     }
 }
 

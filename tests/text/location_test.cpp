@@ -8,31 +8,16 @@
 
 #include "support/guard_page.h"
 #include "support/location_model.h"
-#include "support/random.h"
 
 namespace {
 
-using quill::test::build_model;
-using quill::test::crack_model;
-using quill::test::escape_model;
 using quill::test::GuardedPage;
 using quill::test::Parts;
-using quill::test::Random;
-using quill::test::separators_model;
-
-constexpr int kRandomNames = 20000;
 
 // A text whose NUL is the last byte that can be read.
 const char *guarded(const std::string &text) {
     static GuardedPage page;
     return page.hold_text(text);
-}
-
-std::string random_text(Random &random, uint32_t longest) {
-    std::string text(random.below(longest + 1), '\0');
-    for (char &c : text)
-        c = random.one_in(9) ? static_cast<char>(1 + random.below(255)) : ".\\.\\ab:/01"[random.below(10)];
-    return text;
 }
 
 // Part buffers of exactly size + 1 bytes, each before a page that cannot be written.
@@ -117,35 +102,6 @@ TEST(Location, BuildsNames) {
     EXPECT_EQ(build({dots, dots, dots, dots}, 1159).size(), 4 * 128 + 3);
     char out[16];
     EXPECT_STREQ(fqln_build(nullptr, "b", nullptr, "d", out, sizeof out), ".b..d");
-}
-
-TEST(Location, RandomNamesFollowTheRules) {
-    Random random(64);
-    GuardedPage page;
-    for (int i = 0; i < kRandomNames && !HasFailure(); i++) {
-        const std::string name = random_text(random, 14);
-        SCOPED_TRACE(testing::PrintToString(name));
-        const std::array<uint32_t, 4> sizes = {random.below(6), random.below(6), random.below(6), random.below(6)};
-        EXPECT_EQ(crack(name, sizes), crack_model(name, sizes));
-
-        const uint32_t size = 1 + random.below(20);
-        EXPECT_EQ(fqln_escape_dot(guarded(name), reinterpret_cast<char *>(page.room(size + 1, 0xee)), size),
-                  escape_model(name, size));
-
-        const std::vector<size_t> separators = separators_model(name);
-        EXPECT_EQ(fqln_is_well_formed(guarded(name)), separators.size() == 3);
-        const char *const at = guarded(name);
-        EXPECT_EQ(fqln_find_part_after_name(at), separators.empty() ? nullptr : at + separators[0]);
-
-        Parts parts;
-        for (std::string &part : parts) part = random_text(random, random.one_in(8) ? 200 : 12);
-        const uint32_t room = 1 + random.below(random.one_in(2) ? 80 : 900);
-        EXPECT_EQ(build(parts, room), build_model(parts, room));
-
-        // Parts without backslashes come back.
-        for (std::string &part : parts) std::erase_if(part, [](char c) { return c == '\\'; }), part.resize(12, '.');
-        EXPECT_EQ(crack(build(parts, 400), {30, 30, 30, 30}), parts);
-    }
 }
 
 TEST(Location, WellFormedNames) {

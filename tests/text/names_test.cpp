@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <quill/names.h>
-#include <regex.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -25,15 +23,6 @@ constexpr int kRandomValues = 20000;
 const char *guarded(const std::string &text) {
     static GuardedPage page;
     return page.hold_text(text);
-}
-
-std::string random_text(Random &random, const std::string &alphabet, uint32_t longest) {
-    std::string text(random.below(longest + 1), '\0');
-    for (char &c : text) {
-        c = alphabet[random.below(static_cast<uint32_t>(alphabet.size()))];
-        if (random.one_in(50)) c = static_cast<char>(1 + random.below(255));
-    }
-    return text;
 }
 
 // Every magnitude alike, of either sign.
@@ -99,27 +88,6 @@ TEST(Names, Locations) {
     }
     EXPECT_EQ(str_to_loc("4294967297.18446744073709551618.99999999999999999999999"), 0x0102ffffu);  // modulo 2^16
     EXPECT_EQ(str_to_loc(nullptr), 0u);
-}
-
-TEST(Names, TextOfLocationsIsReadLikeScanf) {
-    Random random(66);
-    int read = 0;
-    for (int i = 0; i < kRandomValues; i++) {
-        // No number has more than 9 digits, beyond which scanf may do anything.
-        std::string text = random_text(random, "0123456789 +-..\t\n", 9);
-        for (int more = 0; more < 2; more++)
-            if (random.one_in(2))
-                text += "." + std::to_string(random_int(random) % 100000) + (random.one_in(4) ? " ." : "");
-        int a, b, c;
-        const bool legible = sscanf(text.c_str(), "%d.%d.%d", &a, &b, &c) == 3;
-        const unsigned loc = legible ? static_cast<uint8_t>(a) * 0x1000000u + static_cast<uint8_t>(b) * 0x10000u +
-                                           static_cast<uint16_t>(c)
-                                     : 0;
-        ASSERT_EQ(str_to_loc(guarded(text)), loc) << text;
-        ASSERT_EQ(str_to_proto(guarded(text)), atoi(text.c_str()) & 0xffff) << text;
-        read += legible;
-    }
-    EXPECT_GT(read, kRandomValues / 20);
 }
 
 TEST(Names, ProtocolsBothWays) {
@@ -254,26 +222,6 @@ TEST(Names, ReadsPowers) {
         {"99999999999999999999999\n", 2047},
     };
     for (const auto &c : cases) EXPECT_EQ(str_to_pwr_dbm(c.text), c.tenths) << c.text;
-
-    Random random(68);
-    regex_t power;
-    ASSERT_EQ(regcomp(&power, "^(-?)([0-9]*)(\n|\\.[0-9](\n|$)|$)", REG_EXTENDED), 0);
-    for (int i = 0; i < kRandomValues; i++) {
-        const std::string text = random_text(random, "-.0123456789\n", 7);
-        regmatch_t part[4];
-        int expected = DBM_PWR_NOT_SET;
-        if (!text.empty() && regexec(&power, text.c_str(), 4, part, 0) == 0) {
-            const size_t digits = static_cast<size_t>(part[2].rm_so), rest_at = static_cast<size_t>(part[3].rm_so);
-            const int number = atoi(text.substr(digits, rest_at - digits).c_str());
-            const char *rest = text.c_str() + rest_at;
-            const int tenths = number * 10 + (*rest == '.' ? rest[1] - '0' : 0);
-            expected = *rest == '\n' ? number : text[0] == '-' ? -tenths : tenths;
-        }
-        ASSERT_EQ(str_to_pwr_dbm(guarded(text)), expected) << text;
-        const int tenths = static_cast<int>(random.below(2 * 8388608)) - 8388608;
-        ASSERT_EQ(str_to_pwr_dbm(dbm_pwr_to_str(tenths)), tenths);
-    }
-    regfree(&power);
 }
 
 TEST(Names, PowerLevels) {

@@ -8,7 +8,6 @@
 
 #include "support/german_locale.h"
 #include "support/guard_page.h"
-#include "support/random.h"
 #include "support/validators_model.h"
 
 namespace {
@@ -16,10 +15,6 @@ namespace {
 using namespace quill::test::validators;
 using quill::test::GermanLocale;
 using quill::test::GuardedPage;
-using quill::test::Random;
-
-constexpr int kRandomTexts = 20000;
-constexpr int kShellBatches = 20, kShellBatch = 200;  // texts, in one command each
 
 // A text whose NUL is the last byte that can be read or written.
 class Guarded {
@@ -35,16 +30,6 @@ public:
 private:
     GuardedPage page_;
 };
-
-// Random bytes, most of them such as the rules look at.
-std::string random_text(Random &random, uint32_t longest) {
-    static const std::string kLikely = kSpecial + "''\"@@..--__  \t\n\r\v\f" + "aAfFgGzZ0019xX2%E";
-    std::string text(random.below(longest + 1), '\0');
-    for (char &c : text)
-        c = random.one_in(8) ? static_cast<char>(1 + random.below(255))
-                             : kLikely[random.below(static_cast<uint32_t>(kLikely.size()))];
-    return text;
-}
 
 void expect_every_byte_in_its_class() {
     Guarded page;
@@ -83,52 +68,6 @@ TEST(Validators, ClassesAreThoseOfAsciiInEveryLocale) {
     if (!german) GTEST_SKIP() << "no German locale can be made, or the C library has none";
     ASSERT_TRUE(isalnum(0xe4));
     expect_every_byte_in_its_class();
-}
-
-TEST(Validators, RandomTextsFollowTheRules) {
-    Random random(63);
-    Guarded page, out;
-    for (int i = 0; i < kRandomTexts && !HasFailure(); i++) {
-        std::string text = random_text(random, 12);
-        if (random.one_in(2)) text = "a" + text + "@b.c" + random_text(random, 1);
-        SCOPED_TRACE(testing::PrintToString(text));
-        const int length = static_cast<int>(text.size());
-        EXPECT_EQ(email_addr_validate(page.hold(text)), email_model(text));
-        EXPECT_EQ(domain_name_validate(page.hold(text)), domain_model(text));
-        EXPECT_EQ(is_valid_restricted_filename(page.hold(text)),
-                  !text.empty() && ascii_alnum(static_cast<unsigned char>(text[0])) && only(text, "_-. "));
-        const size_t meta = text.find_first_of(kMeta);
-        EXPECT_EQ(has_shell_metachars(page.hold(text)), meta == std::string::npos ? 0 : text[meta]);
-        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(text), length, 0, 0, 0),
-                  text.find_first_of(kVulnerable) != std::string::npos);
-        EXPECT_EQ(is_string_vulnerable(page.hold_bytes(text), length, 1, 0, 0), !only(text, ""));
-
-        std::string escaped, named = text, unquoted = text;
-        for (const char c : text) (in(kSpecial, c) ? escaped += '\\' : escaped) += c;
-        char *to = out.room(escaped.size() + 1);
-        escape_shell_specialchars(page.hold(text), to);
-        EXPECT_EQ(to, escaped);
-
-        for (char &c : named)
-            if (in(kForbidden, c)) c = '-';
-        char *name = page.hold_bytes(text);
-        EXPECT_EQ(validate_file_name(name, length), text.empty());
-        EXPECT_EQ(std::string(name, text.size()), named);
-
-        if (!unquoted.empty() && in("'\"", unquoted.front())) unquoted.erase(0, 1);
-        const int last = static_cast<int>(unquoted.size()) - 1;
-        if (!unquoted.empty() && in("'\"", unquoted.back())) unquoted.pop_back();
-        char *quoted = page.hold(text);
-        EXPECT_EQ(clear_quotes(quoted), last);
-        EXPECT_EQ(quoted, unquoted);
-
-        const uint32_t at = random.below(16);
-        std::string inserted = text;
-        if (at <= text.size()) inserted.insert(at, 1, '!');
-        char *roomy = strcpy(page.room(text.size() + 2), text.c_str());
-        insert_in_str(roomy, '!', static_cast<int>(at));
-        EXPECT_EQ(roomy, inserted);
-    }
 }
 
 TEST(Validators, LengthsOfMailAddresses) {
@@ -272,20 +211,6 @@ TEST(Validators, ShellGivesBackEveryByteButFour) {
         if (!alone) unsafe += c;
     }
     EXPECT_EQ(unsafe, kUnsafe);
-}
-
-TEST(Validators, ShellGivesBackRandomTexts) {
-    Random random(7);
-    for (int batch = 0; batch < kShellBatches; batch++) {
-        std::string command = "printf '%s\\000'", wanted;
-        for (int i = 0; i < kShellBatch; i++) {
-            std::string text = random_text(random, 24) + "x";
-            std::erase_if(text, [](char c) { return in(kUnsafe, c); });
-            command += " " + escape(text);
-            wanted += text + '\0';
-        }
-        ASSERT_EQ(output_of(command), wanted);
-    }
 }
 
 }  // namespace
