@@ -26,7 +26,8 @@ struct Station {
 
 // Which accessor was called for which object and field, how often.
 std::map<std::pair<const Station *, std::string>, int> types, numbers, texts;
-bool overlong;  // text fields are written without a terminator, to the last byte
+const std::string kUnwritten = "-";  // a text field that the accessor writes nothing for
+bool overlong;                       // text fields are written without a terminator, to the last byte
 
 std::pair<const Station *, std::string> call(const void *object, const char *field) {
     return {static_cast<const Station *>(object), field};
@@ -49,6 +50,7 @@ uint32_t number(const void *object, const char *field) {
 void text(char *buffer, const void *object, const char *field) {
     texts[call(object, field)]++;
     const std::string &value = text_of(*static_cast<const Station *>(object), field);
+    if (value == kUnwritten) return;
     if (overlong)
         memset(buffer, value[0], SMSS_TEXT_SIZE + 1);
     else
@@ -282,6 +284,11 @@ TEST(Smss, ATextWithoutTerminatorEndsWithItsBuffer) {
     Query longer(stations);
     EXPECT_EQ(longer.search("name", std::string(129, 'a').c_str()).page(0, 9).size(), 0u);
     overlong = false;
+}
+
+TEST(Smss, ATextThatIsNotWrittenIsEmptyAndNotTheOneBefore) {
+    std::vector<Station> stations = {{0, 0, "a", ""}, {0, 0, kUnwritten, ""}};
+    EXPECT_EQ(Query(stations).search("name", "a").page(0, 9).size(), 1u);
 }
 
 TEST(Smss, StringsStayWhereTheyAreWhileThePoolGrows) {

@@ -114,6 +114,22 @@ TEST_F(Tlv, RoomForEachField) {
     EXPECT_EQ(settlvBuffer(buffer, 1), 0);
 }
 
+// The total has 16 bits, and each record four bytes beside its content.
+TEST_F(Tlv, PacksNoMoreThanTheTotalCanSay) {
+    static uint8_t content[2][0x8000];
+    static tlv_row large[] = {{nullptr, bufhdlr, 0, "none", 0},
+                              {content[0], bufhdlr, sizeof content[0], "first", 0},
+                              {content[1], bufhdlr, 0, "second", 0}};
+    initTLVLib([] { tlvDefn = large; }, 3, nullptr, 0);
+    Bytes buffer(0x10010);
+    for (const uint32_t size : {0xffffu - 0x8000 - 8, 0xffffu - 0x8000 - 7}) {
+        large[2].size = size;
+        EXPECT_EQ(tlvset(1, content[0]) + tlvset(2, content[1]), 2);
+        const bool fits = size + 0x8000 + 8 <= 0xffff;
+        EXPECT_EQ(settlvBuffer(buffer.data(), static_cast<int32_t>(buffer.size())), fits ? 0x10001 : 0);
+    }
+}
+
 TEST_F(Tlv, SkipsWhatItDoesNotKnow) {
     const Bytes skipped = {
         0, 31, 0, 0, 0, 4, 9, 9,  9, 9,  // type 0, though it has a row
@@ -165,8 +181,7 @@ TEST_F(Tlv, RefusesDamage) {
     EXPECT_EQ(tlvisset(kVlan), 0u);
 }
 
-// No truncation and no changed byte makes the library read behind the message or write outside the fields.
-TEST_F(Tlv, SurvivesEveryTruncationAndChange) {
+TEST_F(Tlv, SurvivesEveryTruncation) {
     for (int size = 0; size < static_cast<int>(kMessage.size()); size++) {
         Bytes message(kMessage.begin(), kMessage.begin() + size);
         EXPECT_EQ(read(message), 0);
@@ -175,14 +190,6 @@ TEST_F(Tlv, SurvivesEveryTruncationAndChange) {
         const bool between_records = size == 2 || size == 10 || size == 18 || size == 28;
         EXPECT_EQ(read(message), between_records ? size : 0) << size;
     }
-    for (size_t changed = 0; changed < kMessage.size(); changed++)
-        for (unsigned value = 0; value < 256; value++) {
-            Bytes message = kMessage;
-            message[changed] = static_cast<uint8_t>(value);
-            const int consumed = read(message);
-            EXPECT_TRUE(consumed == 0 || consumed == (message[0] << 8 | message[1]) + 2);
-            EXPECT_EQ(station.name[sizeof station.name - 1], '\0');
-        }
 }
 
 TEST_F(Tlv, SaysWhatItCannotSetOrGet) {
