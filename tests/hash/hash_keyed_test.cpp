@@ -14,6 +14,7 @@
 namespace {
 
 using quill::test::expect_failures_survived;
+using quill::test::live_allocations;
 using quill::test::NthAllocation;
 using quill::test::TableKey;
 
@@ -215,6 +216,18 @@ TEST(IpHash, AnIPv4KeyIsItsHashAndItsFirstFourBytes) {
     EXPECT_EQ(HashIpAfGet(nullptr, HASH_OP_NEXT, HASH_SEL_ADDRESS), 0u);
     sHashCursor cursor = {};
     EXPECT_EQ(HashIpAfGetR(nullptr, HASH_OP_NEXT, HASH_SEL_ADDRESS, &cursor), 0u);
+}
+
+TEST(IpHash, DestructionFreesTheCopiesOfAddresses) {
+    const auto left_by = [](int keys) {
+        const long live = live_allocations();
+        sHash *table = _HashCreate(5, "destroyed", 1);
+        for (int key = 0; key < keys; key++) Ip::insert(table, Ip(key, true), 1);
+        HashDestroyIpAf(table);
+        return live_allocations() - live;
+    };
+    left_by(3);  // makes the pools
+    EXPECT_EQ(left_by(3), left_by(0));
 }
 
 TEST(IpHash, ADestroyedTableKeepsItsPlaceInTheStatistics) {
