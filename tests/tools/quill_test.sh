@@ -396,6 +396,18 @@ quill: no command "nothing"; quill --help lists them
 quill vlan: no option "--nonsense"
 usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
 END_OF_OUTPUT
+expect 2 "quill fqln join a; quill fqln build a --json b c d; quill version eol 4.1.0.0" <<'END_OF_OUTPUT'
+quill fqln: no operation "join"
+usage: quill fqln split [--json] NAME
+       quill fqln build PART1 PART2 PART3 PART4
+quill fqln: no option "--json"
+usage: quill fqln split [--json] NAME
+       quill fqln build PART1 PART2 PART3 PART4
+quill version: too few arguments
+usage: quill version compare [--json] VERSION VERSION
+       quill version range [--json] LOWEST FIRST_ABOVE VERSION
+       quill version eol [--json] VERSION MODEL
+END_OF_OUTPUT
 expect 0 "quill vlan -- 1-3" <<'END_OF_OUTPUT'
 1-3
 END_OF_OUTPUT

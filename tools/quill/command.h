@@ -26,12 +26,16 @@ public:
     Arguments(const Command &command, std::span<char *> words) : command_(command), words_(words) {}
 
     bool take(const char *option);
+    // For a command of several operations, whose name is the first operand; no_operation() when it was none of them.
+    bool take_operation(const char *name);
+    [[noreturn]] int no_operation();
     // Of "--option VALUE" or "--option=VALUE"; null when it is not there.
     const char *take_value(const char *option);
     std::span<char *> operands(size_t least, size_t most);
     // The words as they are, for a command that hands them on.
     std::span<char *> rest() const { return words_; }
 
+    // The message and the command's usage on standard error, and the program's end with kUsage.
     [[noreturn, gnu::format(printf, 2, 3)]] int misused(const char *format, ...) const;
 
 private:

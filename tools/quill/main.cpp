@@ -109,6 +109,17 @@ bool Arguments::take(const char *option) {
     return taken;
 }
 
+bool Arguments::take_operation(const char *name) {
+    for (size_t i = 0; i < words_.size(); i++) {
+        if (words_[i][0] == '-') continue;
+        if (strcmp(words_[i], name) != 0) return false;
+        return drop(i, 1), true;
+    }
+    return false;
+}
+
+int Arguments::no_operation() { misused("no operation \"%s\"", operands(1, SIZE_MAX)[0]); }
+
 const char *Arguments::take_value(const char *option) {
     const size_t length = strlen(option);
     for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
@@ -151,8 +162,8 @@ int Arguments::misused(const char *format, ...) const {
     va_start(values, format);
     say(format, values);
     va_end(values);
-    const int usage = static_cast<int>(strcspn(command_.help, "\n"));
-    fprintf(stderr, "%.*s\n", usage, command_.help);
+    const std::string_view help = command_.help;
+    fwrite(help.data(), 1, help.find("\n\n") + 1, stderr);  // its usage
     exit(kUsage);
 }
 

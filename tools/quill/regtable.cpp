@@ -83,8 +83,10 @@ const char *reason_of(int code) {
 
 std::string_view line_of(const char *text) { return {text, strcspn(text, "\n")}; }
 
-// Both commands print the version; one of them has verified it.
-int show_version(const char *path, bool verify, bool as_json) {
+// Both operations print the version; one of them has verified it.
+int show_version(Arguments &arguments, bool verify) {
+    const bool as_json = arguments.take("--json");
+    const char *const path = arguments.operands(1, 1)[0];
     char none[] = "", *text = none;
     int code;
     {
@@ -134,7 +136,9 @@ bool is_whole_gzip(const char *path) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-int unpack(const char *in, const char *out) {
+int unpack(Arguments &arguments) {
+    const auto files = arguments.operands(2, 2);
+    const char *const in = files[0], *const out = files[1];
     if (access(in, R_OK) != 0) fail("cannot read %s: %s", in, strerror(errno));
     if (!is_whole_gzip(in)) fail("%s is no whole gzip file", in);
     int code;
@@ -158,14 +162,10 @@ int unpack(const char *in, const char *out) {
 int regtable(Arguments &arguments) {
     const std::span<char *> words = arguments.rest();
     if (!words.empty() && strcmp(words[0], "sign") == 0) sign(words);
-    const bool json = arguments.take("--json");
-    const auto operands = arguments.operands(2, 3);
-    const char *what = operands[0];
-    const bool verify = strcmp(what, "verify") == 0;
-    if ((verify || strcmp(what, "version") == 0) && operands.size() == 2)
-        return show_version(operands[1], verify, json);
-    if (strcmp(what, "unpack") == 0 && operands.size() == 3 && !json) return unpack(operands[1], operands[2]);
-    return arguments.misused("cannot %s this", what);
+    if (arguments.take_operation("verify")) return show_version(arguments, true);
+    if (arguments.take_operation("version")) return show_version(arguments, false);
+    if (arguments.take_operation("unpack")) return unpack(arguments);
+    return arguments.no_operation();
 }
 
 }  // namespace quill::cli

@@ -82,7 +82,9 @@ Bytes hex_operand(std::span<char *> operands) {
 
 // --- location names
 
-int split(const char *name, bool as_json) {
+int split(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
+    const char *const name = arguments.operands(1, 1)[0];
     if (!fqln_is_well_formed(name))
         fail("\"%s\" is no location name: expected four parts with dots between them", name);
     const size_t size = strlen(name) + 1;
@@ -100,7 +102,8 @@ int split(const char *name, bool as_json) {
     return kDone;
 }
 
-int build(std::span<char *> parts) {
+int build(Arguments &arguments) {
+    const auto parts = arguments.operands(4, 4);
     char name[9 * FQLN_PART_SIZE + 8], again[4][FQLN_PART_SIZE + 1];
     fqln_build(parts[0], parts[1], parts[2], parts[3], name, sizeof name);
     constexpr uint32_t kSize = FQLN_PART_SIZE;
@@ -263,11 +266,9 @@ int unscramble(Arguments &arguments) {
 }
 
 int fqln(Arguments &arguments) {
-    const bool json = arguments.take("--json");
-    const auto words = arguments.operands(2, 5);
-    if (strcmp(words[0], "split") == 0 && words.size() == 2) return split(words[1], json);
-    if (strcmp(words[0], "build") == 0 && words.size() == 5 && !json) return build(words.subspan(1));
-    return arguments.misused("cannot %s this", words[0]);
+    if (arguments.take_operation("split")) return split(arguments);
+    if (arguments.take_operation("build")) return build(arguments);
+    return arguments.no_operation();
 }
 
 int addr(Arguments &arguments) {

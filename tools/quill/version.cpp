@@ -42,11 +42,13 @@ void answer(const char *words, bool as_json) {
     json.finish();
 }
 
-int compare(const char *first, const char *second, bool as_json) {
+int compare(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
+    const auto versions = arguments.operands(2, 2);
     int kinds[2];
-    const int order = compare_r_version_with_c_version(first, &kinds[0], second, &kinds[1]);
-    for (const int i : {0, 1})
-        if (kinds[i] == 0) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", i == 0 ? first : second);
+    const int order = compare_r_version_with_c_version(versions[0], &kinds[0], versions[1], &kinds[1]);
+    for (const size_t i : {0, 1})
+        if (kinds[i] == 0) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", versions[i]);
     answer(order > 0 ? "older" : order < 0 ? "newer" : "equal", as_json);
     return kDone;
 }
@@ -66,7 +68,9 @@ void read_three(const char *text, int32_t out[3]) {
     }
 }
 
-int range(std::span<char *> words, bool as_json) {
+int range(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
+    const auto words = arguments.operands(3, 3);
     int32_t ends[6], version[3];
     read_three(words[0], ends);
     read_three(words[1], ends + 3);
@@ -76,7 +80,10 @@ int range(std::span<char *> words, bool as_json) {
     return within ? kDone : kData;
 }
 
-int end_of_life(const Arguments &arguments, const char *version, const char *model, bool as_json) {
+int end_of_life(Arguments &arguments) {
+    const bool as_json = arguments.take("--json");
+    const auto words = arguments.operands(2, 2);
+    const char *const version = words[0], *const model = words[1];
     uint64_t number;
     if (!parse_number(model, UINT32_MAX, number)) arguments.misused("\"%s\" is no model number", model);
     switch (check_eol_ap_version(version, static_cast<uint32_t>(number))) {
@@ -90,12 +97,10 @@ int end_of_life(const Arguments &arguments, const char *version, const char *mod
 }  // namespace
 
 int version(Arguments &arguments) {
-    const bool json = arguments.take("--json");
-    const auto words = arguments.operands(3, 4);
-    if (strcmp(words[0], "compare") == 0 && words.size() == 3) return compare(words[1], words[2], json);
-    if (strcmp(words[0], "range") == 0 && words.size() == 4) return range(words.subspan(1), json);
-    if (strcmp(words[0], "eol") == 0 && words.size() == 3) return end_of_life(arguments, words[1], words[2], json);
-    return arguments.misused("cannot %s this", words[0]);
+    if (arguments.take_operation("compare")) return compare(arguments);
+    if (arguments.take_operation("range")) return range(arguments);
+    if (arguments.take_operation("eol")) return end_of_life(arguments);
+    return arguments.no_operation();
 }
 
 }  // namespace quill::cli
