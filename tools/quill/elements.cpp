@@ -348,8 +348,9 @@ const char *write_element(Kind kind, std::string_view value, Bytes &message) {
     int32_t negative;
     Bytes content;
     size_t fault;
-    const char *wanted;
-    const auto write = [&](auto writer, const auto *from, uint32_t size) {
+    // With what a reader wanted instead of the value, nothing is written.
+    const auto write = [&](const char *wanted, auto writer, const auto *from, uint32_t size) {
+        if (wanted) return wanted;
         return append(message, 24, "room for it",
                       [=](void *to, uint32_t room, uint32_t *cursor) { return writer(from, size, to, room, cursor); });
     };
@@ -358,31 +359,24 @@ const char *write_element(Kind kind, std::string_view value, Bytes &message) {
         case kU16: return append_number(value, message, "a number up to 65535", sxdr_write_u16_safe);
         case kU32: return append_number(value, message, "a number up to 4294967295", sxdr_write_u32_safe);
         case kU64: return append_number(value, message, "a number up to 18446744073709551615", sxdr_write_u64_safe);
-        case kS32:
-            wanted = parse_s32(value, negative);
-            return wanted ? wanted : write(sxdr_write_s32_safe, &negative, sizeof negative);
-        case kBool:
-            wanted = parse_bool(value, boolean);
-            return wanted ? wanted : write(sxdr_write_bool_safe, &boolean, sizeof boolean);
-        case kMac:
-            wanted = parse_mac(value, mac);
-            return wanted ? wanted : write(sxdr_write_mac_safe, static_cast<const void *>(mac), sizeof mac);
+        case kS32: return write(parse_s32(value, negative), sxdr_write_s32_safe, &negative, sizeof negative);
+        case kBool: return write(parse_bool(value, boolean), sxdr_write_bool_safe, &boolean, sizeof boolean);
+        case kMac: return write(parse_mac(value, mac), sxdr_write_mac_safe, static_cast<const void *>(mac), sizeof mac);
         case kIp: {
-            wanted = parse_ip(value, QUILL_AF_INET, address);
+            const char *const wanted = parse_ip(value, QUILL_AF_INET, address);
             uint32_t ip;
             memcpy(&ip, address.addr, sizeof ip);
-            return wanted ? wanted : write(sxdr_write_ip_safe, &ip, sizeof ip);
+            return write(wanted, sxdr_write_ip_safe, &ip, sizeof ip);
         }
         case kIpv6:
-            wanted = parse_ip(value, QUILL_AF_INET6, address);
-            return wanted ? wanted : write(sxdr_write_ipv6_safe, static_cast<const void *>(address.addr), 16);
-        case kIpAf:
-            wanted = parse_ip_af(value, address);
-            return wanted ? wanted : write(sxdr_write_ip_af_safe, &address, sizeof address);
+            return write(parse_ip(value, QUILL_AF_INET6, address), sxdr_write_ipv6_safe,
+                         static_cast<const void *>(address.addr), 16);
+        case kIpAf: return write(parse_ip_af(value, address), sxdr_write_ip_af_safe, &address, sizeof address);
         case kStr:
-        case kStr3:
-            wanted = parse_quoted(value, content);
+        case kStr3: {
+            const char *const wanted = parse_quoted(value, content);
             return wanted ? wanted : append_content(kind, content, message);
+        }
         default:
             return parse_hex(value, content, fault) ? append_content(kind, content, message) : "bytes in hexadecimal";
     }

@@ -83,6 +83,20 @@ const char *reason_of(int code) {
 
 std::string_view line_of(const char *text) { return {text, strcspn(text, "\n")}; }
 
+void print_json(const char *path, bool verified, int code, const char *text) {
+    Json json;
+    json.begin('{');
+    json.text("file", path);
+    if (verified) json.boolean("valid", code == QUILL_REG_TABLE_VALID);
+    if (code == QUILL_REG_TABLE_VALID && *text)
+        json.text("version", line_of(text));
+    else
+        json.null("version");
+    if (code != QUILL_REG_TABLE_VALID) json.number("code", int64_t{code});
+    json.end('}');
+    json.finish();
+}
+
 // Both operations print the version; one of them has verified it.
 int show_version(Arguments &arguments, bool verify) {
     const bool as_json = arguments.take("--json");
@@ -96,17 +110,7 @@ int show_version(Arguments &arguments, bool verify) {
     }
     const bool done = code == QUILL_REG_TABLE_VALID && *text;
     if (as_json) {
-        Json json;
-        json.begin('{');
-        json.text("file", path);
-        if (verify) json.boolean("valid", code == QUILL_REG_TABLE_VALID);
-        if (done)
-            json.text("version", line_of(text));
-        else
-            json.null("version");
-        if (code != QUILL_REG_TABLE_VALID) json.number("code", int64_t{code});
-        json.end('}');
-        json.finish();
+        print_json(path, verify, code, text);
     } else if (done) {
         if (verify) fputs("valid, version ", stdout);
         print_escaped(line_of(text));

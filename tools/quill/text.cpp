@@ -229,6 +229,31 @@ bool show_address(char *text, Facts &facts) {
     return true;
 }
 
+// --- command lines
+
+void print_words(std::span<char *const> words, const char *joined) {
+    int number = 0;
+    for (const char *word : words) {
+        printf("%s%3d%s  ", faint(), number++, plain());
+        print_escaped(word);
+        putchar('\n');
+    }
+    fputs("joined: ", stdout);
+    print_escaped(joined);
+    putchar('\n');
+}
+
+void print_words_as_json(std::span<char *const> words, const char *joined) {
+    Json json;
+    json.begin('{');
+    json.begin('[', "words");
+    for (const char *word : words) json.text(nullptr, word);
+    json.end(']');
+    json.text("joined", joined);
+    json.end('}');
+    json.finish();
+}
+
 }  // namespace
 
 int scramble(Arguments &arguments) {
@@ -294,25 +319,8 @@ int argv(Arguments &arguments) {
     char *const text = reinterpret_cast<char *>(joined.data());
     *text = '\0';
     argv_to_cmdline(text, static_cast<int>(joined.size()), count, words);
-    if (as_json) {
-        Json json;
-        json.begin('{');
-        json.begin('[', "words");
-        for (int i = 0; i < count; i++) json.text(nullptr, words[i]);
-        json.end(']');
-        json.text("joined", text);
-        json.end('}');
-        json.finish();
-        return kDone;
-    }
-    for (int i = 0; i < count; i++) {
-        printf("%s%3d%s  ", faint(), i, plain());
-        print_escaped(words[i]);
-        putchar('\n');
-    }
-    fputs("joined: ", stdout);
-    print_escaped(text);
-    putchar('\n');
+    const std::span<char *const> split_words(words, static_cast<size_t>(count));
+    as_json ? print_words_as_json(split_words, text) : print_words(split_words, text);
     return kDone;
 }
 

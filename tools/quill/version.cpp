@@ -47,7 +47,7 @@ int compare(Arguments &arguments) {
     const auto versions = arguments.operands(2, 2);
     int kinds[2];
     const int order = compare_r_version_with_c_version(versions[0], &kinds[0], versions[1], &kinds[1]);
-    for (const size_t i : {0, 1})
+    for (size_t i = 0; i < 2; i++)
         if (kinds[i] == 0) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", versions[i]);
     answer(order > 0 ? "older" : order < 0 ? "newer" : "equal", as_json);
     return kDone;
