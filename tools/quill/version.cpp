@@ -1,9 +1,7 @@
 // quill version.
 #include <quill/ap_version.h>
 #include <stdio.h>
-#include <string.h>
 
-#include <initializer_list>
 #include <span>
 #include <string_view>
 
