@@ -11,6 +11,7 @@
 #include <quill/sxdr_safe.h>
 #include <quill/validators.h>
 #include <signal.h>
+#include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -45,6 +46,18 @@ static void handle(const uint8_t *message, uint32_t length, sHash *stations, Log
     }
 }
 
+/* False when none has arrived. With MSG_TRUNC the length is that of the whole message, so that none is taken for its
+ * first bytes. */
+static bool handle_next(int receiver, sHash *stations, LogHandle *log) {
+    uint8_t message[64];
+    const ssize_t length = recv(receiver, message, sizeof message, MSG_TRUNC | MSG_DONTWAIT);
+    if (length > (ssize_t)sizeof message)
+        QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %ld bytes", (long)length);
+    else if (length >= 0)
+        handle(message, (uint32_t)length, stations, log);
+    return length >= 0;
+}
+
 static int serve(int receiver, const struct sockaddr_un *address) {
     struct sigaction on_end = {.sa_handler = end};
     sigset_t term, others;
@@ -59,17 +72,10 @@ static int serve(int receiver, const struct sockaddr_un *address) {
     unlink(address->sun_path); /* of a daemon that was killed */
     if (log && stations && bind(receiver, (const struct sockaddr *)address, sizeof *address) == 0) {
         struct pollfd arrival = {.fd = receiver, .events = POLLIN};
-        uint8_t message[64];
-        while (!ended) {
-            if (ppoll(&arrival, 1, NULL, &others) < 0) continue;
-            /* With MSG_TRUNC the length is that of the whole message, so that none is taken for its first bytes. */
-            const ssize_t length = recv(receiver, message, sizeof message, MSG_TRUNC | MSG_DONTWAIT);
-            if (length > (ssize_t)sizeof message)
-                QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %ld bytes", (long)length);
-            else if (length >= 0)
-                handle(message, (uint32_t)length, stations, log);
-        }
+        while (!ended)
+            if (ppoll(&arrival, 1, NULL, &others) > 0) handle_next(receiver, stations, log);
         unlink(address->sun_path);
+        while (handle_next(receiver, stations, log)) continue; /* what was sent before the SIGTERM */
         result = EXIT_SUCCESS;
     } else {
         perror("stationd");
