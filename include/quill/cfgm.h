@@ -15,8 +15,9 @@
  * processes alone can use them. They are deliberately taken without SEM_UNDO: what a program protects may be half done
  * when it dies, so a process that dies with a semaphore leaves it taken, until a restart or another process gives it.
  *
- * Files that cannot be had are fatal: the process then ends by exit, with no message and with the semaphore that it may
- * hold. A parent sees the status modulo 256:
+ * A file that cannot be opened is fatal, and anything but a regular file counts as that, as does a link (see
+ * docs/trust.md). The process then gives back the semaphore that the call has taken, and ends by exit without a message.
+ * A parent sees the status modulo 256:
  *
  *     exit   seen   what
  *     666    154    "/tmp/cfgmContId" cannot be opened for reading or writing

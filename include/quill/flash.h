@@ -32,8 +32,9 @@
  * A file that is not such a history does not stop a transfer, and nothing is written outside of it. One that is too
  * short grows to its size; of one that is too long, the part behind is left alone. With another capacity it is no
  * history of ours: all of it is zeroed and begun anew; a capacity of 0 is a file that was just being made, and is only
- * filled in. A next record beyond the capacity counts as 0. Where the file cannot be opened, mapped or given its
- * memory, transfers go on without a history, and each next one tries again.
+ * filled in. A next record beyond the capacity counts as 0. If the file cannot be opened, mapped or given its
+ * memory, transfers go on without a history, and each next one tries again. A link, a file with a second name, or one
+ * that another user but root owns is not opened (docs/trust.md).
  *
  * Transfers may run in several threads. A signal does not let one in before its turn. Cancellation is held off until
  * the transfer is over. The name of the flash device belongs to the process and nothing guards it: set it before

@@ -16,15 +16,21 @@
  * are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399 bytes, each of
  * which counts as a line.
  *
- * What is signed is the table without its last byte, which is the newline, and behind it the version section.
+ * What is signed is the table without its last byte, which must be a newline, followed by the version section. THE BORDER
+ * BETWEEN THE TWO IS NOT SIGNED: whoever may change the file can move it, so that a part of the table is taken for the
+ * version or the other way round. A publisher therefore ends each table with a line that its readers insist on, and gives
+ * versions a form that no line of a table has, which they check. docs/trust.md says what else is promised.
  *
  * The work is left to the openssl and gunzip commands, found on PATH and started by the C library's system(); with
  * SIGCHLD ignored that cannot tell their end, and no file is valid (-94). Commands are only judged by what they write: one
  * that is missing, fails or is killed has written nothing that counts.
  *
+ * No command waits for a person: its standard input is /dev/null, and setsid, if the machine has it, takes its terminal.
+ *
  * Temporary files have fixed names in "/quill/reg_table/", which the system provides and only trusted users may write
- * in. All are removed before a function returns, whatever happens. Where anything but a plain file has the name of one,
- * such as a symbolic link, that file counts as one that cannot be written.
+ * in. Each is created new, readable and writable for its owner alone whatever the umask. All are removed before a function
+ * returns, whatever happens. If anything but a regular file has the name of one, such as a symbolic link, that file counts
+ * as one that cannot be written.
  *
  * The functions are for one thread, and one process on the device, at a time. They are not cancellation points. Each
  * step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two that prove
@@ -55,7 +61,7 @@ enum {
     QUILL_REG_TABLE_NOT_OPENED = -1, /* get_reg_tbl_file_ver alone */
     QUILL_REG_TABLE_NULL_PATH = -90, /* decrypt_decompress_reg_tbl_file alone */
     QUILL_REG_TABLE_NO_MEMORY = -92,
-    QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* the conversion to DER could not be run; a file without one is not valid */
+    QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* not base64, or the conversion to DER could not be run */
     QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run; a file without one is not valid */
     QUILL_REG_TABLE_NOT_WRITTEN = -95,
     QUILL_REG_TABLE_NOT_READ = -96,
@@ -70,16 +76,14 @@ enum {
  *
  *     -97   path is null, or cannot be opened, or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output not be written
- *     -93   no command can be run to convert the certificate, or its output not be written
- *     -96   the table's or the version's section cannot be read back, memory running out included; or the table is
- *           empty, or a NUL byte stands in one of the two
+ *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
+ *           output not be written
+ *     -96   the table's or the version's section cannot be read back, memory running out included; or the table does not
+ *           end with a newline, or one of the two is empty or has a NUL byte
  *     -92   no memory for the signed data
  *     -95   the signed data cannot be written to its temporary file
  *     -100  the certificate or the signature is not valid, or that could not be found out: for want of openssl, of
  *           memory, or of one of the temporary files of the check
- *
- * The signature does not say where the table ends and the version line begins: whoever may change the file can move
- * that border, over the newline, to and fro.
  *
  * No function hands out the table: the program reads it from the validated file, by the rules for sections above. */
 QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);

@@ -14,7 +14,8 @@
  *                 for; the facility given to openlog or with a priority wins, but LOG_KERN, being 0, cannot be given.
  *     mesh point  When /tmp/mesh_role holds 1, messages that the daemon's queue has no room for are dropped, silently,
  *                 so that a mesh point never waits for its log. The file is read once, before the first connection; as
- *                 long as it exists without a number in it, each openlog and each new connection read it again.
+ *                 long as it exists without a number in its first 255 bytes, each openlog and each new connection read it
+ *                 again. Anything but a regular file counts as none (docs/trust.md).
  *                 Elsewhere a message waits until the daemon takes it.
  *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is marked with
  *                 "[truncated] " at its start and cut. An identity of 960 characters or more is replaced by

@@ -10,7 +10,6 @@
 #include <string_view>
 
 #include "base/ascii.h"
-#include "base/cancellation.h"
 #include "base/descriptor.h"
 
 namespace quill {
@@ -42,24 +41,6 @@ inline int int_of(const char *text) {
 
 enum class FileNumber { kNoFile, kNoNumber, kRead };
 
-// The number at the start of a file; *number is only written when it is read.
-[[nodiscard]] inline FileNumber read_number(const char *path, int *number) {
-    const NoCancellation no_cancellation;
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
-    if (!file) return FileNumber::kNoFile;
-    char chunk[64];
-    ssize_t length = 0, at = 0;
-    const auto next = [&]() -> int {
-        if (at == length) {
-            at = 0;
-            length = read(file.get(), chunk, sizeof chunk);
-            if (length <= 0) length = 0;
-        }
-        return length == 0 ? -1 : chunk[at++];
-    };
-    return scan_int(next, number) ? FileNumber::kRead : FileNumber::kNoNumber;
-}
-
 // Fills the buffer from the file's start, as far as there is content, and puts a NUL behind it, in the last byte at the
 // furthest. Returns how much was read; -1 with errno when the first read fails. A later one that fails ends the content.
 inline ssize_t read_start(int fd, std::span<char> buffer) {
@@ -72,6 +53,16 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     }
     buffer[length] = '\0';
     return static_cast<ssize_t>(length);
+}
+
+// Reads the number at the start of a file; *number is only written if there is one. White space before it is skipped, but
+// no more than fits in the buffer: a file of blanks must not hold up its reader.
+[[nodiscard]] inline FileNumber read_number(const Descriptor &file, int *number) {
+    char text[256];
+    if (!file) return FileNumber::kNoFile;
+    if (read_start(file.get(), text) <= 0) return FileNumber::kNoNumber;
+    const char *at = text;
+    return scan_int([&] { return *at ? *at++ : '\0'; }, number) ? FileNumber::kRead : FileNumber::kNoNumber;
 }
 
 // Opens a file to be written anew, making it where there is none, as fopen does for "w". Async-signal-safe, as is what

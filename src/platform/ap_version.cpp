@@ -33,8 +33,10 @@ char *second_quad(char *text) {
     return hyphen && quill::is_digit(hyphen[1]) ? hyphen + 1 : nullptr;
 }
 
-// Cuts text before the first of some characters.
-void cut_at(char *text, const char *characters) { text[strcspn(text, characters)] = '\0'; }
+// Cuts text before the first of some characters. A text without one is not written to: it may be read-only.
+void cut_at(char *text, const char *characters) {
+    if (char *const found = strpbrk(text, characters)) *found = '\0';
+}
 
 // --- reading
 

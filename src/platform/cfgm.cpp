@@ -1,14 +1,17 @@
 #include <quill/cfgm.h>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/ipc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <string_view>
+#include <optional>
 
 #include "base/cancellation.h"
+#include "base/descriptor.h"
+#include "base/fixed_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 #include "platform/sysv_semaphore.h"
@@ -46,20 +49,39 @@ bool exists(const char *path) {
     return stat(path, &found) == 0;
 }
 
-void replace_or_exit(const char *path, std::string_view content, Fatal status) {
-    if (!quill::replace_content(path, content)) exit(status);
-}
-
-void store_id(int id) {
+bool store_id(int id) {
     char text[16];
     const int length = snprintf(text, sizeof text, "%d", id);
-    replace_or_exit(paths::kControllerId, {text, static_cast<size_t>(length)}, kNoControllerId);
+    return quill::replace_fixed(paths::kControllerId, {text, static_cast<size_t>(length)});
 }
 
-int load_id() {
+// 1 if there is an id, 0 if it has just been made. As with what follows, nothing if the file cannot be opened: the process
+// then ends, but not before it has given the semaphore back. Another user could plant what is refused, and would stop all
+// processes that take the semaphore.
+std::optional<int> check_or_create_id() {
+    if (exists(paths::kControllerId)) return 1;
+    return store_id(0) ? std::optional(0) : std::nullopt;
+}
+
+std::optional<int> load_id() {
     int id = 0;
-    if (quill::read_number(paths::kControllerId, &id) == FileNumber::kNoFile) exit(kNoControllerId);
+    const quill::Descriptor file = quill::open_fixed(paths::kControllerId, O_RDONLY);
+    if (quill::read_number(file, &id) == FileNumber::kNoFile) return std::nullopt;
     return id;
+}
+
+std::optional<int> next_id() {
+    const auto there = check_or_create_id();
+    if (!there || !*there) return there;  // the first id that is handed out is 0
+    const auto id = load_id();
+    if (!id) return id;
+    const int next = static_cast<int>(static_cast<unsigned>(*id) + 1);
+    return store_id(next) ? std::optional(next) : std::nullopt;
+}
+
+int value_or_exit(std::optional<int> id) {
+    if (!id) exit(kNoControllerId);
+    return *id;
 }
 
 // The result of use() while the semaphore is held; 0 when it cannot be taken or given.
@@ -67,8 +89,10 @@ template <typename Use>
 int with_semaphore(int semaphore, Use use) {
     if (!change(semaphore, -1)) return 0;
     const NoCancellation no_cancellation;
-    const int result = use();
-    return change(semaphore, 1) ? result : 0;
+    const std::optional<int> used = use();
+    const bool given = change(semaphore, 1);
+    const int result = value_or_exit(used);
+    return given ? result : 0;
 }
 
 }  // namespace
@@ -88,29 +112,20 @@ int cli_cfgm_sem_give(int semaphore) { return change(semaphore, 1) ? 1 : -1; }
 // --- the controller id
 
 int checkAndCreateControllerId() {
-    if (exists(paths::kControllerId)) return 1;
     const NoCancellation no_cancellation;
-    store_id(0);
-    return 0;
+    return value_or_exit(check_or_create_id());
 }
 
-int getCfgmControllerId() { return checkAndCreateControllerId() ? load_id() : 0; }
-
-int incCfgmControllerId(int semaphore) {
-    return with_semaphore(semaphore, [] {
-        if (!checkAndCreateControllerId()) return 0;  // the first id that is handed out
-        const int id = static_cast<int>(static_cast<unsigned>(load_id()) + 1);
-        store_id(id);
-        return id;
-    });
+int getCfgmControllerId() {
+    const NoCancellation no_cancellation;
+    return value_or_exit(check_or_create_id()) ? value_or_exit(load_id()) : 0;
 }
+
+int incCfgmControllerId(int semaphore) { return with_semaphore(semaphore, next_id); }
 
 int setCfgmControllerId(int id, int semaphore) {
-    return with_semaphore(semaphore, [=] {
-        (void)checkAndCreateControllerId();
-        store_id(id);
-        return 1;
-    });
+    return with_semaphore(semaphore,
+                          [=] { return check_or_create_id() && store_id(id) ? std::optional(1) : std::nullopt; });
 }
 
 // --- the flag
@@ -118,7 +133,7 @@ int setCfgmControllerId(int id, int semaphore) {
 int openCfgmGlobalConfigEnableFile() {
     if (exists(paths::kGlobalConfigEnabled)) return 0;
     const NoCancellation no_cancellation;
-    replace_or_exit(paths::kGlobalConfigEnabled, "", kFlagNotMade);
+    if (!quill::replace_fixed(paths::kGlobalConfigEnabled, "")) exit(kFlagNotMade);
     return 0;
 }
 

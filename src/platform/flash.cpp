@@ -23,6 +23,7 @@
 #include "base/cancellation.h"
 #include "base/descriptor.h"
 #include "base/endian.h"
+#include "base/fixed_file.h"
 #include "base/paths.h"
 #include "platform/sysv_semaphore.h"
 
@@ -56,6 +57,17 @@ constinit DeviceName flash_device{paths::kFlashDevice};
 
 // Set once, by the first thread that has the history mapped.
 constinit std::atomic<uint8_t *> mapped_history = nullptr;
+
+// --- calls that a signal interrupts
+
+// Repeats a call that a signal has interrupted: no transfer starts before its turn, and no history is given up.
+template <typename Call>
+bool repeat_if_interrupted(Call call) {
+    bool done;
+    do done = call();
+    while (!done && errno == EINTR);
+    return done;
+}
 
 // --- requests to drivers, in the host's byte order
 
@@ -196,18 +208,19 @@ private:
     uint8_t *bytes_;
 };
 
-// Gives the file its size and its memory; false when it cannot have them. Without the memory, a write to the mapping on
-// a full /tmp would end the process.
+// Sizes the file and allocates its memory; false if that fails. Without the memory, or if another user cuts the file off
+// later, a write to the mapping would end the process.
 bool make_room(int file) {
     struct stat found;
-    if (fstat(file, &found) != 0) return false;
+    if (fstat(file, &found) != 0 || (found.st_uid != 0 && found.st_uid != geteuid())) return false;
     if (found.st_size < static_cast<off_t>(kHistorySize) && ftruncate(file, kHistorySize) != 0) return false;
-    return fallocate(file, 0, 0, kHistorySize) == 0 || errno == EOPNOTSUPP || errno == ENOSYS;
+    const bool allocated = repeat_if_interrupted([=] { return fallocate(file, 0, 0, kHistorySize) == 0; });
+    return allocated || errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
 uint8_t *map_history() {
     const NoCancellation no_cancellation;
-    Descriptor file(open(paths::kFlashHistory, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    Descriptor file = quill::open_fixed(paths::kFlashHistory, O_RDWR | O_CREAT, 0600);
     if (!file || !make_room(file.get())) return nullptr;
     void *const mapping = mmap(nullptr, kHistorySize, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     if (mapping == MAP_FAILED) return nullptr;
@@ -230,19 +243,10 @@ uint8_t *history() {
 
 // --- flash transfers
 
-// A wait that a signal has cut short goes on: it is no reason to go in before one's turn.
-template <typename Wait>
-bool wait_through_signals(Wait wait) {
-    bool done;
-    do done = wait();
-    while (!done && errno == EINTR);
-    return done;
-}
-
 class FileLock {
 public:
     FileLock(int file, int kind) : file_(file) {
-        (void)wait_through_signals([=] { return flock(file, kind) == 0; });
+        (void)repeat_if_interrupted([=] { return flock(file, kind) == 0; });
     }
     ~FileLock() {
         const int kept_errno = errno;
@@ -261,7 +265,7 @@ private:
 class Turn {
 public:
     explicit Turn(const SysvSemaphore &semaphore) : semaphore_(semaphore) {
-        entered_ = wait_through_signals([&] { return semaphore.operate({{0, 0, SEM_UNDO}, {0, 1, SEM_UNDO}}); });
+        entered_ = repeat_if_interrupted([&] { return semaphore.operate({{0, 0, SEM_UNDO}, {0, 1, SEM_UNDO}}); });
     }
     ~Turn() {
         const int kept_errno = errno;

@@ -17,6 +17,7 @@
 
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/fixed_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 
@@ -42,9 +43,9 @@ int number_of_line(const char *path, int other) {
     return quill::int_of(line);
 }
 
-int number_of_file(const char *path, int without_file, int without_number) {
+int number_of_file(const quill::Descriptor &file, int without_file, int without_number) {
     int number;
-    switch (quill::read_number(path, &number)) {
+    switch (quill::read_number(file, &number)) {
         case FileNumber::kNoFile: return without_file;
         case FileNumber::kNoNumber: return without_number;
         case FileNumber::kRead: break;
@@ -106,11 +107,18 @@ int getApFlashVariant() { return number_of_line(paths::kFlashVariant, -1); }
 
 int get_ap_booted_partition() { return number_of_line(paths::kBootedPartition, -2); }
 
-int get_ap_installation_type(const char *path) { return path ? number_of_file(path, -1, 0) : 0; }
+int get_ap_installation_type(const char *path) {
+    if (!path) return 0;
+    const quill::NoCancellation no_cancellation;
+    return number_of_file(quill::Descriptor(open(path, O_RDONLY | O_CLOEXEC)), -1, 0);
+}
 
 // --- mesh
 
-int get_mesh_role() { return number_of_file(paths::kMeshRole, 0, 0); }
+int get_mesh_role() {
+    const quill::NoCancellation no_cancellation;
+    return number_of_file(quill::open_fixed(paths::kMeshRole, O_RDONLY), 0, 0);
+}
 
 int is_mesh_ap() { return get_mesh_role() != 0; }
 

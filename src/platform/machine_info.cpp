@@ -1,6 +1,7 @@
 #include <quill/machine_info.h>
 
 #include <quill/command.h>
+#include <stdio.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -56,6 +57,17 @@ constexpr Step kSteps[] = {
     {always, "mysqladmin processlist >> %s 2>&1 "},
 };
 
+// No command may wait for a person, as cat does where the configuration's name is blank.
+constexpr char kNoInput[] = " </dev/null";
+
+int run(const char *command, const char *path) {
+    quill::ShellLine<> line;
+    if (!line.format(command, path)) return 0;
+    char text[sizeof line + sizeof kNoInput];
+    snprintf(text, sizeof text, "%s%s", line.text(), kNoInput);
+    return execute_command(text);
+}
+
 }  // namespace
 
 int saveMachineInfo(const char *path) {
@@ -65,10 +77,8 @@ int saveMachineInfo(const char *path) {
     int started = 0;
     for (const Step &step : kSteps) {
         if (!step.wanted()) continue;
-        for (const char *command : {step.command, step.next}) {
-            quill::ShellLine<> line;
-            if (command && line.format(command, path)) started = execute_command(line.text());
-        }
+        for (const char *command : {step.command, step.next})
+            if (command) started = run(command, path);
     }
     return started;
 }

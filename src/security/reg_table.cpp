@@ -15,8 +15,10 @@
 #include <string_view>
 #include <utility>
 
+#include "base/ascii.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/fixed_file.h"
 #include "base/memory.h"
 #include "base/paths.h"
 #include "base/prefix.h"
@@ -75,18 +77,8 @@ private:
     std::span<const char *const> files_;
 };
 
-// Opens a temporary file to be written anew. Everybody knows the names, so what stands there may be a trap: a link is
-// not followed, a pipe not waited for, and nothing but a plain file truncated.
-Descriptor open_temporary(const char *path) {
-    Descriptor file(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
-    struct stat status;
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || ftruncate(file.get(), 0) != 0)
-        return {};
-    return file;
-}
-
 bool write_temporary(const char *path, string_view bytes) {
-    const Descriptor file = open_temporary(path);
+    const Descriptor file = quill::create_temporary(path);
     return file && quill::write_all(file.get(), bytes);
 }
 
@@ -96,7 +88,7 @@ bool write_certificate(const char *path, std::span<const uint8_t> der) {
 
 // The whole file; null with a message when that cannot be had.
 Text read_file(const char *path, size_t *size) {
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    const Descriptor file = quill::open_fixed(path, O_RDONLY);
     struct stat status;
     if (!file || fstat(file.get(), &status) != 0) {
         perror(path);
@@ -129,13 +121,21 @@ Text read_text(const char *path) {
 
 // --- commands
 
-bool run(const CommandLine &line) { return system(line.text()) >= 0; }
+// No command may wait for a person: its input is empty and, where the machine has setsid, it has no terminal. openssl adds
+// the machine's authorities, of the whole Internet, to those of -CAfile unless it is kept from that.
+constexpr char kAlone[] = "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null </dev/null $(command -v setsid) ";
+
+bool run(const CommandLine &line) {
+    char text[sizeof kAlone + sizeof line];
+    snprintf(text, sizeof text, "%s%s", kAlone, line.text());
+    return system(text) >= 0;
+}
 
 // Runs a command whose output file is the last of its words.
 template <typename... Words>
 bool run_into(const char *output, const char *command, Words... words) {
     CommandLine line;
-    return open_temporary(output) && line.format(command, words..., output) && run(line);
+    return quill::create_temporary(output) && line.format(command, words..., output) && run(line);
 }
 
 // --- the steps
@@ -157,15 +157,27 @@ constexpr SectionFile kSectionFiles[] = {
 };
 static_assert(std::size(kSectionFiles) == quill::kRegTableSections);
 constexpr char kNotOpened[] = "\n Unable to open the data file";
+constexpr char kNotConverted[] = "Failed to convert cert from pem to der";
 
 Stream open_section(const char *path) {
-    Descriptor file = open_temporary(path);
+    Descriptor file = quill::create_temporary(path);
     Stream stream(file ? fdopen(file.get(), "w") : nullptr);
     if (stream) file.release();
     return stream;
 }
 
-bool split(const char *path) {
+// A line of a certificate that is plain PEM: a marker or base64. A header such as "Proc-Type: 4,ENCRYPTED" would make
+// openssl ask for a pass phrase.
+bool is_plain_pem(string_view line) {
+    if (const auto *const marker = quill::reg_table_marker(line)) line.remove_prefix(marker->text.size());
+    return std::all_of(line.begin(), line.end(), [](char c) {
+        return quill::is_alphanumeric(c) || quill::is_space(c) || c == '+' || c == '/' || c == '=';
+    });
+}
+
+// Puts the sections into their files. Tells whether the certificate is plain PEM.
+bool split(const char *path, bool *plain_pem) {
+    *plain_pem = true;
     if (!path) return false;
     const Stream input(fopen(path, "re"));
     if (!input) return say(false, kNotOpened);
@@ -175,6 +187,7 @@ bool split(const char *path) {
         if (!files[i]) return say(false, "%s", kSectionFiles[i].not_opened);
     }
     quill::read_reg_table(input.get(), [&](quill::RegTableSection section, string_view line) {
+        if (section == quill::kCertificateSection && !is_plain_pem(line)) *plain_pem = false;
         for (const char c : line) {
             if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
         }
@@ -188,8 +201,14 @@ bool split(const char *path) {
 int write_signed_data() {
     const Text table = read_text(paths::kTableContent);
     const Text version = table ? read_text(paths::kTableVersion) : Text();
-    if (!version || !*table) return say(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
-    const string_view lines(table.get(), strlen(table.get()) - 1), last_line(version.get());
+    string_view lines = table ? table.get() : "";
+    const string_view last_line = version ? version.get() : "";
+    // The byte that is not signed must be the newline, or a forger could choose it. Without a version, callers would take
+    // that of the file before for this one's.
+    if (!lines.ends_with('\n') || last_line.empty()) {
+        return say(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
+    }
+    lines.remove_suffix(1);
     const Text data = quill::new_zeroed<char>(lines.size() + last_line.size() + 1);
     if (!data) return say(QUILL_REG_TABLE_NO_MEMORY, "Malloc Failed");
     std::copy(last_line.begin(), last_line.end(), std::copy(lines.begin(), lines.end(), data.get()));
@@ -226,10 +245,7 @@ bool is_certificate_valid() {
         return say(false, "Failed to convert certificate in PEM format.");
     }
     if (!collect_authorities()) return false;
-    // openssl adds the machine's authorities, of the whole Internet, to those of -CAfile where it is not kept from that.
-    if (!run_into(paths::kCheckOutput,
-                  "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null openssl verify -CAfile %s %s > %s",
-                  paths::kAuthorities, paths::kSignerPem)) {
+    if (!run_into(paths::kCheckOutput, "openssl verify -CAfile %s %s > %s", paths::kAuthorities, paths::kSignerPem)) {
         return say(false, "Failed to verify received certificate.");
     }
     const Text answer = read_file(paths::kCheckOutput);
@@ -297,13 +313,15 @@ int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
                                              paths::kSignedData};
     const NoCancellation no_cancellation;
     const Removal removal(kFiles);
-    if (!split(path)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    bool plain_pem;
+    if (!split(path, &plain_pem)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!plain_pem) return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
     if (!run_into(paths::kSignatureBytes, "openssl enc -base64 -d -in %s > %s", paths::kTableSignature)) {
         return say(QUILL_REG_TABLE_NO_SIGNATURE, "Failed to decode the file");
     }
     if (!run_into(paths::kSignerDer, "openssl x509 -in %s -inform PEM -out %s -outform DER",
                   paths::kTableCertificate)) {
-        return say(QUILL_REG_TABLE_NO_CERTIFICATE, "Failed to convert cert from pem to der");
+        return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
     }
     if (const int result = write_signed_data(); result != 0) return result;
     if (is_signed()) return QUILL_REG_TABLE_VALID;
@@ -334,11 +352,12 @@ int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
 int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
     static constexpr const char *kFiles[] = {paths::kDecrypted,      paths::kUnpacked,         paths::kTableContent,
                                              paths::kTableSignature, paths::kTableCertificate, paths::kTableVersion};
+    if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
     const Removal removal(kFiles);
-    if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     // The sections are not used: that the file can be split at all is the condition, as it is for validation.
-    if (!split(in_path)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    bool plain_pem;
+    if (!split(in_path, &plain_pem)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
     if (!unpack(in_path)) return say(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");
     const Text table = read_file(paths::kUnpacked);
     if (!table) return say(QUILL_REG_TABLE_NOT_READ, "Error encountered while trying to read file \n");

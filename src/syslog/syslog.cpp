@@ -22,6 +22,7 @@
 #include "base/broken_pipe.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/fixed_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 #include "syslog/recursive_mutex.h"
@@ -187,7 +188,8 @@ void after_fork_in_child() {
 
 void read_mesh_role() {
     state.mesh_role = 0;
-    if (quill::read_number(paths::kMeshRole, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
+    const quill::Descriptor file = quill::open_fixed(paths::kMeshRole, O_RDONLY);
+    if (quill::read_number(file, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
 }
 
 // A program that has closed its standard descriptors must not find the daemon where it prints to.

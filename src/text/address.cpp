@@ -102,10 +102,10 @@ bool read_dotted_quad(const char *text, uint8_t *octets) {
 
 bool write_either(const ip_af_addr &address, std::span<char> to) {
     char text[INET6_ADDRSTRLEN];
-    if (address.family == QUILL_AF_INET6)
-        quill::write_ipv6(text, address.addr);
-    else
+    if (address.family != QUILL_AF_INET6)
         write_ipv4(address.addr, text);
+    else if (!quill::write_ipv6(text, address.addr))
+        return false;
     const size_t size = strlen(text) + 1;
     if (size > to.size()) return false;
     memcpy(to.data(), text, size);

@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+#include <span>
+
 namespace quill {
 
 constexpr int kIpv6Groups = 8;
@@ -11,7 +13,8 @@ constexpr int kIpv6Groups = 8;
 // Returns the NUL's place, at most 39 bytes on.
 char *write_ipv6_groups(char *to, const uint16_t *groups);
 
-// Writes the text of 16 bytes, of at most 45 characters, and a NUL. Returns to.
-char *write_ipv6(char *to, const uint8_t *address);
+// Writes the text of 16 bytes, and a NUL, to at least 40 bytes. Returns to; null if the C library refuses, with to's
+// content unspecified.
+char *write_ipv6(std::span<char> to, const uint8_t *address);
 
 }  // namespace quill

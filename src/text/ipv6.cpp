@@ -141,18 +141,16 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
 
 // C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses end
 // as IPv4 addresses do. There, and only there, this machine's is asked.
-char *quill::write_ipv6(char *to, const uint8_t *address) {
+char *quill::write_ipv6(std::span<char> to, const uint8_t *address) {
     uint16_t groups[kGroups] = {};
     const uint8_t *at = address;
     for (uint16_t &group : groups) {
         group = load_be<uint16_t>(at);
         at += sizeof group;
     }
-    if (groups[0] == 0)
-        inet_ntop(AF_INET6, address, to, INET6_ADDRSTRLEN);
-    else
-        write_ipv6_groups(to, groups);
-    return to;
+    if (groups[0] == 0 && !inet_ntop(AF_INET6, address, to.data(), static_cast<socklen_t>(to.size()))) return nullptr;
+    if (groups[0] != 0) write_ipv6_groups(to.data(), groups);
+    return to.data();
 }
 
 // --- addresses
@@ -164,7 +162,9 @@ uint8_t *str_to_ip6(const char *text) {
     return read_address;
 }
 
-char *ip6_to_str(const uint8_t *addr16) { return quill::write_ipv6(library_texts.next(), addr16); }
+char *ip6_to_str(const uint8_t *addr16) {
+    return quill::write_ipv6({library_texts.next(), library_texts.size}, addr16);
+}
 
 char *ip6_to_str_long(const uint8_t *addr16) {
     char *const text = long_texts.next();

@@ -64,6 +64,7 @@ TEST_F(Identity, NumbersOfPublishedFiles) {
         {"\n\n 7\n", 0, 7},               // the first line has none
         {string(30, ' ') + "89", 8, 89},  // a line is 31 characters
         {string(200, '\n') + "6", 0, 6},
+        {string(300, ' ') + "6", 0, 0},  // not looked for without end
         {"2147483647", INT32_MAX, INT32_MAX},
         {"-2147483648", INT32_MIN, INT32_MIN},
         {"99999999999999999999999999", INT32_MAX, INT32_MAX},

@@ -16,7 +16,6 @@
 #include <iostream>
 #include <string>
 
-#include "platform/sysv_semaphore.h"
 #include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/failing_alloc.h"
@@ -188,12 +187,11 @@ protected:
         write_file("/proc/ap_model", "42");
         write_file("/proc/fl_var", "3");
         write_file("/tmp/cfgmContId", "7");
-        // Who ended holding it deliberately has not given it back.
-        ASSERT_TRUE(quill::SysvSemaphore(init_cli_cfgm_sem()).set(1));
         write_file("/dev/mxc", "");
         write_file("/tmp/mesh_role", "2");
         write_file("/tmp/installation", "1");
-        write_file("/tmp/table", "-----BEGIN FILE-----\nUS\n-----END FILE-----\n");
+        write_file("/tmp/table",
+                   "-----BEGIN FILE-----\nUS\n-----END FILE-----\n-----BEGIN VERSION-----\n1\n-----END VERSION-----\n");
         write_file("/proc/osbuild", "quill version 8.10\n");
         write_file("/tmp/from", "content");
         write_file("/tmp/signed", "-----BEGIN VERSION-----\n1\n");
@@ -236,8 +234,10 @@ protected:
                 EXPECT_EQ(descriptors, open_descriptors()) << "with room for " << room;
             }
             EXPECT_LT(room, 50) << "it never succeeds";
-            testing::internal::GetCapturedStdout();
-            testing::internal::GetCapturedStderr();
+            // What failed is in it, too.
+            const std::string printed = testing::internal::GetCapturedStdout();
+            const std::string errors = testing::internal::GetCapturedStderr();
+            if (HasFailure()) std::cout << printed << errors << "\n";
             std::cout << call.name << ": " << room - 1 << "\n";
         }
         close(log_socket);

@@ -9,18 +9,22 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/failing_alloc.h"
 #include "support/private_device.h"
 #include "support/random.h"
 
-// --- what comes in place of the n-th command from now on; the program is linked with --wrap for it
+// --- what comes before each command, and in place of the n-th from now on; the program is linked with --wrap for it
 
 namespace {
+std::function<void()> before_command;
 int replaced_command;
 std::function<int(const char *command)> replacement;
 }  // namespace
@@ -28,6 +32,7 @@ std::function<int(const char *command)> replacement;
 extern "C" {
 int __real_system(const char *command);
 int __wrap_system(const char *command) {
+    if (before_command) before_command();
     if (replaced_command == 0 || --replaced_command > 0) return __real_system(command);
     return replacement(command);
 }
@@ -238,7 +243,6 @@ TEST_F(RegTable, NothingAlteredIsAccepted) {
         Signed file = signed_;
         string &text = at < file.table.size() ? file.table : file.version;
         const size_t within = at < file.table.size() ? at : at - file.table.size();
-        if (within == file.table.size() - 1) continue;  // the newline that is not signed
         text[within] = static_cast<char>(text[within] ^ 1);
         expect_refused(file, "table and version, byte " + std::to_string(at));
         text.erase(within, 1);
@@ -251,13 +255,27 @@ TEST_F(RegTable, NothingAlteredIsAccepted) {
     for (const auto &[table, version_line] :
          {std::pair(signed_.table, "1.0" + nul + "\n.7\n"),
           std::pair(signed_.table + nul + "FR 1-13 36\n", signed_.version), std::pair(string(), signed_.version),
-          std::pair(signed_.table, string()), std::pair(signed_.table + signed_.table, signed_.version)}) {
+          std::pair(signed_.table, string()), std::pair(signed_.table + signed_.table, signed_.version),
+          // The piece behind 399 bytes is a marker: the table ends without a newline.
+          std::pair(string(399, 'A') + "-----END FILE-----\n", signed_.version)}) {
         expect_refused({signed_.certificate, signed_.signature, table, version_line}, version_line);
     }
     expect_refused({"", signed_.signature, signed_.table, signed_.version}, "no certificate");
     expect_refused({signed_.certificate, "", signed_.table, signed_.version}, "no signature");
     expect_refused({signed_.certificate, signed_.signature.substr(0, 65), signed_.table, signed_.version},
                    "half of one");
+    // A byte that is not signed, at the end of the file.
+    EXPECT_FALSE(is_accepted(signed_.certificate + section("SIGNATURE", signed_.signature) +
+                             section("VERSION", signed_.version) + "-----BEGIN FILE-----\n" +
+                             signed_.table.substr(0, signed_.table.size() - 1) + "9"));
+    // The border between table and version is not signed. Wherever it is, both hold what was signed, and neither is empty.
+    const string data = signed_.table.substr(0, signed_.table.size() - 1) + signed_.version;
+    for (size_t border = 0; border <= data.size(); border++) {
+        const Signed file = {signed_.certificate, signed_.signature, data.substr(0, border) + "\n",
+                             data.substr(border)};
+        const bool movable = border > 0 && border < data.size() && data[border - 1] != '\n' && data[border] != '\n';
+        EXPECT_EQ(is_accepted(file.text()), movable) << "border at byte " << border;
+    }
     std::cout << tried << " altered files, none accepted\n";
     EXPECT_GE(tried, 200);
     // Anything anywhere: where it is accepted, it has changed neither table nor version.
@@ -341,8 +359,36 @@ TEST_F(RegTable, TrapsAreNotSteppedInto) {
             trap.result == -98 ? expect_unpacking(trap.result, trap.messages)
                                : expect_validation(trap.result, trap.messages);
         }
+        sh("ln /tmp/victim " + path);  // only the name goes
+        trap.result == -98 ? expect_unpacking(0, {}) : expect_validation(0, {kCertificateOk, kSignatureOk});
         EXPECT_EQ(read_file("/tmp/victim"), "precious") << trap.name;
         EXPECT_FALSE(fs::exists("/tmp/none")) << trap.name;
+    }
+    // No other user reads or writes a temporary file: neither with a daemon's umask, nor one that was opened before.
+    for (const bool unpacking : {false, true}) {
+        std::map<string, FILE *> left;
+        std::set<string> seen;
+        before_command = [&] {
+            for (const auto &[path, file] : left) {
+                struct stat found;
+                rewind(file), fputs("forged", file), fflush(file);
+                if (lstat(path.c_str(), &found) != 0 || read_file(path) == "forged") continue;
+                seen.insert(path);
+                EXPECT_EQ(found.st_mode, S_IFREG | 0600u) << path;
+            }
+        };
+        for (const mode_t mask : {0, 0777}) {
+            for (const Trap &trap : traps) {
+                const string path = kFolder + trap.name;
+                if (unpacking == (trap.result == -98)) left[path] = fopen(path.c_str(), "w");
+            }
+            const mode_t before = umask(mask);
+            unpacking ? expect_unpacking(0, {}) : expect_validation(0, {kCertificateOk, kSignatureOk});
+            umask(before);
+            EXPECT_EQ(seen.size(), left.size());
+            for (const auto &[path, file] : left) fclose(file);
+        }
+        before_command = nullptr;
     }
 }
 
@@ -356,6 +402,14 @@ TEST_F(RegTable, EachFailureHasItsMessageAndCode) {
     EXPECT_EQ(text, nullptr);
     write_file(kDone, Signed{signed_.certificate, signed_.signature, "", "1.0.7\n"}.text());
     expect_validation(-96, {kNotRead});
+    // Nothing in a certificate has openssl ask for a pass phrase: no command sees it.
+    before_command = [] { ADD_FAILURE() << "a command is run"; };
+    for (const string &line : {string("Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,00\n\n"), string("A:\n"),
+                               string(399, 'A') + "-----END CERTIFICATE----- Proc-Type: 4\n", string("\0\n", 2)}) {
+        write_file(kDone, Signed{section("CERTIFICATE", line + "MIIB\n"), signed_.signature, "t\n", "1\n"}.text());
+        expect_validation(-93, {"Failed to convert cert from pem to der"});
+    }
+    before_command = nullptr;
 
     write_file(kDone, signed_.text());
     const rlim_t cut = signed_.certificate.size() - 1;
@@ -444,6 +498,18 @@ TEST_F(RegTable, EachFailureHasItsMessageAndCode) {
     write_file("/tmp/bin/openssl", "#!/bin/sh\n[ $1 != dgst ] || kill -9 $$\nexec /usr/bin/openssl \"$@\"\n");
     chmod("/tmp/bin/openssl", 0755);
     expect_validation(-100, {kCertificateOk, result_is(not_signed, ""), kNotValid});
+    setenv("PATH", path.c_str(), 1);
+    // One that would ask a person: it has no input, and as a session of its own no terminal.
+    write_file("/tmp/bin/openssl",
+               "#!/bin/sh\nread -r _ && echo input >>/tmp/asked\n"
+               "read -r _ _ _ _ _ session _ </proc/$$/stat\n[ $session = $$ ] || echo terminal >>/tmp/asked\n");
+    setenv("PATH", ("/tmp/bin:" + path).c_str(), 1);
+    EXPECT_EQ(quill::test::exit_code_of([] {
+                  if (!freopen(kDone.c_str(), "r", stdin)) abort();
+                  _exit(-parse_validate_encrypted_signed_reg_tbl_file(kDone.c_str()));
+              }),
+              100);
+    EXPECT_FALSE(fs::exists("/tmp/asked")) << read_file("/tmp/asked");
     setenv("PATH", path.c_str(), 1);
     signal(SIGCHLD, SIG_IGN);
     expect_validation(-94, {"Failed to decode the file"});

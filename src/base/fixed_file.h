@@ -1,0 +1,48 @@
+// Files with fixed names. Other users know the names and may be able to write in the folder, so anything may stand there:
+// a link to a file that must not change, a pipe that blocks whoever opens it, a file with a second name.
+#pragma once
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string_view>
+
+#include "base/descriptor.h"
+
+namespace quill {
+
+// Opens a regular file, never through a link, and never waits for it. A file to be written must have this name alone.
+// On refusal errno is set. Async-signal-safe, as is what follows; the caller holds cancellation off.
+inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
+    Descriptor file(open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
+    struct stat found;
+    if (!file || fstat(file.get(), &found) != 0) return {};
+    const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+    if (S_ISREG(found.st_mode) && !(writes && found.st_nlink > 1)) return file;
+    errno = EPERM;
+    return {};
+}
+
+// Replaces the content of a file that other processes read, and creates the file if there is none. Returns false if it
+// cannot be opened; write errors are not reported.
+inline bool replace_fixed(const char *path, std::string_view content) {
+    const Descriptor file = open_fixed(path, O_WRONLY | O_CREAT, 0666);
+    if (!file || ftruncate(file.get(), 0) != 0) return false;
+    (void)write_all(file.get(), content);
+    return true;
+}
+
+// Creates a temporary file that only this user can read and write, whatever the umask. It is always a new file: one that
+// an interrupted run left behind may still be open elsewhere. Anything but a regular file stays and is a refusal.
+inline Descriptor create_temporary(const char *path) {
+    constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+    struct stat left;
+    if (lstat(path, &left) == 0 && S_ISREG(left.st_mode)) unlink(path);
+    Descriptor file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly));
+    if (!file || fchmod(file.get(), kOwnerOnly) != 0) return {};
+    return file;
+}
+
+}  // namespace quill
