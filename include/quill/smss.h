@@ -18,11 +18,10 @@
  *     smss_deinit(&query);
  *
  * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up to
- * the one that decides. Sorting m matches compares in the order of m log m steps, but calls each accessor at most once
- * for each match and sort key, the second and later keys only where those before tie. For that it keeps, while it
- * sorts, 8 bytes a match and 16 a match and key (4 and 12 on the device), and the texts; without that memory it calls
- * the accessors in each comparison, and the result is the same. The context itself has 8 bytes (4) for each object and
- * for each match.
+ * the one that decides. Sorting m matches makes in the order of m log m comparisons, each of which calls field_type once
+ * and number or text twice for a sort key: accessors should be cheap. The second and later keys are looked at only where
+ * those before tie. The context has 8 bytes (4 on the device) for each object and for each match, and the C library's
+ * qsort may take as much again while it sorts.
  *
  * When memory runs out, an object or a match is silently left out, and a criterion that lost its name or its value does
  * not hold for any object. Texts are compared without regard to the case of A to Z, whatever the locale.
@@ -84,8 +83,8 @@ QUILL_API void smss_add_object(smss_ctx *context, void *object);
 QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
 
 /* smss_add_search_criterion adds a filter by the field name: a number must equal value, a decimal number as atoi reads
- * it (beyond 2,147,483,647 not all C libraries agree on what that is); a text must contain value. Filters beyond 16 are
- * ignored. */
+ * it but modulo 2 to the 32, so that "3000000000" finds 3,000,000,000 and "-1" 4,294,967,295; a text must contain value.
+ * Filters beyond 16 are ignored. */
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,

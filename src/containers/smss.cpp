@@ -17,9 +17,6 @@
 // block takes over, at the used offset, all that the grown pool has from there on.
 //
 //     pool ──▶ [start 400 │ bytes 400 to 1023] ──▶ [start 0 │ bytes 0 to 511, used to 399]
-//
-// Sorting asks for a field as late as possible and once: each match gets a row of cells, one for each sort key, that
-// keep what the accessors answered. qsort moves pointers to rows. Texts are kept folded, so that a comparison is strcmp.
 
 static_assert(offsetof(smss_ctx, field_type) == sizeof(void *) + 8);
 static_assert(sizeof(smss_ctx) == (sizeof(void *) == 4 ? 588 : 1136));
@@ -83,13 +80,22 @@ uint32_t pairs(uint32_t words) { return std::min(words / 2, kPairs); }
 
 // --- fields
 
-// The field, folded, in buffer. An accessor that writes nothing, or no terminator, gives a text all the same.
-char *fetch_text(const smss_ctx &context, const void *object, const char *field, char *buffer) {
+// The field's text in buffer. An accessor that writes nothing, or no terminator, gives a text all the same.
+const char *fetch_text(const smss_ctx &context, const void *object, const char *field, char *buffer) {
     buffer[0] = '\0';
     context.text(buffer, object, field);
     buffer[SMSS_TEXT_SIZE] = '\0';
-    for (char *c = buffer; *c; c++) *c = quill::fold_case(*c);
     return buffer;
+}
+
+// What atoi reads, modulo 2 to the 32: C libraries disagree beyond INT_MAX, and fields go up to UINT32_MAX.
+uint32_t wrapped_number(const char *text) {
+    while (quill::is_space(*text)) text++;
+    const bool negative = *text == '-';
+    if (*text == '-' || *text == '+') text++;
+    uint32_t number = 0;
+    for (; quill::is_digit(*text); text++) number = number * 10 + static_cast<uint32_t>(*text - '0');
+    return negative ? 0u - number : number;
 }
 
 bool holds(const smss_ctx &context, const void *object, const char *name, const char *value, uint32_t number) {
@@ -117,7 +123,7 @@ void filter(smss_ctx &context) {
     uint32_t numbers[kPairs] = {};
     for (size_t i = 0; i < pairs(context.search_words); i++) {
         const char *value = context.search[2 * i + 1];
-        if (value) numbers[i] = static_cast<uint32_t>(atoi(value));
+        if (value) numbers[i] = wrapped_number(value);
     }
     for (int32_t i = 0; i < context.object_count; i++)
         if (matches(context, context.objects[i], numbers))
@@ -126,122 +132,40 @@ void filter(smss_ctx &context) {
 
 // --- sorting
 
-// What the accessors answered for an object and a sort key.
-struct Cell {
-    enum Type : uint8_t { kUnasked, kNumber, kText, kNone } type;
-    bool has_number;
-    uint32_t number;
-    const char *text;  // folded; null: not asked, or not kept
-};
-
-struct Row {
-    void *object;
-
-    Cell *cells() { return reinterpret_cast<Cell *>(this + 1); }
-};
-
-struct Sort {
-    const smss_ctx &context;
-    struct Key {
-        const char *name;
-        bool descending;
-    } keys[kPairs];
-    uint32_t key_count;
-    bool keeps_texts;
-    smss_ctx texts;  // a query of its own, for its pool
-};
-
-// State: the sort under way, for qsort's comparison; null between searches. Nothing guards it.
-constinit Sort *sort_under_way = nullptr;
-
-Cell::Type type_of(const Sort &sort, const void *object, const char *name, Cell &cell) {
-    if (cell.type == Cell::kUnasked) {
-        const int type = sort.context.field_type(object, name);
-        cell.type = type == SMSS_NUMBER ? Cell::kNumber : type == SMSS_TEXT ? Cell::kText : Cell::kNone;
-    }
-    return cell.type;
-}
-
-uint32_t number_of(const Sort &sort, const void *object, const char *name, Cell &cell) {
-    if (!cell.has_number) {
-        cell.number = sort.context.number(object, name);
-        cell.has_number = true;
-    }
-    return cell.number;
-}
-
-const char *text_of(Sort &sort, const void *object, const char *name, Cell &cell, char *buffer) {
-    if (cell.text) return cell.text;
-    const char *text = fetch_text(sort.context, object, name, buffer);
-    if (sort.keeps_texts) cell.text = add_text(sort.texts, text);
-    return cell.text ? cell.text : text;
-}
+// The query whose results are being sorted, for the comparison; null between sorts. Nothing guards it.
+constinit const smss_ctx *sorted_query = nullptr;
 
 // The type is taken from a alone.
-int compare_fields(Sort &sort, const char *name, const void *a, Cell &cell_a, const void *b, Cell &cell_b) {
-    const smss_ctx &context = sort.context;
-    switch (type_of(sort, a, name, cell_a)) {
-        case Cell::kNumber: {
-            const uint32_t number = number_of(sort, a, name, cell_a);
-            return static_cast<int32_t>(number - number_of(sort, b, name, cell_b));
-        }
-        case Cell::kText: {
+int compare_fields(const smss_ctx &context, const char *name, const void *a, const void *b) {
+    switch (context.field_type(a, name)) {
+        case SMSS_NUMBER: return static_cast<int32_t>(context.number(a, name) - context.number(b, name));
+        case SMSS_TEXT:
             if (!context.text1 || !context.text2) return 0;
-            const char *text = text_of(sort, a, name, cell_a, context.text1);
-            return strcmp(text, text_of(sort, b, name, cell_b, context.text2));
-        }
+            return quill::compare_ignoring_case(fetch_text(context, a, name, context.text1),
+                                                fetch_text(context, b, name, context.text2));
         default: return 0;
     }
 }
 
-int compare(const void *a, Cell *cells_a, const void *b, Cell *cells_b) {
-    Sort &sort = *sort_under_way;
-    for (uint32_t i = 0; i < sort.key_count; i++) {
-        const int order = compare_fields(sort, sort.keys[i].name, a, cells_a[i], b, cells_b[i]);
+int compare_objects(const void *a, const void *b) {
+    const smss_ctx &context = *sorted_query;
+    for (size_t i = 0; i < pairs(context.sort_words); i++) {
+        const char *const name = context.sort[2 * i], *const word = context.sort[2 * i + 1];
+        if (!name) continue;  // lost when memory ran out
+        const int order = compare_fields(context, name, *static_cast<void *const *>(a), *static_cast<void *const *>(b));
         if (order == 0) continue;
-        return sort.keys[i].descending ? static_cast<int>(0u - static_cast<uint32_t>(order)) : order;
+        const bool descending = word && quill::compare_ignoring_case(word, "desc") == 0;
+        return descending ? static_cast<int>(0u - static_cast<uint32_t>(order)) : order;
     }
     return 0;
 }
 
-int compare_rows(const void *a, const void *b) {
-    Row *x = *static_cast<Row *const *>(a), *y = *static_cast<Row *const *>(b);
-    return compare(x->object, x->cells(), y->object, y->cells());
-}
-
-// For want of memory for rows.
-int compare_objects(const void *a, const void *b) {
-    Cell x[kPairs] = {}, y[kPairs] = {};
-    return compare(*static_cast<void *const *>(a), x, *static_cast<void *const *>(b), y);
-}
-
-// While rows are sorted, they stand in for their objects in the results.
-void sort_results(smss_ctx &context) {
-    Sort sort = {context, {}, 0, false, {}};
-    for (size_t i = 0; i < pairs(context.sort_words); i++) {
-        const char *name = context.sort[2 * i], *word = context.sort[2 * i + 1];
-        if (name) sort.keys[sort.key_count++] = {name, word && quill::compare_ignoring_case(word, "desc") == 0};
-    }
-    if (sort.key_count == 0 || context.result_count < 2) return;
-
-    void **results = context.results;
-    const auto count = static_cast<size_t>(context.result_count);
-    const size_t row_size = sizeof(Row) + sort.key_count * sizeof(Cell);
-    const quill::Owned<char> rows(static_cast<char *>(calloc(count, row_size)));
-    sort_under_way = &sort;
-    if (!rows) {
-        qsort(results, count, sizeof *results, compare_objects);
-    } else {
-        sort.keeps_texts = true;
-        for (size_t i = 0; i < count; i++) {
-            void *row = rows.get() + i * row_size;
-            static_cast<Row *>(row)->object = std::exchange(results[i], row);
-        }
-        qsort(results, count, sizeof *results, compare_rows);
-        for (size_t i = 0; i < count; i++) results[i] = static_cast<Row *>(results[i])->object;
-        smss_deinit(&sort.texts);
-    }
-    sort_under_way = nullptr;
+// By qsort: wrapped differences are no strict weak order, and std::sort may then leave the array.
+void sort_results(const smss_ctx &context) {
+    if (pairs(context.sort_words) == 0 || context.result_count < 2) return;
+    sorted_query = &context;
+    qsort(context.results, static_cast<size_t>(context.result_count), sizeof *context.results, compare_objects);
+    sorted_query = nullptr;
 }
 
 }  // namespace
