@@ -21,7 +21,8 @@
  * Children have umask 022 and what else the caller has: descriptors that are not close-on-exec, environment, working
  * directory, blocked and ignored signals; handlers become default actions. A file for output is made with mode 0664
  * (0644 under that umask), and truncated if it exists. Where it cannot be opened, the command runs with that descriptor
- * closed.
+ * closed. The child opens it before the program runs, and until then the calling thread waits and takes no signals: a path
+ * whose opening blocks, such as a FIFO without a reader or a serial line without carrier, holds it up.
  *
  * All functions may be called from several threads at once: each waits for its own child, and no descriptor of one
  * call is ever open in the command of another. Starting a command costs the same however much memory the process has
@@ -62,7 +63,8 @@ QUILL_API int execute_command_no_io(char *command);
  *
  *     output, errors       null or empty: the caller's; else a file
  *     status_file          null, or a file that holds "1\n" while the command runs, then "3\n" when it ended with status
- *                          0, or "2\n" (mode 0666 under umask 022). Where it cannot be made, the command is not run.
+ *                          0, or "2\n" (mode 0666 under umask 022). It may appear after the call has returned. If it
+ *                          cannot be made, the command is not run.
  *     delete_on_success    null, or a file that is removed when the command ended with status 0, before the "3\n"
  *
  * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.

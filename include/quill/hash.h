@@ -11,6 +11,9 @@
  * inserts, which then add a second element for the key. Store non-zero values or pointers. The keyed tables of
  * quill/hash_keyed.h test presence by key and do not have this limit for insertion.
  *
+ * Keys: on a 64-bit host a word is wider than an int, so that -1 and (uint32_t)-1 are two keys there, and one on the
+ * device. Cast keys that come from 32-bit numbers to uint32_t on insertion and on look-up.
+ *
  * Statistics: every table registers under its name, the first 64 of them, for hash_get_stats.
  *
  * Threads: a table takes no lock; one thread uses it at a time. Threads may work on different tables, create and
@@ -136,7 +139,7 @@ QUILL_API int HashIsEmpty(const sHash *table);
 QUILL_API int32_t HashEntries(const sHash *table);
 
 /* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation has done so
- * already: programs do not call it. */
+ * already: programs do not call it. A second call for a registered table changes nothing. */
 QUILL_API void hash_add_table_to_list(sHash *table);
 
 /* hash_get_stats stores in *out a new buffer (release it with free()) that describes the registered tables, and returns

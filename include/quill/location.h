@@ -23,8 +23,8 @@ QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *pa
                          uint32_t size3, char *part4, uint32_t size4);
 
 /* fqln_escape_dot writes src to dst with a backslash before each dot, as a part of a name. Returns dst. It stops when less
- * than two characters of size are left, and may use the last one for a dot: dst needs size + 1 bytes. A size of 0 writes
- * nothing at all. dst must not overlap src.
+ * than two characters of size are left, and may use the last one for a dot: dst needs size + 1 bytes. A size of 0 gives
+ * the empty text. dst must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left

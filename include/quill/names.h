@@ -135,7 +135,8 @@ QUILL_API int str_to_pwr_dbm(const char *text);
 QUILL_API uint32_t radio_tpl_to_dbm_power(uint32_t level);
 QUILL_API int radio_tpl_to_dbm_10x_power(uint32_t level);
 
-/* The level nearest to a power: that of the table above up to 4 (20) above it, and 12 above 70 (350). A negative power
+/* The first level of the table above whose power is at least the argument less 4 dBm (20 tenths), so not always the
+ * nearest: 5 dBm give level 1, and 4 dBm level 0. Powers above 70 (350) give 12. A negative power
  * gives 0 in tenths, and 12 in dBm, where the argument is unsigned. */
 QUILL_API uint32_t radio_dbm_to_tpl_power(uint32_t dbm);
 QUILL_API uint32_t radio_dbm_10x_to_tpl_power(int tenths);

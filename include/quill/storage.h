@@ -22,7 +22,8 @@ QUILL_API uint32_t freeFlash1(void);
 QUILL_API uint32_t sizeFlash(void);
 
 /* freeDisk returns the room on the RAM disk "/tmp", or the usable free memory of get_free_mem when that is less and
- * known; -1 when nothing is known of "/tmp". When reserve is not 0 it returns 5 less, but not below 0. */
+ * known; -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem knows nothing, so that the
+ * room on "/tmp" is returned though the memory for it is short. When reserve is not 0 it returns 5 less, but not below 0. */
 QUILL_API int freeDisk(int reserve);
 
 /* get_rootfs_mem stores the size of the root file system in *bytes and returns 0, when that is an ext2 image (any of
@@ -72,9 +73,10 @@ enum { QUILL_USB_PATH_SIZE = 256 };
 
 /* chkUsbPath looks for the regular file of that relative path, such as "images/a.bin", in every partition, writes its
  * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Of path the first 255 characters count. The
- * case of names matters, and symbolic links are not followed. A directory part that begins with "." is not looked at:
- * the file is then looked for at the top of the partition, as without one; what lies behind a doubled or a leading slash
- * is skipped in the same way. Returns null when there is no such file, with all of out zeroed; or, when there is no
+ * case of names matters, and symbolic links are not followed. Deliberately, from a directory that begins with "." on, the
+ * rest of the directory part is not looked at: for ".x/b" the file b is looked for at the top of the partition, and the
+ * path that is written, with ".x" in it, may not exist. A directory part that begins with a slash or has two in a row names
+ * nothing, but slashes alone are none. Returns null when there is no such file, with all of out zeroed; or, when there is no
  * "/mnt/usbdisk", unchanged. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 

@@ -106,7 +106,8 @@ QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
 /* The handlers; see the table above. An op that is none of TLV_… ends the process with abort().
  *
- * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length. */
+ * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length. A
+ * storage that the program has filled without a NUL counts as a text of the row's size. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

@@ -156,10 +156,10 @@ const dirent *find_entry(const Directory &directory, unsigned char type, Wanted 
 bool has_file(const Directory &parent, const char *name, const char *directories, string_view file) {
     Directory directory = open_directory(dirfd(parent.get()), name);
     string_view left = directories;
-    // A path that begins with "." is none: that is what a file without a directory has for one.
-    while (directory && !left.starts_with('.')) {
+    // A path that begins with "." is none: that is what a file without a directory has for one. Slashes alone are none,
+    // either; but an empty component before others is not found, as no directory has that name.
+    while (directory && !left.starts_with('.') && left.find_first_not_of('/') != string_view::npos) {
         const string_view component = quill::prefix(left, left.find('/'));
-        if (component.empty()) break;
         left.remove_prefix(std::min(component.size() + 1, left.size()));
         const dirent *const entry =
             find_entry(directory, DT_DIR, [=](string_view found) { return found == component; });

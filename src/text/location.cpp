@@ -82,7 +82,6 @@ int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint3
 }
 
 char *fqln_escape_dot(const char *src, char *dst, uint32_t size) {
-    if (size == 0) return dst;
     char *to = dst;
     bool pending = false;  // a backslash that is not written yet
     for (const char *c = or_empty(src); *c && size > 1; c++) {

@@ -246,7 +246,10 @@ TEST_F(Storage, FilesOnUsb) {
         {"../sdb1/c.bin", "/mnt/usbdisk/sdb1/../sdb1/c.bin"},  // what begins with "." is no directory part
         {"./b.bin", "/mnt/usbdisk/sda1/b.bin"},
         {".x/b.bin", "/mnt/usbdisk/sda1/.x/b.bin"},
-        {"/none/b.bin", "/mnt/usbdisk/sda1//none/b.bin"},
+        {"/none/b.bin", ""},
+        {"none//b.bin", ""},
+        {"images//c.bin", ""},
+        {"/b.bin", "/mnt/usbdisk/sda1///b.bin"},
         {"images//old/a.bin", ""},
         {"b.bin/", "/mnt/usbdisk/sda1/b.bin"},
     };

@@ -34,7 +34,7 @@ inline std::string escape_model(const std::string &text, uint32_t size) {
     std::string out;
     bool flag = false;
     for (const char c : text) {
-        if (size - out.size() <= 1 || out.size() > size) break;
+        if (out.size() + 1 >= size) break;
         if (c == '.') {
             out += flag ? "." : "\\.";
             flag = false;

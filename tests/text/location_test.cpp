@@ -76,7 +76,7 @@ TEST(Location, EscapesDots) {
     }
     char out[] = "x";
     EXPECT_EQ(fqln_escape_dot("a", out, 0), out);
-    EXPECT_STREQ(out, "x");
+    EXPECT_STREQ(out, "");
     EXPECT_STREQ(fqln_escape_dot(nullptr, out, 1), "");
 }
 
