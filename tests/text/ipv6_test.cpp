@@ -15,6 +15,20 @@
 #include "support/random.h"
 #include "support/result_ring.h"
 
+// Makes the C library refuse; the program is linked with --wrap for it.
+namespace {
+bool refused = false;
+socklen_t room_given = 0;
+}  // namespace
+
+extern "C" {
+const char *__real_inet_ntop(int family, const void *address, char *to, socklen_t size);
+const char *__wrap_inet_ntop(int family, const void *address, char *to, socklen_t size) {
+    room_given = size;
+    return refused ? nullptr : __real_inet_ntop(family, address, to, size);
+}
+}
+
 namespace {
 
 using quill::test::bytes_of;
@@ -83,6 +97,21 @@ TEST(Ipv6, LongAndLibraryText) {
     expect_ring(10, [&] { return ip6_to_str(loopback.data()); });
     expect_ring(10, [&] { return ip6_to_str_long(loopback.data()); });
     expect_ring(8, [] { return ipv6_to_str(Groups{}.data()); });
+}
+
+TEST(Ipv6, WhatTheLibraryRefusesIsNoText) {
+    ip_af_addr loopback = {};
+    loopback.family = QUILL_AF_INET6;
+    loopback.addr[15] = 1;
+    char text[64] = "before";
+    EXPECT_STREQ(ip6_to_str(loopback.addr), "::1");
+    EXPECT_EQ(room_given, 40u);
+    refused = true;
+    EXPECT_EQ(ip6_to_str(loopback.addr), nullptr);
+    EXPECT_STREQ(quill_inet_ntop(loopback, text), "");
+    EXPECT_EQ(room_given, 46u);
+    EXPECT_EQ(quill_ip_to_str(loopback), nullptr);
+    refused = false;
 }
 
 TEST(Ipv6, EveryTextReadsBackAsTheSameAddress) {
