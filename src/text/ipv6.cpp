@@ -3,12 +3,12 @@
 #include <quill/types.h>
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <string.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <bit>
+#include <span>
 
 #include "base/ascii.h"
 #include "base/endian.h"

@@ -377,7 +377,7 @@ TEST_F(RegTable, TrapsAreNotSteppedInto) {
                 EXPECT_EQ(found.st_mode, S_IFREG | 0600u) << path;
             }
         };
-        for (const mode_t mask : {0, 0777}) {
+        for (const mode_t mask : {0u, 0777u}) {
             for (const Trap &trap : traps) {
                 const string path = kFolder + trap.name;
                 if (unpacking == (trap.result == -98)) left[path] = fopen(path.c_str(), "w");
