@@ -5,7 +5,7 @@
  *     command line and configuration     semaphore with key 82268220         init_cli_cfgm_sem
  *     command line and upgrade           semaphore with key 82208220         init_cli_upgrade_sem
  *     database backup                    semaphore with key 13221324         dbbk_init_sem
- *     controller id                      "/tmp/cfgmContId", "%d", no line end
+ *     controller id                      "/tmp/cfgmContId", "%d", no line end, mode 0644
  *     global configuration enabled       "/flash/cfgmGlobalConfigEnable", empty, there or not
  *
  *     int semaphore = init_cli_cfgm_sem();
@@ -52,15 +52,16 @@ QUILL_API int cli_cfgm_sem_give(int semaphore);
 /* checkAndCreateControllerId returns 1 when there is an id; when there is none it makes it 0 and returns 0. */
 QUILL_API int checkAndCreateControllerId(void);
 
-/* getCfgmControllerId returns the id, made 0 when there is none. It takes no semaphore: read while another process
- * writes it, or from a file that holds no number, it is 0. */
+/* getCfgmControllerId returns the id, made 0 when there is none. It takes no semaphore. From a file that holds no
+ * number, or is just being made, it is 0. */
 QUILL_API int getCfgmControllerId(void);
 
 /* incCfgmControllerId adds one to the id under a semaphore and returns it. Where there was no id it deliberately stays
  * 0: the first one handed out. Returns 0 also when the semaphore cannot be taken or given. */
 QUILL_API int incCfgmControllerId(int semaphore);
 
-/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. */
+/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. A process that is
+ * killed in this call or the one before leaves the old id or the new one. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
 /* ---- the flag: global configuration is enabled ---- */

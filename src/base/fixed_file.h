@@ -7,8 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <string_view>
-
 #include "base/descriptor.h"
 
 namespace quill {
@@ -23,15 +21,6 @@ inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
     if (S_ISREG(found.st_mode) && !(writes && found.st_nlink > 1)) return file;
     errno = EPERM;
     return {};
-}
-
-// Replaces the content of a file that other processes read, and creates the file if there is none. Returns false if it
-// cannot be opened; write errors are not reported.
-inline bool replace_fixed(const char *path, std::string_view content) {
-    const Descriptor file = open_fixed(path, O_WRONLY | O_CREAT, 0666);
-    if (!file || ftruncate(file.get(), 0) != 0) return false;
-    (void)write_all(file.get(), content);
-    return true;
 }
 
 // Creates a temporary file that only this user can read and write, whatever the umask. It is always a new file: one that

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/ipc.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include "base/text_file.h"
 #include "platform/sysv_semaphore.h"
 
+using quill::Descriptor;
 using quill::FileNumber;
 using quill::NoCancellation;
 using quill::SysvSemaphore;
@@ -49,10 +51,20 @@ bool exists(const char *path) {
     return stat(path, &found) == 0;
 }
 
+// Opens a file for writing, and creates it if there is none: for privileged processes, as the semaphores are.
+Descriptor open_to_write(const char *path) {
+    return quill::open_fixed(path, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+}
+
+// Writes the id over the old one in one call, padded with blanks, and then cuts them off. A process that is killed in
+// between leaves an id, and not an empty file from which ids would start again.
 bool store_id(int id) {
+    const Descriptor file = open_to_write(paths::kControllerId);
+    if (!file) return false;
     char text[16];
-    const int length = snprintf(text, sizeof text, "%d", id);
-    return quill::replace_fixed(paths::kControllerId, {text, static_cast<size_t>(length)});
+    snprintf(text, sizeof text, "%-*d", static_cast<int>(sizeof "-2147483648" - 1), id);
+    if (quill::write_all(file.get(), text)) (void)!ftruncate(file.get(), static_cast<off_t>(strcspn(text, " ")));
+    return true;
 }
 
 // 1 if there is an id, 0 if it has just been made. As with what follows, nothing if the file cannot be opened: the process
@@ -65,7 +77,7 @@ std::optional<int> check_or_create_id() {
 
 std::optional<int> load_id() {
     int id = 0;
-    const quill::Descriptor file = quill::open_fixed(paths::kControllerId, O_RDONLY);
+    const Descriptor file = quill::open_fixed(paths::kControllerId, O_RDONLY);
     if (quill::read_number(file, &id) == FileNumber::kNoFile) return std::nullopt;
     return id;
 }
@@ -133,7 +145,7 @@ int setCfgmControllerId(int id, int semaphore) {
 int openCfgmGlobalConfigEnableFile() {
     if (exists(paths::kGlobalConfigEnabled)) return 0;
     const NoCancellation no_cancellation;
-    if (!quill::replace_fixed(paths::kGlobalConfigEnabled, "")) exit(kFlagNotMade);
+    if (!open_to_write(paths::kGlobalConfigEnabled)) exit(kFlagNotMade);
     return 0;
 }
 

@@ -135,6 +135,13 @@ TEST_F(Cfgm, FlagThatCannotBeHadEndsTheProcess) {
 TEST_F(Cfgm, IdsOfManyProcessesAreUnique) {
     constexpr int kProcesses = 8, kIds = 1000;
     const int semaphore = init_cli_cfgm_sem();
+    const mode_t before = umask(0);
+    EXPECT_EQ(incCfgmControllerId(semaphore), 0);
+    EXPECT_EQ(setCfgmControllerId(-1, semaphore), 1);
+    umask(before);
+    struct stat file;
+    EXPECT_EQ(stat(kId, &file), 0);
+    EXPECT_EQ(file.st_mode & 0777u, 0644u);
     int ids[2];
     ASSERT_EQ(pipe(ids), 0);
     for (int i = 0; i < kProcesses; i++) {
@@ -147,8 +154,11 @@ TEST_F(Cfgm, IdsOfManyProcessesAreUnique) {
     }
     close(ids[1]);
     std::vector<bool> seen(kProcesses * kIds);
-    int count = 0;
+    int count = 0, last = -1;
     for (int id; read(ids[0], &id, sizeof id) == sizeof id; count++) {
+        const int now = getCfgmControllerId();
+        EXPECT_GE(now, last) << "a file that is being written";
+        last = now;
         ASSERT_TRUE(id >= 0 && id < kProcesses * kIds) << id;
         ASSERT_FALSE(seen[static_cast<size_t>(id)]) << id;
         seen[static_cast<size_t>(id)] = true;
