@@ -63,8 +63,10 @@ QUILL_API int execute_command_no_io(char *command);
  *
  *     output, errors       null or empty: the caller's; else a file
  *     status_file          null, or a file that holds "1\n" while the command runs, then "3\n" when it ended with status
- *                          0, or "2\n" (mode 0666 under umask 022). It may appear after the call has returned. If it
- *                          cannot be made, the command is not run.
+ *                          0, or "2\n" (mode 0666 under umask 022). Until the detached process has begun, which may be
+ *                          after the call has returned, the file holds what it held: remove it before. If it cannot be
+ *                          made, the command is not run. On a full file system it may stay empty, and with a detached
+ *                          process that is killed it stays as it is.
  *     delete_on_success    null, or a file that is removed when the command ended with status 0, before the "3\n"
  *
  * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.

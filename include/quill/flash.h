@@ -9,7 +9,8 @@
  *
  * Flash transfers of all processes run one at a time: under an advisory lock of the device (flock, shared for reads,
  * exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A process that dies in a
- * transfer, by SIGKILL too, gives both back. Every transfer is written down in a history that outlives the process, so
+ * transfer, by SIGKILL too, gives both back, unless another of its threads has forked or run another program meanwhile:
+ * the new process then keeps the lock, and the new program the semaphore. Every transfer is written down in a history that outlives the process, so
  * that a crash or worn flash can be traced to who caused it:
  *
  *     "/tmp/flashophist", 16,808 bytes, all numbers big-endian

@@ -22,8 +22,8 @@
  * versions a form that no line of a table has, which they check. docs/trust.md says what else is promised.
  *
  * The work is left to the openssl and gunzip commands, found on PATH and started by the C library's system(); with
- * SIGCHLD ignored that cannot tell their end, and no file is valid (-94). Commands are only judged by what they write: one
- * that is missing, fails or is killed has written nothing that counts.
+ * SIGCHLD ignored that cannot tell their end, and no file is valid (-94). Commands are only judged by what they write, not
+ * by their status.
  *
  * No command waits for a person: its standard input is /dev/null, and setsid, if the machine has it, takes its terminal.
  *
@@ -74,7 +74,7 @@ enum {
  * to the two above and is in its time of validity: those two alone are trusted, not what the machine's openssl trusts
  * besides. Else
  *
- *     -97   path is null, or cannot be opened, or a section cannot be put into its temporary file
+ *     -97   path is null, or cannot be opened or read, or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output not be written
  *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
  *           output not be written
@@ -90,8 +90,8 @@ QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 
 /* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
  * characters and up to its first NUL byte. The text is borrowed: it lasts until the next call of this function or the
- * one below, and is not to be changed. Returns 0; or -1, with *version unchanged, when the file cannot be opened (path
- * null included). Deliberately, a file without a version leaves the text of the call before, "" in the first. Nothing is
+ * one below, and is not to be changed. Returns 0; or -1, with *version unchanged, when the file cannot be opened or read
+ * (path null included). Deliberately, a file without a version leaves the text of the call before, "" in the first. Nothing is
  * validated, and no temporary file is made. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
@@ -102,12 +102,12 @@ QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **versi
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first
  * NUL byte, in place of the content of out_path, made with mode 0666 under the umask where there is none. gunzip wants
  * a name that ends in .gz; the file stays. out_path may not be the same. NOTHING IS VALIDATED, despite the name nothing
- * is decrypted, and a damaged file gives what gunzip could make of it, nothing included, as does a machine without
- * gunzip: validate what has been unpacked before it is used. Returns 0; or
+ * is decrypted, and a damaged file gives what gunzip could make of it, nothing included. So do a machine without
+ * gunzip, a gunzip that is killed, and a full file system: validate what has been unpacked before it is used. Returns 0; or
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written
- *     -98   no command can be run, or its output not be written; also for a path that is too long for a command line
+ *     -98   no command can be run, or the file for its output not be made; also for a path that is too long for a command line
  *           of 511 characters
  *     -96   what gunzip has written cannot be read; or no memory
  *     -95   out_path cannot be written; it is left empty when it could be opened

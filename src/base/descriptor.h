@@ -2,6 +2,7 @@
 #pragma once
 
 #include <errno.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <string_view>
@@ -45,6 +46,15 @@ public:
 private:
     int fd_ = -1;
 };
+
+// Moves a new descriptor away from the standard ones. A program may have closed these, and what it or the library prints
+// must not go into a file that happened to get their number.
+inline int clear_of_standard_descriptors(int fd) {
+    if (fd > STDERR_FILENO || fd == -1) return fd;
+    Descriptor low(fd);
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    return moved == -1 ? low.release() : moved;
+}
 
 // Writes all of it, whatever signals come in between. On false, errno says why, and a part may be written.
 [[nodiscard]] inline bool write_all(int fd, std::string_view bytes) {

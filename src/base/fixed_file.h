@@ -14,7 +14,8 @@ namespace quill {
 // Opens a regular file, never through a link, and never waits for it. A file to be written must have this name alone.
 // On refusal errno is set. Async-signal-safe, as is what follows; the caller holds cancellation off.
 inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
-    Descriptor file(open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
+    constexpr int kNeverElsewhere = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    Descriptor file(clear_of_standard_descriptors(open(path, flags | kNeverElsewhere, mode)));
     struct stat found;
     if (!file || fstat(file.get(), &found) != 0) return {};
     const bool writes = (flags & O_ACCMODE) != O_RDONLY;

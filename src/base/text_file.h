@@ -71,10 +71,11 @@ inline Descriptor open_to_replace(const char *path) {
     return Descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }
 
-// Puts content in place of the file's; false when it cannot be opened. What it does not take, nobody is told of.
+// Replaces the file's content. Returns false if it cannot be opened; write errors are not reported. The old content is
+// written over before it is cut off, so that a reader never finds the file empty.
 inline bool replace_content(const char *path, std::string_view content) {
-    const Descriptor file = open_to_replace(path);
-    if (file) (void)write_all(file.get(), content);
+    const Descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    if (file && write_all(file.get(), content)) (void)!ftruncate(file.get(), static_cast<off_t>(content.size()));
     return static_cast<bool>(file);
 }
 

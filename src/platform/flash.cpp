@@ -99,7 +99,7 @@ bool ask(int device, const char *what, int code, Request *request) {
 template <typename Request>
 bool ask_board(int code, Request *request) {
     const NoCancellation no_cancellation;
-    const Descriptor device(quill_open_device(O_RDONLY | O_CLOEXEC));
+    const Descriptor device(quill::clear_of_standard_descriptors(quill_open_device(O_RDONLY | O_CLOEXEC)));
     if (!device) {
         perror("open /dev/mxc");  // after the message of quill_open_device: both are looked for in logs
         return false;
@@ -293,7 +293,8 @@ constexpr Kind kWriting = {Operation::kWrite, O_RDWR, LOCK_EX, "WriteFlash open 
 // The result of call(descriptor), which is one read or write; -1 when it does not come to that.
 template <typename Call>
 ssize_t in_turn(const Kind &kind, const char *path, int offset, Call call) {
-    const Descriptor device(open(path, kind.open_flags | O_CLOEXEC));
+    // Messages are printed while it is open.
+    const Descriptor device(quill::clear_of_standard_descriptors(open(path, kind.open_flags | O_CLOEXEC)));
     if (!device) {
         fprintf(stderr, kind.open_failed, path, strerror(errno));
         return -1;
@@ -361,7 +362,7 @@ int WriteCPLD16(uint32_t reg, const uint16_t *value) { return write_cpld(reg, va
 
 int ReadSamMachType(uint8_t *buffer) {
     const NoCancellation no_cancellation;
-    const Descriptor device(open(paths::kMachineType, O_RDONLY | O_CLOEXEC));
+    const Descriptor device(quill::clear_of_standard_descriptors(open(paths::kMachineType, O_RDONLY | O_CLOEXEC)));
     if (!device) {
         perror("ReadFlash open /dev/sam0");  // not flash, but the text that logs are searched for
         return 0;

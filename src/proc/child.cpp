@@ -82,13 +82,28 @@ pid_t quill::start_child(void (*body)(const void *argument), const void *argumen
     return child;
 }
 
+namespace {
+
+void close_one_as_exec_would(int fd) {
+    const int flags = fcntl(fd, F_GETFD);
+    if (flags != -1 && (flags & FD_CLOEXEC)) close(fd);
+}
+
+// Without /proc, or a descriptor to read it by. Limits may be in the millions; descriptors in use seldom are.
+void close_low_ones_as_exec_would() {
+    constexpr int kLow = 4096;
+    for (int fd = 0; fd < kLow; fd++) close_one_as_exec_would(fd);
+}
+
+}  // namespace
+
 void quill::close_as_exec_would() {
     // The directory is read without the C library, which would allocate. linux_dirent64: inode and offset of 8 bytes,
     // length of the entry in 2, type in 1, name (getdents64(2)).
     constexpr size_t kLengthAt = 16, kNameAt = 19;
     alignas(8) char entries[1024];
     const Descriptor open_ones(open("/proc/self/fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!open_ones) return;
+    if (!open_ones) return close_low_ones_as_exec_would();
     for (;;) {
         const long size = syscall(SYS_getdents64, open_ones.get(), entries, sizeof entries);
         if (size <= 0) return;
@@ -99,7 +114,7 @@ void quill::close_as_exec_would() {
             int fd = -1;
             std::from_chars(name, name + strlen(name), fd);
             if (fd == -1 || fd == open_ones.get()) continue;
-            if (fcntl(fd, F_GETFD) & FD_CLOEXEC) close(fd);
+            close_one_as_exec_would(fd);
         }
     }
 }

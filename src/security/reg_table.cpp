@@ -192,6 +192,7 @@ bool split(const char *path, bool *plain_pem) {
             if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
         }
     });
+    if (ferror(input.get())) return say(false, kNotOpened);
     // A section cut short by a full file system would be validated as if it were the file's.
     return std::all_of(std::begin(files), std::end(files),
                        [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
@@ -339,6 +340,7 @@ int get_reg_tbl_file_ver(const char *path, char **version) {
         line = quill::prefix(line, std::min(line.find('\0'), sizeof last_line - 1));
         *std::copy(line.begin(), line.end(), last_line) = '\0';
     });
+    if (ferror(file.get())) return say(-1, kNotOpened);
     *version = last_line;
     return 0;
 }

@@ -192,18 +192,10 @@ void read_mesh_role() {
     if (quill::read_number(file, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
 }
 
-// A program that has closed its standard descriptors must not find the daemon where it prints to.
-int clear_of_standard_descriptors(int fd) {
-    if (fd > STDERR_FILENO || fd == -1) return fd;
-    quill::Descriptor low(fd);
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    return moved == -1 ? low.release() : moved;
-}
-
 // Makes the socket if the options want it now; false when that fails.
 bool open_socket(int type) {
     if (!(state.options & kConnectNow)) return true;
-    state.socket = clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    state.socket = quill::clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
     if (state.socket == -1) return false;
     if (state.mesh_role == kMeshPoint && fcntl(state.socket, F_SETFL, O_NONBLOCK) == -1)
         perror("MESH_POINT, O_NONBLOCK");

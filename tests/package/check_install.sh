@@ -15,6 +15,11 @@ if grep -rlI -e "$work" -e "$build" -e "$source" "$stage"; then
     exit 1
 fi
 
+# The program finds the library of its own installation, without any help.
+if installed=$(find "$stage" -path '*/bin/quill' | grep .); then
+    env -i $RUN "$installed" --version
+fi
+
 folder=$(dirname "$(find "$stage" -name quillConfig.cmake)")
 { "$cmake" -S "$programs" -B "$work/a build" -G Ninja -Dquill_DIR="$folder" "$@" &&
     "$cmake" --build "$work/a build"; } >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }

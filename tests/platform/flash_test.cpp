@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "base/endian.h"
+#include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/fake_drivers.h"
 #include "support/private_device.h"
@@ -222,6 +223,17 @@ TEST_F(Flash, TransfersAndTheirFailures) {
     expect_failure(-1, "lseek: Invalid argument\n", [&] { return WriteApFlash(-1, 1, buffer, nullptr); });
     expect_failure(-1, "", [&] { return ReadApFlash(0, 1, buffer, "/dev"); });
     expect_failure(-1, "", [&] { return WriteApFlash(0, 1, "x", "/dev/full"); });
+
+    // A program without standard descriptors: what is printed goes nowhere.
+    const string content = read_file("/dev/mtd0");
+    EXPECT_EQ(quill::test::exit_code_of([&] {
+                  for (int fd = 0; fd <= STDERR_FILENO; fd++) close(fd);
+                  WriteApFlash(-1, 1, buffer, nullptr);
+                  const bool transferred = ReadApFlash(0, 1, buffer, nullptr) == 0;
+                  _exit(transferred && write(1, "out", 3) == -1 && write(2, "err", 3) == -1 ? 0 : 1);
+              }),
+              0);
+    EXPECT_EQ(read_file("/dev/mtd0"), content);
 
     // No semaphore to be had. The lock of the file is given back all the same.
     semctl(semget(ftok("/tmp/mtd", 42), 1, 0), 0, IPC_RMID);

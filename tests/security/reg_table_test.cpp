@@ -190,6 +190,8 @@ TEST_F(RegTable, VersionIsTheLastLine) {
     char *text = nullptr;
     expect(-1, {"\n Unable to open the data file"}, [&] { return get_reg_tbl_file_ver("/tmp/none", &text); });
     expect(-1, {"\n Unable to open the data file"}, [&] { return get_reg_tbl_file_ver(nullptr, &text); });
+    // One that cannot be read has no version, and not that of the file before.
+    expect(-1, {"\n Unable to open the data file"}, [&] { return get_reg_tbl_file_ver("/tmp", &text); });
     EXPECT_EQ(text, nullptr);
 }
 
