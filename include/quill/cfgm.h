@@ -13,7 +13,8 @@
  *
  * The semaphores are System V sets of one with value 1 when free. Their permission bits are deliberately 0: privileged
  * processes alone can use them. They are deliberately taken without SEM_UNDO: what a program protects may be half done
- * when it dies, so a process that dies with a semaphore leaves it taken, until a restart or another process gives it.
+ * when it dies, so a process that dies with a semaphore, or while it makes one, leaves it taken, until a restart or another process
+ * gives it.
  *
  * A file that cannot be opened is fatal, and anything but a regular file counts as that, as does a link (see
  * docs/trust.md). The process then gives back the semaphore that the call has taken, and ends by exit without a message.
@@ -61,7 +62,8 @@ QUILL_API int getCfgmControllerId(void);
 QUILL_API int incCfgmControllerId(int semaphore);
 
 /* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. A process that is
- * killed in this call or the one before leaves the old id or the new one. */
+ * killed in this call or the one before leaves the old id or the new one. What a full file system does not take is not
+ * told: the same id is then handed out again. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
 /* ---- the flag: global configuration is enabled ---- */

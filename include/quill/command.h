@@ -10,7 +10,7 @@
  * A status is what waitpid stores (POSIX, <sys/wait.h>): exit code 3 is 0x300, the end by signal 9 is 9.
  *
  *     char show[] = "ip -o link";
- *     int status = execute_command_status_no_io(show, "/tmp/links", NULL);
+ *     int status = execute_command_status_no_io(show, "/flash/links", NULL);
  *     if (status >= 0 && WIFEXITED(status)) ...WEXITSTATUS(status)
  *
  * "The shell" is "/bin/sh -c COMMAND"; text in a command that is foreign must be quoted by the caller. "Itself" is the

@@ -9,7 +9,7 @@
  *
  * Flash transfers of all processes run one at a time: under an advisory lock of the device (flock, shared for reads,
  * exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A process that dies in a
- * transfer, by SIGKILL too, gives both back, unless another of its threads has forked or run another program meanwhile:
+ * transfer, by SIGKILL too, gives both back (a transfer that cannot have them goes on without), unless another of its threads has forked or run another program meanwhile:
  * the new process then keeps the lock, and the new program the semaphore. Every transfer is written down in a history that outlives the process, so
  * that a crash or worn flash can be traced to who caused it:
  *
@@ -34,8 +34,8 @@
  * short grows to its size; of one that is too long, the part behind is left alone. With another capacity it is no
  * history of ours: all of it is zeroed and begun anew; a capacity of 0 is a file that was just being made, and is only
  * filled in. A next record beyond the capacity counts as 0. If the file cannot be opened, mapped or given its
- * memory, transfers go on without a history, and each next one tries again. A link, a file with a second name, or one
- * that another user but root owns is not opened (docs/trust.md).
+ * memory, transfers go on without a history, and each next one tries again. A link is not opened, nor a file that
+ * other users may change; one with a second name is left to that name, and a new one begun (docs/trust.md).
  *
  * Transfers may run in several threads. A signal does not let one in before its turn. Cancellation is held off until
  * the transfer is over. The name of the flash device belongs to the process and nothing guards it: set it before

@@ -7,7 +7,7 @@
 QUILL_BEGIN_DECLS
 
 /* saveMachineInfo appends the state of the machine to the file at path, which is made where there is none, mode 0644 (0666
- * under umask 022): saveMachineInfo("/tmp/machine_info"). It runs some twenty commands by the shell, one after another on
+ * under umask 022): saveMachineInfo("/flash/machine_info"). It runs some twenty commands by the shell, one after another on
  * the calling thread (see quill/command.h for what they get from the caller), and waits for each. Standard output and
  * standard error of all of them go to the file:
  *
@@ -22,8 +22,10 @@ QUILL_BEGIN_DECLS
  * Returns 1 when the last command could be started, else 0 with errno. A tool that is missing or fails leaves its error
  * text, and the next one follows; so does a path that cannot be written, about which nothing can be said anywhere.
  *
- * 0 also, before anything is run, for null and for a path of more than 167 characters. Any path is safe: one with
- * characters that mean something to the shell is quoted, so "~" and "$HOME" in it are not expanded.
+ * 0 also, before anything is run, for null and for a path of more than 167 characters. A path with
+ * characters that mean something to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed and
+ * FIFOs waited for: choose a folder that other users do not write in, so not /tmp (docs/trust.md). No command gets the
+ * caller's standard input.
  *
  * Threads may call it at once; two dumps into the same file mix their sections. */
 QUILL_API int saveMachineInfo(const char *path);

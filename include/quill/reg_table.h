@@ -1,7 +1,7 @@
 /* quill/reg_table.h: the radio regulatory table (which channels and powers a country allows), as a file that is signed.
  *
  *     char *version;
- *     if (parse_validate_get_reg_tbl_file_ver("/tmp/table.signed", &version) == 0) printf("table %s", version);
+ *     if (parse_validate_get_reg_tbl_file_ver("/flash/table.signed", &version) == 0) printf("table %s", version);
  *
  * A signed file is lines of text, made by tools/sign-reg-table (docs/signing-regulatory-tables.md shows the whole way).
  * Marker lines open and close its sections:

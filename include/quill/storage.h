@@ -63,8 +63,8 @@ QUILL_API int is_flash_crash_present(void);
 QUILL_API int is_file_present(const char *path);
 
 /* write_str_to_file puts text in place of the file's content, making the file with mode 0666 under the umask where there
- * is none. Returns 0; or 1 when a pointer is null or the file cannot be opened. "%%" in the text becomes one "%",
- * deliberately; every other "%" is written as it stands. */
+ * is none. Returns 0; or 1 when a pointer is null or the file cannot be opened. What a full file system does not
+ * take is not told. "%%" in the text becomes one "%", deliberately; every other "%" is written as it stands. */
 QUILL_API int write_str_to_file(const char *path, const char *text);
 
 /* ---- USB storage: "/mnt/usbdisk" has a directory for each mounted partition ---- */
@@ -76,7 +76,8 @@ enum { QUILL_USB_PATH_SIZE = 256 };
  * case of names matters, and symbolic links are not followed. Deliberately, from a directory that begins with "." on, the
  * rest of the directory part is not looked at: for ".x/b" the file b is looked for at the top of the partition, and the
  * path that is written, with ".x" in it, may not exist. A directory part that begins with a slash or has two in a row names
- * nothing, but slashes alone are none. Returns null when there is no such file, with all of out zeroed; or, when there is no
+ * nothing, but slashes alone are none. A path with ".." may lead out of the stick: refuse it
+ * first where it is foreign. Returns null when there is no such file, with all of out zeroed; or, when there is no
  * "/mnt/usbdisk", unchanged. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 

@@ -91,7 +91,7 @@ QUILL_API void vsyslog(int priority, const char *format, va_list arguments) __at
 QUILL_API void closelog(void);
 
 /* setlogmask sets which levels are logged, LOG_MASK(level) or LOG_UPTO(level), all of them at first; 0 changes nothing.
- * Returns the mask before the call. */
+ * Returns the mask before the call. Like openlog and closelog, it waits while another thread's message does. */
 QUILL_API int setlogmask(int mask) QUILL_THROWS_NOTHING;
 
 /* __syslog_chk and __vsyslog_chk are what the compiler puts in place of syslog and vsyslog with _FORTIFY_SOURCE. They

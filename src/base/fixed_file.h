@@ -11,17 +11,21 @@
 
 namespace quill {
 
-// Opens a regular file, never through a link, and never waits for it. A file to be written must have this name alone.
-// On refusal errno is set. Async-signal-safe, as is what follows; the caller holds cancellation off.
+// Opens a regular file, never through a link, and never waits for it. On refusal errno is set. With O_CREAT, a file that has
+// a second name is left to that name, and a new one is made: another user may have given it, to a file of theirs or ours.
+// Async-signal-safe, as is what follows; the caller holds cancellation off.
 inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
-    constexpr int kNeverElsewhere = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    Descriptor file(clear_of_standard_descriptors(open(path, flags | kNeverElsewhere, mode)));
+    flags |= O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    Descriptor file(clear_of_standard_descriptors(open(path, flags, mode)));
     struct stat found;
     if (!file || fstat(file.get(), &found) != 0) return {};
-    const bool writes = (flags & O_ACCMODE) != O_RDONLY;
-    if (S_ISREG(found.st_mode) && !(writes && found.st_nlink > 1)) return file;
-    errno = EPERM;
-    return {};
+    if (!S_ISREG(found.st_mode)) {
+        errno = EPERM;
+        return {};
+    }
+    if (!(flags & O_CREAT) || found.st_nlink <= 1) return file;
+    unlink(path);
+    return Descriptor(clear_of_standard_descriptors(open(path, flags | O_EXCL, mode)));
 }
 
 // Creates a temporary file that only this user can read and write, whatever the umask. It is always a new file: one that

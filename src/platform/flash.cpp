@@ -154,8 +154,9 @@ public:
     // Makes a history of what the file holds.
     void adopt() const {
         uint32_t capacity = word(kCapacity).load();
-        // A file that another process has just made is all zeros, and may have a record in a moment: it is not cleared.
-        if (capacity != 0 && capacity != quill::big_endian(kRecords)) memset(bytes_, 0, kHistorySize);
+        // A file that another process has just made is all zeros, and may have a record in a moment: it is not cleared. The
+        // capacity is replaced last, so that a process that is killed here leaves no history of foreign records.
+        if (capacity != 0 && capacity != quill::big_endian(kRecords)) memset(bytes_ + kNext, 0, kHistorySize - kNext);
         word(kCapacity).store(quill::big_endian(kRecords));
     }
 
@@ -208,11 +209,17 @@ private:
     uint8_t *bytes_;
 };
 
-// Sizes the file and allocates its memory; false if that fails. Without the memory, or if another user cuts the file off
-// later, a write to the mapping would end the process.
+// Whether other users cannot cut the file off while it is mapped, which would end the process at its next write.
+bool is_safe_to_map(const struct stat &file) {
+    const bool own = file.st_uid == 0 || file.st_uid == geteuid();
+    return own && !(file.st_mode & (S_IWGRP | S_IWOTH));
+}
+
+// Sizes the file and allocates its memory; false if that fails. Without the memory, a write to the mapping on a full /tmp
+// would end the process.
 bool make_room(int file) {
     struct stat found;
-    if (fstat(file, &found) != 0 || (found.st_uid != 0 && found.st_uid != geteuid())) return false;
+    if (fstat(file, &found) != 0 || !is_safe_to_map(found)) return false;
     if (found.st_size < static_cast<off_t>(kHistorySize) && ftruncate(file, kHistorySize) != 0) return false;
     const bool allocated = repeat_if_interrupted([=] { return fallocate(file, 0, 0, kHistorySize) == 0; });
     return allocated || errno == EOPNOTSUPP || errno == ENOSYS;

@@ -1,5 +1,6 @@
 #include <quill/reg_table.h>
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -128,7 +129,11 @@ constexpr char kAlone[] = "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null </dev/
 bool run(const CommandLine &line) {
     char text[sizeof kAlone + sizeof line];
     snprintf(text, sizeof text, "%s%s", kAlone, line.text());
-    return system(text) >= 0;
+    errno = 0;
+    const int status = system(text);
+    // With status 127 and errno, glibc says that no process could be started; from a shell there is no errno.
+    constexpr int kNotFound = 127 << 8;
+    return status >= 0 && !(status == kNotFound && errno != 0);
 }
 
 // Runs a command whose output file is the last of its words.

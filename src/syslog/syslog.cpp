@@ -58,6 +58,7 @@ constexpr int kMeshPoint = 1;
 
 struct Log {
     int socket = -1;
+    ino_t socket_inode = 0;
     bool connected = false;
     const char *identity = kIdentity;  // the caller's text
     int options = 0;
@@ -76,12 +77,19 @@ constinit std::atomic<int> level_mask = kEveryLevel;
 // The broken-pipe handler came in a thread that did not hold the lock; who holds it, or takes it next, closes for it.
 constinit std::atomic<bool> close_wanted = false;
 
+// Whether the descriptor is our socket. A program that closes all descriptors, as daemons do, closes it as well, and may
+// then have a socket of its own with that number.
+bool is_ours(int fd) {
+    struct stat found;
+    return fstat(fd, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_ino == state.socket_inode;
+}
+
 // Forgotten before it is closed: the broken-pipe handler may come in between, and a descriptor is not closed twice.
 void close_socket() {
     const int closing = state.socket;
     state.socket = -1;
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (closing != -1) close(closing);
+    if (is_ours(closing)) close(closing);
 }
 
 // Closes the connection and keeps everything else.
@@ -196,7 +204,9 @@ void read_mesh_role() {
 bool open_socket(int type) {
     if (!(state.options & kConnectNow)) return true;
     state.socket = quill::clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-    if (state.socket == -1) return false;
+    struct stat made;
+    if (state.socket == -1 || fstat(state.socket, &made) != 0) return false;
+    state.socket_inode = made.st_ino;
     if (state.mesh_role == kMeshPoint && fcntl(state.socket, F_SETFL, O_NONBLOCK) == -1)
         perror("MESH_POINT, O_NONBLOCK");
     return true;
@@ -316,6 +326,10 @@ private:
 
 // Returns whether the daemon has the record, or it is one that a mesh point drops. Else the connection is closed.
 bool send_to_daemon(string_view record) {
+    if (!is_ours(state.socket)) {
+        disconnect();
+        return false;
+    }
     const size_t whole = record.size();
     while (!record.empty()) {
         // Without the signal, which another thread of the program may have set an action for in the meantime.
@@ -327,8 +341,6 @@ bool send_to_daemon(string_view record) {
             if (record.size() < whole) disconnect();
             return true;
         } else if (errno != EINTR && errno != EAGAIN) {
-            // The program has closed ours along with its other descriptors: this one is its own, or nobody's yet.
-            if (errno == ENOTSOCK || errno == EBADF) state.socket = -1;
             disconnect();
             return false;
         }

@@ -588,6 +588,8 @@ TEST_F(RegTable, Unpacks) {
     };
     replace_gunzip([](const char *) { return -1; });
     expect_unpacking(-98, {"Unable to decompress the file"});
+    replace_gunzip([](const char *) { return errno = EAGAIN, 127 << 8; });  // no process to be had, as glibc says it
+    expect_unpacking(-98, {"Unable to decompress the file"});
     replace_gunzip([](const char *) { return unlink((kFolder + "tempdecompressedfiled.bin").c_str()); });
     expect_unpacking(-96, {"Error encountered while trying to read file \n"});
     replace_gunzip([](const char *) {

@@ -30,7 +30,7 @@ constexpr char kDumpHelp[] =
     "\n"
     "  --quiet  tell nothing\n"
     "\n"
-    "example: quill dump /tmp/machine_info\n";
+    "example: quill dump /flash/machine_info\n";
 
 namespace {
 

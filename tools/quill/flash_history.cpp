@@ -98,7 +98,7 @@ public:
 
 private:
     void open_file() {
-        fd_ = open(path_, O_RDONLY | O_CLOEXEC);
+        fd_ = open(path_, O_RDONLY | O_NONBLOCK | O_CLOEXEC);  // another user may have put a pipe there
         if (fd_ < 0) fail("cannot open %s: %s", path_, strerror(errno));
     }
 
