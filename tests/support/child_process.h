@@ -1,19 +1,23 @@
 // Calls that may end the process, made in a child.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <stdio.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace quill::test {
 
-// The status, as waitpid gives it, of a process that makes the call and then ends with 0.
+// The status, as waitpid gives it, of a process that makes the call and then ends with 0, or with 1 if an expectation
+// failed in it.
 template <typename Call>
 int status_of(Call call) {
     const pid_t child = fork();
     if (child == 0) {
         call();
-        _exit(0);
+        fflush(stdout);  // has what failed
+        _exit(testing::Test::HasFailure());
     }
     int status = -1;
     waitpid(child, &status, 0);

@@ -50,6 +50,24 @@ void own_namespace(Steps &steps) {
     write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
+// In a chroot, "/" is no mount point, and what its mount passes on to others cannot be changed there. The way out is the
+// well-known one: with the root below the working directory, ".." leads up to the real root.
+void keep_mounts_private(Steps &steps) {
+    constexpr unsigned long kPrivate = MS_REC | MS_PRIVATE;
+    if (mount("none", "/", nullptr, kPrivate, nullptr) == 0) return;
+    if (errno != EINVAL) return steps.step("mount /", [] { return -1; });
+    char below[] = "/tmp/quill-root-XXXXXX";
+    const int root = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC), cwd = open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    steps.step("chroot", [&] { return chdir("/") || !mkdtemp(below) || chroot(below); });
+    for (int level = 0; level < 64 && !steps.failed(); level++) (void)!chdir("..");
+    steps.mount_on("none", ".", nullptr, kPrivate);
+    const bool is_back = fchdir(root) == 0 && chroot(".") == 0 && fchdir(cwd) == 0;  // whatever has failed
+    steps.step("chroot back", [=] { return is_back ? 0 : -1; });
+    rmdir(below);
+    close(root);
+    close(cwd);
+}
+
 // What the machine has, entry by entry, apart from the folders that are the device's own.
 void share_machine(Steps &steps, const std::string &root) {
     // Not "/", in whose place an emulator may show its system root.
@@ -96,7 +114,7 @@ std::string enter_private_device() {
     Steps steps;
     char cwd[4096] = "", root[] = "/tmp/quill-device-XXXXXX";
     own_namespace(steps);
-    steps.mount_on("none", "/", nullptr, MS_REC | MS_PRIVATE);
+    keep_mounts_private(steps);
     steps.step("getcwd", [&] { return getcwd(cwd, sizeof cwd) ? 0 : -1; });
     steps.step("mkdtemp", [&] { return mkdtemp(root) ? 0 : -1; });
     if (steps.failed()) return steps.why();

@@ -51,8 +51,10 @@ bool digest_of(const char *path, Digest &digest) {
     md5_context context;
     MD5Init(&context);
     uint8_t part[16384];
-    for (size_t got; (got = fread(part, 1, sizeof part, file)) > 0;)
+    for (size_t got = sizeof part; got == sizeof part;) {
+        got = fread(part, 1, sizeof part, file);
         MD5Update(&context, part, static_cast<unsigned>(got));
+    }
     const bool whole = !ferror(file);
     if (!whole) complain("cannot read %s: %s", path, strerror(errno));
     if (!standard) fclose(file);

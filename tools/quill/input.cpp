@@ -50,12 +50,12 @@ Bytes read_input(const char *path) {
     FILE *file = is_standard_input(path) ? stdin : fopen(path, "rbe");
     if (!file) fail("cannot open %s: %s", path, strerror(errno));
     Bytes bytes;
-    for (size_t used = 0;;) {
-        bytes.resize(used + 65536);
-        const size_t got = fread(bytes.data() + used, 1, bytes.size() - used, file);
-        used += got;
-        bytes.resize(used);
-        if (got == 0) break;
+    constexpr size_t kPart = 65536;
+    for (size_t got = kPart; got == kPart;) {  // a second read at the end would take a second Ctrl-D at a terminal
+        const size_t used = bytes.size();
+        bytes.resize(used + kPart);
+        got = fread(bytes.data() + used, 1, kPart, file);
+        bytes.resize(used + got);
     }
     if (ferror(file)) fail("cannot read %s: %s", name_of_input(path), strerror(errno));
     if (file != stdin) fclose(file);
