@@ -32,7 +32,8 @@
  * returns, whatever happens. If anything but a regular file has the name of one, such as a symbolic link, that file counts
  * as one that cannot be written.
  *
- * The functions are for one thread, and one process on the device, at a time. They are not cancellation points. Each
+ * Validation and unpacking wait for another thread's or process's to end, by a lock on "tempdecryptedfile.gz" in that
+ * folder; but log_buf and the version's text are for one thread at a time. The functions are not cancellation points. Each
  * step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two that prove
  * something; the last text is left in log_buf.
  */
@@ -95,8 +96,9 @@ QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
  * validated, and no temporary file is made. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
-/* parse_validate_get_reg_tbl_file_ver validates, then does what get_reg_tbl_file_ver does and returns what that returns.
- * -97, with *version unchanged, when the file is not valid, for whatever reason. Nobody may change the file meanwhile. */
+/* parse_validate_get_reg_tbl_file_ver validates, stores the version that has been validated in *version as
+ * get_reg_tbl_file_ver does, and returns 0; or -97, with *version unchanged, when the file is not valid, for whatever
+ * reason. The table is the caller's to read: nobody may change the file until then. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first

@@ -4,6 +4,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <inttypes.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,8 +16,8 @@
 namespace quill {
 
 // Opens a regular file, never through a link, and never waits for it. On refusal errno is set. With O_CREAT, a file that has
-// a second name is left to that name, and a new one is made: another user may have given it, to a file of theirs or ours.
-// Async-signal-safe, as is what follows; the caller holds cancellation off.
+// a second name is left to that name, and a new, empty one is made: another user may have given it, to a file of theirs or
+// ours. The caller holds cancellation off, as for what follows.
 inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
     flags |= O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     Descriptor file(clear_of_standard_descriptors(open(path, flags, mode)));
@@ -24,8 +28,15 @@ inline Descriptor open_fixed(const char *path, int flags, mode_t mode = 0) {
         return {};
     }
     if (!(flags & O_CREAT) || found.st_nlink <= 1) return file;
-    unlink(path);
-    return Descriptor(clear_of_standard_descriptors(open(path, flags | O_EXCL, mode)));
+    // Renamed over the old one: if the name were free for a moment, another user could take it.
+    uint64_t random;
+    char fresh[64];
+    if (getrandom(&random, sizeof random, GRND_NONBLOCK) != sizeof random) return {};
+    snprintf(fresh, sizeof fresh, "%s.%016" PRIx64, path, random);
+    file = Descriptor(clear_of_standard_descriptors(open(fresh, flags | O_EXCL, mode)));
+    if (!file || rename(fresh, path) == 0) return file;
+    unlink(fresh);
+    return {};
 }
 
 // Creates a temporary file that only this user can read and write, whatever the umask. It is always a new file: one that

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,18 +65,50 @@ using CommandLine = quill::ShellLine<512>;
 
 // --- files
 
-// Removes files when it goes.
-class [[nodiscard]] Removal {
+using Files = std::span<const char *const>;
+
+void remove_all(Files files) {
+    for (const char *file : files) unlink(file);
+}
+
+// The temporary files are one process's at a time, or the answer of a command would be taken for another one's. The lock
+// is on a file with a name that nothing else uses, which is there as long as the turn lasts. At its end, the files go.
+class [[nodiscard]] Turn {
 public:
-    explicit Removal(std::span<const char *const> files) : files_(files) {}
-    ~Removal() {
-        for (const char *file : files_) unlink(file);
+    explicit Turn(Files files) : files_(files) {}
+    ~Turn() {
+        if (!lock_) return;
+        remove_all(files_);
+        unlink(paths::kDecrypted);
     }
-    Removal(const Removal &) = delete;
-    Removal &operator=(const Removal &) = delete;
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
+
+    // Waits for it. False if the file cannot be had.
+    bool take() {
+        for (;;) {
+            lock_ = quill::open_fixed(paths::kDecrypted, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR);
+            if (!lock_) return remove_trap(), false;
+            while (flock(lock_.get(), LOCK_EX) != 0)
+                if (errno != EINTR) return false;
+            if (is_in_place()) return true;  // else the turn before has removed it meanwhile
+        }
+    }
 
 private:
-    std::span<const char *const> files_;
+    // A link or a pipe in the lock's place is in nobody's way twice.
+    static void remove_trap() {
+        struct stat found;
+        if (lstat(paths::kDecrypted, &found) == 0 && !S_ISREG(found.st_mode)) unlink(paths::kDecrypted);
+    }
+    bool is_in_place() const {
+        struct stat locked, found;
+        return fstat(lock_.get(), &locked) == 0 && lstat(paths::kDecrypted, &found) == 0 &&
+               locked.st_ino == found.st_ino && locked.st_dev == found.st_dev;
+    }
+
+    Files files_;
+    Descriptor lock_;
 };
 
 bool write_temporary(const char *path, string_view bytes) {
@@ -180,19 +213,33 @@ bool is_plain_pem(string_view line) {
     });
 }
 
-// Puts the sections into their files. Tells whether the certificate is plain PEM.
-bool split(const char *path, bool *plain_pem) {
-    *plain_pem = true;
+using Version = char[128];
+
+void keep(Version &last, string_view line) {
+    line = quill::prefix(line, std::min(line.find('\0'), sizeof last - 1));
+    *std::copy(line.begin(), line.end(), last) = '\0';
+}
+
+// What the split sees of the sections besides.
+struct Sections {
+    bool plain_pem = true;  // the certificate
+    Version version = "";   // the last line
+};
+
+// Puts the sections into their files.
+bool split(const char *path, Turn &turn, Sections &sections) {
     if (!path) return false;
     const Stream input(fopen(path, "re"));
     if (!input) return say(false, kNotOpened);
+    if (!turn.take()) return say(false, "%s", kSectionFiles[0].not_opened);
     Stream files[std::size(kSectionFiles)];
     for (size_t i = 0; i < std::size(kSectionFiles); i++) {
         files[i] = open_section(kSectionFiles[i].path);
         if (!files[i]) return say(false, "%s", kSectionFiles[i].not_opened);
     }
     quill::read_reg_table(input.get(), [&](quill::RegTableSection section, string_view line) {
-        if (section == quill::kCertificateSection && !is_plain_pem(line)) *plain_pem = false;
+        if (section == quill::kCertificateSection && !is_plain_pem(line)) sections.plain_pem = false;
+        if (section == quill::kVersionSection) keep(sections.version, line);
         for (const char c : line) {
             if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
         }
@@ -291,8 +338,9 @@ bool is_signature_valid() {
 bool is_signed() {
     static constexpr const char *kFiles[] = {paths::kCheckOutput, paths::kSignerKey, paths::kAuthorities,
                                              paths::kSignerPem};
-    const Removal removal(kFiles);
-    return is_certificate_valid() && extract_key() && is_signature_valid();
+    const bool valid = is_certificate_valid() && extract_key() && is_signature_valid();
+    remove_all(kFiles);
+    return valid;
 }
 
 bool unpack(const char *path) {
@@ -311,17 +359,14 @@ bool replace_table(const char *path, const char *text) {
     return false;
 }
 
-}  // namespace
-
-int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
+int validate(const char *path, Sections &sections) {
     static constexpr const char *kFiles[] = {paths::kTableSignature, paths::kSignatureBytes, paths::kTableCertificate,
                                              paths::kSignerDer,      paths::kTableContent,   paths::kTableVersion,
                                              paths::kSignedData};
     const NoCancellation no_cancellation;
-    const Removal removal(kFiles);
-    bool plain_pem;
-    if (!split(path, &plain_pem)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
-    if (!plain_pem) return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
+    Turn turn(kFiles);
+    if (!split(path, turn, sections)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!sections.plain_pem) return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
     if (!run_into(paths::kSignatureBytes, "openssl enc -base64 -d -in %s > %s", paths::kTableSignature)) {
         return say(QUILL_REG_TABLE_NO_SIGNATURE, "Failed to decode the file");
     }
@@ -334,37 +379,49 @@ int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
     return say(QUILL_REG_TABLE_NOT_VALID, "Couldn't verify certificate and/or signature \n");
 }
 
+// State: what callers get. Nothing guards it.
+constinit Version last_version = "";
+
+}  // namespace
+
+int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
+    Sections sections;
+    return validate(path, sections);
+}
+
 int get_reg_tbl_file_ver(const char *path, char **version) {
-    static char last_line[128];
     const NoCancellation no_cancellation;
     const Stream file(path ? fopen(path, "re") : nullptr);
     if (!file) return say(-1, kNotOpened);
     // What was there stays where there is no version: callers have always got the text of the file before.
     quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
-        if (section != quill::kVersionSection) return;
-        line = quill::prefix(line, std::min(line.find('\0'), sizeof last_line - 1));
-        *std::copy(line.begin(), line.end(), last_line) = '\0';
+        if (section == quill::kVersionSection) keep(last_version, line);
     });
     if (ferror(file.get())) return say(-1, kNotOpened);
-    *version = last_line;
+    *version = last_version;
     return 0;
 }
 
 int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
     const NoCancellation no_cancellation;
-    if (parse_validate_encrypted_signed_reg_tbl_file(path) == 0) return get_reg_tbl_file_ver(path, version);
-    return say(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
+    Sections sections;
+    if (validate(path, sections) != QUILL_REG_TABLE_VALID)
+        return say(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
+    // Not from the file once more: it may be another one by now.
+    keep(last_version, sections.version);
+    *version = last_version;
+    return 0;
 }
 
 int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
-    static constexpr const char *kFiles[] = {paths::kDecrypted,      paths::kUnpacked,         paths::kTableContent,
-                                             paths::kTableSignature, paths::kTableCertificate, paths::kTableVersion};
+    static constexpr const char *kFiles[] = {paths::kUnpacked, paths::kTableContent, paths::kTableSignature,
+                                             paths::kTableCertificate, paths::kTableVersion};
     if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
-    const Removal removal(kFiles);
+    Turn turn(kFiles);
     // The sections are not used: that the file can be split at all is the condition, as it is for validation.
-    bool plain_pem;
-    if (!split(in_path, &plain_pem)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    Sections sections;
+    if (!split(in_path, turn, sections)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
     if (!unpack(in_path)) return say(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");
     const Text table = read_file(paths::kUnpacked);
     if (!table) return say(QUILL_REG_TABLE_NOT_READ, "Error encountered while trying to read file \n");

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -300,6 +301,23 @@ TEST_F(RegTable, NothingAlteredIsAccepted) {
     std::cout << kChanges << " random changes, " << accepted << " of them without effect on table and version\n";
 }
 
+TEST_F(RegTable, ValidationsTakeTurns) {
+    write_file(kDone, signed_.text());
+    const pid_t other = fork();
+    if (other == 0) {
+        int failed = 0;
+        for (int i = 0; i < 12; i++) failed += parse_validate_encrypted_signed_reg_tbl_file(kDone.c_str()) != 0;
+        _exit(failed);
+    }
+    signed_.version = "9.9.9\n";
+    write_file("/tmp/forged", signed_.text());
+    for (int i = 0; i < 12; i++) EXPECT_EQ(parse_validate_encrypted_signed_reg_tbl_file("/tmp/forged"), -100);
+    int failed = -1;
+    EXPECT_EQ(waitpid(other, &failed, 0), other);
+    EXPECT_EQ(failed, 0);
+    EXPECT_TRUE(fs::is_empty(kFolder));
+}
+
 TEST_F(RegTable, TrustsItsTwoAuthoritiesOnly) {
     const string refused =
         "Certificate verification failed. Result is . Expected output is = '" + kFolder + "tempCert.pem: OK'\n";
@@ -337,7 +355,9 @@ struct Trap {
 TEST_F(RegTable, TrapsAreNotSteppedInto) {
     const string authority =
         "Could not write Parent CA's certificate in file " + kFolder + "tempOutput.bin for conversion.\n";
+    static constexpr char kLock[] = "tempdecryptedfile.gz";
     const Trap traps[] = {
+        {kLock, {"\n Unable to open the parsed cert file", kNotSplit}, -97},
         {"temp_parsed_cert.bin", {"\n Unable to open the parsed cert file", kNotSplit}, -97},
         {"temp_parsed_sign.bin", {"\n Unable to open the parsed sign file", kNotSplit}, -97},
         {"temp_parsed_file.bin", {"\n Unable to open the parsed input file", kNotSplit}, -97},
@@ -382,7 +402,7 @@ TEST_F(RegTable, TrapsAreNotSteppedInto) {
         for (const mode_t mask : {0u, 0777u}) {
             for (const Trap &trap : traps) {
                 const string path = kFolder + trap.name;
-                if (unpacking == (trap.result == -98)) left[path] = fopen(path.c_str(), "w");
+                if (trap.name != kLock && unpacking == (trap.result == -98)) left[path] = fopen(path.c_str(), "w");
             }
             const mode_t before = umask(mask);
             unpacking ? expect_unpacking(0, {}) : expect_validation(0, {kCertificateOk, kSignatureOk});

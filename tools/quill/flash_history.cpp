@@ -98,7 +98,9 @@ public:
 
 private:
     void open_file() {
-        fd_ = open(path_, O_RDONLY | O_NONBLOCK | O_CLOEXEC);  // another user may have put a pipe there
+        // Another user may have put a pipe, or a link to a device, in the history's own place.
+        const int never_elsewhere = strcmp(path_, kHistory) == 0 ? O_NOFOLLOW : 0;
+        fd_ = open(path_, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | never_elsewhere);
         if (fd_ < 0) fail("cannot open %s: %s", path_, strerror(errno));
     }
 
