@@ -5,7 +5,7 @@ set -eu
 source=$1
 mkdir /tmp/road
 cd /tmp/road
-cp "$source/src/security/development_authority/parent.der" "$source/tests/security/development_authority/parent.key" .
+export SOURCE="$source"
 PATH=$source/tools:${2%/*}:$PATH
 
 guide=$source/docs/signing-regulatory-tables.md

@@ -27,17 +27,23 @@ quill info --json | grep -q '"device":{"model":43,.*"uptime_seconds":12345}.*"to
 
 # --- a signed table, from its making to its use
 
-cp "$source/src/security/development_authority/parent.der" "$source/tests/security/development_authority/parent.key" .
+export SOURCE="$source"
 sed -n '/^```sh$/,/^```$/{/^```/!p;}' "$source/docs/signing-regulatory-tables.md" | sed -e 's/^sign-reg-table/quill regtable sign/' \
     -e 's/^reg_table /quill regtable /' >commands
 grep -q '^quill regtable sign' commands || fail "the guide signs nothing"
 sh -eux commands >output 2>&1 || { cat output; fail "a command of the guide to signing"; }
 quill regtable verify table 2>steps | tee answer
+[ ! -s steps ] || fail "messages that nobody wanted: $(cat steps)"
+quill regtable verify --verbose table 2>steps | tee answer
 grep -q '^valid, version ' answer || fail "a signed table is refused: $(cat steps)"
 grep -q 'Signature verified' steps || fail "the steps are not told: $(cat steps)"
 sed '/BEGIN FILE/{n;s/^./#/;}' table >altered
 ! quill regtable verify altered 2>steps || fail "an altered table is accepted"
 grep -q 'not valid (-100)' steps || fail "the reason is not told: $(cat steps)"
+mv /quill/reg_table /quill/elsewhere
+! quill regtable verify table 2>steps || fail "verified without a folder"
+grep -q 'no folder for temporary files, /quill/reg_table: No such file' steps || fail "the reason is not told: $(cat steps)"
+mv /quill/elsewhere /quill/reg_table
 
 # --- the history
 

@@ -5,6 +5,7 @@ set -u
 source=$1 program=$2
 shift 2
 command -v tmux >/dev/null || { echo "skipped: no tmux"; exit 77; }
+tmux -L "quill-try-$$" -f /dev/null new-session -d true 2>/dev/null || { echo "skipped: no terminal for tmux"; exit 77; }
 dir=$(mktemp -d) || exit 1
 tmux="tmux -L quill-test-$$ -f /dev/null"
 trap '$tmux kill-server 2>/dev/null; rm -rf "$dir"' EXIT
@@ -29,7 +30,7 @@ complain() {
 # on_terminal COMMANDS: their screen, without the blank lines at its end, in the file screen; as it was coloured in colours.
 on_terminal() {
     printf '%s\n' "$1" >commands
-    $tmux new-session -d -x 150 -y 60 "cd '$dir'; sh ./commands; tmux -L quill-test-$$ wait-for -S done; sleep 100" &&
+    $tmux new-session -d -x 200 -y 60 "cd '$dir'; sh ./commands; tmux -L quill-test-$$ wait-for -S done; sleep 100" &&
         $tmux wait-for "done" || exit 1
     $tmux capture-pane -p >screen
     $tmux capture-pane -p -e >colours
@@ -111,11 +112,12 @@ quill decode: standard input: offset 55: expected 17 bytes of ipv6, found 2 left
 END_OF_OUTPUT
 
 expect 1 "printf '02 03\n030014 0f\n0x\n00000261ff\n' | quill decode --lines --json" <<'END_OF_OUTPUT'
-{"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
-{"length":4,"elements":[{"offset":0,"kind":"u16","length":3,"value":20}],"damage":{"offset":3,"expected":"a tag from 0 to 14","found":"0x0f"}}
+{"line":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
+{"line":2,"length":4,"elements":[{"offset":0,"kind":"u16","length":3,"value":20}],"damage":{"offset":3,"expected":"a tag from 0 to 14","found":"0x0f"}}
 quill decode: standard input:2: offset 3: expected a tag from 0 to 14, found 0x0f
+{"line":3,"damage":{"offset":0,"expected":"hexadecimal digits, two a byte","found":"character 2"}}
 quill decode: standard input:3: character 2: expected hexadecimal digits, two a byte
-{"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
+{"line":4,"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
 END_OF_OUTPUT
 
 # What no checked writer makes, and bytes that a value does not show.
@@ -134,6 +136,58 @@ quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
 
+# Bytes as other tools print them: each is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06", and a few that are not bytes.
+cat >dumps <<'DUMPS'
+xxd
+00000000: 0000 0c7b 225c 7834 317c 7d3a 3078 2206  ...{"\x41|}:0x".
+xxd -i
+unsigned char m[] = {
+  0x00, 0x00, 0x0c, 0x7b, 0x22, 0x5c, 0x78, 0x34, 0x31, 0x7c, 0x7d, 0x3a,
+  0x30, 0x78, 0x22, 0x06
+};
+unsigned int m_len = 16;
+hexdump -C
+00000000  00 00 0c 7b 22 5c 78 34  31 7c 7d 3a 30 78 22 06  |...{"\x41|}:0x".|
+00000010
+od -tx1
+0000000 00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06
+0000020
+tcpdump -X
+12:00:00.000000 IP 10.0.0.1.1 > 10.0.0.2.2: UDP, length 16
+	0x0000:  0000 0c7b 225c 7834 317c 7d3a 3078 2206  ...{"\x41|}:0x".
+strace -x
+read(3, "\x00\x00\x0c\x7b\x22\x5c\x78\x34\x31\x7c\x7d\x3a\x30\x78\x22\x06", 4096) = 16
+gdb
+0x7ffe08 <m>:	0x00	0x00	0x0c	0x7b	0x22	0x5c	0x78	0x34
+0x7ffe10 <m+8>:	0x31	0x7c	0x7d	0x3a	0x30	0x78	0x22	0x06
+DUMPS
+for tool in xxd 'xxd -i' 'hexdump -C' 'od -tx1' 'tcpdump -X' 'strace -x' gdb; do
+    awk -v tool="$tool" '/^[a-z]+( -[a-zA-Z0-9]+)?$/ { in_it = $0 == tool; next } in_it' dumps >dump
+    checks=$((checks + 1))
+    [ "$(quill decode --hex --plain dump 2>&1)" = 'str "{\"\\x41|}:0x\""
+quill decode: dump: offset 15: expected 9 bytes of s32, found 1 left' ] || complain "what $tool prints: $(quill decode --hex dump 2>&1)"
+done
+expect 1 "quill decode --hex --plain 02:03; printf '00000000: 02\n00000010: 03\n' | quill decode --hex; echo '0000000 0302 0003' | quill decode --hex
+printf '02 03\n*\n' | quill decode --hex" <<'END_OF_OUTPUT'
+u8 3
+quill decode: standard input:2: expected bytes in hexadecimal, with offsets that go on from line to line if any
+quill decode: standard input:1: expected bytes in hexadecimal, with offsets that go on from line to line if any
+quill decode: standard input:2: expected bytes in hexadecimal, with offsets that go on from line to line if any
+END_OF_OUTPUT
+quill decode --json message | quill encode --json | cmp - message || complain "encode does not read what decode --json prints"
+expect 0 "echo '{\"elements\":[{\"kind\":\"u8\",\"value\":256}]}' | quill encode --json --hex; echo '[1]' | quill encode --json --hex
+echo '{\"elements\":[{\"kind\":\"str\",\"value\":\"\\u00e9\\ud83d\\ude00\"}]} ' | quill encode --json --hex" <<'END_OF_OUTPUT'
+quill encode: standard input: offset 38: expected a number up to 255
+quill encode: standard input: offset 0: expected a JSON object
+000006c3a9f09f9880
+END_OF_OUTPUT
+# One Ctrl-D ends what is typed.
+checks=$((checks + 1))
+$tmux new-session -d -x 80 -y 24 "cd '$dir'; PATH='$PATH' quill decode --hex >typed; tmux -L quill-test-$$ wait-for -S typed"
+$tmux send-keys '02 03' Enter C-d
+timeout 20 $tmux wait-for typed && grep -q 'u8' typed || complain "one Ctrl-D does not end the input"
+$tmux kill-server 2>/dev/null
+
 # --- the other readers
 
 expect 0 "echo '001b 0001 0004 00000014 0003 0005 68656c6c6f 0004 0006 001b63aabbcc' | quill tlv --hex" <<'END_OF_OUTPUT'
@@ -141,6 +195,17 @@ offset   type  length  value
      2      1       4  00000014  20
     10      3       5  68656c6c6f  "hello"
     19      4       6  001b63aabbcc
+END_OF_OUTPUT
+printf '# two records\n3 "hello"\n1 u32 20\n4 001b63aabbcc\n9\n' | quill tlv --encode >buffer
+quill tlv --plain buffer | quill tlv --encode | cmp - buffer || complain "tlv --encode does not read what --plain prints"
+quill tlv --json buffer | quill tlv --encode --json | cmp - buffer || complain "tlv --encode does not read what --json prints"
+expect 1 "quill tlv --plain buffer; echo 70000 | quill tlv --encode --hex; echo '1 \"a' | quill tlv --encode --hex" <<'END_OF_OUTPUT'
+3 68656c6c6f
+1 00000014
+4 001b63aabbcc
+9
+quill tlv: standard input:1: expected a type up to 65535
+quill tlv: standard input:1: expected a text between double quotes
 END_OF_OUTPUT
 expect 1 "echo '0009 0003 0025 68656c6c6f' | quill tlv --hex --json" <<'END_OF_OUTPUT'
 {"records":[],"damage":{"offset":4,"expected":"37 bytes of value","found":"5 left"}}
@@ -414,7 +479,7 @@ END_OF_OUTPUT
 [ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } || complain "a full disk is not told"
 
 # Completion, and the manual page, say what the program says.
-for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill encode --:--help --hex' 'quill fqln :split build'; do
+for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill encode --:--help --hex --json' 'quill fqln :split build'; do
     bash -c '. "$1"; read -ra COMP_WORDS <<<"${2%:*}"
         case $2 in *" :"*) COMP_WORDS+=("") ;; esac
         COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] || { echo "${COMPREPLY[*]}"; exit 1; }' \

@@ -35,6 +35,9 @@ public:
     // The words as they are, for a command that hands them on.
     std::span<char *> rest() const { return words_; }
 
+    // For a command that writes a message as it is: the program's end if standard output is a terminal.
+    void refuse_terminal() const;
+
     // The message and the command's usage on standard error, and the program's end with kUsage.
     [[noreturn, gnu::format(printf, 2, 3)]] int misused(const char *format, ...) const;
 

@@ -94,6 +94,12 @@ void print_hex(std::span<const uint8_t> bytes) {
     for (const uint8_t byte : bytes) printf("%02x", byte);
 }
 
+void write_message(std::span<const uint8_t> bytes, bool hex) {
+    if (!hex) return (void)fwrite(bytes.data(), 1, bytes.size(), stdout);
+    print_hex(bytes);
+    putchar('\n');
+}
+
 void print_dump(std::span<const uint8_t> bytes, const char *indent) {
     constexpr size_t kRow = 16;
     for (size_t start = 0; start < bytes.size(); start += kRow) {

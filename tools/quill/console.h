@@ -28,6 +28,8 @@ void print_escaped(std::string_view text, char quote = '\0');
 // As it is into a pipe, and escaped on a terminal.
 void print_text(std::string_view text);
 
+// A message as it is, or as digits in a line.
+void write_message(std::span<const uint8_t> bytes, bool hex);
 void print_hex(std::span<const uint8_t> bytes);
 // Rows of sixteen: offset, bytes, and the printable ones again, each row behind the indent.
 void print_dump(std::span<const uint8_t> bytes, const char *indent);

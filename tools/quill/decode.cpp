@@ -1,6 +1,5 @@
 // quill decode and quill encode.
 #include <stdio.h>
-#include <unistd.h>
 
 #include <span>
 #include <string_view>
@@ -10,6 +9,7 @@
 #include "damage.h"
 #include "elements.h"
 #include "input.h"
+#include "json_input.h"
 
 namespace quill::cli {
 
@@ -21,16 +21,18 @@ constexpr char kDecodeHelp[] =
     "input. At damage it says where, what was expected and what was found, and ends\n"
     "with status 1; the elements before are shown.\n"
     "\n"
-    "  --hex    the message is text: hexadecimal digits, with blanks between bytes\n"
-    "           where they like\n"
-    "  --lines  each line is such a text, of one message\n"
+    "  --hex    the message is text: hexadecimal digits, or what xxd, hexdump -C,\n"
+    "           od -tx1, tcpdump -x, strace -x, gdb's x/xb or a C array show; FILE\n"
+    "           may be the digits themselves\n"
+    "  --lines  each line is the digits of one message\n"
     "  --plain  print what quill encode reads\n"
-    "  --json   print a JSON object for each message\n"
+    "  --json   print a JSON object for each message, with the number of its line;\n"
+    "           a u64 may be more than programs with 53-bit numbers can hold\n"
     "\n"
-    "example: echo '02 03  03 00 14' | quill decode --hex\n";
+    "example: quill decode --hex '02 03  03 00 14'\n";
 
 constexpr char kEncodeHelp[] =
-    "usage: quill encode [--hex] [FILE]\n"
+    "usage: quill encode [--json] [--hex] [FILE]\n"
     "\n"
     "Makes a codec message from a text, FILE or standard input, and writes it to\n"
     "standard output. Each line is a kind and a value; empty lines and those that\n"
@@ -45,6 +47,7 @@ constexpr char kEncodeHelp[] =
     "  bool true\n"
     "  hex 0a 0b 0c           hex32, hex_len32\n"
     "\n"
+    "  --json   read what quill decode --json prints\n"
     "  --hex    write hexadecimal digits, in one line\n"
     "\n"
     "example: printf 'mac 00:1b:63:aa:bb:cc\\nu16 20\\n' | quill encode | quill decode\n";
@@ -81,8 +84,8 @@ void print_json(const Element &element, Json &json) {
     json.end('}');
 }
 
-// Returns whether all of it could be read. `where` says which message it is.
-bool decode_message(std::span<const uint8_t> message, Form form, const char *where) {
+// Returns whether all of it could be read. `where` says which message it is, and `line` its line in a file of several.
+bool decode_message(std::span<const uint8_t> message, Form form, const char *where, size_t line = 0) {
     if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", where);
     Json json;
     Damage damage;
@@ -90,6 +93,7 @@ bool decode_message(std::span<const uint8_t> message, Form form, const char *whe
     if (form == Form::kTable) printf("%soffset  kind       length  value%s\n", bold(), plain());
     if (form == Form::kJson) {
         json.begin('{');
+        if (line) json.number("line", uint64_t{line});
         json.number("length", uint64_t{message.size()});
         json.begin('[', "elements");
     }
@@ -114,21 +118,24 @@ bool decode_message(std::span<const uint8_t> message, Form form, const char *whe
     return whole;
 }
 
-bool decode_hex(std::string_view text, Form form, const char *where) {
+bool decode_line(std::string_view text, Form form, const char *where, size_t line) {
     Bytes message;
     size_t fault;
-    if (parse_hex(text, message, fault)) return decode_message(message, form, where);
-    complain("%s: character %zu: expected hexadecimal digits, two a byte", where, fault + 1);
+    if (parse_hex(text, message, fault)) return decode_message(message, form, where, line);
+    static constexpr char kExpected[] = "hexadecimal digits, two a byte";
+    if (form == Form::kJson) {
+        Damage damage;
+        damage.expect(message.size(), "%s", kExpected);
+        damage.find("character %zu", fault + 1);
+        Json json;
+        json.begin('{');
+        json.number("line", uint64_t{line});
+        print_damage(&damage, json);
+        json.end('}');
+        json.finish();
+    }
+    complain("%s: character %zu: expected %s", where, fault + 1, kExpected);
     return false;
-}
-
-// The next line, without its end; false behind the last one.
-bool next_line(std::string_view &text, std::string_view &line) {
-    if (text.empty()) return false;
-    const size_t end = text.find('\n');
-    line = part(text, 0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    return true;
 }
 
 bool decode_lines(std::string_view text, Form form, const char *name) {
@@ -139,16 +146,9 @@ bool decode_lines(std::string_view text, Form form, const char *name) {
         snprintf(where, sizeof where, "%s:%zu", name, ++number);
         if (form == Form::kTable) printf("%s%s%zu%s\n", number > 1 ? "\n" : "", bold(), number, plain());
         if (form == Form::kPlain) printf("%s# %zu\n", number > 1 ? "\n" : "", number);
-        all = decode_hex(line, form, where) && all;
+        all = decode_line(line, form, where, number) && all;
     }
     return all;
-}
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return part(text, first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
 void encode_line(std::string_view line, Bytes &message, const char *name, size_t number) {
@@ -166,6 +166,52 @@ void encode_line(std::string_view line, Bytes &message, const char *name, size_t
              value.empty() ? 7 : shown(value), value.empty() ? "nothing" : value.data());
 }
 
+// A text in the form that write_element reads.
+void append_quoted(Bytes &out, std::string_view text) {
+    append(out, "\"");
+    for (const char c : text) {
+        char escape[8];
+        snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(c)));
+        append(out, escape);
+    }
+    append(out, "\"");
+}
+
+// An element as print_json shows it: its kind, and its value, or bytes in place of what has none.
+void encode_object(JsonInput &json, Bytes &message) {
+    Kind kind = kKinds;
+    Bytes value, family, raw;
+    bool is_hex = false;
+    while (json.next_member()) {
+        size_t fault;
+        const std::string_view key = json.key();
+        if (key == "kind" && !find_kind(json.value(), kind)) json.refuse("a kind of element before this");
+        if (key == "family") append(family, json.value());
+        if (key == "bytes" && !parse_hex(json.value(), raw, fault)) json.refuse("bytes in hexadecimal before this");
+        if (key != "value" && key != "hex") continue;
+        is_hex = key == "hex";
+        append(value, json.value());
+    }
+    if (kind == kKinds) json.refuse("an element's kind before this");
+    if (!raw.empty()) return append(message, raw.view());
+    Bytes text;
+    size_t fault;
+    if (is_text(kind)) {
+        Bytes content;
+        if (is_hex && !parse_hex(value.view(), content, fault)) json.refuse("bytes in hexadecimal before this");
+        append_quoted(text, is_hex ? content.view() : value.view());
+    } else {
+        if (!family.empty()) append(text, family.view()), append(text, " ");
+        append(text, value.view());
+    }
+    if (const char *wanted = write_element(kind, text.view(), message)) json.refuse(wanted);
+}
+
+void encode_json(std::string_view text, Bytes &message, const char *name) {
+    JsonInput json(text, name);
+    for (bool more = json.enter("elements"); more; more = json.next_object()) encode_object(json, message);
+}
+
 }  // namespace
 
 int decode(Arguments &arguments) {
@@ -177,30 +223,25 @@ int decode(Arguments &arguments) {
     const char *path = operands.empty() ? nullptr : operands[0];
     const char *name = name_of_input(path);
     const Form form = json ? Form::kJson : plain_form ? Form::kPlain : Form::kTable;
-    const Bytes input = read_input(path);
-    const bool whole = lines ? decode_lines(input.view(), form, name)
-                       : hex ? decode_hex(input.view(), form, name)
-                             : decode_message(input, form, name);
+    const Bytes input = hex ? read_dump(path) : read_input(path);
+    const bool whole = lines ? decode_lines(input.view(), form, name) : decode_message(input, form, name);
     return whole ? kDone : kData;
 }
 
 int encode(Arguments &arguments) {
-    const bool hex = arguments.take("--hex");
+    const bool json = arguments.take("--json"), hex = arguments.take("--hex");
     const auto operands = arguments.operands(0, 1);
-    if (!hex && isatty(STDOUT_FILENO))
-        arguments.misused("a message is not for a terminal: write it to a file, or use --hex");
+    if (!hex) arguments.refuse_terminal();
     const char *path = operands.empty() ? nullptr : operands[0];
     const Bytes input = read_input(path);
     Bytes message;
     size_t number = 0;
     std::string_view text = input.view();
-    for (std::string_view line; next_line(text, line);) encode_line(line, message, name_of_input(path), ++number);
-    if (hex) {
-        print_hex(message);
-        putchar('\n');
-    } else {
-        fwrite(message.data(), 1, message.size(), stdout);
-    }
+    if (json)
+        encode_json(text, message, name_of_input(path));
+    else
+        for (std::string_view line; next_line(text, line);) encode_line(line, message, name_of_input(path), ++number);
+    write_message(message, hex);
     return kDone;
 }
 

@@ -120,32 +120,7 @@ bool hides_bytes(const Element &element) {
     return sign > 1 || magnitude > uint32_t{INT32_MAX} + sign || (sign == 1 && magnitude == 0);
 }
 
-bool is_text(Kind kind) { return kind == kStr || kind == kStr3; }
-
 // --- reading values
-
-// "…" with the escapes of print_escaped.
-const char *parse_quoted(std::string_view value, Bytes &out) {
-    if (value.size() < 2 || value.front() != '"' || value.back() != '"') return "a text between double quotes";
-    value = part(value, 1, value.size() - 2);
-    for (size_t i = 0; i < value.size(); i++) {
-        if (value[i] == '"') return "a backslash before a quote within the text";
-        if (value[i] != '\\') {
-            out.append(static_cast<uint8_t>(value[i]));
-            continue;
-        }
-        static constexpr char kNames[] = "ntr\\\"", kMeanings[] = "\n\t\r\\\"";
-        const char escape = ++i < value.size() ? value[i] : '\0';
-        size_t fault;
-        if (const char *name = escape ? strchr(kNames, escape) : nullptr)
-            out.append(static_cast<uint8_t>(kMeanings[name - kNames]));
-        else if (escape == 'x' && value.size() - i > 2 && parse_hex(part(value, i + 1, 2), out, fault))
-            i += 2;
-        else
-            return "\\n, \\t, \\r, \\\\, \\\" or \\xHH behind a backslash";
-    }
-    return nullptr;
-}
 
 const char *parse_ip(std::string_view value, uint16_t family, ip_af_addr &out) {
     char text[QUILL_IP_STR_SIZE + 1] = "";
@@ -248,7 +223,31 @@ const char *append_content(Kind kind, Bytes &content, Bytes &message) {
 
 }  // namespace
 
+const char *parse_quoted(std::string_view value, Bytes &out) {
+    if (value.size() < 2 || value.front() != '"' || value.back() != '"') return "a text between double quotes";
+    value = part(value, 1, value.size() - 2);
+    for (size_t i = 0; i < value.size(); i++) {
+        if (value[i] == '"') return "a backslash before a quote within the text";
+        if (value[i] != '\\') {
+            out.append(static_cast<uint8_t>(value[i]));
+            continue;
+        }
+        static constexpr char kNames[] = "ntr\\\"", kMeanings[] = "\n\t\r\\\"";
+        const char escape = ++i < value.size() ? value[i] : '\0';
+        size_t fault;
+        if (const char *name = escape ? strchr(kNames, escape) : nullptr)
+            out.append(static_cast<uint8_t>(kMeanings[name - kNames]));
+        else if (escape == 'x' && value.size() - i > 2 && parse_hex(part(value, i + 1, 2), out, fault))
+            i += 2;
+        else
+            return "\\n, \\t, \\r, \\\\, \\\" or \\xHH behind a backslash";
+    }
+    return nullptr;
+}
+
 const char *name_of(Kind kind) { return kLayouts[kind].name; }
+
+bool is_text(Kind kind) { return kind == kStr || kind == kStr3; }
 
 bool is_data(Kind kind) { return kind == kHex || kind == kHexLen32 || kind == kHex32; }
 

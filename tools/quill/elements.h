@@ -54,9 +54,13 @@ bool read_element(std::span<const uint8_t> message, uint32_t offset, Element &ou
 // Its value: as quill encode reads it, and as a member of a JSON object.
 void print_value(const Element &element);
 void print_value(const Element &element, Json &json);
+bool is_text(Kind kind);
 bool is_data(Kind kind);
 // Behind a value, what bytes it does not show.
 void print_hidden(const Element &element);
+
+// "..." with the escapes of print_escaped. What is wrong with it, or null.
+const char *parse_quoted(std::string_view value, Bytes &out);
 
 // Appends the element of a kind whose value is said as print_value says it. What is wrong with it, or null.
 const char *write_element(Kind kind, std::string_view value, Bytes &message);

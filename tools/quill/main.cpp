@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <span>
 #include <string_view>
@@ -155,6 +156,10 @@ std::span<char *> Arguments::operands(size_t least, size_t most) {
 void Arguments::drop(size_t index, size_t count) {
     for (size_t i = index; i + count < words_.size(); i++) words_[i] = words_[i + count];
     words_ = words_.first(words_.size() - count);
+}
+
+void Arguments::refuse_terminal() const {
+    if (isatty(STDOUT_FILENO)) misused("a message is not for a terminal: write it to a file, or use --hex");
 }
 
 int Arguments::misused(const char *format, ...) const {

@@ -16,7 +16,7 @@
 namespace quill::cli {
 
 constexpr char kRegtableHelp[] =
-    "usage: quill regtable verify|version [--json] FILE\n"
+    "usage: quill regtable verify|version [--json] [--verbose] FILE\n"
     "       quill regtable unpack FILE.gz OUT\n"
     "       quill regtable sign ARGUMENT...\n"
     "\n"
@@ -27,28 +27,31 @@ constexpr char kRegtableHelp[] =
     "sign     make a signed table: calls sign-reg-table, whose --help tells the\n"
     "         arguments\n"
     "\n"
-    "  --json   print the result as a JSON object\n"
+    "  --json     print the result as a JSON object\n"
+    "  --verbose  print the library's messages about each step to standard error\n"
     "\n"
-    "The steps of a verification, and which one failed, go to standard error. It\n"
-    "needs openssl, and the folder /quill/reg_table/ for its files.\n"
+    "A verification needs openssl, and the folder /quill/reg_table/ for its files.\n"
     "\n"
     "example: quill regtable verify table.signed && cp table.signed /flash/\n";
 
 namespace {
 
-// While it lasts, what the library prints on standard output goes to standard error: the output is for the result.
-class OutputToErrors {
+// While it lasts, what the library prints on standard output goes to standard error, or nowhere: the output is for the
+// result.
+class LibraryOutput {
 public:
-    OutputToErrors() {
+    explicit LibraryOutput(bool shown) {
         fflush(stdout);
         *log_buf = '\0';
         kept_ = dup(STDOUT_FILENO);
-        if (kept_ < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        const int other = shown ? STDERR_FILENO : open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (kept_ < 0 || other < 0 || dup2(other, STDOUT_FILENO) < 0)
             fail("cannot move standard output: %s", strerror(errno));
+        if (!shown) close(other);
     }
-    OutputToErrors(const OutputToErrors &) = delete;
-    ~OutputToErrors() {
-        if (*log_buf) puts("");  // behind the library's messages, which have no end of line
+    LibraryOutput(const LibraryOutput &) = delete;
+    ~LibraryOutput() {
+        if (*log_buf) puts("");  // after the library's messages, which have no end of line
         fflush(stdout);
         dup2(kept_, STDOUT_FILENO);
         close(kept_);
@@ -62,6 +65,8 @@ struct Reason {
     int code;
     const char *text;
 };
+
+constexpr char kFolder[] = "/quill/reg_table";
 
 constexpr Reason kReasons[] = {
     {QUILL_REG_TABLE_NOT_OPENED, "the file cannot be opened"},
@@ -79,6 +84,14 @@ const char *reason_of(int code) {
     for (const Reason &reason : kReasons)
         if (reason.code == code) return reason.text;
     return "unknown reason";
+}
+
+// Says why the library does not take the file at path.
+void complain_of(const char *path, int code) {
+    if (code == QUILL_REG_TABLE_NOT_SPLIT && access(path, R_OK) == 0 && access(kFolder, W_OK | X_OK) != 0)
+        complain("%s: no folder for temporary files, %s: %s (%d)", path, kFolder, strerror(errno), code);
+    else
+        complain("%s: %s (%d)", path, reason_of(code), code);
 }
 
 std::string_view line_of(const char *text) { return {text, strcspn(text, "\n")}; }
@@ -99,12 +112,12 @@ void print_json(const char *path, bool verified, int code, const char *text) {
 
 // Both operations print the version; one of them has verified it.
 int show_version(Arguments &arguments, bool verify) {
-    const bool as_json = arguments.take("--json");
+    const bool as_json = arguments.take("--json"), verbose = arguments.take("--verbose");
     const char *const path = arguments.operands(1, 1)[0];
     char none[] = "", *text = none;
     int code;
     {
-        OutputToErrors moved;
+        const LibraryOutput moved(verbose);
         code = verify ? parse_validate_encrypted_signed_reg_tbl_file(path) : int{QUILL_REG_TABLE_VALID};
         if (code == QUILL_REG_TABLE_VALID) code = get_reg_tbl_file_ver(path, &text);
     }
@@ -117,7 +130,7 @@ int show_version(Arguments &arguments, bool verify) {
         putchar('\n');
     }
     if (code != QUILL_REG_TABLE_VALID)
-        complain("%s: %s (%d)", path, reason_of(code), code);
+        complain_of(path, code);
     else if (!done)
         complain("%s: no version section", path);
     return done ? kDone : kData;
@@ -147,11 +160,11 @@ int unpack(Arguments &arguments) {
     if (!is_whole_gzip(in)) fail("%s is no whole gzip file", in);
     int code;
     {
-        OutputToErrors moved;
+        const LibraryOutput moved(false);
         code = decrypt_decompress_reg_tbl_file(in, out);
     }
-    if (code != 0) fail("%s: %s (%d)", in, reason_of(code), code);
-    return kDone;
+    if (code != 0) complain_of(in, code);
+    return code == 0 ? kDone : kData;
 }
 
 [[noreturn]] void sign(std::span<char *> words) {

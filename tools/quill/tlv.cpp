@@ -3,24 +3,32 @@
 #include <stdio.h>
 
 #include <span>
+#include <string_view>
 
 #include "command.h"
 #include "console.h"
 #include "damage.h"
+#include "elements.h"
 #include "input.h"
+#include "json_input.h"
 
 namespace quill::cli {
 
 constexpr char kTlvHelp[] =
-    "usage: quill tlv [--hex] [--json] [FILE]\n"
+    "usage: quill tlv [--hex] [--plain | --json] [FILE]\n"
+    "       quill tlv --encode [--json] [--hex] [FILE]\n"
     "\n"
     "Shows the records of a TLV buffer, FILE or standard input: offset, type,\n"
     "length, and the value as bytes, as a number when it has four and as a text when\n"
     "it is printable. What a type means, only its program knows. At damage it says\n"
     "where, and ends with status 1; the records before are shown.\n"
     "\n"
-    "  --hex   the buffer is text: hexadecimal digits\n"
-    "  --json  print a JSON object\n"
+    "  --hex     the buffer is text: bytes in hexadecimal, as for quill decode\n"
+    "  --plain   print what --encode reads\n"
+    "  --json    print a JSON object; with --encode, read one\n"
+    "  --encode  make a buffer of a text and write it to standard output, with --hex\n"
+    "            as digits. Each line is a type, and bytes in hexadecimal, a text in\n"
+    "            quotes, or u32 and a number; empty lines and # lines are skipped\n"
     "\n"
     "example: echo '0009 0003 0005 68656c6c6f' | quill tlv --hex\n";
 
@@ -65,6 +73,12 @@ void print_row(const Record &record) {
         print_escaped(as_text(record.value), '"');
         putchar('"');
     }
+    putchar('\n');
+}
+
+void print_plain(const Record &record) {
+    printf("%u ", record.type);
+    print_hex(record.value);
     putchar('\n');
 }
 
@@ -116,19 +130,91 @@ bool read_records(std::span<const uint8_t> buffer, Damage &damage, Show show) {
     return false;
 }
 
+// --- making a buffer
+
+void append_number(Bytes &out, uint64_t number, size_t size) {
+    for (size_t i = size; i-- > 0;) out.append(static_cast<uint8_t>(number >> 8 * i));
+}
+
+void append_record(Bytes &buffer, uint64_t type, std::span<const uint8_t> value) {
+    append_number(buffer, type, kTypeSize);
+    append_number(buffer, value.size(), kLengthSize);
+    for (const uint8_t byte : value) buffer.append(byte);
+}
+
+// A value as a line has it. What is wrong with it, or null.
+const char *read_value(std::string_view text, Bytes &value) {
+    uint64_t number;
+    size_t fault;
+    if (text.starts_with('"')) return parse_quoted(text, value);
+    if (text.starts_with("u32 ")) {
+        if (!parse_number(part(text, 4), UINT32_MAX, number)) return "a number up to 4294967295";
+        append_number(value, number, 4);
+        return nullptr;
+    }
+    return parse_hex(text, value, fault) ? nullptr : "bytes in hexadecimal, a text in quotes, or u32 and a number";
+}
+
+void encode_line(std::string_view line, Bytes &buffer, const char *name, size_t number) {
+    line = trimmed(line);
+    if (line.empty() || line[0] == '#') return;
+    const std::string_view word = part(line, 0, line.find_first_of(" \t"));
+    uint64_t type;
+    Bytes value;
+    if (!parse_number(word, UINT16_MAX, type)) fail("%s:%zu: expected a type up to 65535", name, number);
+    if (const char *wanted = read_value(trimmed(part(line, word.size())), value))
+        fail("%s:%zu: expected %s", name, number, wanted);
+    if (value.size() > UINT16_MAX) fail("%s:%zu: expected at most 65535 bytes", name, number);
+    append_record(buffer, type, value);
+}
+
+void encode_json(std::string_view text, Bytes &buffer, const char *name) {
+    JsonInput json(text, name);
+    for (bool more = json.enter("records"); more; more = json.next_object()) {
+        uint64_t type = 0;
+        size_t fault;
+        Bytes value;
+        while (json.next_member()) {
+            if (json.key() == "type" && !parse_number(json.value(), UINT16_MAX, type))
+                json.refuse("a type before this");
+            if (json.key() == "hex" && !parse_hex(json.value(), value, fault)) json.refuse("hexadecimal before this");
+        }
+        if (value.size() > UINT16_MAX) json.refuse("at most 65535 bytes before this");
+        append_record(buffer, type, value);
+    }
+}
+
+int encode_tlv(const char *path, bool hex, bool as_json) {
+    const char *const name = name_of_input(path);
+    const Bytes input = read_input(path);
+    Bytes buffer;
+    append_number(buffer, 0, kTotalSize);
+    std::string_view text = input.view();
+    size_t number = 0;
+    if (as_json)
+        encode_json(text, buffer, name);
+    else
+        for (std::string_view line; next_line(text, line);) encode_line(line, buffer, name, ++number);
+    const size_t total = buffer.size() - kTotalSize;
+    if (total > UINT16_MAX) fail("%s: more than the 65535 bytes of records that a buffer has", name);
+    buffer.data()[0] = static_cast<uint8_t>(total >> 8);
+    buffer.data()[1] = static_cast<uint8_t>(total);
+    write_message(buffer, hex);
+    return kDone;
+}
+
 }  // namespace
 
 int tlv(Arguments &arguments) {
     const bool hex = arguments.take("--hex"), as_json = arguments.take("--json");
+    const bool as_plain = arguments.take("--plain"), encodes = arguments.take("--encode");
     const auto operands = arguments.operands(0, 1);
+    if (as_plain && (as_json || encodes)) arguments.misused("--plain alone");
+    if (encodes && !hex) arguments.refuse_terminal();
     const char *path = operands.empty() ? nullptr : operands[0];
+    if (encodes) return encode_tlv(path, hex, as_json);
     const char *name = name_of_input(path);
-    const Bytes input = read_input(path);
-    Bytes from_hex;
-    size_t fault;
-    if (hex && !parse_hex(input.view(), from_hex, fault))
-        fail("%s: character %zu: expected hexadecimal digits, two a byte", name, fault + 1);
-    const std::span<const uint8_t> buffer = hex ? from_hex : input;
+    const Bytes buffer = hex ? read_dump(path) : read_input(path);
 
     Damage damage;
     bool whole;
@@ -141,6 +227,8 @@ int tlv(Arguments &arguments) {
         print_damage(whole ? nullptr : &damage, json);
         json.end('}');
         json.finish();
+    } else if (as_plain) {
+        whole = read_records(buffer, damage, print_plain);
     } else {
         printf("%soffset   type  length  value%s\n", bold(), plain());
         whole = read_records(buffer, damage, print_row);
