@@ -54,10 +54,10 @@ if(QUILL_REFERENCE)
   find_program(QUILL_DOXYGEN doxygen REQUIRED)
   mark_as_advanced(QUILL_DOXYGEN)
   set(reference ${PROJECT_BINARY_DIR}/reference)
-  file(GLOB public_headers CONFIGURE_DEPENDS include/quill/*.h)
+  file(GLOB reference_sources CONFIGURE_DEPENDS include/quill/*.h docs/*.md docs/reference/*)
   add_custom_command(OUTPUT ${reference}/html/index.html
     COMMAND ${PROJECT_SOURCE_DIR}/docs/reference/generate ${reference} ${PROJECT_VERSION}
-    DEPENDS docs/reference/generate docs/reference/Doxyfile docs/reference/as_doxygen.awk src/libquill.map ${public_headers}
+    DEPENDS README.md src/libquill.map ${reference_sources}
     COMMENT "Making the reference" VERBATIM)
   add_custom_target(quill_reference ALL DEPENDS ${reference}/html/index.html)
   install(DIRECTORY ${reference}/man/man3 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)

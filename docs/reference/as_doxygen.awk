@@ -1,10 +1,33 @@
-# Gives a public header to Doxygen: our comments as its own, and one that stands over several declarations as that of
-# each. Indented lines are code or tables, "--- Title." opens a section.
+# as_doxygen.awk MAP HEADER: gives a public header to Doxygen. Our comments become its own; one over several declarations is
+# that of the first, to which the others refer. Indented lines are code or tables, "--- Title." opens a section. Exported
+# names, which are those in MAP, become links.
 BEGIN { section_open = 0 }
+
+FILENAME ~ /\.map$/ {
+    if (match($0, /^    [A-Za-z0-9_]+;/)) exported[substr($0, 5, RLENGTH - 5)] = 1
+    next
+}
 
 function escaped(text) {
     gsub(/[\\@&$#<>%]|::/, "\\\\&", text)
     return text
+}
+
+# Prose, with a link for each exported name.
+function linked(text,    out, word) {
+    text = escaped(text)
+    while (match(text, /[A-Za-z_][A-Za-z0-9_]*/)) {
+        word = substr(text, RSTART, RLENGTH)
+        out = out substr(text, 1, RSTART - 1) (word in exported ? "@ref " word " \"" word "\"" : word)
+        text = substr(text, RSTART + RLENGTH)
+    }
+    return out text
+}
+
+function name_declared(line) {
+    sub(/ *[(;[].*/, "", line)
+    sub(/.*[ *]/, "", line)
+    return line
 }
 
 # A line of a comment: what stands behind its " * ".
@@ -18,7 +41,7 @@ function add_line(text) {
     if (in_code && text ~ /^ *$/) { body = body " *\n"; return }
     if (in_code) body = body " * @endcode\n"
     in_code = 0
-    body = body " *" escaped(text) "\n"
+    body = body " *" linked(text) "\n"
 }
 
 function end_comment(    title, rest, at) {
@@ -41,13 +64,13 @@ function end_comment(    title, rest, at) {
         printf "/** @name %s\n * @{ */\n", title
         section_open = 1
         comment = rest ~ /[a-z]/ ? "/**\n *" rest " */\n" : ""
-        first_of_comment = 0
-        return
+        is_printed = 0
     } else {
         comment = "/**\n" body " */\n"
         printf "%s", comment
+        is_printed = 1
     }
-    first_of_comment = 1
+    first = ""
 }
 
 FNR == 1 { name = FILENAME; sub(/.*\//, "", name) }
@@ -76,8 +99,12 @@ in_comment {
     next
 }
 /^(extern )?QUILL_API/ {
-    if (!first_of_comment) printf "%s", comment
-    first_of_comment = 0
+    if (comment != "" && first != "") {
+        print "/** See @ref " first " \"" first "\". */"
+    } else {
+        if (!is_printed) printf "%s", comment
+        first = name_declared($0)
+    }
 }
 /^$/ { comment = "" }
 /^QUILL_END_DECLS/ && section_open { print "/** @} */"; section_open = 0 }
