@@ -112,7 +112,7 @@ static void open_pool(void) {
     if (vlan_count == 0) errx(2, "bad --pool: found no VLAN, expected at least one");
     memcpy(avoided, avoid->words, sizeof avoided);
 
-    stations = _HashCreate(STATION_BUCKETS, __func__, __LINE__);
+    stations = HashCreate(STATION_BUCKETS);
     vlan_alloc_init(log_allocator);
     if (!stations || !vlanPool_usage_hash_table) errx(2, "out of memory");
     for (uint32_t i = 0; i < vlan_count; i++)

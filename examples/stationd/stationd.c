@@ -67,7 +67,7 @@ static int serve(int receiver, const struct sockaddr_un *address) {
     sigaction(SIGTERM, &on_end, NULL);
 
     LogHandle *log = CreateLog(QUILL_LEVEL_INFO, QUILL_LEVEL_WARNING, "stationd", 0, LOG_DAEMON);
-    sHash *stations = _HashCreate(127, __func__, __LINE__); /* buckets: a prime near the number of stations */
+    sHash *stations = HashCreate(127); /* buckets: a prime near the number of stations */
     int result = EXIT_FAILURE;
     unlink(address->sun_path); /* of a daemon that was killed */
     if (log && stations && bind(receiver, (const struct sockaddr *)address, sizeof *address) == 0) {

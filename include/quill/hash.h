@@ -25,7 +25,7 @@
  * on a removed element. A walk in progress may or may not meet an element inserted meanwhile. Order is by bucket, then
  * newest first. A selected field that is 0 looks like the end of the walk: select one that never is.
  *
- *     sHash *usage = _HashCreate(31, __func__, __LINE__);
+ *     sHash *usage = HashCreate(31);
  *     HashInsertKeyAndValue(usage, vlan, 1);
  *     HashGet(usage, HASH_OP_FIRST, 0);
  *     for (quill_word vlan; (vlan = HashGet(usage, HASH_OP_NEXT, HASH_SEL_KEY)) != 0;)
@@ -82,6 +82,9 @@ extern QUILL_API sList *hash_table_list;
  * 63 characters, is what statistics show: by convention the creating function's. The line is ignored. Release it with
  * HashDestroy. */
 QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
+
+/* HashCreate is _HashCreate with the name of the function that calls it, and the line. */
+#define HashCreate(buckets) _HashCreate(buckets, __func__, __LINE__)
 
 /* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the low 32 bits of the key, null
  * compare tells keys apart by their words alone. Use it for keys that are pointers to something. */

@@ -9,7 +9,7 @@
  * inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept and never
  * freed: find it before an update or a removal lets go of it.
  *
- *     sHash *stations = _HashCreate(101, __func__, __LINE__);
+ *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);
  *     struct session *s = (struct session *)HashMacFind(stations, mac);
  */

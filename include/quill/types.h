@@ -33,6 +33,15 @@
 
 #include <stdint.h>
 
+/* The version of these headers, for #if; that of the library that a program runs with may be a later one. */
+#define QUILL_VERSION_MAJOR 1 /* changes with the interface */
+#define QUILL_VERSION_MINOR 0 /* grows with additions */
+#define QUILL_VERSION_PATCH 0 /* grows with corrections */
+/* QUILL_VERSION_NUMBER makes one number of a version, to compare QUILL_VERSION with. */
+#define QUILL_VERSION_NUMBER(major, minor, patch) ((major) * 10000 + (minor) * 100 + (patch))
+/* QUILL_VERSION is the version of these headers as one number: 10000 for 1.0.0. */
+#define QUILL_VERSION QUILL_VERSION_NUMBER(QUILL_VERSION_MAJOR, QUILL_VERSION_MINOR, QUILL_VERSION_PATCH)
+
 #ifdef __cplusplus
 #define QUILL_BEGIN_DECLS extern "C" { /* stands before declarations of C */
 #define QUILL_END_DECLS }              /* stands behind them */

@@ -7,6 +7,9 @@
 #include <string.h>
 #include <syslog.h>
 
+#define VERSION_OF(...) QUILL_VERSION_NUMBER(__VA_ARGS__)
+_Static_assert(QUILL_VERSION == VERSION_OF(PROJECT_VERSION), "the headers have another version than the project");
+
 static int failures;
 
 #define CHECK(holds) ((holds) ? (void)0 : (void)(failures++, printf("line %d: %s\n", __LINE__, #holds)))
