@@ -39,8 +39,10 @@ static void handle(const uint8_t *message, uint32_t length, sHash *stations, Log
     } else if (at != length || vlan > LARGEST_VLAN) {
         QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %u bytes, VLAN %u", (unsigned)length, (unsigned)vlan);
     } else if (vlan != 0) {
-        if (!HashMacUpdateKeyAndValue(stations, mac, vlan)) QuillLog(log, QUILL_LEVEL_ERROR, "out of memory");
-        QuillLog(log, QUILL_LEVEL_INFO, "%s is on VLAN %u", mac_to_str(mac), (unsigned)HashMacFind(stations, mac));
+        if (HashMacUpdateKeyAndValue(stations, mac, vlan))
+            QuillLog(log, QUILL_LEVEL_INFO, "%s is on VLAN %u", mac_to_str(mac), (unsigned)vlan);
+        else
+            QuillLog(log, QUILL_LEVEL_ERROR, "%s has no VLAN: out of memory", mac_to_str(mac));
     } else if (HashMacRemove(stations, mac)) {
         QuillLog(log, QUILL_LEVEL_INFO, "%s has left, %d stay", mac_to_str(mac), (int)HashEntries(stations));
     }

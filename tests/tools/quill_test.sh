@@ -183,10 +183,11 @@ quill encode: standard input: offset 0: expected a JSON object
 END_OF_OUTPUT
 # One Ctrl-D ends what is typed.
 checks=$((checks + 1))
-$tmux new-session -d -x 80 -y 24 "cd '$dir'; PATH='$PATH' quill decode --hex >typed; tmux -L quill-test-$$ wait-for -S typed"
-$tmux send-keys '02 03' Enter C-d
-timeout 20 $tmux wait-for typed && grep -q 'u8' typed || complain "one Ctrl-D does not end the input"
-$tmux kill-server 2>/dev/null
+typing="tmux -L quill-typing-$$ -f /dev/null"
+$typing new-session -d -x 80 -y 24 "cd '$dir'; PATH='$PATH' quill decode --hex >typed; tmux -L quill-typing-$$ wait-for -S typed; sleep 100"
+$typing send-keys '02 03' Enter C-d
+timeout 20 $typing wait-for typed && grep -q 'u8' typed || complain "one Ctrl-D does not end the input"
+$typing kill-server
 
 # --- the other readers
 
@@ -340,7 +341,7 @@ ap7
 ["a","b","c",""]
 END_OF_OUTPUT
 
-expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1 fe80::1/64 1.2.3; quill addr --json 2001:db8::1 nowhere" <<'END_OF_OUTPUT'
+expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1/17 fe80::1/64 1.2.3; quill addr --json 2001:db8::1 nowhere" <<'END_OF_OUTPUT'
 001b.63aa.bbcc
   kind         MAC
   colons       00:1b:63:aa:bb:cc
@@ -348,11 +349,12 @@ expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1 fe80::1/64 1.2.3; quill addr --json
   plain        001b63aabbcc
   multicast    no
   local        no
-10.0.0.1
+10.0.0.1/17
   kind         IPv4
   dotted       10.0.0.1
   hexadecimal  0x0a000001
   unicast      yes
+  mask         255.255.128.0
 fe80::1/64
   kind         IPv6
   short        fe80::1
@@ -366,13 +368,14 @@ quill addr: "1.2.3" is no address: expected a MAC, IPv4 or IPv6 address
 quill addr: "nowhere" is no address: expected a MAC, IPv4 or IPv6 address
 END_OF_OUTPUT
 
-expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"; echo \"a 'b \\\"c' ''\" | quill argv --json" <<'END_OF_OUTPUT'
+expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"; printf '%s\\n' \"a 'b \\\"c' ''\" x | quill argv --json" <<'END_OF_OUTPUT'
   0  set
   1  name
   2  north wing
   3  vlan 20
 joined: set name "north wing" "vlan 20"
 {"words":["a","b \"c",""],"joined":"a \"b \\\"c\" "}
+{"words":["x"],"joined":"x"}
 END_OF_OUTPUT
 
 expect 1 "quill fqln build 'a\\b' c d e" <<'END_OF_OUTPUT'

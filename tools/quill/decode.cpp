@@ -39,7 +39,7 @@ constexpr char kEncodeHelp[] =
     "begin with # are skipped. quill decode --plain gives the text back.\n"
     "\n"
     "  str \"two words\"        str3; with \\n \\t \\r \\\\ \\\" \\xHH in it\n"
-    "  mac 00:1b:63:aa:bb:cc\n"
+    "  mac 00:1b:63:aa:bb:cc  or with hyphens\n"
     "  u8 3                   u16, u32, u64, s32; hexadecimal behind 0x\n"
     "  ip 10.0.0.1\n"
     "  ipv6 2001:db8::1\n"
@@ -57,12 +57,13 @@ namespace {
 enum class Form { kTable, kPlain, kJson };
 
 void print_row(const Element &element) {
-    printf("%s%6u%s  %-9s  %6u  ", faint(), element.offset, plain(), name_of(element.kind), element.length);
-    if (is_data(element.kind) && !element.content.empty()) {
+    printf("%s%6u%s  %-9s  %6u", faint(), element.offset, plain(), name_of(element.kind), element.length);
+    if (is_data(element.kind)) {
         putchar('\n');
         print_dump(element.content, "        ");
         return;
     }
+    fputs("  ", stdout);
     print_value(element);
     print_hidden(element);
     putchar('\n');

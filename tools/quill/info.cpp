@@ -4,6 +4,7 @@
 #include <quill/storage.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/statfs.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -16,7 +17,8 @@ constexpr char kInfoHelp[] =
     "usage: quill info [--json]\n"
     "\n"
     "Shows what this device is and has. What cannot be found out is unknown, and\n"
-    "null in JSON.\n"
+    "null in JSON; so is room of 4 GiB and more, of which the library tells only\n"
+    "what is left of whole 4 GiB.\n"
     "\n"
     "  --json  print a JSON object\n"
     "\n"
@@ -110,21 +112,26 @@ void report_memory(Report &report) {
     report.number("cached", "cached_bytes", known, cached, " bytes");
 }
 
+bool is_beyond_32_bits(const char *path) {
+    struct statfs found;
+    return statfs(path, &found) == 0 && uint64_t{found.f_blocks} * static_cast<uint64_t>(found.f_bsize) > UINT32_MAX;
+}
+
 void report_storage(Report &report) {
-    const auto megabytes = [&](const char *name, const char *key, uint32_t size) {
-        report.number(name, key, size != UINT32_MAX, size, " MB");
+    const auto megabytes = [&](const char *name, const char *key, const char *path, uint32_t size) {
+        report.number(name, key, size != UINT32_MAX && !is_beyond_32_bits(path), size, " MB");
     };
     uint32_t bytes = 0;
     const bool root_known = get_rootfs_mem(&bytes) == 0;
     const char *directory;
     const int place = get_temp_dir2(1, &directory);
     report.section("Storage", "storage");
-    megabytes("/flash size", "flash_size_mb", sizeFlash());
-    megabytes("/flash free", "flash_free_mb", freeFlash());
+    megabytes("/flash size", "flash_size_mb", "/flash", sizeFlash());
+    megabytes("/flash free", "flash_free_mb", "/flash", freeFlash());
     report.yes("/flash1", "flash1_present", is_flash1_present() != 0);
-    megabytes("/flash1 free", "flash1_free_mb", freeFlash1());
-    megabytes("/tmp free", "tmp_free_mb", static_cast<uint32_t>(freeDisk(0)));
-    report.number("root file system", "root_bytes", root_known, bytes, " bytes");
+    megabytes("/flash1 free", "flash1_free_mb", "/flash1", freeFlash1());
+    megabytes("/tmp free", "tmp_free_mb", "/tmp", static_cast<uint32_t>(freeDisk(0)));
+    report.number("root file system", "root_bytes", root_known && !is_beyond_32_bits("/bin"), bytes, " bytes");
     report.yes("crash files", "crash_files", is_flash_crash_present() != 0);
     report.text("scratch directory", "scratch_directory", place == QUILL_TEMP_NONE ? nullptr : directory);
 }

@@ -51,7 +51,9 @@ constexpr char kAddrHelp[] =
     "usage: quill addr [--json] ADDRESS...\n"
     "\n"
     "Shows each MAC, IPv4 or IPv6 address in all its forms, and what kind of address\n"
-    "it is. IPv6 may have a prefix length. Names are not looked up.\n"
+    "it is. A MAC address has six bytes of one or two digits, with or without colons,\n"
+    "hyphens or dots between them; an IP address may have a prefix length. Names are\n"
+    "not looked up.\n"
     "\n"
     "  --json  print a JSON object for each, one a line\n"
     "\n"
@@ -60,10 +62,11 @@ constexpr char kAddrHelp[] =
 constexpr char kArgvHelp[] =
     "usage: quill argv [--json] [LINE]\n"
     "\n"
-    "Shows the words that a line, or one of standard input, splits into: quotes and\n"
-    "backslashes taken out. Below them is the line that these words are joined to.\n"
+    "Shows the words that a line, or each line of standard input, splits into:\n"
+    "quotes and backslashes taken out. Below them is the line that these words are\n"
+    "joined to.\n"
     "\n"
-    "  --json  print both as a JSON object\n"
+    "  --json  print both as a JSON object, one for each line\n"
     "\n"
     "example: quill argv \"set name 'north wing' vlan\\\\ 20\"\n";
 
@@ -170,7 +173,7 @@ void show_mac(const uint8_t (&mac)[6], const char *text, Facts &facts) {
     facts.end();
 }
 
-void show_ipv4(const ip_af_addr &address, const char *text, Facts &facts) {
+void show_ipv4(const ip_af_addr &address, const char *prefix, const char *text, Facts &facts) {
     char buffer[QUILL_IP_STR_SIZE], hex[11];
     const uint8_t *byte = address.addr;
     uint32_t word;
@@ -181,6 +184,12 @@ void show_ipv4(const ip_af_addr &address, const char *text, Facts &facts) {
     snprintf(hex, sizeof hex, "0x%02x%02x%02x%02x", byte[0], byte[1], byte[2], byte[3]);
     facts.add("hexadecimal", hex);
     facts.add("unicast", is_unicast_ipaddr(word) != 0);
+    if (prefix) {
+        ip_af_addr mask = {};
+        mask.family = QUILL_AF_INET;
+        ipv6_plen_to_addr(static_cast<uint32_t>(atoi(prefix)), mask.addr);  // an IPv4 mask is the start of a longer one
+        facts.add("mask", quill_inet_ntop(mask, buffer));
+    }
     facts.end();
 }
 
@@ -210,19 +219,24 @@ bool show_address(char *text, Facts &facts) {
     ip_af_addr address;
     if (validate_and_assign_ip_addr(text, &address)) {
         if (address.family == QUILL_AF_INET)
-            show_ipv4(address, text, facts);
+            show_ipv4(address, nullptr, text, facts);
         else
             show_ipv6(address, nullptr, text, facts);
         return true;
     }
     if (char *slash = strchr(text, '/')) {
         uint16_t length;
+        const char *const prefix = slash + 1;
         *slash = '\0';
-        const bool read = validate_and_assign_ip_addr(text, &address) && address.family == QUILL_AF_INET6 &&
-                          ipv6_wild2len(slash + 1, &length);
+        const bool read = validate_and_assign_ip_addr(text, &address) && ipv6_wild2len(prefix, &length) &&
+                          (length <= 32 || address.family == QUILL_AF_INET6);
         *slash = '/';
-        if (read) show_ipv6(address, slash + 1, text, facts);
-        return read;
+        if (!read) return false;
+        if (address.family == QUILL_AF_INET)
+            show_ipv4(address, prefix, text, facts);
+        else
+            show_ipv6(address, prefix, text, facts);
+        return true;
     }
     if (!is_mac(text, mac)) return false;
     show_mac(mac, text, facts);
@@ -252,6 +266,21 @@ void print_words_as_json(std::span<char *const> words, const char *joined) {
     json.text("joined", joined);
     json.end('}');
     json.finish();
+}
+
+// Splits a line into words and joins them again.
+void show_words(Bytes &line, bool as_json) {
+    const size_t most = line.size() / 2 + 1;
+    Bytes room, joined;
+    room.resize((most + 1) * sizeof(char *));
+    auto **const words = reinterpret_cast<char **>(room.data());
+    const int count = cmdline_to_argv(static_cast<int>(most), words, line.text());
+    joined.resize(2 * line.size() + 3 * static_cast<size_t>(count) + 1);
+    char *const text = reinterpret_cast<char *>(joined.data());
+    *text = '\0';
+    argv_to_cmdline(text, static_cast<int>(joined.size()), count, words);
+    const std::span<char *const> split_words(words, static_cast<size_t>(count));
+    as_json ? print_words_as_json(split_words, text) : print_words(split_words, text);
 }
 
 }  // namespace
@@ -309,18 +338,16 @@ int addr(Arguments &arguments) {
 
 int argv(Arguments &arguments) {
     const bool as_json = arguments.take("--json");
-    Bytes line = read_text(arguments.operands(0, 1));
-    const size_t most = line.size() / 2 + 1;
-    Bytes room, joined;
-    room.resize((most + 1) * sizeof(char *));
-    auto **const words = reinterpret_cast<char **>(room.data());
-    const int count = cmdline_to_argv(static_cast<int>(most), words, line.text());
-    joined.resize(2 * line.size() + 3 * static_cast<size_t>(count) + 1);
-    char *const text = reinterpret_cast<char *>(joined.data());
-    *text = '\0';
-    argv_to_cmdline(text, static_cast<int>(joined.size()), count, words);
-    const std::span<char *const> split_words(words, static_cast<size_t>(count));
-    as_json ? print_words_as_json(split_words, text) : print_words(split_words, text);
+    const auto operands = arguments.operands(0, 1);
+    Bytes input = operands.empty() ? read_input(nullptr) : read_text(operands);
+    if (input.view().find('\0') != std::string_view::npos) fail("a NUL byte in the text");
+    if (!operands.empty()) return show_words(input, as_json), kDone;
+    std::string_view left = input.view(), text;
+    while (next_line(left, text)) {
+        Bytes line;
+        append(line, text);
+        show_words(line, as_json);
+    }
     return kDone;
 }
 

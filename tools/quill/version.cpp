@@ -21,7 +21,7 @@ constexpr char kVersionHelp[] =
     "         8.10.0.0-8.10.0.5, are compared by that alone\n"
     "range    tell whether major.minor.patch is in a range; a FIRST_ABOVE of 0.0.0\n"
     "         is no end\n"
-    "eol      tell whether software still supports an access point model\n"
+    "eol      tell whether software still supports an access point model, such as 42\n"
     "\n"
     "range and eol end with status 1 when the answer is no.\n"
     "\n"
