@@ -4,16 +4,16 @@
 set -eu
 cd "$1"
 
-# shows PAGE PROGRAM
+# shows PAGE PROGRAM [N]: as the page's N-th block of that language, the first by default
 shows() {
-    lang=${2##*.}
-    shown=$(sed -n "/^\`\`\`$lang\$/,/^\`\`\`\$/{//!p;}" "$1")
+    shown=$(awk -v "start=\`\`\`${2##*.}" -v "n=${3-1}" '$0 == "```" { on = 0 } on; $0 == start { on = ++count == n }' "$1")
     [ "$shown" = "$(cat "$2")" ] || { echo "$1 does not show $2 as it is"; exit 1; }
 }
 
 shows README.md examples/vlan_sets/vlan_sets.c
 shows README.md examples/vlan_sets/vlan_sets.cpp
-shows docs/getting-started.md examples/stationd/stationd.c
+shows docs/getting-started.md examples/vlan_sets/vlans.c
+shows docs/getting-started.md examples/stationd/stationd.c 2
 shows docs/running-commands.md examples/who_answers/who_answers.c
 shows docs/wire-formats.md examples/wire_formats/write_message.c
 shows docs/wire-formats.md examples/wire_formats/message.hex
