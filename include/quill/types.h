@@ -23,6 +23,8 @@
  * Byte order   MAC and IPv6 addresses are in transmission order, an IPv4 address in a uint32_t in network order as in
  *              in_addr.s_addr. Bytes that leave the process are big-endian on every host.
  *
+ * Deliberately What a header says with this word may look like a slip, but programs depend on it, and it stays.
+ *
  * Since        All is of version 1.0 where nothing else is said. A program that needs names of a later version than the
  *              library it finds is not started (glibc), and is told which: QUILL_1.1, for example.
  *

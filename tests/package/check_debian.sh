@@ -40,12 +40,22 @@ chroot root sh -ec "
     $list >/mnt/before
     dpkg --path-include='/usr/share/*' --install /mnt/*.deb
     cc /mnt/consumer.c -o /mnt/consumer \$(pkg-config --cflags --libs quill) && /mnt/consumer
-    man HashCreateExt | grep -m 1 'HashCreateExt is'
+    man HashCreateExt | grep -A 1 '^NAME' | grep HashCreateExt
     sign-reg-table --help >/dev/null
     quill vlan 1-10,20 + 30 - 5 | grep -qx 1-4,6-10,20,30
     man quill | grep -q 'flash-history'
     bash -c '. /usr/share/bash-completion/completions/quill; complete -p quill'
     test -s /usr/share/doc/libquill-doc/html/index.html
+    cd /usr/share/doc/libquill-doc
+    for page in README.md docs/*.md; do
+        for link in \$(grep -oE '\]\([^)]+\)' \$page | sed 's/^](//; s/)//; s/#.*//' | grep -v '^https*:' | sort -u); do
+            test -e \$(dirname \$page)/\$link || { echo \"\$page: no \$link\"; exit 1; }
+        done
+    done
+    for example in examples/*/; do
+        cmake -S \$example -B /mnt/example >/dev/null && cmake --build /mnt/example >/dev/null && rm -r /mnt/example
+    done
+    cd /
     dpkg --purge quill-tools-dbgsym quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
     $list >/mnt/after
 " >log 2>&1 || { cat log; exit 1; }
