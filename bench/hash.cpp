@@ -1,5 +1,6 @@
-// Hash tables: four kinds of keys, four kinds of work, three loads (elements a bucket). std::unordered_map gets the same
-// load, and keeps its buckets from one run to the next like ours; GLib's and uthash's tables choose their own, and grow.
+// Hash tables: four kinds of keys, four kinds of work, three loads (elements a bucket). std::unordered_map gets the
+// same load, and keeps its buckets from one run to the next like ours; GLib's and uthash's tables choose their own, and
+// grow.
 #include <glib.h>
 #include <quill/address.h>
 #include <quill/hash.h>
@@ -20,8 +21,9 @@ namespace {
 
 using Mac = std::array<uint8_t, 6>;
 
-// --- the kinds of keys: how they are made, and how people who use the other tables hash them. A hash that is noexcept is
-// not kept in std::unordered_map's nodes, which are then smaller; that of texts is dear, and kept as for std::string.
+// --- the kinds of keys: how they are made, and how people who use the other tables hash them. A hash that is noexcept
+// is not kept in std::unordered_map's nodes, which are then smaller; that of texts is dear, and kept as for
+// std::string.
 
 struct Words {
     using Key = quill_word;

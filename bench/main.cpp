@@ -1,7 +1,7 @@
-// usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark]
-// PATTERN, as of a shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all
-// contenders of a row give the same answers, and has Google Benchmark time them. With --instructions it does each work once
-// between two dumps of callgrind, which it must be run under.
+// usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark] PATTERN, as of a
+// shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all contenders of a
+// row give the same answers, and has Google Benchmark time them. With --instructions it does each work once between two
+// dumps of callgrind, which it must be run under.
 #include <benchmark/benchmark.h>
 #include <fnmatch.h>
 #include <sched.h>
@@ -35,8 +35,8 @@ uint64_t once(const bench::Work &work) {
     return work.run();
 }
 
-// How many runs stand between two looks at the clock, which takes as long as a short run does. What is to be done before
-// each run is not timed, so there it is one.
+// How many runs stand between two looks at the clock, which takes as long as a short run does. What is to be done
+// before each run is not timed, so there it is one.
 size_t runs_at_once(const bench::Work &work) {
     using Clock = std::chrono::steady_clock;
     if (work.before) return 1;

@@ -1,4 +1,5 @@
-// The system log: records to a reader of datagrams at /dev/log, which is this program's own in a private mount namespace.
+// The system log: records to a reader of datagrams at /dev/log, which is this program's own in a private mount
+// namespace.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <quill/syslog.h>

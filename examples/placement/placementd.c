@@ -84,8 +84,8 @@ static quill_word log_allocator(unsigned level, const char *text) {
     return 1;
 }
 
-/* Each change of a usage is told in words, which takes longer than the change: only who traces is told. Without a log the
- * result says what went wrong. */
+/* Each change of a usage is told in words, which takes longer than the change: only who traces is told. Without a log
+ * the result says what went wrong. */
 static vlan_alloc_log change_log(void) { return option.trace ? log_allocator : NULL; }
 
 static uint32_t choose_vlan(const uint8_t *station) {

@@ -35,8 +35,8 @@ static int try_connect(const struct sockaddr_un *address, int type) {
     return -1;
 }
 
-/* A file nobody answers at is a leftover. Anything that is not a socket is somebody's data and stays. A listener refuses
- * a datagram socket as being of the wrong type, and does not take it for its peer. */
+/* A file nobody answers at is a leftover. Anything that is not a socket is somebody's data and stays. A listener
+ * refuses a datagram socket as being of the wrong type, and does not take it for its peer. */
 static void remove_leftover(const struct sockaddr_un *address) {
     struct stat found;
     if (lstat(address->sun_path, &found) < 0 || !S_ISSOCK(found.st_mode)) return;

@@ -29,7 +29,8 @@ static void end(int signal) {
     ended = 1;
 }
 
-/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: each step is checked. */
+/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: each step is checked.
+ */
 static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
     uint8_t mac[6];
     uint32_t vlan, at = 0;

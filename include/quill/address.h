@@ -80,11 +80,12 @@ QUILL_API int is_unicast_ipaddr(uint32_t ip);
 /* ---- addresses of either family ---- */
 
 /* quill_inet_ntop writes the text of addr into buf, QUILL_IP_STR_SIZE bytes, and returns buf. A family other than
- * QUILL_AF_INET and QUILL_AF_INET6 gives the empty text. IPv6 is in the form of the C library's inet_ntop. Reentrant. */
+ * QUILL_AF_INET and QUILL_AF_INET6 gives the empty text. IPv6 is in the form of the C library's inet_ntop. Reentrant.
+ */
 QUILL_API char *quill_inet_ntop(ip_af_addr addr, char *buf);
 
-/* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf. Null when buf is, and when the
- * text does not fit; buf may then hold a part of it. Unlike quill_inet_ntop it deliberately takes every family but
+/* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf. Null when buf is, and when
+ * the text does not fit; buf may then hold a part of it. Unlike quill_inet_ntop it deliberately takes every family but
  * QUILL_AF_INET6 for IPv4: an address without a family is printed as its first four bytes. Names are never looked up.
  * Reentrant. */
 QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);

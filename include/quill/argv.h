@@ -10,8 +10,8 @@
  * Words are any bytes but NUL; only the characters named here mean something, whatever the locale.
  *
  * Splitting what was joined gives the words back if none of them is empty or has a carriage return or line feed in it,
- * and each that has a single quote in it also has one of the characters < > ; & | blank tab. Joined words are not safe to
- * give to a shell: "$" and the back quote are not escaped.
+ * and each that has a single quote in it also has one of the characters < > ; & | blank tab. Joined words are not safe
+ * to give to a shell: "$" and the back quote are not escaped.
  *
  * All functions may be called from several threads and from signal handlers. */
 #ifndef QUILL_ARGV_H
@@ -21,9 +21,9 @@
 
 QUILL_BEGIN_DECLS
 
-/* cmdline_to_argv splits a line into words, in the line itself: each word ends with a NUL in it, and words gets pointers
- * to the first `capacity` of them (borrowed: they last as long as the line). No null pointer is stored behind them.
- * Returns how many words the line has, which may be more than capacity; 0 for null and for a line without words.
+/* cmdline_to_argv splits a line into words, in the line itself: each word ends with a NUL in it, and words gets
+ * pointers to the first `capacity` of them (borrowed: they last as long as the line). No null pointer is stored behind
+ * them. Returns how many words the line has, which may be more than capacity; 0 for null and for a line without words.
  *
  * Words are separated by blanks, tabs, carriage returns and line feeds. Quotes and backslashes are taken out:
  *
@@ -44,8 +44,8 @@ QUILL_API int cmdline_to_argv(int capacity, char **words, char *line);
  * to size - 1 bytes and the NUL. A size of 0 or less is refused: 0, and nothing is written. */
 QUILL_API int argv_to_cmdline(char *buffer, int size, int count, char *const *words);
 
-/* args_to_cmdline does the same with words given one by one, and a null pointer, (char *)NULL, after the last. Without any
- * word it returns 0 and leaves the buffer as it is. */
+/* args_to_cmdline does the same with words given one by one, and a null pointer, (char *)NULL, after the last. Without
+ * any word it returns 0 and leaves the buffer as it is. */
 QUILL_API int args_to_cmdline(char *buffer, int size, ...) __attribute__((sentinel));
 
 QUILL_END_DECLS

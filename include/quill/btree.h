@@ -1,4 +1,5 @@
-/* quill/btree.h: a plain binary search tree in the manner of the C library's tsearch: the least machinery for a small set.
+/* quill/btree.h: a plain binary search tree in the manner of the C library's tsearch: the least machinery for a small
+ * set.
  *
  * A tree is one pointer of yours to its root, null when empty. Each call gets the comparison. Nodes are small heap
  * records that hold your key pointer; keys are never copied or freed.
@@ -14,7 +15,8 @@
  * pointer, so a node pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null
  * result means that there is no such key.
  *
- * No locking: a tree is used by one thread at a time; any number of threads may find and walk in one that nobody changes.
+ * No locking: a tree is used by one thread at a time; any number of threads may find and walk in one that nobody
+ * changes.
  *
  *     static int by_name(const void *a, const void *b) { return strcmp(a, b); }
  *
@@ -39,13 +41,13 @@ struct btree {
 };
 
 /* btree_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). In
- * btree_search, btree_find and btree_delete, a is the key given and b one in the tree; in btree_next it is the other way
- * round. So swapping a and b must swap the sign. */
+ * btree_search, btree_find and btree_delete, a is the key given and b one in the tree; in btree_next it is the other
+ * way round. So swapping a and b must swap the sign. */
 typedef int (*btree_comparison)(const void *a, const void *b);
 
-/* btree_search returns the node whose key is equal to key; when there is none, it inserts a new leaf with key (kept) and
- * returns that; an empty tree gets its first node. The node is borrowed and lasts until its key is deleted. Null with the
- * tree unchanged when out of memory. */
+/* btree_search returns the node whose key is equal to key; when there is none, it inserts a new leaf with key (kept)
+ * and returns that; an empty tree gets its first node. The node is borrowed and lasts until its key is deleted. Null
+ * with the tree unchanged when out of memory. */
 QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison compare);
 
 /* btree_find returns the key pointer in the tree that is equal to key, or null. */
@@ -65,8 +67,9 @@ typedef void (*btree_action)(const btree *node, int visit, int depth);
  * stack. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
-/* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the nodes
- * in ascending order up to that key, so it costs up to the size of the tree; of its way back it is as btree_walk. */
+/* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the
+ * nodes in ascending order up to that key, so it costs up to the size of the tree; of its way back it is as btree_walk.
+ */
 QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
 
 QUILL_END_DECLS

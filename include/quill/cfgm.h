@@ -1,5 +1,5 @@
-/* quill/cfgm.h: how the configuration manager, the command line and the database backup of a controller keep out of each
- * other's way: three semaphores, a controller id, and a flag.
+/* quill/cfgm.h: how the configuration manager, the command line and the database backup of a controller keep out of
+ * each other's way: three semaphores, a controller id, and a flag.
  *
  *     what                               where                               made by
  *     command line and configuration     semaphore with key 82268220         init_cli_cfgm_sem
@@ -13,12 +13,12 @@
  *
  * The semaphores are System V sets of one with value 1 when free. Their permission bits are deliberately 0: privileged
  * processes alone can use them. They are deliberately taken without SEM_UNDO: what a program protects may be half done
- * when it dies, so a process that dies with a semaphore, or while it makes one, leaves it taken, until a restart or another process
- * gives it.
+ * when it dies, so a process that dies with a semaphore, or while it makes one, leaves it taken, until a restart or
+ * another process gives it.
  *
  * A file that cannot be opened is fatal, and anything but a regular file counts as that, as does a link (see
- * docs/trust.md). The process then gives back the semaphore that the call has taken, and ends by exit without a message.
- * A parent sees the status modulo 256:
+ * docs/trust.md). The process then gives back the semaphore that the call has taken, and ends by exit without a
+ * message. A parent sees the status modulo 256:
  *
  *     exit   seen   what
  *     666    154    "/tmp/cfgmContId" cannot be opened for reading or writing
@@ -61,15 +61,15 @@ QUILL_API int getCfgmControllerId(void);
  * 0: the first one handed out. Returns 0 also when the semaphore cannot be taken or given. */
 QUILL_API int incCfgmControllerId(int semaphore);
 
-/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. A process that is
- * killed in this call or the one before leaves the old id or the new one. What a full file system does not take is not
- * told: the same id is then handed out again. */
+/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. A process that
+ * is killed in this call or the one before leaves the old id or the new one. What a full file system does not take is
+ * not told: the same id is then handed out again. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
 /* ---- the flag: global configuration is enabled ---- */
 
-/* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. Doing so twice
- * changes nothing. isCfgmGlobalConfigEnable returns 1 when it is set, else 0. */
+/* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. Doing so
+ * twice changes nothing. isCfgmGlobalConfigEnable returns 1 when it is set, else 0. */
 QUILL_API int openCfgmGlobalConfigEnableFile(void);
 QUILL_API int closeCfgmGlobalConfigEnableFile(void);
 QUILL_API int isCfgmGlobalConfigEnable(void);

@@ -50,9 +50,9 @@ QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *n
  * mask, and frees log (taken; null: only the former). */
 QUILL_API void DestroyLog(LogHandle *log);
 
-/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it): as the line
- * "NAME: MESSAGE" to standard error, which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL
- * counts as that, one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
+/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it): as the line "NAME:
+ * MESSAGE" to standard error, which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL counts
+ * as that, one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 QUILL_END_DECLS

@@ -9,9 +9,10 @@
  *
  * Flash transfers of all processes run one at a time: under an advisory lock of the device (flock, shared for reads,
  * exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A process that dies in a
- * transfer, by SIGKILL too, gives both back (a transfer that cannot have them goes on without), unless another of its threads has forked or run another program meanwhile:
- * the new process then keeps the lock, and the new program the semaphore. Every transfer is written down in a history that outlives the process, so
- * that a crash or worn flash can be traced to who caused it:
+ * transfer, by SIGKILL too, gives both back (a transfer that cannot have them goes on without), unless another of its
+ * threads has forked or run another program meanwhile: the new process then keeps the lock, and the new program the
+ * semaphore. Every transfer is written down in a history that outlives the process, so that a crash or worn flash can
+ * be traced to who caused it:
  *
  *     "/tmp/flashophist", 16,808 bytes, all numbers big-endian
  *     offset      size  what
@@ -74,14 +75,14 @@ QUILL_API int ReadCPLD16(uint32_t reg, uint16_t *value);
 QUILL_API int WriteCPLD(uint32_t reg, const uint8_t *value);
 QUILL_API int WriteCPLD16(uint32_t reg, const uint16_t *value);
 
-/* ReadSamMachType has the driver of "/dev/sam0" fill the buffer, as large as that driver wants it, and returns its first
- * byte, or 0 on any failure. */
+/* ReadSamMachType has the driver of "/dev/sam0" fill the buffer, as large as that driver wants it, and returns its
+ * first byte, or 0 on any failure. */
 QUILL_API int ReadSamMachType(uint8_t *buffer);
 
 /* ---- the flash partition ---- */
 
-/* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device. What
- * does not fit QUILL_FLASH_NAME_SIZE with a NUL is cut off. */
+/* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device.
+ * What does not fit QUILL_FLASH_NAME_SIZE with a NUL is cut off. */
 QUILL_API size_t set_ap_flash_dev_name(const char *device);
 
 /* get_ap_flash_dev_name returns the name itself, borrowed, and not a copy: it changes when another is set. */
@@ -89,15 +90,15 @@ QUILL_API char *get_ap_flash_dev_name(void);
 
 /* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device named, or of the process's when device
  * is null, with one read or write. They return 0 when that transferred anything, also a part: there is no telling how
- * much. They return 0 also when it transferred nothing, and -1 when it failed, both without a record in the history; and -1
- * with a message when the device cannot be opened or the offset reached, or there is no semaphore. */
+ * much. They return 0 also when it transferred nothing, and -1 when it failed, both without a record in the history;
+ * and -1 with a message when the device cannot be opened or the offset reached, or there is no semaphore. */
 QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char *device);
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);
 
-/* flash_ophist_init maps the history, made where there is none, and returns its QUILL_FLASH_HISTORY_SIZE bytes, borrowed
- * until the process ends: the same address at every call. Returns null when it cannot. Transfers call it themselves; its
- * descriptor and mapping are then kept. Who makes the file shorter while it is mapped ends the processes that write to
- * it. */
+/* flash_ophist_init maps the history, made where there is none, and returns its QUILL_FLASH_HISTORY_SIZE bytes,
+ * borrowed until the process ends: the same address at every call. Returns null when it cannot. Transfers call it
+ * themselves; its descriptor and mapping are then kept. Who makes the file shorter while it is mapped ends the
+ * processes that write to it. */
 QUILL_API void *flash_ophist_init(void);
 
 /* tpm_hw_init returns its argument: there is no such chip on this platform. */

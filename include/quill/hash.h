@@ -21,9 +21,9 @@
  * it). HashCreateLocked is only a name: its table has no lock either.
  *
  * Walks: HashGet uses the table's own cursor, HashGetR one of the caller's. The element that was returned last may be
- * removed. Removing the one that the table's own cursor would return next ends that walk; a caller's cursor must not rest
- * on a removed element. A walk in progress may or may not meet an element inserted meanwhile. Order is by bucket, then
- * newest first. A selected field that is 0 looks like the end of the walk: select one that never is.
+ * removed. Removing the one that the table's own cursor would return next ends that walk; a caller's cursor must not
+ * rest on a removed element. A walk in progress may or may not meet an element inserted meanwhile. Order is by bucket,
+ * then newest first. A selected field that is 0 looks like the end of the walk: select one that never is.
  *
  *     sHash *usage = HashCreate(31);
  *     HashInsertKeyAndValue(usage, vlan, 1);

@@ -6,8 +6,8 @@
  *
  * Presence is tested by key, so a value of 0 is an ordinary value here; only the Find functions cannot tell it from
  * absence. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and HASH_SEL_KEY_BYTES. Update
- * inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept and never
- * freed: find it before an update or a removal lets go of it.
+ * inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept and
+ * never freed: find it before an update or a removal lets go of it.
  *
  *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);

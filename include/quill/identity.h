@@ -1,10 +1,10 @@
 /* quill/identity.h: which access point this is, and in what state.
  *
  * Most functions read one small text file that the kernel or a daemon publishes, at every call, and answer the number
- * in it. Numbers are decimal with white space and a sign before them; text after the number is ignored, and values outside
- * int are clamped. Files are read in at most 31 characters of their first line, except where "%d" is said: there the number
- * may follow white space, lines included, and stands in the first 255 bytes. /tmp/mesh_role is only read if it is a
- * regular file (docs/trust.md).
+ * in it. Numbers are decimal with white space and a sign before them; text after the number is ignored, and values
+ * outside int are clamped. Files are read in at most 31 characters of their first line, except where "%d" is said:
+ * there the number may follow white space, lines included, and stands in the first 255 bytes. /tmp/mesh_role is only
+ * read if it is a regular file (docs/trust.md).
  *
  *     function                   file               answers when there is no file    no number in it
  *     getApType                  /proc/ap_model     0                                0

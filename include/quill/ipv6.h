@@ -11,10 +11,10 @@
  *     str_to_ip6         bytes               reads what the C library's inet_pton reads
  *     ipv6_str_to_addr   groups              reads groups and "::" alone, on every C library alike
  *
- * Texts and the address of str_to_ip6 are borrowed: they stand in buffers of the process, which nothing guards. Those of
- * ip6_to_str and ip6_to_str_long last until the 10th call of the same function after it, those of ipv6_to_str until the
- * 8th, that of str_to_ip6 until the next. Every other function is reentrant. See quill/address.h for forms that take a
- * destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback.
+ * Texts and the address of str_to_ip6 are borrowed: they stand in buffers of the process, which nothing guards. Those
+ * of ip6_to_str and ip6_to_str_long last until the 10th call of the same function after it, those of ipv6_to_str until
+ * the 8th, that of str_to_ip6 until the next. Every other function is reentrant. See quill/address.h for forms that
+ * take a destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback.
  */
 #ifndef QUILL_IPV6_H
 #define QUILL_IPV6_H
@@ -78,9 +78,9 @@ QUILL_API int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *ple
  * number above 128; *plen then holds what was read of the number, unless text is null. */
 QUILL_API int ipv6_wild2len(const char *text, uint16_t *plen);
 
-/* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the bits left
- * over, 0 when there are none. What follows that byte is deliberately not written: clear mask16 first. A length of 128
- * and any above it is sixteen bytes of ff.
+/* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the bits
+ * left over, 0 when there are none. What follows that byte is deliberately not written: clear mask16 first. A length of
+ * 128 and any above it is sixteen bytes of ff.
  *
  *     uint8_t mask[16] = {0};
  *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000::

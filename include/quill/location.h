@@ -1,8 +1,8 @@
 /* quill/location.h: fully qualified location names, and the day codes, times and dates of schedules.
  *
  * A location name (fqln) is four parts with dots between them, part1.part2.part3.part4. A part holds a dot of its own
- * behind a backslash, which escapes the character after it: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that is not
- * escaped is a separator.
+ * behind a backslash, which escapes the character after it: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that is
+ * not escaped is a separator.
  *
  * Names may hold any bytes. A null name, part or text is read like the empty one. All functions are reentrant.
  */
@@ -15,16 +15,16 @@ QUILL_BEGIN_DECLS
 
 /* --- location names */
 
-/* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL; parts that the name does not have are
- * empty. size counts characters, so each buffer needs size + 1 bytes. A part that fills its size ends the split:
+/* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL; parts that the name does not have
+ * are empty. size counts characters, so each buffer needs size + 1 bytes. A part that fills its size ends the split:
  * deliberately the later parts then stay empty, rather than hold what follows a name cut short. What follows a fourth
  * separator is ignored. A null buffer drops its part, however long that is. Always returns 0. */
 QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint32_t size2, char *part3,
                          uint32_t size3, char *part4, uint32_t size4);
 
-/* fqln_escape_dot writes src to dst with a backslash before each dot, as a part of a name. Returns dst. It stops when less
- * than two characters of size are left, and may use the last one for a dot: dst needs size + 1 bytes. A size of 0 gives
- * the empty text. dst must not overlap src.
+/* fqln_escape_dot writes src to dst with a backslash before each dot, as a part of a name. Returns dst. It stops when
+ * less than two characters of size are left, and may use the last one for a dot: dst needs size + 1 bytes. A size of 0
+ * gives the empty text. dst must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
@@ -35,8 +35,8 @@ QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
 /* FQLN_PART_SIZE is the size with which fqln_build escapes each part. */
 enum { FQLN_PART_SIZE = 128 };
 
-/* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. Each part is escaped
- * as fqln_escape_dot does, cut to FQLN_PART_SIZE; the whole is cut to out, and a size of 0 writes nothing.
+/* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. Each part is
+ * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE; the whole is cut to out, and a size of 0 writes nothing.
  *
  * Deliberately it stops long before out is full: it adds up the length of the name after the first part, the second dot
  * and so on, and leaves out the parts after the second or third when that sum reaches size. Of four parts of 20
@@ -50,8 +50,8 @@ QUILL_API char *fqln_build(const char *part1, const char *part2, const char *par
 /* fqln_is_well_formed returns 1 when fqln has exactly three separators, else 0. Parts may be empty, as in "...". */
 QUILL_API int fqln_is_well_formed(const char *fqln);
 
-/* fqln_find_part_after_name returns the first separator of fqln (borrowed), behind which its second part begins, or null
- * when there is none. */
+/* fqln_find_part_after_name returns the first separator of fqln (borrowed), behind which its second part begins, or
+ * null when there is none. */
 QUILL_API const char *fqln_find_part_after_name(const char *fqln);
 
 /* --- schedules */
@@ -65,8 +65,8 @@ QUILL_API int day_is_daily(uint32_t day);
 QUILL_API int day_is_wkend(uint32_t day);
 QUILL_API int day_is_wkday(uint32_t day);
 
-/* validate_time returns 1 when text is digits of ASCII and exactly one ':', else 0. Deliberately that is all it looks at:
- * 99:99 and : pass. */
+/* validate_time returns 1 when text is digits of ASCII and exactly one ':', else 0. Deliberately that is all it looks
+ * at: 99:99 and : pass. */
 QUILL_API int validate_time(const char *text);
 
 /* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. Deliberately

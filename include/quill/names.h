@@ -1,4 +1,5 @@
-/* quill/names.h: radio, security and protocol quantities as the words that pages, command lines and logs show, and back.
+/* quill/names.h: radio, security and protocol quantities as the words that pages, command lines and logs show, and
+ * back.
  *
  * Results that are texts are borrowed. Those said to be constant last as long as the process and may be used from any
  * thread. The others stand in a static buffer of their function, are overwritten by its next call, and are used by one
@@ -49,8 +50,8 @@ QUILL_API const char *sec_to_str(uint32_t seconds);
 
 /* --- encryption */
 
-/* encr_to_str returns "xsec" when flags has bit 0x100, else "Open" when it has 0x1, else the names of the other bits, in
- * this order, with commas between them; the empty text when there are none:
+/* encr_to_str returns "xsec" when flags has bit 0x100, else "Open" when it has 0x1, else the names of the other bits,
+ * in this order, with commas between them; the empty text when there are none:
  *
  *     0x2   Static WEP        0x400  WPA 8021X AES         0x20    WPA2 PSK AES
  *     0x4   Dynamic WEP       0x200  WPA PSK AES           0x40    WPA2 8021X AES
@@ -77,7 +78,8 @@ QUILL_API uint32_t str_to_loc(const char *text);
 
 /* --- IP protocols */
 
-/* proto_to_str returns the name of an IP protocol (numbers of IANA's registry; constant), or the number itself in decimal:
+/* proto_to_str returns the name of an IP protocol (numbers of IANA's registry; constant), or the number itself in
+ * decimal:
  *
  *     0 any     8 egp     29 tp          46 rsvp    58 icmpv6      98 encap
  *     1 icmp    12 pup    41 ipv6        47 gre     59 ipv6none    103 pim
@@ -86,9 +88,9 @@ QUILL_API uint32_t str_to_loc(const char *text);
  *     6 tcp */
 QUILL_API const char *proto_to_str(int proto);
 
-/* str_to_proto returns the number of a name in that table, in any case. Any other text is read as a decimal number, after
- * spaces and a sign and up to the first character that is no digit, of which the low 16 bits are used: 70000 gives 4464. An
- * unknown word gives 0, like "any". */
+/* str_to_proto returns the number of a name in that table, in any case. Any other text is read as a decimal number,
+ * after spaces and a sign and up to the first character that is no digit, of which the low 16 bits are used: 70000
+ * gives 4464. An unknown word gives 0, like "any". */
 QUILL_API int str_to_proto(const char *text);
 
 /* --- rates */
@@ -99,8 +101,8 @@ QUILL_API int str_to_proto(const char *text);
  *     802.11b/g    1  2  5.5  6   9   11  12  18  24  36  48  54    "1 mbps" and so on, ofdm_only 0
  *     802.11a      6  9  12   18  24  36  48  54                    any other ofdm_only
  *
- * Deliberately 11 stands between 9 and 12 and not with the other 802.11b rates: offsets follow the rates upwards. Offset
- * 255 gives "N/A" and any other "-". */
+ * Deliberately 11 stands between 9 and 12 and not with the other 802.11b rates: offsets follow the rates upwards.
+ * Offset 255 gives "N/A" and any other "-". */
 QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 
 /* --- power */
@@ -108,19 +110,19 @@ QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 /* DBM_PWR_NOT_SET, in tenths of a dBm, is invalid or not set. */
 enum { DBM_PWR_NOT_SET = 2047 };
 
-/* dbm_pwr_to_str returns tenths of a dBm with one decimal, and "INV" for DBM_PWR_NOT_SET; the rest of its 16 bytes is 0.
- * The text is that of the number divided by 10 in single precision, which shows every tenth up to 1,048,576.2 in either
- * direction.
+/* dbm_pwr_to_str returns tenths of a dBm with one decimal, and "INV" for DBM_PWR_NOT_SET; the rest of its 16 bytes is
+ * 0. The text is that of the number divided by 10 in single precision, which shows every tenth up to 1,048,576.2 in
+ * either direction.
  *
  *     dbm_pwr_to_str(175)    17.5
  *     dbm_pwr_to_str(-5)     -0.5 */
 QUILL_API const char *dbm_pwr_to_str(int tenths);
 
-/* str_to_pwr_dbm returns the tenths of a dBm that text says: an optional '-', digits, and optionally '.' and exactly one
- * digit; then the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it reads 0.
- * Deliberately a whole number with a newline is returned as it stands, neither times 10 nor negated: callers that pass on
- * such lines count on it, and the others cut the newline off first. Any other text, the empty one, and numbers that no
- * int holds give DBM_PWR_NOT_SET.
+/* str_to_pwr_dbm returns the tenths of a dBm that text says: an optional '-', digits, and optionally '.' and exactly
+ * one digit; then the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it
+ * reads 0. Deliberately a whole number with a newline is returned as it stands, neither times 10 nor negated: callers
+ * that pass on such lines count on it, and the others cut the newline off first. Any other text, the empty one, and
+ * numbers that no int holds give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175 */

@@ -8,17 +8,17 @@
  *
  * There are two pairs, which must not be mixed:
  *
- *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone. No
- *                                          program that another thread starts ever holds an end of the pipe, not even
- *                                          for a moment. For any number of threads at once.
+ *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone.
+ *                                          No program that another thread starts ever holds an end of the pipe, not
+ *                                          even for a moment. For any number of threads at once.
  *     quill_popen, quill_pclose            The close waits for whichever child of the process ends first: only for
  *                                          programs with one thread and no other child. The stream stays open in
  *                                          programs that the process runs by fork and exec.
  *
  * The command runs as "/bin/sh -c COMMAND", with umask 022 and with what else the caller has: descriptors that are not
- * close-on-exec, environment, working directory, blocked and ignored signals; handlers become default actions. A command
- * that is put together from foreign text must be quoted by the caller. Where the shell cannot be run, the child exits
- * with code 255.
+ * close-on-exec, environment, working directory, blocked and ignored signals; handlers become default actions. A
+ * command that is put together from foreign text must be quoted by the caller. Where the shell cannot be run, the child
+ * exits with code 255.
  *
  * mode is "r" (the stream reads the command's standard output) or "w" (what is written to the stream is the command's
  * standard input, which ends with the close); nothing else is a mode, "re" neither.
@@ -38,14 +38,14 @@
 
 QUILL_BEGIN_DECLS
 
-/* quill_popen starts command and returns a new stream, which quill_pclose closes. Null, with errno and no child: another
- * mode (EINVAL), no descriptors, memory or processes left. */
+/* quill_popen starts command and returns a new stream, which quill_pclose closes. Null, with errno and no child:
+ * another mode (EINVAL), no descriptors, memory or processes left. */
 QUILL_API FILE *quill_popen(const char *command, const char *mode);
 
-/* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's status
- * as wait gives it (exit code 2 is 0x200), or -1 with errno: the stream could not be closed (EPIPE where a command in
- * mode "w" has not read all; nothing was waited for), there is no child (ECHILD), or a signal came (EINTR). The stream
- * is gone in any case. */
+/* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
+ * status as wait gives it (exit code 2 is 0x200), or -1 with errno: the stream could not be closed (EPIPE where a
+ * command in mode "w" has not read all; nothing was waited for), there is no child (ECHILD), or a signal came (EINTR).
+ * The stream is gone in any case. */
 QUILL_API int quill_pclose(FILE *stream);
 
 /* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 where it returns null.

@@ -11,9 +11,9 @@
  * A null tree or cursor is accepted everywhere: the call does nothing and returns null. Keys should not be null
  * pointers: a null result means that there is no such key.
  *
- * Threads: deletions write rb_null, which all trees share. So a tree belongs to one thread at a time, and besides no two
- * threads may call rbdelete at the same time, even for different trees: guard all calls of it with one lock. The other
- * functions may run beside it, on other trees.
+ * Threads: deletions write rb_null, which all trees share. So a tree belongs to one thread at a time, and besides no
+ * two threads may call rbdelete at the same time, even for different trees: guard all calls of it with one lock. The
+ * other functions may run beside it, on other trees.
  *
  *     static int by_metric(const void *a, const void *b, void *config) {
  *         const struct route *x = a, *y = b;
@@ -44,8 +44,8 @@ struct rb_node {
     void *key;       /* borrowed: the program's object */
 };
 
-/* rb_null stands for every child and parent that is not there: black, null key, its links to itself. Deletions write its
- * up field. Programs compare with its address and otherwise leave it alone. */
+/* rb_null stands for every child and parent that is not there: black, null key, its links to itself. Deletions write
+ * its up field. Programs compare with its address and otherwise leave it alone. */
 extern QUILL_API rb_node rb_null;
 
 /* rb_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). When a search
@@ -88,8 +88,8 @@ QUILL_API rb_tree *__rbinit(rb_comparison compare, void *config);
 /* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also hands every key to free(). */
 QUILL_API void rbterminate(rb_tree *tree, int free_keys);
 
-/* rbsearch returns the key of tree that is equal to key; when there is none, it inserts key (kept) and returns key. Null
- * with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
+/* rbsearch returns the key of tree that is equal to key; when there is none, it inserts key (kept) and returns key.
+ * Null with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
 QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 
 /* rbfind returns the key of tree that is equal to key, or null. */

@@ -14,9 +14,9 @@
  * and the previous node are one pointer step.
  *
  * Find, then insert. A search that finds nothing says where the key belongs: the attachment point, which is a node and
- * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is good until the next change of
- * the tree: insert there at once, or search again. Insertion trusts its point; one from another tree, or from before a
- * change, corrupts the tree. Keys that compare equal are kept out by this order of calls and by nothing else.
+ * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is good until the next change
+ * of the tree: insert there at once, or search again. Insertion trusts its point; one from another tree, or from before
+ * a change, corrupts the tree. Keys that compare equal are kept out by this order of calls and by nothing else.
  *
  *     struct station {
  *         uint32_t id;
@@ -48,8 +48,8 @@
  *
  * In C++ a walk is `for (savl &node : quill::in_order(stations))`.
  *
- * An object must not move or be freed, nor its key change, while a node of it is in a tree. No locking: a tree belongs to
- * one thread at a time; any number of threads may search and walk one that nobody changes. The comparisons are
+ * An object must not move or be freed, nor its key change, while a node of it is in a tree. No locking: a tree belongs
+ * to one thread at a time; any number of threads may search and walk one that nobody changes. The comparisons are
  * reentrant. */
 #ifndef QUILL_SAVL_H
 #define QUILL_SAVL_H
@@ -106,15 +106,15 @@ typedef struct savl_tree {
     for (savl *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
 
-/* savl_find searches tree for key. Returns the node whose key compares equal (borrowed), or null. When there is none and
- * at is not null, it stores in *at and *side the attachment point for key: the last node that was visited, or the tree
- * record of an empty tree, and 0 for its left side or 1 for its right. Both are left alone when the key is found, and
- * side is not used when at is null. Calls the comparison once a level, as comparison(key, node's key); the library's own
- * comparisons below are not called but compiled into searches of their own. */
+/* savl_find searches tree for key. Returns the node whose key compares equal (borrowed), or null. When there is none
+ * and at is not null, it stores in *at and *side the attachment point for key: the last node that was visited, or the
+ * tree record of an empty tree, and 0 for its left side or 1 for its right. Both are left alone when the key is found,
+ * and side is not used when at is null. Calls the comparison once a level, as comparison(key, node's key); the
+ * library's own comparisons below are not called but compiled into searches of their own. */
 QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side);
 
-/* savl_insert puts node (kept), which is in no tree and has its key set, at the attachment point that savl_find gave for
- * that key. */
+/* savl_insert puts node (kept), which is in no tree and has its key set, at the attachment point that savl_find gave
+ * for that key. */
 QUILL_API void savl_insert(savl *node, savl *at, int side);
 
 /* savl_delete takes node out of the tree that it is in; does nothing when it is in none, which its null parent tells.

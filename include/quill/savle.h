@@ -96,9 +96,8 @@ QUILL_API void savle_delete(savle *node);
  * They are not for an array of characters inside the object, which would be taken for an address: write a comparison
  * that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are always the texts themselves.)
  *
- * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. The key is a member
- * of 8 bytes, uint8_t mac[8], the last 2 of them zero, also in what is searched for. Trees that must find what they hold
- * take
+ * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. The key is a member of 8 bytes, uint8_t
+ * mac[8], the last 2 of them zero, also in what is searched for. Trees that must find what they hold take
  *
  *     static int mac_order(void *context, const void *a, const void *b) {
  *         (void)context;

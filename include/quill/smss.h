@@ -1,7 +1,8 @@
-/* quill/smss.h: one page of the objects that match some filters, sorted by some columns: the engine of listing commands.
+/* quill/smss.h: one page of the objects that match some filters, sorted by some columns: the engine of listing
+ * commands.
  *
- * The program registers its objects, says by field names what it wants, and reads the page from the context. What fields
- * an object has, only the program's three accessors know.
+ * The program registers its objects, says by field names what it wants, and reads the page from the context. What
+ * fields an object has, only the program's three accessors know.
  *
  *     smss_ctx query;
  *     smss_init(&query);
@@ -17,11 +18,11 @@
  *     for (int i = 0; i < query.result_count; i++) show(query.results[i]);
  *     smss_deinit(&query);
  *
- * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up to
- * the one that decides. Sorting m matches makes in the order of m log m comparisons, each of which calls field_type once
- * and number or text twice for a sort key: accessors should be cheap. The second and later keys are looked at only where
- * those before tie. The context has 8 bytes (4 on the device) for each object and for each match, and the C library's
- * qsort may take as much again while it sorts.
+ * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up
+ * to the one that decides. Sorting m matches makes in the order of m log m comparisons, each of which calls field_type
+ * once and number or text twice for a sort key: accessors should be cheap. The second and later keys are looked at only
+ * where those before tie. The context has 8 bytes (4 on the device) for each object and for each match, and the C
+ * library's qsort may take as much again while it sorts.
  *
  * When memory runs out, an object or a match is silently left out, and a criterion that lost its name or its value does
  * not hold for any object. Texts are compared without regard to the case of A to Z, whatever the locale.
@@ -83,8 +84,8 @@ QUILL_API void smss_add_object(smss_ctx *context, void *object);
 QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
 
 /* smss_add_search_criterion adds a filter by the field name: a number must equal value, a decimal number as atoi reads
- * it but modulo 2 to the 32, so that "3000000000" finds 3,000,000,000 and "-1" 4,294,967,295; a text must contain value.
- * Filters beyond 16 are ignored. */
+ * it but modulo 2 to the 32, so that "3000000000" finds 3,000,000,000 and "-1" 4,294,967,295; a text must contain
+ * value. Filters beyond 16 are ignored. */
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,

@@ -5,8 +5,8 @@
  * must be true.
  *
  * Cursor: a byte offset into the message. On success it moves past the element, on failure it stays. A null cursor
- * means offset 0. Nothing asks for the end of a message: a reader that wants nothing behind the last element compares the
- * cursor with the length.
+ * means offset 0. Nothing asks for the end of a message: a reader that wants nothing behind the last element compares
+ * the cursor with the length.
  *
  * Every function returns the bytes of value it wrote or delivered, without tag and length: the width of a fixed kind,
  * the length of a text or of data. It returns -1 with errno set when it fails; then cursor, message and destination are
@@ -39,9 +39,9 @@
 
 QUILL_BEGIN_DECLS
 
-/* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the cursor.
- * The source of a fixed kind must have at least the value's width; that width is the result. sxdr_write_bool_safe sends the
- * byte as it is: 2 goes out as 2, and a reader takes it for 0. */
+/* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the
+ * cursor. The source of a fixed kind must have at least the value's width; that width is the result.
+ * sxdr_write_bool_safe sends the byte as it is: 2 goes out as 2, and a reader takes it for 0. */
 QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                  uint32_t *cursor);
 QUILL_API int sxdr_write_u16_safe(const uint16_t *source, uint32_t source_size, void *message, uint32_t message_size,
@@ -75,8 +75,8 @@ QUILL_API int sxdr_write_long_hex_safe(const void *source, uint32_t length, void
                                        uint32_t *cursor);
 
 /* --- Readers. They take the message, its length in bytes, the cursor, the destination, and its capacity in bytes. The
- * capacity must be at least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the tag.
- * sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
+ * capacity must be at least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the
+ * tag. sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
 QUILL_API int sxdr_read_u8_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
                                 uint32_t capacity);
 QUILL_API int sxdr_read_u16_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint16_t *out,

@@ -1,9 +1,10 @@
 /* quill/syslog.h: the system's log client, which takes the place of the C library's.
  *
- * openlog, syslog, vsyslog, closelog and setlogmask have the C library's names and arguments (POSIX.1-2017, <syslog.h>),
- * so a program includes <syslog.h> and calls them as always: linking with libquill is enough, and a program that was
- * linked without it gets the same client with LD_PRELOAD=libquill.so.1. A program compiled with _FORTIFY_SOURCE arrives
- * here as well. This header may be included besides, before or after; the LOG_ names come from <syslog.h>.
+ * openlog, syslog, vsyslog, closelog and setlogmask have the C library's names and arguments (POSIX.1-2017,
+ * <syslog.h>), so a program includes <syslog.h> and calls them as always: linking with libquill is enough, and a
+ * program that was linked without it gets the same client with LD_PRELOAD=libquill.so.1. A program compiled with
+ * _FORTIFY_SOURCE arrives here as well. This header may be included besides, before or after; the LOG_ names come from
+ * <syslog.h>.
  *
  *     openlog("placementd", LOG_PID, 0);
  *     syslog(LOG_WARNING, "no VLAN left for %s: %m", station);
@@ -14,15 +15,15 @@
  *                 for; the facility given to openlog or with a priority wins, but LOG_KERN, being 0, cannot be given.
  *     mesh point  When /tmp/mesh_role holds 1, messages that the daemon's queue has no room for are dropped, silently,
  *                 so that a mesh point never waits for its log. The file is read once, before the first connection; as
- *                 long as it exists without a number in its first 255 bytes, each openlog and each new connection read it
- *                 again. Anything but a regular file counts as none (docs/trust.md).
+ *                 long as it exists without a number in its first 255 bytes, each openlog and each new connection read
+ *                 it again. Anything but a regular file counts as none (docs/trust.md).
  *                 Elsewhere a message waits until the daemon takes it.
  *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is marked with
  *                 "[truncated] " at its start and cut. An identity of 960 characters or more is replaced by
  *                 "<BUFFER OVERRUN ATTEMPT>".
- *     SIGPIPE     While a message is sent, the whole process has a handler of the library's for this signal: a broken pipe
- *                 of another thread's then closes the log's connection and does not reach the program. After the call
- *                 the program's own action is back in place; a broken connection to the daemon never runs it.
+ *     SIGPIPE     While a message is sent, the whole process has a handler of the library's for this signal: a broken
+ *                 pipe of another thread's then closes the log's connection and does not reach the program. After the
+ *                 call the program's own action is back in place; a broken connection to the daemon never runs it.
  *
  * The record, which goes to /dev/log in one datagram, or down a stream when the daemon has opened one (RFC 3164,
  * section 4.1, as local daemons expect it), is
@@ -64,8 +65,8 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
  *
  *     LOG_PID     add the process id
  *     LOG_CONS    write a message that cannot be sent to /dev/console
- *     LOG_NDELAY  connect now, not with the first message; where no daemon is there yet, the first message is lost, even
- *                 if there is one by then
+ *     LOG_NDELAY  connect now, not with the first message; where no daemon is there yet, the first message is lost,
+ *                 even if there is one by then
  *     LOG_PERROR  also write each message to standard error, from the identity on
  *
  * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and what is no facility, leaves it.

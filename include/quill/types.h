@@ -55,8 +55,8 @@
 /* QUILL_API marks what the shared object exports; everything else in it is hidden. */
 #define QUILL_API __attribute__((visibility("default")))
 
-/* QUILL_THROWS_NOTHING marks functions that the C library declares as well: it promises C++ that they throw nothing, and
- * a second declaration has to say the same. */
+/* QUILL_THROWS_NOTHING marks functions that the C library declares as well: it promises C++ that they throw nothing,
+ * and a second declaration has to say the same. */
 #if defined(__cplusplus) && defined(__THROW)
 #define QUILL_THROWS_NOTHING __THROW
 #else
@@ -79,7 +79,8 @@ typedef struct ip_af_addr {
     uint8_t addr[16]; /* transmission order; IPv4 occupies the first 4 bytes and the other 12 must be zero */
 } ip_af_addr;
 
-/* When the walk of a binary tree visits a node. The numbers are those of the C library's VISIT type (POSIX, search.h). */
+/* When the walk of a binary tree visits a node. The numbers are those of the C library's VISIT type (POSIX, search.h).
+ */
 enum {
     QUILL_PREORDER = 0,  /* before the left subtree */
     QUILL_POSTORDER = 1, /* between the subtrees: in ascending order */

@@ -97,8 +97,8 @@ QUILL_API int vmap_validate_string(const char *text);
 QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 
 /* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h: a bool 1 and the range text when that str element
- * is shorter than 640 bytes, else a bool 0 and the 128 words as u32 elements (643 bytes), also when there is no memory for
- * the text. Returns the bytes written, at most what vmap_sxdr_size tells beforehand. */
+ * is shorter than 640 bytes, else a bool 0 and the 128 words as u32 elements (643 bytes), also when there is no memory
+ * for the text. Returns the bytes written, at most what vmap_sxdr_size tells beforehand. */
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
 /* vmap_sxdr_read replaces the bits of map (not shared) by those of a message in which the elements are known to be

@@ -21,9 +21,9 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
-// The caller's log function, and the operation that speaks. A call puts together "function (vlan_alloc:line): text" and gives
-// what the caller's function returned, or otherwise when there is none. The lines are part of the messages: support
-// staff search logs for them.
+// The caller's log function, and the operation that speaks. A call puts together "function (vlan_alloc:line): text" and
+// gives what the caller's function returned, or otherwise when there is none. The lines are part of the messages:
+// support staff search logs for them.
 class Log {
 public:
     Log(vlan_alloc_log sink, const char *function) : sink_(sink), function_(function) {}

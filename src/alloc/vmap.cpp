@@ -78,8 +78,8 @@ void for_each_run(const uint32_t *words, uint32_t flip, Visit visit) {
     }
 }
 
-// Changes each word to combined(word, other): four at a time, in registers of that size where the machine has them. All of
-// both is read before anything is written, and so a compiler need not ask whether they overlap. A turn takes a cache
+// Changes each word to combined(word, other): four at a time, in registers of that size where the machine has them. All
+// of both is read before anything is written, and so a compiler need not ask whether they overlap. A turn takes a cache
 // line, as a processor foresees the end of so few turns; builds for size ignore that.
 template <typename Combine>
 void combine(uint32_t *words, const uint32_t *others, Combine combined) {

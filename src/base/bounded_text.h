@@ -10,8 +10,8 @@
 
 namespace quill {
 
-// Both keep a NUL at the end, cut what does not fit, write nothing when size is 0, and return the length that they tried
-// to make. The texts must not overlap.
+// Both keep a NUL at the end, cut what does not fit, write nothing when size is 0, and return the length that they
+// tried to make. The texts must not overlap.
 inline size_t append(char *out, size_t size, const char *text) {
     const size_t used = strnlen(out, size), length = strlen(text);
     if (used < size) {

@@ -16,8 +16,8 @@ struct Contract {
 [[noreturn, gnu::cold]] void contract_violation(const char *expression, const char *source, unsigned line,
                                                 const char *function);
 
-// For a function whose name is known at the call alone. Not by way of a Contract: one that is no constant is laid out in
-// memory at every call, kept or not.
+// For a function whose name is known at the call alone. Not by way of a Contract: one that is no constant is laid out
+// in memory at every call, kept or not.
 inline void require(bool holds, const char *expression, const char *source, unsigned line, const char *function) {
     if (!holds) [[unlikely]]
         contract_violation(expression, source, line, function);

@@ -9,7 +9,8 @@
 
 namespace quill {
 
-// Closes its descriptor when it goes, and leaves errno as it was: what went wrong before is what a caller wants to know.
+// Closes its descriptor when it goes, and leaves errno as it was: what went wrong before is what a caller wants to
+// know.
 class [[nodiscard]] Descriptor {
 public:
     Descriptor() = default;
@@ -47,8 +48,8 @@ private:
     int fd_ = -1;
 };
 
-// Moves a new descriptor away from the standard ones. A program may have closed these, and what it or the library prints
-// must not go into a file that happened to get their number.
+// Moves a new descriptor away from the standard ones. A program may have closed these, and what it or the library
+// prints must not go into a file that happened to get their number.
 inline int clear_of_standard_descriptors(int fd) {
     if (fd > STDERR_FILENO || fd == -1) return fd;
     Descriptor low(fd);

@@ -48,7 +48,7 @@ inline constexpr char kSignedData[] = "/quill/reg_table/tempdata.bin";
 inline constexpr char kAuthorities[] = "/quill/reg_table/tempRootCert.pem";
 inline constexpr char kCheckOutput[] = "/quill/reg_table/tempOutput.bin";  // before that, an authority's certificate
 inline constexpr char kUnpacked[] = "/quill/reg_table/tempdecompressedfiled.bin";
-inline constexpr char kDecrypted[] = "/quill/reg_table/tempdecryptedfile.gz";  // of days when tables were encrypted; now the lock
+inline constexpr char kDecrypted[] = "/quill/reg_table/tempdecryptedfile.gz";  // the lock
 
 // USB storage: one directory a mounted partition.
 inline constexpr char kUsb[] = "/mnt/usbdisk";

@@ -42,7 +42,8 @@ inline int int_of(const char *text) {
 enum class FileNumber { kNoFile, kNoNumber, kRead };
 
 // Fills the buffer from the file's start, as far as there is content, and puts a NUL behind it, in the last byte at the
-// furthest. Returns how much was read; -1 with errno when the first read fails. A later one that fails ends the content.
+// furthest. Returns how much was read; -1 with errno when the first read fails. A later one that fails ends the
+// content.
 inline ssize_t read_start(int fd, std::span<char> buffer) {
     size_t length = 0;
     while (length < buffer.size() - 1) {
@@ -55,8 +56,8 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     return static_cast<ssize_t>(length);
 }
 
-// Reads the number at the start of a file; *number is only written if there is one. White space before it is skipped, but
-// no more than fits in the buffer: a file of blanks must not hold up its reader.
+// Reads the number at the start of a file; *number is only written if there is one. White space before it is skipped,
+// but no more than fits in the buffer: a file of blanks must not hold up its reader.
 [[nodiscard]] inline FileNumber read_number(const Descriptor &file, int *number) {
     char text[256];
     if (!file) return FileNumber::kNoFile;

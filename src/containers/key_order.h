@@ -1,5 +1,5 @@
-// The orders of keys behind the comparisons of the AVL trees, as function objects: each has a type of its own, so that a
-// search can be compiled for it. Only the sign of a result counts.
+// The orders of keys behind the comparisons of the AVL trees, as function objects: each has a type of its own, so that
+// a search can be compiled for it. Only the sign of a result counts.
 #pragma once
 
 #include <quill/types.h>

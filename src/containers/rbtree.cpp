@@ -197,8 +197,8 @@ void *rbsearch(const void *key, rb_tree *tree) {
     if (d.last == kNull) {
         tree->root = node;
     } else {
-        // Programs see this second comparison with the last key. One that answers otherwise now than in the descent must
-        // not cut off the subtree on that side.
+        // Programs see this second comparison with the last key. One that answers otherwise now than in the descent
+        // must not cut off the subtree on that side.
         const int side = tree->compare(key, d.last->key, tree->config) < 0 ? kLeft : kRight;
         child(*d.last, child(*d.last, side) == kNull ? side : !side) = node;
     }

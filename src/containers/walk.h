@@ -46,9 +46,10 @@ private:
     size_t capacity_ = 64;
 };
 
-// Calls visit(node, QUILL_…, depth) for the tree under root; none stands for a child that is not there. A node waits for
-// three visits, with its left and its right subtree between them. Back is a way back such as Path, with push(node) before
-// a child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by recursion.
+// Calls visit(node, QUILL_…, depth) for the tree under root; none stands for a child that is not there. A node waits
+// for three visits, with its left and its right subtree between them. Back is a way back such as Path, with push(node)
+// before a child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by
+// recursion.
 template <typename Back, typename Node, typename Visit>
 void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
     Back back;

@@ -4,7 +4,8 @@
 //                        [1] ──▶ null
 //                        [2] ──▶ element ──▶ null                  collisions[2] = 0, collisions[0] = 1
 //
-// A key is a class small enough for registers, passed by value, with five members (see WordKey in hash.cpp for the simplest):
+// A key is a class small enough for registers, passed by value, with five members (see WordKey in hash.cpp for the
+// simplest):
 //
 //     uint32_t hash(const sHash &) const;                    the bucket is this modulo the bucket count
 //     bool matches(const sHash &, const sHashElem &) const;

@@ -67,9 +67,9 @@ bool store_id(int id) {
     return true;
 }
 
-// 1 if there is an id, 0 if it has just been made. As with what follows, nothing if the file cannot be opened: the process
-// then ends, but not before it has given the semaphore back. Another user could plant what is refused, and would stop all
-// processes that take the semaphore.
+// 1 if there is an id, 0 if it has just been made. As with what follows, nothing if the file cannot be opened: the
+// process then ends, but not before it has given the semaphore back. Another user could plant what is refused, and
+// would stop all processes that take the semaphore.
 std::optional<int> check_or_create_id() {
     if (exists(paths::kControllerId)) return 1;
     return store_id(0) ? std::optional(0) : std::nullopt;

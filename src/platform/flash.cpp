@@ -154,8 +154,8 @@ public:
     // Makes a history of what the file holds.
     void adopt() const {
         uint32_t capacity = word(kCapacity).load();
-        // A file that another process has just made is all zeros, and may have a record in a moment: it is not cleared. The
-        // capacity is replaced last, so that a process that is killed here leaves no history of foreign records.
+        // A file that another process has just made is all zeros, and may have a record in a moment: it is not cleared.
+        // The capacity is replaced last, so that a process that is killed here leaves no history of foreign records.
         if (capacity != 0 && capacity != quill::big_endian(kRecords)) memset(bytes_ + kNext, 0, kHistorySize - kNext);
         word(kCapacity).store(quill::big_endian(kRecords));
     }
@@ -215,8 +215,8 @@ bool is_safe_to_map(const struct stat &file) {
     return own && !(file.st_mode & (S_IWGRP | S_IWOTH));
 }
 
-// Sizes the file and allocates its memory; false if that fails. Without the memory, a write to the mapping on a full /tmp
-// would end the process.
+// Sizes the file and allocates its memory; false if that fails. Without the memory, a write to the mapping on a full
+// /tmp would end the process.
 bool make_room(int file) {
     struct stat found;
     if (fstat(file, &found) != 0 || !is_safe_to_map(found)) return false;

@@ -24,8 +24,8 @@
 //                    close in that thread's name. Callers hold it off.
 //     errno          The child's calls set the caller's. It is put back.
 //
-// Where vfork is a fork after all (under qemu-user, with ThreadSanitizer) everything holds as well, as nothing is handed
-// back through the shared memory: what goes wrong in the child, its exit code tells.
+// Where vfork is a fork after all (under qemu-user, with ThreadSanitizer) everything holds as well, as nothing is
+// handed back through the shared memory: what goes wrong in the child, its exit code tells.
 
 namespace {
 

@@ -90,8 +90,8 @@ void run_directly(const void *argument) {
 // --- the worker of a detached command, in which only what is async-signal-safe may be called: it is forked from a
 // process that may have had other threads, and the locks of these are as they were at that moment
 
-// The worker outlives the signals of a terminal, as system() does. A handler, unlike an ignored signal, is not handed on
-// to the command.
+// The worker outlives the signals of a terminal, as system() does. A handler, unlike an ignored signal, is not handed
+// on to the command.
 void outlive(int signal) {
     struct sigaction action;
     if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
@@ -148,7 +148,8 @@ int execute_command(const char *command) {
     int child;
     FILE *const output = quill_popen_thr(command, "r", &child);
     if (!output) return 0;
-    // Closed unread, on purpose: the command is not to wait for a reader, and who writes to it nevertheless has SIGPIPE.
+    // Closed unread, on purpose: the command is not to wait for a reader, and who writes to it nevertheless has
+    // SIGPIPE.
     (void)quill_pclose_thr(output, child);
     return 1;
 }

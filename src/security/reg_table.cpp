@@ -38,8 +38,8 @@
 //     openssl verify: certificate, authorities        "...tempCert.pem: OK"
 //     openssl dgst:   public key, bytes, signed data  "Verified OK"
 //
-// Whether a command has done its work is seen in its output file alone, never in its exit status. So every output file is
-// made, empty, before its command is run: nothing that an interrupted run has left can stand for the result.
+// Whether a command has done its work is seen in its output file alone, never in its exit status. So every output file
+// is made, empty, before its command is run: nothing that an interrupted run has left can stand for the result.
 
 using quill::Descriptor;
 using quill::NoCancellation;
@@ -71,8 +71,9 @@ void remove_all(Files files) {
     for (const char *file : files) unlink(file);
 }
 
-// The temporary files are one process's at a time, or the answer of a command would be taken for another one's. The lock
-// is on a file with a name that nothing else uses, which is there as long as the turn lasts. At its end, the files go.
+// The temporary files are one process's at a time, or the answer of a command would be taken for another one's. The
+// lock is on a file with a name that nothing else uses, which is there as long as the turn lasts. At its end, the files
+// go.
 class [[nodiscard]] Turn {
 public:
     explicit Turn(Files files) : files_(files) {}
@@ -155,8 +156,8 @@ Text read_text(const char *path) {
 
 // --- commands
 
-// No command may wait for a person: its input is empty and, where the machine has setsid, it has no terminal. openssl adds
-// the machine's authorities, of the whole Internet, to those of -CAfile unless it is kept from that.
+// No command may wait for a person: its input is empty and, where the machine has setsid, it has no terminal. openssl
+// adds the machine's authorities, of the whole Internet, to those of -CAfile unless it is kept from that.
 constexpr char kAlone[] = "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null </dev/null $(command -v setsid) ";
 
 bool run(const CommandLine &line) {
@@ -256,8 +257,8 @@ int write_signed_data() {
     const Text version = table ? read_text(paths::kTableVersion) : Text();
     string_view lines = table ? table.get() : "";
     const string_view last_line = version ? version.get() : "";
-    // The byte that is not signed must be the newline, or a forger could choose it. Without a version, callers would take
-    // that of the file before for this one's.
+    // The byte that is not signed must be the newline, or a forger could choose it. Without a version, callers would
+    // take that of the file before for this one's.
     if (!lines.ends_with('\n') || last_line.empty()) {
         return say(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
     }

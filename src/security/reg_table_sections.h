@@ -35,8 +35,8 @@ inline const RegTableMarker *reg_table_marker(std::string_view line) {
     return nullptr;
 }
 
-// Gives every line to take(section, line), once for each section that it stands in. What reads the version sees the very
-// lines that are signed: a line that only one of the two took for content would let a version be forged.
+// Gives every line to take(section, line), once for each section that it stands in. What reads the version sees the
+// very lines that are signed: a line that only one of the two took for content would let a version be forged.
 template <typename Take>
 void read_reg_table(FILE *file, Take take) {
     char buffer[399];

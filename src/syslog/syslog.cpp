@@ -78,8 +78,8 @@ constinit std::atomic<int> level_mask = kEveryLevel;
 // The broken-pipe handler came in a thread that did not hold the lock; who holds it, or takes it next, closes for it.
 constinit std::atomic<bool> close_wanted = false;
 
-// Whether the descriptor is our socket. A program that closes all descriptors, as daemons do, closes it as well, and may
-// then have a socket of its own with that number.
+// Whether the descriptor is our socket. A program that closes all descriptors, as daemons do, closes it as well, and
+// may then have a socket of its own with that number.
 bool is_ours(int fd) {
     struct stat found;
     return fstat(fd, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_ino == state.socket_inode;

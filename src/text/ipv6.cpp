@@ -64,8 +64,8 @@ char *write_group(char *to, uint16_t group) {
 
 // --- from text
 
-// Reads the digits of a group and steps over them; -1 when they are too many. Zeros before a group's first other digit do
-// not count, however many there are.
+// Reads the digits of a group and steps over them; -1 when they are too many. Zeros before a group's first other digit
+// do not count, however many there are.
 int read_group(const char *&text) {
     int group = 0;
     for (int digit; (digit = hex_value(*text)) >= 0; text++) {
@@ -139,8 +139,8 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
     return to;
 }
 
-// C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses end
-// as IPv4 addresses do. There, and only there, this machine's is asked.
+// C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses
+// end as IPv4 addresses do. There, and only there, this machine's is asked.
 char *quill::write_ipv6(std::span<char> to, const uint8_t *address) {
     uint16_t groups[kGroups] = {};
     const uint8_t *at = address;

@@ -138,8 +138,8 @@ uint32_t shown_tenths(uint32_t tenths) {
 
 // --- text in
 
-// Reads a number as the C library's "%d" does, and moves text behind it: spaces, a sign, digits. Of a number of any size
-// the low 32 bits are stored. False when there is no digit.
+// Reads a number as the C library's "%d" does, and moves text behind it: spaces, a sign, digits. Of a number of any
+// size the low 32 bits are stored. False when there is no digit.
 bool read_number(const char *&text, uint32_t &number) {
     const char *at = text;
     while (quill::is_space(*at)) at++;

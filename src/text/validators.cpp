@@ -11,8 +11,8 @@
 
 // How it works
 //
-// The characters that a rule allows or refuses are a ByteSet, a bitmap that the compiler fills: one look-up a character,
-// and no locale. A rule of the form "these characters only" is a set and all_in().
+// The characters that a rule allows or refuses are a ByteSet, a bitmap that the compiler fills: one look-up a
+// character, and no locale. A rule of the form "these characters only" is a set and all_in().
 
 namespace {
 

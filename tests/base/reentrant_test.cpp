@@ -1,5 +1,5 @@
-// What the headers call reentrant, on several threads at once, each with its own data: it must give what one thread alone
-// gets. ThreadSanitizer looks for memory that they share all the same.
+// What the headers call reentrant, on several threads at once, each with its own data: it must give what one thread
+// alone gets. ThreadSanitizer looks for memory that they share all the same.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 #include <string.h>

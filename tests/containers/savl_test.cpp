@@ -69,7 +69,8 @@ TEST(Savl, ComparisonsOfNumbersGiveTheirExactResults) {
     const uint32_t small = 3, great = 0xfffffff0u;
     EXPECT_EQ(savl_u32_compare(&small, &great), -1);
     EXPECT_EQ(savl_u32_compare(&great, &small), 1);
-    // The difference of the first four bytes, or else of the last, wraps: what lies far apart sorts the other way round.
+    // The difference of the first four bytes, or else of the last, wraps: what lies far apart sorts the other way
+    // round.
     struct {
         uint8_t a[8], b[8];
         int difference;

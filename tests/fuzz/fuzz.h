@@ -60,8 +60,8 @@ private:
     std::span<const uint8_t> left_;
 };
 
-// The digits of the longest number in a text. The C library's scanner, the model of several targets, reads nine exactly:
-// what no int holds is undefined there.
+// The digits of the longest number in a text. The C library's scanner, the model of several targets, reads nine
+// exactly: what no int holds is undefined there.
 inline size_t longest_number(const std::string &text) {
     size_t digits = 0, most = 0;
     for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);

@@ -1,4 +1,5 @@
-// Readers of IPv6 texts, prefixes and digits, against the C library's, which one of them hands on, and their own way back.
+// Readers of IPv6 texts, prefixes and digits, against the C library's, which one of them hands on, and their own way
+// back.
 #include <arpa/inet.h>
 #include <quill/ipv6.h>
 

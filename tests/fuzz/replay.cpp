@@ -1,5 +1,5 @@
-// replay FOLDER: gives a target an empty input, every file of its corpus in order of names, and then inputs derived from
-// these, the same on every machine. Each is told before it is tried, so the last one told is the one that failed.
+// replay FOLDER: gives a target an empty input, every file of its corpus in order of names, and then inputs derived
+// from these, the same on every machine. Each is told before it is tried, so the last one told is the one that failed.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>

@@ -16,7 +16,8 @@ using quill::test::open_descriptors;
 using quill::test::read_file;
 using quill::test::write_file;
 
-// The tools of the device: each says, on both of its outputs, what it was run as. cat shows files of the device for real.
+// The tools of the device: each says, on both of its outputs, what it was run as. cat shows files of the device for
+// real.
 class MachineInfo : public testing::Test {
 protected:
     void SetUp() override {

@@ -1,6 +1,6 @@
-// Every function that opens or allocates something, also inside the C library, with room for no more descriptor, for one
-// more, and so on, and with its first allocation failing, its second, and so on: it says that it could not, or does all of
-// it; leaves nothing open, allocated or half done; and succeeds once there is room.
+// Every function that opens or allocates something, also inside the C library, with room for no more descriptor, for
+// one more, and so on, and with its first allocation failing, its second, and so on: it says that it could not, or does
+// all of it; leaves nothing open, allocated or half done; and succeeds once there is room.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 #include <string.h>

@@ -271,7 +271,8 @@ TEST_F(RegTable, NothingAlteredIsAccepted) {
     EXPECT_FALSE(is_accepted(signed_.certificate + section("SIGNATURE", signed_.signature) +
                              section("VERSION", signed_.version) + "-----BEGIN FILE-----\n" +
                              signed_.table.substr(0, signed_.table.size() - 1) + "9"));
-    // The border between table and version is not signed. Wherever it is, both hold what was signed, and neither is empty.
+    // The border between table and version is not signed. Wherever it is, both hold what was signed, and neither is
+    // empty.
     const string data = signed_.table.substr(0, signed_.table.size() - 1) + signed_.version;
     for (size_t border = 0; border <= data.size(); border++) {
         const Signed file = {signed_.certificate, signed_.signature, data.substr(0, border) + "\n",

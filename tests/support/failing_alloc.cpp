@@ -26,8 +26,8 @@ bool granted() {
 
 }  // namespace
 
-// Where the program replaces the C library's functions, its own callers are met too (the dynamic loader sends all to the
-// program); otherwise the linker turns calls of malloc into calls of __wrap_malloc, and __real_malloc into malloc.
+// Where the program replaces the C library's functions, its own callers are met too (the dynamic loader sends all to
+// the program); otherwise the linker turns calls of malloc into calls of __wrap_malloc, and __real_malloc into malloc.
 #ifdef QUILL_REPLACE_MALLOC
 #define OURS(function) function
 #define THE_C_LIBRARYS(function) __libc_##function
@@ -36,8 +36,8 @@ bool granted() {
 #define THE_C_LIBRARYS(function) __real_##function
 #endif
 
-// All goes through malloc, so that a C library linked statically, whose calloc and strdup call the wrapped malloc, counts
-// nothing twice.
+// All goes through malloc, so that a C library linked statically, whose calloc and strdup call the wrapped malloc,
+// counts nothing twice.
 extern "C" {
 
 void *THE_C_LIBRARYS(malloc)(size_t size);

@@ -1,5 +1,5 @@
-// A locale in which a decimal comma stands for the point and bytes above 127 are letters, made for the test and taken by
-// the process while the object lives.
+// A locale in which a decimal comma stands for the point and bytes above 127 are letters, made for the test and taken
+// by the process while the object lives.
 #pragma once
 
 #include <locale.h>

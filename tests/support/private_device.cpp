@@ -50,8 +50,8 @@ void own_namespace(Steps &steps) {
     write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// In a chroot, "/" is no mount point, and what its mount passes on to others cannot be changed there. The way out is the
-// well-known one: with the root below the working directory, ".." leads up to the real root.
+// In a chroot, "/" is no mount point, and what its mount passes on to others cannot be changed there. The way out is
+// the well-known one: with the root below the working directory, ".." leads up to the real root.
 void keep_mounts_private(Steps &steps) {
     constexpr unsigned long kPrivate = MS_REC | MS_PRIVATE;
     if (mount("none", "/", nullptr, kPrivate, nullptr) == 0) return;
@@ -108,8 +108,8 @@ void make_tmp(Steps &steps, const std::string &root, const std::string &cwd) {
 
 }  // namespace
 
-// A root file system of the device's own is put together beside the machine's and takes its place: so it can have folders
-// that the machine has not, and nothing of them is left when the last process in it has gone.
+// A root file system of the device's own is put together beside the machine's and takes its place: so it can have
+// folders that the machine has not, and nothing of them is left when the last process in it has gone.
 std::string enter_private_device() {
     Steps steps;
     char cwd[4096] = "", root[] = "/tmp/quill-device-XXXXXX";

@@ -1,5 +1,5 @@
-// run_in_private_device [--proc] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own as well. Exits
-// with 77, which CTest counts as skipped, where the machine allows no private device.
+// run_in_private_device [--proc] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own as well.
+// Exits with 77, which CTest counts as skipped, where the machine allows no private device.
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>

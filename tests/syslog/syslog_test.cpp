@@ -232,8 +232,8 @@ TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
             EXPECT_EQ(without_time(record), "<427>syslog: [truncated] " + text.substr(0, 1022 - header - 12) + "$");
         }
     }
-    // What printf refuses after some text, of which it may leave something: a width that it cannot count, an argument that
-    // has no text.
+    // What printf refuses after some text, of which it may leave something: a width that it cannot count, an argument
+    // that has no text.
     setlocale(LC_ALL, "C");
     const auto expect_refused = [&](const char *format, auto argument) {
         log_unchecked(format, argument);

@@ -19,7 +19,8 @@ const char *end_of_colour_of_errors();
 // The bytes of the UTF-8 character (RFC 3629) that a text begins with; 0 when it begins with none.
 size_t utf8_length(std::string_view text);
 bool is_utf8(std::string_view text);
-// Whether it begins with a control character, the C1 ones included, which in UTF-8 have two bytes: some terminals obey them.
+// Whether it begins with a control character, the C1 ones included, which in UTF-8 have two bytes: some terminals obey
+// them.
 bool is_control(std::string_view text);
 
 // With control characters and what is no UTF-8 as \n, \xff and so on; between quotes, also the quote and backslashes.

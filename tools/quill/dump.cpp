@@ -1,5 +1,5 @@
-// quill dump: the library writes the dump in a process of its own, and this one tells how far it has come. A section is a
-// command that the dump runs: its end is told by the signal that a parent gets, its name by what runs meanwhile.
+// quill dump: the library writes the dump in a process of its own, and this one tells how far it has come. A section is
+// a command that the dump runs: its end is told by the signal that a parent gets, its name by what runs meanwhile.
 #include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>

@@ -110,7 +110,8 @@ const char *address_text(const Element &element, char (&buffer)[QUILL_IP_STR_SIZ
     }
 }
 
-// Bytes that a value does not show: a sign that is neither 0 nor 1 or belongs to a number that no int32_t holds, and filler.
+// Bytes that a value does not show: a sign that is neither 0 nor 1 or belongs to a number that no int32_t holds, and
+// filler.
 bool hides_bytes(const Element &element) {
     const uint8_t *raw = element.raw.data();
     if (element.kind == kIpAf) return raw[3] != 0 || raw[4] != 0;

@@ -205,8 +205,8 @@ bool parse_bytes(std::string_view text, Bytes &out) {
     return true;
 }
 
-// Of the definition of an array, what stands in its braces. A brace in a dump's column of text comes after a colon, a bar
-// or a quote.
+// Of the definition of an array, what stands in its braces. A brace in a dump's column of text comes after a colon, a
+// bar or a quote.
 std::string_view of_array(std::string_view text) {
     const size_t brace = text.find_first_of("{:|\"");
     if (brace == std::string_view::npos || text[brace] != '{') return text;

@@ -60,12 +60,13 @@ const char *name_of_input(const char *path);
 // The operand, or without one a line of standard input without its end.
 Bytes read_text(std::span<char *> operands);
 
-// The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that names no file may be the
-// digits. The program ends when it cannot be read, or is no such text.
+// The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that names no file may be
+// the digits. The program ends when it cannot be read, or is no such text.
 Bytes read_dump(const char *path);
 
-// Bytes as tools print them: plain digits, xxd, xxd -i and C arrays, hexdump -C, od -tx1, tcpdump -x and -X, strace -x, gdb's
-// x/xb. Offsets must go on from line to line: they are told from bytes by that. False with the place of the fault.
+// Bytes as tools print them: plain digits, xxd, xxd -i and C arrays, hexdump -C, od -tx1, tcpdump -x and -X, strace -x,
+// gdb's x/xb. Offsets must go on from line to line: they are told from bytes by that. False with the place of the
+// fault.
 bool parse_dump(std::string_view text, Bytes &out, size_t &fault);
 
 // Bytes written as hexadecimal digits, two a byte, with blanks, colons and line ends between the bytes where they like.

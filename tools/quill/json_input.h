@@ -14,8 +14,8 @@ class JsonInput {
 public:
     JsonInput(std::string_view text, const char *name) : text_(text), left_(text), name_(name) {}
 
-    // The member of that name in the document, which is an object: goes to the first of the objects in its array. False if
-    // the array is empty.
+    // The member of that name in the document, which is an object: goes to the first of the objects in its array. False
+    // if the array is empty.
     bool enter(std::string_view array);
     // The next member of the object that the reader is in; false at its end.
     bool next_member();
