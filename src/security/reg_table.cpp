@@ -91,7 +91,7 @@ public:
             lock_ = quill::open_fixed(paths::kDecrypted, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR);
             if (!lock_) return remove_trap(), false;
             while (flock(lock_.get(), LOCK_EX) != 0)
-                if (errno != EINTR) return false;
+                if (errno != EINTR) return lock_.reset(), false;
             if (is_in_place()) return true;  // else the turn before has removed it meanwhile
         }
     }
