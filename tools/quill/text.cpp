@@ -6,9 +6,11 @@
 #include <quill/scramble.h>
 #include <quill/types.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <span>
+#include <string_view>
 
 #include "command.h"
 #include "console.h"
