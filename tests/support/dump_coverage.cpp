@@ -1,6 +1,21 @@
 // For measuring coverage: what a child has run counts also when it ends without the exit handlers of the C library, by
 // which the compiler's counters are saved. Linked with --wrap for these ends.
+#include <pthread.h>
 #include <stdlib.h>
+#include <unistd.h>
+
+namespace {
+
+// A child of vfork counts in its parent's memory. If it saved the counters, it would allocate there, and the parent
+// would later save nothing, as these counters are marked as saved. vfork does not run the handlers of a fork.
+pid_t owner_of_counters = 0;
+
+[[gnu::constructor]] void own_counters() {
+    owner_of_counters = getpid();
+    pthread_atfork(nullptr, nullptr, [] { owner_of_counters = getpid(); });
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -8,7 +23,7 @@ extern "C" {
 
 [[noreturn]] void __real__exit(int status);
 [[noreturn]] void __wrap__exit(int status) {
-    __gcov_dump();
+    if (getpid() == owner_of_counters) __gcov_dump();
     __real__exit(status);
 }
 
