@@ -29,8 +29,6 @@ constexpr uint32_t kEndId = VMAP_LAST_ID + 1;
 // On the wire, a str element of at most this size carries the text; anything longer goes as words, which take just as
 // much room as the smallest str element that does not.
 constexpr uint32_t kLongestStrElement = 639;
-constexpr uint32_t kBoolSize = 3;
-constexpr uint32_t kWordsSize = VMAP_WORDS * 5;
 
 // --- bits
 
@@ -173,10 +171,17 @@ int modify(vmap **map, Change change) {
     return 1;
 }
 
+uint32_t words_size() { return VMAP_WORDS * sxdr_size_u32(); }
+
+uint32_t write_words(const uint32_t *words, uint8_t *buffer) {
+    for (uint32_t i = 0; i < VMAP_WORDS; i++) buffer += sxdr_write_u32(words[i], buffer);
+    return words_size();
+}
+
 uint32_t read_words(uint32_t *words, const uint8_t *source) {
     for (uint32_t i = 0; i < VMAP_WORDS; i++, source += sxdr_size_u32())
         if (!sxdr_read_u32(&words[i], source)) return 0;
-    return kWordsSize;
+    return words_size();
 }
 
 uint32_t read_text(uint32_t *words, const uint8_t *source) {
@@ -295,30 +300,27 @@ const char *vmap_to_range_str(const vmap *map, int invert) {
 // --- messages
 
 uint32_t vmap_sxdr_write(vmap *map, void *buffer) {
-    auto *at = static_cast<uint8_t *>(buffer);
+    auto *const at = static_cast<uint8_t *>(buffer);
     const char *text = vmap_to_string(map);
-    if (text && sxdr_size_str(text) <= kLongestStrElement) {
-        at += sxdr_write_bool(1, at);
-        return kBoolSize + sxdr_write_str(text, at);
-    }
-    at += sxdr_write_bool(0, at);
-    for (const uint32_t word : map->words) at += sxdr_write_u32(word, at);
-    return kBoolSize + kWordsSize;
+    const bool as_text = text && sxdr_size_str(text) <= kLongestStrElement;
+    const uint32_t size = sxdr_write_bool(as_text, at);
+    return size + (as_text ? sxdr_write_str(text, at + size) : write_words(map->words, at + size));
 }
 
 uint32_t vmap_sxdr_read(vmap *map, const void *buffer) {
-    auto *at = static_cast<const uint8_t *>(buffer);
+    auto *const at = static_cast<const uint8_t *>(buffer);
     uint8_t as_text;
-    if (!sxdr_read_bool(&as_text, at)) return 0;
+    const uint32_t size = sxdr_read_bool(&as_text, at);
+    if (size == 0) return 0;
     vmap_clear_string(map);
-    const uint32_t consumed = as_text ? read_text(map->words, at + kBoolSize) : read_words(map->words, at + kBoolSize);
-    return consumed ? kBoolSize + consumed : 0;
+    const uint32_t consumed = as_text ? read_text(map->words, at + size) : read_words(map->words, at + size);
+    return consumed ? size + consumed : 0;
 }
 
 uint32_t vmap_sxdr_size(vmap *map) {
     const char *text = vmap_to_string(map);
-    const uint32_t size = text ? sxdr_size_str(text) : kWordsSize;
-    return kBoolSize + (size <= kLongestStrElement ? size : kWordsSize);
+    const uint32_t size = text ? sxdr_size_str(text) : words_size();
+    return sxdr_size_bool(1) + (size <= kLongestStrElement ? size : words_size());
 }
 
 // --- queries

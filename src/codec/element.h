@@ -6,10 +6,10 @@
 #include <stddef.h>
 #include <string.h>
 
-#include <array>
+#include <type_traits>
 
-#include "base/copy.h"
 #include "base/endian.h"
+#include "codec/copy.h"
 
 namespace quill::element {
 
@@ -36,138 +36,124 @@ inline bool has_tag(const uint8_t *at, Tag tag) { return *at == static_cast<uint
 
 // --- Fixed kinds. Each has
 //
-//     Value                      what a program holds
-//     kSize                      bytes of the element, tag included
-//     matches(at)                whether the tags of such an element stand there, looked at from left to right
-//     put(at, value)             writes the element
-//     get(at)                    the value of an element that matches
-//
-// or, instead of the last two, put_from() and get_into(), which the functions of these names below make for the others.
+//     kWidth             bytes of the value that a program holds, at any alignment
+//     kSize              bytes of the element, tag included
+//     matches(at)        whether the tags of such an element stand there, looked at from left to right
+//     put(at, value)     writes the element
+//     get(at, out)       stores the value of an element that matches
 
 template <Tag kTag, typename Number>
 struct NumberElement {
-    using Value = Number;
-    static constexpr uint32_t kSize = 1 + sizeof(Number);
+    static constexpr uint32_t kWidth = sizeof(Number);
+    static constexpr uint32_t kSize = 1 + kWidth;
 
-    static void put(uint8_t *at, Number value) {
+    static void put(uint8_t *at, const void *value) {
+        Number number;
+        memcpy(&number, value, sizeof number);
         put_tag(at, kTag);
-        store_be(at + 1, value);
+        store_be(at + 1, number);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
-    static Number get(const uint8_t *at) { return load_be<Number>(at + 1); }
+    static void get(const uint8_t *at, void *out) {
+        const auto number = load_be<Number>(at + 1);
+        memcpy(out, &number, sizeof number);
+    }
 };
 
-// What travels as it stands in memory.
-template <Tag kTag, typename Bytes>
+// 4 to 16 bytes that travel as they stand in memory. The value may overlap the element. It is copied as two words, as
+// an array on the stack would cost a guard.
+template <Tag kTag, uint32_t kBytes>
 struct BytesElement {
-    using Value = Bytes;
-    static constexpr uint32_t kSize = 1 + sizeof(Bytes);
+    static_assert(kBytes >= 4 && kBytes <= 16);
+    using Word = std::conditional_t<kBytes >= 8, uint64_t, uint32_t>;
+    static constexpr uint32_t kWidth = kBytes;
+    static constexpr uint32_t kSize = 1 + kWidth;
 
-    static void put(uint8_t *at, const Bytes &value) {
-        put_tag(at, kTag);
-        memcpy(at + 1, &value, sizeof value);
-    }
-    static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
-    static Bytes get(const uint8_t *at) {
-        Bytes value;
-        memcpy(&value, at + 1, sizeof value);
-        return value;
-    }
-};
-
-// The same for arrays, which go from one place to the other without a value between.
-template <Tag kTag, size_t kBytes>
-struct ArrayElement {
-    using Value = std::array<uint8_t, kBytes>;
-    static constexpr uint32_t kSize = 1 + kBytes;
-
-    static void put_from(uint8_t *at, const void *array) {
-        copy_fixed<kBytes>(at + 1, array);
+    static void put(uint8_t *at, const void *value) {
+        copy_ends<Word>(at + 1, value, kBytes);
         put_tag(at, kTag);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
-    static void get_into(void *array, const uint8_t *at) { copy_fixed<kBytes>(array, at + 1); }
+    static void get(const uint8_t *at, void *out) { copy_ends<Word>(out, at + 1, kBytes); }
 };
 
 using U8 = NumberElement<Tag::u8, uint8_t>;
 using U16 = NumberElement<Tag::u16, uint16_t>;
 using U32 = NumberElement<Tag::u32, uint32_t>;
 using U64 = NumberElement<Tag::u64, uint64_t>;
-using Ip = BytesElement<Tag::ip, uint32_t>;
-using Ipv6 = ArrayElement<Tag::ipv6, 16>;
-using Mac = ArrayElement<Tag::mac, 6>;
+using Ip = BytesElement<Tag::ip, 4>;
+using Ipv6 = BytesElement<Tag::ipv6, 16>;
+using Mac = BytesElement<Tag::mac, 6>;
 
-struct IpAf : BytesElement<Tag::ip_af, ip_af_addr> {
-    static void put(uint8_t *at, ip_af_addr value) {
-        value.family = big_endian(value.family);
-        BytesElement::put(at, value);
+// The structure as it stands in memory, except for the family's byte order.
+struct IpAf {
+    static constexpr uint32_t kWidth = sizeof(ip_af_addr);
+    static constexpr uint32_t kSize = 1 + kWidth;
+
+    static void put(uint8_t *at, const void *value) {
+        put_tag(at, Tag::ip_af);
+        swap_family(at + 1, value);
     }
-    static ip_af_addr get(const uint8_t *at) {
-        ip_af_addr value = BytesElement::get(at);
-        value.family = big_endian(value.family);
-        return value;
+    static bool matches(const uint8_t *at) { return has_tag(at, Tag::ip_af); }
+    static void get(const uint8_t *at, void *out) { swap_family(out, at + 1); }
+
+private:
+    static void swap_family(void *to, const void *from) {
+        ip_af_addr address;
+        memcpy(&address, from, sizeof address);
+        address.family = big_endian(address.family);
+        memcpy(to, &address, sizeof address);
     }
 };
 
 // A u8 element inside. put() sends the byte as it is; only 1 reads as true.
 struct Bool {
-    using Value = uint8_t;
+    static constexpr uint32_t kWidth = U8::kWidth;
     static constexpr uint32_t kSize = 1 + U8::kSize;
 
-    static void put(uint8_t *at, uint8_t value) {
+    static void put(uint8_t *at, const void *value) {
         put_tag(at, Tag::boolean);
         U8::put(at + 1, value);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, Tag::boolean) && U8::matches(at + 1); }
-    static uint8_t get(const uint8_t *at) { return U8::get(at + 1) == 1; }
+    static void get(const uint8_t *at, void *out) {
+        uint8_t byte;
+        U8::get(at + 1, &byte);
+        *static_cast<uint8_t *>(out) = byte == 1;
+    }
 };
 
 // A bool element (1: negative) and a u32 element (the magnitude) inside. Negation is that of two's complement, so the
 // most negative number, whose magnitude no int32_t holds, comes through.
 struct S32 {
-    using Value = int32_t;
     static constexpr uint32_t kMagnitude = 1 + Bool::kSize;
+    static constexpr uint32_t kWidth = U32::kWidth;
     static constexpr uint32_t kSize = kMagnitude + U32::kSize;
 
-    static void put(uint8_t *at, int32_t value) {
-        const bool negative = value < 0;
+    static void put(uint8_t *at, const void *value) {
+        int32_t number;
+        memcpy(&number, value, sizeof number);
+        const uint8_t negative = number < 0;
+        const uint32_t magnitude = negate_if(negative, static_cast<uint32_t>(number));
         put_tag(at, Tag::s32);
-        Bool::put(at + 1, negative);
-        U32::put(at + kMagnitude, negate_if(negative, static_cast<uint32_t>(value)));
+        Bool::put(at + 1, &negative);
+        U32::put(at + kMagnitude, &magnitude);
     }
     static bool matches(const uint8_t *at) {
         return has_tag(at, Tag::s32) && Bool::matches(at + 1) && U32::matches(at + kMagnitude);
     }
-    static int32_t get(const uint8_t *at) {
-        return static_cast<int32_t>(negate_if(Bool::get(at + 1), U32::get(at + kMagnitude)));
+    static void get(const uint8_t *at, void *out) {
+        uint8_t negative;
+        uint32_t magnitude;
+        Bool::get(at + 1, &negative);
+        U32::get(at + kMagnitude, &magnitude);
+        const uint32_t number = negate_if(negative, magnitude);
+        memcpy(out, &number, sizeof number);
     }
 
 private:
     static uint32_t negate_if(bool negative, uint32_t number) { return negative ? 0u - number : number; }
 };
-
-// Writes the element of the value in memory at source, of any alignment.
-template <typename Element>
-void put_from(uint8_t *at, const void *source) {
-    if constexpr (requires { Element::put_from(at, source); }) {
-        Element::put_from(at, source);
-    } else {
-        typename Element::Value value;
-        memcpy(&value, source, sizeof value);
-        Element::put(at, value);
-    }
-}
-
-// Stores the value of an element that matches, at any alignment.
-template <typename Element>
-void get_into(void *out, const uint8_t *at) {
-    if constexpr (requires { Element::get_into(out, at); }) {
-        Element::get_into(out, at);
-    } else {
-        const typename Element::Value value = Element::get(at);
-        memcpy(out, &value, sizeof value);
-    }
-}
 
 // --- Kinds with a length: the tag, the length, then as many bytes.
 

@@ -9,7 +9,7 @@
 #include "base/memory.h"
 #include "codec/element.h"
 
-using namespace quill::element;
+namespace element = quill::element;
 
 // The order of the checks decides which errno a doubly bad call reports: null pointers, then what the caller's sizes
 // leave; fixed kinds look at the destination's capacity before the tag, kinds with a length after it.
@@ -23,7 +23,7 @@ int fail(int error) {
 
 constexpr uint32_t kLongest = INT32_MAX;  // what an int result can say
 
-uint32_t offset_of(const uint32_t *cursor) { return cursor ? *cursor : 0; }
+uint32_t position_of(const uint32_t *cursor) { return cursor ? *cursor : 0; }
 
 int advance(uint32_t *cursor, uint32_t element_size, uint32_t result) {
     if (cursor) *cursor += element_size;
@@ -38,27 +38,24 @@ std::span<Byte> rest(Void *message, uint32_t size, uint32_t offset) {
 }
 
 template <typename Element>
-constexpr uint32_t kWidth = sizeof(typename Element::Value);
-
-template <typename Element>
 int write(const void *source, uint32_t source_size, void *message, uint32_t message_size, uint32_t *cursor) {
     if (!message || !source) return fail(EINVAL);
-    if (source_size < kWidth<Element>) return fail(ENODATA);
-    const auto room = rest<uint8_t>(message, message_size, offset_of(cursor));
+    if (source_size < Element::kWidth) return fail(ENODATA);
+    const auto room = rest<uint8_t>(message, message_size, position_of(cursor));
     if (room.size() < Element::kSize) return fail(EOVERFLOW);
-    put_from<Element>(room.data(), source);
-    return advance(cursor, Element::kSize, kWidth<Element>);
+    Element::put(room.data(), source);
+    return advance(cursor, Element::kSize, Element::kWidth);
 }
 
 template <typename Element>
 int read(const void *message, uint32_t message_length, uint32_t *cursor, void *out, uint32_t capacity) {
     if (!message || !out) return fail(EINVAL);
-    const auto left = rest<const uint8_t>(message, message_length, offset_of(cursor));
+    const auto left = rest<const uint8_t>(message, message_length, position_of(cursor));
     if (left.size() < Element::kSize) return fail(ENODATA);
-    if (capacity < kWidth<Element>) return fail(EOVERFLOW);
+    if (capacity < Element::kWidth) return fail(EOVERFLOW);
     if (!Element::matches(left.data())) return fail(EBADMSG);
-    get_into<Element>(out, left.data());
-    return advance(cursor, Element::kSize, kWidth<Element>);
+    Element::get(left.data(), out);
+    return advance(cursor, Element::kSize, Element::kWidth);
 }
 
 template <typename Element>
@@ -69,7 +66,7 @@ int write_sized(const void *source, uint32_t length, void *message, uint32_t mes
     if (!message || !source) return fail(EINVAL);
     if (!kLong<Element> && length > UINT16_MAX) return fail(EINVAL);
     if (kLong<Element> && length == 0) return fail(ENODATA);
-    const auto room = rest<uint8_t>(message, message_size, offset_of(cursor));
+    const auto room = rest<uint8_t>(message, message_size, position_of(cursor));
     if (room.size() < Element::kHeader || length > room.size() - Element::kHeader) return fail(EOVERFLOW);
     if (length > kLongest) return fail(EOVERFLOW);
     Element::put(room.data(), source, static_cast<typename Element::Length>(length));
@@ -96,7 +93,7 @@ int probe(const void *message, uint32_t message_length, uint32_t offset) {
 template <typename Element>
 int read_sized(const void *message, uint32_t message_length, uint32_t *cursor, void *out, uint32_t capacity) {
     if (!message || !out) return fail(EINVAL);
-    const auto left = rest<const uint8_t>(message, message_length, offset_of(cursor));
+    const auto left = rest<const uint8_t>(message, message_length, position_of(cursor));
     const int found = probe<Element>(left);
     if (found < 0) return -1;
     const auto length = static_cast<uint32_t>(found);
@@ -107,47 +104,159 @@ int read_sized(const void *message, uint32_t message_length, uint32_t *cursor, v
 
 }  // namespace
 
-// One line for each kind that has a checked writer and reader: the name in sxdr_…_safe, the type of its pointers, and
-// the function templates and element behind them.
-#define QUILL_CHECKED(name, type, writer, reader, Element)                                                       \
-    int sxdr_write_##name##_safe(const type *source, uint32_t source_size, void *message, uint32_t message_size, \
-                                 uint32_t *cursor) {                                                             \
-        return writer<Element>(source, source_size, message, message_size, cursor);                              \
-    }                                                                                                            \
-    int sxdr_read_##name##_safe(const void *message, uint32_t message_length, uint32_t *cursor, type *out,       \
-                                uint32_t capacity) {                                                             \
-        return reader<Element>(message, message_length, cursor, out, capacity);                                  \
-    }
+// --- fixed kinds
 
-QUILL_CHECKED(u8, uint8_t, write, read, U8)
-QUILL_CHECKED(u16, uint16_t, write, read, U16)
-QUILL_CHECKED(u32, uint32_t, write, read, U32)
-QUILL_CHECKED(u64, uint64_t, write, read, U64)
-QUILL_CHECKED(ip, uint32_t, write, read, Ip)
-QUILL_CHECKED(ipv6, void, write, read, Ipv6)
-QUILL_CHECKED(ip_af, ip_af_addr, write, read, IpAf)
-QUILL_CHECKED(mac, void, write, read, Mac)
-QUILL_CHECKED(bool, uint8_t, write, read, Bool)
-QUILL_CHECKED(s32, int32_t, write, read, S32)
-QUILL_CHECKED(str, char, write_sized, read_sized, Str)
-QUILL_CHECKED(hex, void, write_sized, read_sized, Hex)
-QUILL_CHECKED(long_str, char, write_sized, read_sized, LongStr)
-QUILL_CHECKED(long_hex, void, write_sized, read_sized, LongHex)
+int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                       uint32_t *cursor) {
+    return write<element::U8>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_u8_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out, uint32_t capacity) {
+    return read<element::U8>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_u16_safe(const uint16_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write<element::U16>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_u16_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint16_t *out,
+                       uint32_t capacity) {
+    return read<element::U16>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_u32_safe(const uint32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write<element::U32>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_u32_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint32_t *out,
+                       uint32_t capacity) {
+    return read<element::U32>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_u64_safe(const uint64_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write<element::U64>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_u64_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint64_t *out,
+                       uint32_t capacity) {
+    return read<element::U64>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_ip_safe(const uint32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                       uint32_t *cursor) {
+    return write<element::Ip>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_ip_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint32_t *out,
+                      uint32_t capacity) {
+    return read<element::Ip>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_ipv6_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                         uint32_t *cursor) {
+    return write<element::Ipv6>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_ipv6_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out, uint32_t capacity) {
+    return read<element::Ipv6>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_ip_af_safe(const ip_af_addr *source, uint32_t source_size, void *message, uint32_t message_size,
+                          uint32_t *cursor) {
+    return write<element::IpAf>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_ip_af_safe(const void *message, uint32_t message_length, uint32_t *cursor, ip_af_addr *out,
+                         uint32_t capacity) {
+    return read<element::IpAf>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_mac_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write<element::Mac>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_mac_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out, uint32_t capacity) {
+    return read<element::Mac>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_bool_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                         uint32_t *cursor) {
+    return write<element::Bool>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_bool_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
+                        uint32_t capacity) {
+    return read<element::Bool>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_s32_safe(const int32_t *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write<element::S32>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_s32_safe(const void *message, uint32_t message_length, uint32_t *cursor, int32_t *out,
+                       uint32_t capacity) {
+    return read<element::S32>(message, message_length, cursor, out, capacity);
+}
+
+// --- kinds with a length
+
+int sxdr_write_str_safe(const char *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write_sized<element::Str>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_str_safe(const void *message, uint32_t message_length, uint32_t *cursor, char *out, uint32_t capacity) {
+    return read_sized<element::Str>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_hex_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                        uint32_t *cursor) {
+    return write_sized<element::Hex>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out, uint32_t capacity) {
+    return read_sized<element::Hex>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_long_str_safe(const char *source, uint32_t source_size, void *message, uint32_t message_size,
+                             uint32_t *cursor) {
+    return write_sized<element::LongStr>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_long_str_safe(const void *message, uint32_t message_length, uint32_t *cursor, char *out,
+                            uint32_t capacity) {
+    return read_sized<element::LongStr>(message, message_length, cursor, out, capacity);
+}
+
+int sxdr_write_long_hex_safe(const void *source, uint32_t source_size, void *message, uint32_t message_size,
+                             uint32_t *cursor) {
+    return write_sized<element::LongHex>(source, source_size, message, message_size, cursor);
+}
+
+int sxdr_read_long_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
+                            uint32_t capacity) {
+    return read_sized<element::LongHex>(message, message_length, cursor, out, capacity);
+}
 
 int sxdr_read_str_size_safe(const void *message, uint32_t message_length, uint32_t offset) {
-    return probe<Str>(message, message_length, offset);
+    return probe<element::Str>(message, message_length, offset);
 }
 
 int sxdr_read_long_str_size_safe(const void *message, uint32_t message_length, uint32_t offset) {
-    return probe<LongStr>(message, message_length, offset);
+    return probe<element::LongStr>(message, message_length, offset);
 }
 
 int sxdr_read_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset) {
-    return probe<Hex>(message, message_length, offset);
+    return probe<element::Hex>(message, message_length, offset);
 }
 
 int sxdr_read_long_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset) {
-    return probe<LongHex>(message, message_length, offset);
+    return probe<element::LongHex>(message, message_length, offset);
 }
 
 int sxdr_read_hex_malloc_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t **out,

@@ -5,8 +5,8 @@
 #include <numeric>
 #include <vector>
 
-#include "base/copy.h"
 #include "base/divisor.h"
+#include "codec/copy.h"
 #include "support/random.h"
 
 namespace {

@@ -1,11 +1,9 @@
-// Copies of a few bytes, without a call: what messages and names are made of.
+// Copies of a few bytes, without a call: what messages are made of.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
-
-#include <type_traits>
 
 namespace quill {
 
@@ -17,13 +15,6 @@ template <typename T>
     memcpy(&last, static_cast<const char *>(from) + size - sizeof last, sizeof last);
     memcpy(to, &first, sizeof first);
     memcpy(static_cast<char *>(to) + size - sizeof last, &last, sizeof last);
-}
-
-// kSize bytes, 4 to 16, whose ranges may overlap. No array of them stands on the stack, which would want a guard.
-template <size_t kSize>
-inline void copy_fixed(void *to, const void *from) {
-    static_assert(kSize >= 4 && kSize <= 16);
-    copy_ends<std::conditional_t<kSize >= 8, uint64_t, uint32_t>>(to, from, kSize);
 }
 
 // memmove, fast where size is small: a call within the library, and mostly none out of it.
