@@ -1,11 +1,9 @@
-// replay FOLDER: gives a target an empty input, every file of its corpus in order of names, and then inputs derived
-// from these, the same on every machine. Each is told before it is tried, so the last one told is the one that failed.
+// replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these, the same on
+// every machine. Each is told before it is tried, so the last one told is the one that failed.
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 
+#include "base/ascii.h"
 #include "fuzz/fuzz.h"
 #include "support/random.h"
 
@@ -60,21 +58,41 @@ void try_input(const std::string &name, const Bytes &bytes) {
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
+// A line of a corpus. Letters, digits and punctuation stand for themselves, any other byte is \xHH.
+bool read_line(const char *at, Bytes &bytes) {
+    for (; *at != '\n'; at++) {
+        int byte = '!' <= *at && *at <= '~' ? *at : -1;
+        if (byte == '\\') {
+            const int high = *++at == 'x' ? quill::hex_value(*++at) : -1;
+            const int low = high >= 0 ? quill::hex_value(*++at) : -1;
+            byte = low >= 0 ? high << 4 | low : -1;
+        }
+        if (byte < 0) return false;
+        bytes.push_back(static_cast<uint8_t>(byte));
+    }
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     if (argc != 2) return 2;
     const int status = LLVMFuzzerInitialize ? LLVMFuzzerInitialize(&argc, &argv) : 0;
     try_input("(empty)", {});
-    std::vector<std::filesystem::path> files;
-    for (const auto &entry : std::filesystem::directory_iterator(argv[1])) files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
     std::vector<Bytes> corpus;
-    for (const auto &file : files) {
-        std::ifstream stream(file, std::ios::binary);
-        corpus.emplace_back(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-        try_input(file.filename().string(), corpus.back());
+    FILE *file = fopen(argv[1], "rb");
+    if (!file) return 1;
+    char *line = nullptr;
+    for (size_t room = 0; getline(&line, &room, file) > 0;) {
+        const std::string name = "line " + std::to_string(corpus.size() + 1);
+        if (!read_line(line, corpus.emplace_back())) {
+            std::cout << name << " is malformed" << std::endl;
+            exit(1);
+        }
+        try_input(name, corpus.back());
     }
+    free(line);
+    fclose(file);
     if (corpus.empty()) return 1;
     for (uint64_t i = 0; i < kDerived; i++) try_input("derived " + std::to_string(i), derived(i, corpus));
     return status;

@@ -1,0 +1,23 @@
+#!/usr/bin/env python3
+"""corpus.py unpack CORPUS FOLDER: writes each input to a file of its own, as a fuzzer reads them
+corpus.py pack CORPUS FOLDER: writes the inputs in the folder's files as one text
+
+An input is a line. Letters, digits and punctuation stand for themselves; blanks, backslashes and other bytes are \\xHH.
+Lines are sorted, and no two are equal.
+"""
+import hashlib
+import pathlib
+import re
+import sys
+
+action, corpus, folder = sys.argv[1], *map(pathlib.Path, sys.argv[2:])
+if action == "unpack":
+    folder.mkdir(parents=True, exist_ok=True)
+    for line in corpus.read_bytes().splitlines() if corpus.exists() else []:
+        data = re.sub(rb"\\x(..)", lambda byte: bytes.fromhex(byte[1].decode()), line)
+        (folder / hashlib.sha1(data).hexdigest()).write_bytes(data)  # the name that libFuzzer gives
+elif action == "pack":
+    lines = {re.sub(rb"[^!-\[\]-~]", lambda byte: b"\\x%02x" % byte[0][0], file.read_bytes()) for file in folder.iterdir()}
+    corpus.write_bytes(b"".join(line + b"\n" for line in sorted(lines)))
+else:
+    sys.exit(__doc__)
