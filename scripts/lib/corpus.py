@@ -17,7 +17,8 @@ if action == "unpack":
         data = re.sub(rb"\\x(..)", lambda byte: bytes.fromhex(byte[1].decode()), line)
         (folder / hashlib.sha1(data).hexdigest()).write_bytes(data)  # the name that libFuzzer gives
 elif action == "pack":
-    lines = {re.sub(rb"[^!-\[\]-~]", lambda byte: b"\\x%02x" % byte[0][0], file.read_bytes()) for file in folder.iterdir()}
-    corpus.write_bytes(b"".join(line + b"\n" for line in sorted(lines)))
+    inputs = {file.read_bytes() for file in folder.iterdir()}
+    lines = (re.sub(rb"[^!-\[\]-~]", lambda byte: b"\\x%02x" % byte[0][0], data) + b"\n" for data in inputs)
+    corpus.write_bytes(b"".join(sorted(lines)))
 else:
     sys.exit(__doc__)

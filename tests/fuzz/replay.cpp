@@ -1,5 +1,5 @@
-// replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these, the same on
-// every machine. Each is told before it is tried, so the last one told is the one that failed.
+// replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these, the same
+// on every machine. Each is told before it is tried, so the last one told is the one that failed.
 #include <algorithm>
 #include <iostream>
 
