@@ -1,6 +1,7 @@
 #!/bin/sh
-# placement_test.sh CASE PLACEMENTD PLACEMENT_TABLE [EMULATOR...]: one test of the two programs, by name. The emulator is
-# the command that runs programs of the machine they were built for. Exit status 0, 1, or 77 when something is missing.
+# placement_test.sh CASE PLACEMENTD PLACEMENT_TABLE [EMULATOR...]: one test of the two programs, by name. The emulator
+# is the command that runs programs of the machine they were built for. Exit status 0, 1, or 77 when something is
+# missing.
 set -u
 case=$1 placementd=$2 table=$3
 shift 3

@@ -28,8 +28,8 @@ apt_get() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
 
-# need_packages NAME...: returns 0 when all are installed, installing the missing ones where that is possible. Otherwise it
-# says on standard error what to run, and returns 1. Says nothing and costs nothing when none is missing.
+# need_packages NAME...: returns 0 when all are installed, installing the missing ones where that is possible. Otherwise
+# it says on standard error what to run, and returns 1. Says nothing and costs nothing when none is missing.
 need_packages() {
     local name log missing=()
     if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then

@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_debian.sh SOURCE_DIR VERSION
-# The Debian packages: built from the tree, free of what lintian objects to, and installed, used and removed in a copy of
-# this machine that is thrown away (an overlay in a mount namespace of its own). Takes root; skipped (77) without.
+# The Debian packages: built from the tree, free of what lintian objects to, and installed, used and removed in a copy
+# of this machine that is thrown away (an overlay in a mount namespace of its own). Takes root; skipped (77) without.
 set -eu
 source=$1 version=$2 here=$(cd "$(dirname "$0")" && pwd)
 if [ "${3-}" != inside ]; then

@@ -1,8 +1,9 @@
 #!/bin/sh
 # check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...]
 # The installed library as others use it, from folders with blanks in their names: programs in C (and in C++, with
-# -DCXX_PROGRAMS=ON), linked with the shared object and with the archive, built through CMake and through pkg-config, run.
-# In the environment: CC and CXX with their flags for this target, and RUN, what runs its programs (empty: the machine).
+# -DCXX_PROGRAMS=ON), linked with the shared object and with the archive, built through CMake and through pkg-config,
+# run. In the environment: CC and CXX with their flags for this target, and RUN, what runs its programs (empty: the
+# machine).
 set -eu
 cmake=$1 build=$2 source=$3
 shift 3

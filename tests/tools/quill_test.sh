@@ -1,6 +1,6 @@
 #!/bin/sh
-# quill_test.sh SOURCE_DIR QUILL [EMULATOR...]: every command of the program, through a pipe and on a real terminal, which
-# have to say the same. The emulator is what runs programs of the machine that it was built for.
+# quill_test.sh SOURCE_DIR QUILL [EMULATOR...]: every command of the program, through a pipe and on a real terminal,
+# which have to say the same. The emulator is what runs programs of the machine that it was built for.
 set -u
 source=$1 program=$2
 shift 2
@@ -27,7 +27,8 @@ complain() {
     echo "FAILED: $*"
 }
 
-# on_terminal COMMANDS: their screen, without the blank lines at its end, in the file screen; as it was coloured in colours.
+# on_terminal COMMANDS: their screen, without the blank lines at its end, in the file screen; as it was coloured in
+# colours.
 on_terminal() {
     printf '%s\n' "$1" >commands
     $tmux new-session -d -x 200 -y 60 "cd '$dir'; sh ./commands; tmux -L quill-test-$$ wait-for -S done; sleep 100" &&
@@ -136,7 +137,8 @@ quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
 
-# Bytes as other tools print them: each is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06", and a few that are not bytes.
+# Bytes as other tools print them: each is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06", and a few that are not
+# bytes.
 cat >dumps <<'DUMPS'
 xxd
 00000000: 0000 0c7b 225c 7834 317c 7d3a 3078 2206  ...{"\x41|}:0x".
