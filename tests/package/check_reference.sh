@@ -16,10 +16,10 @@ grep -q 'Ownership' "$work/html/index.html" || { echo "the first page lacks the 
 grep -q 'href="hash_8h.html#[^"]*">HashFind</a> answers' "$work/html/hash_8h.html" || { echo "no links in prose"; exit 1; }
 [ -s "$work/html/index.html" ] && [ -s "$work/html/search/all_0.js" ] || { echo "the HTML is not complete"; exit 1; }
 command -v man >/dev/null || { echo "man is not installed: not asked"; exit 0; }
-export MANPATH="$work/man" MANWIDTH=100
+export MANPATH="$work/man" MANWIDTH=100 LC_ALL=C
 mandb --quiet "$work/man"
 [ -n "$(apropos --manpath="$work/man" -e radio_tpl_to_dbm_10x_power)" ] || { echo "apropos finds no function"; exit 1; }
-for name in HashCreateExt sxdr_read_str2 syslog vmap_from_string radio_tpl_to_dbm_10x_power quill_hash; do
+for name in HashCreateExt sxdr_read_str2 syslog vmap_from_string radio_tpl_to_dbm_10x_power quill_hash quill_savl; do
     man 3quill $name >"$work/page" 2>"$work/errors" || { echo "man does not find $name"; cat "$work/errors"; exit 1; }
     sed -n '/^NAME/,/^SYNOPSIS/p' "$work/page" | grep -q "$name" || { echo "the page of $name is another"; exit 1; }
     [ ! -s "$work/errors" ] || { echo "man complains about $name:"; cat "$work/errors"; exit 1; }

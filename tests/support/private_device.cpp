@@ -7,6 +7,7 @@
 #include <string.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -50,22 +51,27 @@ void own_namespace(Steps &steps) {
     write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// In a chroot, "/" is no mount point, and what its mount passes on to others cannot be changed there. The way out is
-// the well-known one: with the root below the working directory, ".." leads up to the real root.
+// In a chroot, "/" is not a mount point, and what its mount passes on to others cannot be changed there. The way out is
+// the well-known one: with the root below the working directory, ".." leads up to the real root. A child takes it, so
+// that this process keeps its root and its folder; the mounts are those of both.
 void keep_mounts_private(Steps &steps) {
     constexpr unsigned long kPrivate = MS_REC | MS_PRIVATE;
     if (mount("none", "/", nullptr, kPrivate, nullptr) == 0) return;
     if (errno != EINVAL) return steps.step("mount /", [] { return -1; });
     char below[] = "/tmp/quill-root-XXXXXX";
-    const int root = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC), cwd = open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
-    steps.step("chroot", [&] { return chdir("/") || !mkdtemp(below) || chroot(below); });
-    for (int level = 0; level < 64 && !steps.failed(); level++) (void)!chdir("..");
-    steps.mount_on("none", ".", nullptr, kPrivate);
-    const bool is_back = fchdir(root) == 0 && chroot(".") == 0 && fchdir(cwd) == 0;  // whatever has failed
-    steps.step("chroot back", [=] { return is_back ? 0 : -1; });
+    steps.step("mkdtemp", [&] { return mkdtemp(below) ? 0 : -1; });
+    if (steps.failed()) return;
+    const pid_t child = fork();
+    if (child == 0) {
+        bool done = chdir("/") == 0 && chroot(below) == 0;
+        for (int level = 0; level < 64; level++) done = done && chdir("..") == 0;
+        _exit(done && mount("none", ".", nullptr, kPrivate, nullptr) == 0 ? 0 : errno);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    errno = WIFEXITED(status) ? WEXITSTATUS(status) : ECHILD;
+    steps.step("mount the real root", [] { return errno == 0 ? 0 : -1; });
     rmdir(below);
-    close(root);
-    close(cwd);
 }
 
 // What the machine has, entry by entry, apart from the folders that are the device's own.
@@ -108,13 +114,19 @@ void make_tmp(Steps &steps, const std::string &root, const std::string &cwd) {
 
 }  // namespace
 
+std::string enter_private_mounts() {
+    Steps steps;
+    own_namespace(steps);
+    keep_mounts_private(steps);
+    return steps.why();
+}
+
 // A root file system of the device's own is put together beside the machine's and takes its place: so it can have
 // folders that the machine has not, and nothing of them is left when the last process in it has gone.
 std::string enter_private_device() {
     Steps steps;
     char cwd[4096] = "", root[] = "/tmp/quill-device-XXXXXX";
-    own_namespace(steps);
-    keep_mounts_private(steps);
+    if (const std::string why = enter_private_mounts(); !why.empty()) return why;
     steps.step("getcwd", [&] { return getcwd(cwd, sizeof cwd) ? 0 : -1; });
     steps.step("mkdtemp", [&] { return mkdtemp(root) ? 0 : -1; });
     if (steps.failed()) return steps.why();
@@ -133,7 +145,10 @@ std::string enter_private_device() {
     steps.mount_on(".", "/", nullptr, MS_MOVE);
     steps.step("chroot", [] { return chroot("."); });
     steps.step(cwd, [&] { return chdir(cwd); });
-    if (steps.failed()) umount2(root, MNT_DETACH);
+    if (steps.failed()) {
+        (void)!chdir(cwd);
+        umount2(root, MNT_DETACH);
+    }
     unlinkat(machines_tmp, strrchr(root, '/') + 1, AT_REMOVEDIR);
     close(machines_tmp);
     return steps.why();

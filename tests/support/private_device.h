@@ -11,6 +11,9 @@ namespace quill::test {
 // an empty text, or why this machine allows none.
 std::string enter_private_device();
 
+// The least of it: the machine as it is, with mounts of its own from then on.
+std::string enter_private_mounts();
+
 // In a private device, an empty /proc for files with the names of the kernel's. What a process asks about itself stays.
 std::string enter_private_proc();
 // The machine's again: some sanitizers ask it about threads when the test ends.

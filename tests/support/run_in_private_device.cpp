@@ -1,4 +1,5 @@
-// run_in_private_device [--proc] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own as well.
+// run_in_private_device [--proc | --mounts] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own
+// as well; with --mounts, only the mounts are, on the machine as it is.
 // Exits with 77, which CTest counts as skipped, where the machine allows no private device.
 #include <stdio.h>
 #include <string.h>
@@ -8,9 +9,10 @@
 
 int main(int argc, char **argv) {
     const bool proc = argc > 1 && strcmp(argv[1], "--proc") == 0;
-    char **const command = argv + (proc ? 2 : 1);
+    const bool mounts = argc > 1 && strcmp(argv[1], "--mounts") == 0;
+    char **const command = argv + (proc || mounts ? 2 : 1);
     if (!*command) return 2;
-    std::string why = quill::test::enter_private_device();
+    std::string why = mounts ? quill::test::enter_private_mounts() : quill::test::enter_private_device();
     if (why.empty() && proc) why = quill::test::enter_private_proc();
     if (!why.empty()) {
         printf("skipped: no private device: %s\n", why.c_str());
