@@ -12,20 +12,7 @@
  * transfer, by SIGKILL too, gives both back (a transfer that cannot have them goes on without), unless another of its
  * threads has forked or run another program meanwhile: the new process then keeps the lock, and the new program the
  * semaphore. Every transfer is written down in a history that outlives the process, so that a crash or worn flash can
- * be traced to who caused it:
- *
- *     "/tmp/flashophist", 16,808 bytes, all numbers big-endian
- *     offset      size  what
- *     0           4     capacity: 200
- *     4           4     the record to be written next, 0 to 199
- *     8 + 84 i    84    record i
- *         + 0     4     when: seconds since boot
- *         + 4     4     flash offset of the transfer
- *         + 8     4     1 read, 0 write
- *         + 12    4     length that was asked for
- *         + 16    4     how long the whole call took, in milliseconds
- *         + 20    32    who: "name[pid]" of the process, or "unknown"
- *         + 52    32    the same of its parent
+ * be traced to who caused it: "/tmp/flashophist" is a quill_flash_history.
  *
  * The oldest record is overwritten. A label of more than 31 characters deliberately runs on over what follows it, up to
  * the end of the file. Nothing locks the history, yet each transfer has a record of its own: who is killed while it
@@ -56,6 +43,23 @@ enum {
     QUILL_FLASH_HISTORY_RECORDS = 200,   /* which hold this many records */
     QUILL_FLASH_HISTORY_RECORD_SIZE = 84 /* of this many bytes */
 };
+
+/* The history, in its file and in memory. All numbers are big-endian. */
+typedef struct quill_flash_record {
+    uint8_t when[4];         /* seconds since boot */
+    uint8_t offset[4];       /* of the transfer, in the flash */
+    uint8_t operation[4];    /* 1 read, 0 write */
+    uint8_t length[4];       /* that was asked for */
+    uint8_t milliseconds[4]; /* that the whole call took */
+    char process[32];        /* "name[pid]" of who made it, or "unknown" */
+    char parent[32];         /* the same of that process's parent */
+} quill_flash_record;
+
+typedef struct quill_flash_history {
+    uint8_t capacity[4]; /* QUILL_FLASH_HISTORY_RECORDS */
+    uint8_t next[4];     /* the record that is written next, 0 to 199 */
+    quill_flash_record records[QUILL_FLASH_HISTORY_RECORDS];
+} quill_flash_history;
 
 /* ---- board control, "/dev/mxc" ---- */
 

@@ -21,40 +21,40 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
-// The caller's log function, and the operation that speaks. A call puts together "function (vlan_alloc:line): text" and
-// gives what the caller's function returned, or otherwise when there is none. The lines are part of the messages:
+// The caller's log function, and the operation that logs. A call puts together "function (vlan_alloc:line): text" and
+// returns what the caller's function did, or without_log when there is none. The lines are part of the messages:
 // support staff search logs for them.
 class Log {
 public:
-    Log(vlan_alloc_log sink, const char *function) : sink_(sink), function_(function) {}
+    Log(vlan_alloc_log function, const char *operation) : function_(function), operation_(operation) {}
 
-    // Texts and numbers, put together without printf: a daemon that places stations speaks several times for each.
+    // Texts and numbers, put together without printf: a daemon that places stations logs several for each.
     template <typename... Parts>
-    quill_word operator()(Level level, int line, quill_word otherwise, Parts... parts) const {
-        return sink_ ? speak(sink_, function_, level, line, parts...) : otherwise;
+    quill_word operator()(Level level, int line, quill_word without_log, Parts... parts) const {
+        return function_ ? write(function_, operation_, level, line, parts...) : without_log;
     }
 
 private:
-    // Apart, so that who has nothing to say sets up no buffer, nor the guard behind it.
+    // Apart, so that a caller without a log sets up no buffer, nor the guard behind it.
     template <typename... Parts>
-    [[gnu::noinline]] static quill_word speak(vlan_alloc_log sink, const char *function, Level level, int line,
+    [[gnu::noinline]] static quill_word write(vlan_alloc_log function, const char *operation, Level level, int line,
                                               Parts... parts) {
         char buffer[128];
         quill::BoundedText message(buffer, sizeof buffer);
-        message.add(function);
+        message.add(operation);
         message.add(" (vlan_alloc:");
         message.add(line);
         message.add("): ");
         (message.add(parts), ...);
-        return sink(level, buffer);
+        return function(level, buffer);
     }
 
-    vlan_alloc_log sink_;
-    const char *function_;
+    vlan_alloc_log function_;
+    const char *operation_;
 };
 
-quill_word usage_of(uint32_t vlan, vlan_alloc_log sink) {
-    const Log log(sink, "vlan_alloc_get");
+quill_word usage_of(uint32_t vlan, vlan_alloc_log function) {
+    const Log log(function, "vlan_alloc_get");
     if (!vlanPool_usage_hash_table) {
         log(kFault, 167, 0, kNoTable);
         return 0;
@@ -181,8 +181,8 @@ quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log) {
     return static_cast<quill_word>(HashRemove(vlanPool_usage_hash_table, vlan));
 }
 
-quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log sink) {
-    const Log log(sink, __func__);
+quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log function) {
+    const Log log(function, __func__);
     if (!vlanPool_usage_hash_table) return log(kFault, 131, 0, kNoTable);
     return allocate ? take(vlan, log) : give_back(vlan, log);
 }

@@ -8,11 +8,10 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
-#include <system_error>
 
 #include "base/ascii.h"
 #include "base/bounded_text.h"
+#include "base/decimal.h"
 #include "base/memory.h"
 
 // How it works
@@ -97,7 +96,7 @@ void combine(uint32_t *words, const uint32_t *others, Combine combined) {
 using quill::BoundedText;
 
 void add_run(BoundedText &text, uint32_t first, uint32_t last) {
-    if (!text.is_empty()) text.add(',');
+    if (text.length() > 0) text.add(',');
     text.add(first);
     if (last == first) return;
     text.add('-');
@@ -120,10 +119,10 @@ char *new_text(const uint32_t *words) {
 // --- text in
 
 // Reads digits, and steps over them; 0 where no VLAN id stands.
+template <int kMostDigits = quill::kAnyNumber>
 int32_t read_id(const char *&text) {
-    int32_t id = 0;
-    for (; quill::is_digit(*text) && id <= VMAP_LAST_ID; text++) id = id * 10 + (*text - '0');
-    return id <= VMAP_LAST_ID ? id : 0;
+    const uint32_t id = quill::read_digits<quill::Overflow::kStops, kMostDigits>(text, VMAP_LAST_ID);
+    return id <= VMAP_LAST_ID ? static_cast<int32_t>(id) : 0;
 }
 
 // Calls add(first, last) for every item of a range text, up to the first fault. False when there is one.
@@ -334,14 +333,7 @@ int vmap_is_empty(const vmap *map) {
     return std::all_of(map->words, map->words + VMAP_WORDS, [](uint32_t word) { return word == 0; });
 }
 
-int vlan_idx_validate(const char *text) {
-    if (!text) return 0;
-    const size_t length = strnlen(text, 5);
-    int id = 0;
-    const auto [end, error] = std::from_chars(text, text + length, id);
-    return length <= 4 && *text != '-' && error == std::errc() && end == text + length && id >= VMAP_FIRST_ID &&
-           id <= VMAP_LAST_ID;
-}
+int vlan_idx_validate(const char *text) { return text && read_id<4>(text) != 0 && *text == '\0'; }
 
 uint8_t *bitid_init(uint32_t n, const void *reserve_zero) {
     const uint64_t bits = uint64_t{n} + (reserve_zero ? 1 : 0);

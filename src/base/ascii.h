@@ -34,7 +34,7 @@ constexpr char fold_case(char c) { return 'A' <= c && c <= 'Z' ? static_cast<cha
 
 // The order of the folded texts, byte by byte.
 constexpr int compare_ignoring_case(const char *a, const char *b) {
-    while (*a && fold_case(*a) == fold_case(*b)) a++, b++;
+    for (; *a && fold_case(*a) == fold_case(*b); a++) b++;
     return static_cast<unsigned char>(fold_case(*a)) - static_cast<unsigned char>(fold_case(*b));
 }
 

@@ -1,63 +1,88 @@
-// Texts in buffers of a given size: copies, as strlcpy and strlcat make them, which not every C library has, and texts
-// that are put together.
+// Texts in buffers of a given size: what does not fit is cut off, and counted all the same, as snprintf does.
 #pragma once
 
+#include <stdarg.h>
 #include <stddef.h>
+#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
 #include <charconv>
+#include <string_view>
 
 namespace quill {
 
-// Both keep a NUL at the end, cut what does not fit, write nothing when size is 0, and return the length that they
-// tried to make. The texts must not overlap.
-inline size_t append(char *out, size_t size, const char *text) {
-    const size_t used = strnlen(out, size), length = strlen(text);
-    if (used < size) {
-        const size_t fits = std::min(length, size - used - 1);
-        memcpy(out + used, text, fits);
-        out[used + fits] = '\0';
-    }
-    return used + length;
-}
-
-inline size_t copy(char *out, size_t size, const char *text) {
-    if (size > 0) *out = '\0';
-    return append(out, size, text);
-}
-
-// Builds a text in a buffer of at least one byte, with a NUL behind it at all times; what does not fit is cut off.
+// A text that grows in a caller's buffer, with a NUL behind it at all times. A buffer of no bytes is left alone. The
+// texts that are added must not overlap it.
 class BoundedText {
 public:
-    BoundedText(char *buffer, size_t size) : start_(buffer), at_(buffer), end_(buffer + size - 1) { *at_ = '\0'; }
+    BoundedText(char *buffer, size_t size) : start_(buffer), size_(size) {
+        if (size_ > 0) *start_ = '\0';
+    }
+    // Goes on behind the text that the buffer has. A buffer without a NUL is full.
+    static BoundedText behind(char *buffer, size_t size) { return {buffer, size, strnlen(buffer, size)}; }
 
-    bool is_empty() const { return at_ == start_; }
+    // The length of all that was added, whether there was room or not.
+    size_t length() const { return length_; }
+    bool is_cut() const { return length_ >= size_; }
+    char *end() const { return start_ + kept(); }
+    std::string_view view() const { return {start_, kept()}; }
 
     void add(char c) {
-        if (at_ == end_) return;
-        *at_++ = c;
-        *at_ = '\0';
+        if (length_ + 1 < size_) {
+            start_[length_] = c;
+            start_[length_ + 1] = '\0';
+        }
+        length_++;
     }
-    void add(const char *text) { add(text, strlen(text)); }
+    void add(std::string_view text) {
+        if (!is_cut()) {
+            const size_t fits = std::min(text.size(), size_ - 1 - length_);
+            char *const to = end();
+            for (size_t i = 0; i < fits; i++) to[i] = text[i];  // seldom more than a word, and so without a call
+            to[fits] = '\0';
+        }
+        length_ += text.size();
+    }
+    // As vsnprintf writes it. False when it is cut, or the C library gives up: what it wrote until then stays.
+    [[gnu::format(printf, 2, 0)]] bool add_format(const char *format, va_list arguments) {
+        char *const to = end();
+        const size_t room = size_ - kept();
+        *to = '\0';
+        const int length = vsnprintf(to, room, format, arguments);
+        length_ += length >= 0 ? static_cast<size_t>(length) : strnlen(to, room - 1);
+        return length >= 0 && !is_cut();
+    }
     void add(int number) { add_number(number); }
     void add(unsigned number) { add_number(number); }
 
 private:
-    void add(const char *bytes, size_t length) {
-        const size_t fits = std::min(length, static_cast<size_t>(end_ - at_));
-        for (size_t i = 0; i < fits; i++) *at_++ = bytes[i];  // seldom more than a word, and so without a call
-        *at_ = '\0';
-    }
+    BoundedText(char *buffer, size_t size, size_t length) : start_(buffer), size_(size), length_(length) {}
+
+    size_t kept() const { return is_cut() ? size_ - 1 : length_; }
+
     template <typename Number>
     [[gnu::noinline]] void add_number(Number number) {
-        char digits[11] = {};
-        add(digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits));
+        char digits[11];
+        add(std::string_view(digits,
+                             static_cast<size_t>(std::to_chars(digits, std::end(digits), number).ptr - digits)));
     }
 
     char *start_;
-    char *at_;
-    char *end_;
+    size_t size_;
+    size_t length_ = 0;
 };
+
+// strlcpy and strlcat, which not every C library has. Both return the length that they tried to make.
+inline size_t copy_text(char *out, size_t size, std::string_view text) {
+    BoundedText copy(out, size);
+    copy.add(text);
+    return copy.length();
+}
+inline size_t append_text(char *out, size_t size, std::string_view text) {
+    BoundedText whole = BoundedText::behind(out, size);
+    whole.add(text);
+    return whole.length();
+}
 
 }  // namespace quill

@@ -7,6 +7,8 @@
 
 #include <string_view>
 
+#include "base/errno.h"
+
 namespace quill {
 
 // Closes its descriptor when it goes, and leaves errno as it was: what went wrong before is what a caller wants to
@@ -39,9 +41,8 @@ public:
 
     void reset() {
         if (fd_ == -1) return;
-        const int kept_errno = errno;
+        const ErrnoGuard errno_guard;
         (void)close();
-        errno = kept_errno;
     }
 
 private:
@@ -60,8 +61,7 @@ inline int clear_of_standard_descriptors(int fd) {
 // Writes all of it, whatever signals come in between. On false, errno says why, and a part may be written.
 [[nodiscard]] inline bool write_all(int fd, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t written = write(fd, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
+        const ssize_t written = repeat_if_interrupted([&] { return write(fd, bytes.data(), bytes.size()); });
         if (written <= 0) return false;
         bytes.remove_prefix(static_cast<size_t>(written));
     }

@@ -15,20 +15,16 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-// Holds a mutex while it lives; null holds none.
+// Holds a mutex while it lives.
 class [[nodiscard]] Guard {
 public:
-    explicit Guard(StaticMutex *mutex) : mutex_(mutex) {
-        if (mutex_) mutex_->lock();
-    }
-    ~Guard() {
-        if (mutex_) mutex_->unlock();
-    }
+    explicit Guard(StaticMutex &mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~Guard() { mutex_.unlock(); }
     Guard(const Guard &) = delete;
     Guard &operator=(const Guard &) = delete;
 
 private:
-    StaticMutex *mutex_;
+    StaticMutex &mutex_;
 };
 
 }  // namespace quill

@@ -2,42 +2,16 @@
 #pragma once
 
 #include <fcntl.h>
-#include <limits.h>
-#include <stdint.h>
 #include <sys/types.h>
 
 #include <span>
 #include <string_view>
 
-#include "base/ascii.h"
+#include "base/cancellation.h"
+#include "base/decimal.h"
 #include "base/descriptor.h"
 
 namespace quill {
-
-// A decimal number as scanf's %d takes it from the characters that next gives, which ends them with what is no digit:
-// white space, a sign, digits. A number that no int holds becomes the nearest that one does. False when there is none.
-template <typename Next>
-[[nodiscard]] bool scan_int(Next next, int *number) {
-    int c = next();
-    while (is_space(c)) c = next();
-    const bool negative = c == '-';
-    if (c == '-' || c == '+') c = next();
-    if (!is_digit(c)) return false;
-    int64_t value = 0;
-    for (; is_digit(c); c = next()) {
-        value = value * 10 + (c - '0');
-        if (value > int64_t{INT_MAX} + 1) value = int64_t{INT_MAX} + 1;
-    }
-    if (negative) value = -value;
-    *number = static_cast<int>(value > INT_MAX ? INT_MAX : value);
-    return true;
-}
-
-// The same from a text, as atoi does it: 0 when there is no number.
-inline int int_of(const char *text) {
-    int number;
-    return scan_int([&] { return *text ? *text++ : '\0'; }, &number) ? number : 0;
-}
 
 enum class FileNumber { kNoFile, kNoNumber, kRead };
 
@@ -56,6 +30,13 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     return static_cast<ssize_t>(length);
 }
 
+// The same of the file with a path; -1 also when it cannot be opened. The thread is not cancelled meanwhile.
+inline ssize_t read_start(const char *path, std::span<char> buffer) {
+    const NoCancellation no_cancellation;
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    return file ? read_start(file.get(), buffer) : -1;
+}
+
 // Reads the number at the start of a file; *number is only written if there is one. White space before it is skipped,
 // but no more than fits in the buffer: a file of blanks must not hold up its reader.
 [[nodiscard]] inline FileNumber read_number(const Descriptor &file, int *number) {
@@ -63,7 +44,7 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     if (!file) return FileNumber::kNoFile;
     if (read_start(file.get(), text) <= 0) return FileNumber::kNoNumber;
     const char *at = text;
-    return scan_int([&] { return *at ? *at++ : '\0'; }, number) ? FileNumber::kRead : FileNumber::kNoNumber;
+    return read_int<Overflow::kClamps>(at, *number) ? FileNumber::kRead : FileNumber::kNoNumber;
 }
 
 // Opens a file to be written anew, making it where there is none, as fopen does for "w". Async-signal-safe, as is what

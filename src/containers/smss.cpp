@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "base/decimal.h"
 #include "base/memory.h"
 
 // How it works
@@ -88,16 +89,6 @@ const char *fetch_text(const smss_ctx &context, const void *object, const char *
     return buffer;
 }
 
-// What atoi reads, modulo 2 to the 32: C libraries disagree beyond INT_MAX, and fields go up to UINT32_MAX.
-uint32_t wrapped_number(const char *text) {
-    while (quill::is_space(*text)) text++;
-    const bool negative = *text == '-';
-    if (*text == '-' || *text == '+') text++;
-    uint32_t number = 0;
-    for (; quill::is_digit(*text); text++) number = number * 10 + static_cast<uint32_t>(*text - '0');
-    return negative ? 0u - number : number;
-}
-
 bool holds(const smss_ctx &context, const void *object, const char *name, const char *value, uint32_t number) {
     if (!name || !value) return false;  // lost when memory ran out
     switch (context.field_type(object, name)) {
@@ -123,7 +114,8 @@ void filter(smss_ctx &context) {
     uint32_t numbers[kPairs] = {};
     for (size_t i = 0; i < pairs(context.search_words); i++) {
         const char *value = context.search[2 * i + 1];
-        if (value) numbers[i] = wrapped_number(value);
+        // Wrapped, as fields go up to UINT32_MAX.
+        if (value) numbers[i] = static_cast<uint32_t>(quill::int_of<quill::Overflow::kWraps>(value));
     }
     for (int32_t i = 0; i < context.object_count; i++)
         if (matches(context, context.objects[i], numbers))

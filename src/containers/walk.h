@@ -47,19 +47,19 @@ private:
 };
 
 // Calls visit(node, QUILL_…, depth) for the tree under root; none stands for a child that is not there. A node waits
-// for three visits, with its left and its right subtree between them. Back is a way back such as Path, with push(node)
+// for three visits, with its left and its right subtree between them. Stack is one such as Path, with push(node)
 // before a child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by
 // recursion.
-template <typename Back, typename Node, typename Visit>
+template <typename Stack, typename Node, typename Visit>
 void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
-    Back back;
+    Stack ancestors;
     Node *node = root == none ? nullptr : root;
     int kind = QUILL_PREORDER;
     while (node) {
         const bool leaf = node->left == none && node->right == none;
         visit(node, leaf ? +QUILL_LEAF : kind, depth);
         if (leaf || kind == QUILL_ENDORDER) {
-            Node *up = back.pop(node);
+            Node *up = ancestors.pop(node);
             if (up) kind = up->left == node ? QUILL_POSTORDER : QUILL_ENDORDER;
             node = up;
             depth--;
@@ -68,8 +68,8 @@ void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int 
         Node *below = kind == QUILL_PREORDER ? node->left : node->right;
         kind++;
         if (below == none) continue;
-        if (!back.push(node)) {
-            walk<Back>(below, none, visit, depth + 1);
+        if (!ancestors.push(node)) {
+            walk<Stack>(below, none, visit, depth + 1);
             continue;
         }
         node = below;

@@ -1,7 +1,6 @@
 #include <quill/component_log.h>
 #include <quill/syslog.h>
 
-#include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,6 +8,7 @@
 
 #include <algorithm>
 
+#include "base/errno.h"
 #include "base/memory.h"
 
 namespace {
@@ -43,18 +43,18 @@ void DestroyLog(LogHandle *log) {
 }
 
 void QuillLog(LogHandle *log, int level, const char *format, ...) {
-    const int callers_errno = errno;  // for %m in both places
+    const quill::ErrnoGuard errno_guard;
     va_list arguments;
     if (level <= log->stderr_level) {
         fprintf(stderr, "%s: ", log->name);
-        errno = callers_errno;
+        errno_guard.restore();  // for %m
         va_start(arguments, format);
         vfprintf(stderr, format, arguments);
         va_end(arguments);
         fputc('\n', stderr);
         fflush(stderr);
     }
-    errno = callers_errno;
+    errno_guard.restore();
     if (level <= log->syslog_level) {
         va_start(arguments, format);
         vsyslog(kPriority[std::clamp<int>(level, QUILL_LEVEL_CRITICAL, QUILL_LEVEL_DEBUG)], format, arguments);

@@ -11,9 +11,9 @@
 #include <atomic>
 
 #include "base/contract.h"
-#include "base/divisor.h"
 #include "base/memory.h"
 #include "base/mutex.h"
+#include "hash/divisor.h"
 #include "hash/hash_table.h"
 #include "hash/object_pool.h"
 
@@ -37,7 +37,7 @@ constexpr size_t kNameSize = 64;
 constexpr uint32_t kMaxListed = 64;
 
 bool create_pools() {
-    Guard guard(&list_mutex);
+    Guard guard(list_mutex);
     if (!table_pool) table_pool = quill::mpool_create(sizeof(sHash), 128, 4, 1000, "sHash");
     if (!element_pool) element_pool = quill::mpool_create(sizeof(sHashElem), 512, 4, 100000, "sHashElem");
     return table_pool && element_pool;
@@ -82,7 +82,7 @@ constinit sHash destroyed_table = {};
 
 void remove_from_list(sHash &table) {
     if (!table.listed) return;
-    Guard guard(&list_mutex);
+    Guard guard(list_mutex);
     ListRemove(hash_table_list, &table);
 }
 
@@ -128,7 +128,7 @@ struct WordKey {
 };
 
 // Puts the cursor on the first element at or behind its bucket.
-void settle(const sHash &table, sHashCursor &cursor) {
+void seek_element(const sHash &table, sHashCursor &cursor) {
     cursor.element = nullptr;
     for (; cursor.bucket < table.bucket_count; cursor.bucket++)
         if ((cursor.element = table.buckets[cursor.bucket])) return;
@@ -140,7 +140,7 @@ void advance(const sHash &table, sHashCursor &cursor) {
         return;
     }
     cursor.bucket++;
-    settle(table, cursor);
+    seek_element(table, cursor);
 }
 
 bool has_bucket(const sHash *table, uint32_t bucket) {
@@ -156,11 +156,11 @@ sHashElem *quill::new_element() {
     return memory ? static_cast<sHashElem *>(memset(memory, 0, sizeof(sHashElem))) : nullptr;
 }
 
-void quill::pool_element(sHashElem *element) { mpool_free(element_pool, element); }
+void quill::return_to_pool(sHashElem *element) { mpool_free(element_pool, element); }
 
 void quill::retire_from_list(sHash &table) {
     if (!table.listed) return;
-    Guard guard(&list_mutex);
+    Guard guard(list_mutex);
     // The list is left one shorter when there is no memory: better than a pointer to a record that is gone.
     ListInsertAt(hash_table_list, &destroyed_table, &table);
     ListRemove(hash_table_list, &table);
@@ -175,7 +175,7 @@ void quill::free_table(sHash &table) {
 
 void quill::walk_first(const sHash &table, sHashCursor &cursor) {
     sHashCursor first = {0, nullptr};
-    settle(table, first);
+    seek_element(table, first);
     cursor = first.element ? first : sHashCursor{0, nullptr};
 }
 
@@ -192,7 +192,7 @@ void quill::walk_skip(const sHash &table, sHashCursor &cursor, uint32_t steps) {
     cursor.bucket = static_cast<int32_t>(std::min<int64_t>(int64_t{cursor.bucket} + steps, INT32_MAX));
 }
 
-quill_word quill::selected(const sHashElem *element, uint32_t sel) {
+quill_word quill::selected_field(const sHashElem *element, uint32_t sel) {
     if (!element) return 0;
     switch (sel) {
         case HASH_SEL_VALUE: return element->value;
@@ -272,7 +272,7 @@ quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *curso
     if (!table) return 0;
     switch (op) {
         case HASH_OP_FIRST: quill::walk_first(*table, checked(cursor, __func__)); return 0;
-        case HASH_OP_NEXT: return quill::selected(quill::walk_next(*table, checked(cursor, __func__)), sel);
+        case HASH_OP_NEXT: return quill::selected_field(quill::walk_next(*table, checked(cursor, __func__)), sel);
         case HASH_OP_SKIP_100: quill::walk_skip(*table, checked(cursor, __func__), 100); return 0;
         case HASH_OP_SKIP_N: quill::walk_skip(*table, checked(cursor, __func__), sel); return 0;
         default: return 0;
@@ -290,7 +290,7 @@ quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t
         case HASH_OP_FIRST: checked(cursor, __func__) = {index, table->buckets[bucket]}; return 0;
         case HASH_OP_NEXT:
             if (checked(cursor, __func__).bucket != index) return 0;
-            return quill::selected(quill::walk_next(*table, *cursor), sel);
+            return quill::selected_field(quill::walk_next(*table, *cursor), sel);
         default: return 0;
     }
 }
@@ -299,7 +299,7 @@ quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t
 
 void hash_add_table_to_list(sHash *table) {
     sHash &t = checked(table, __func__);
-    Guard guard(&list_mutex);
+    Guard guard(list_mutex);
     if (t.listed) return;  // listed twice, it would outlive its destruction in the list
     if (!hash_table_list) hash_table_list = ListCreate();
     require(hash_table_list != nullptr, "hash_table_list", "hash", 183, __func__);
@@ -308,7 +308,7 @@ void hash_add_table_to_list(sHash *table) {
 
 uint32_t hash_get_stats(void **out) {
     require(out != nullptr, "out", "hash", 103, __func__);
-    Guard guard(&list_mutex);
+    Guard guard(list_mutex);
     const uint32_t count = ListEntries(hash_table_list);
     const auto size = static_cast<uint32_t>(sizeof count + sizeof(Record) * count);
     auto buffer = quill::new_zeroed<char>(size);

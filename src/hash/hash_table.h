@@ -25,7 +25,7 @@
 #include <type_traits>
 
 #include "base/contract.h"
-#include "base/divisor.h"
+#include "hash/divisor.h"
 #include "hash/object_pool.h"
 
 struct sHashElem {
@@ -86,12 +86,12 @@ void store_shared(T &shared, std::type_identity_t<T> value) {
 // --- elements and their pool
 
 sHashElem *new_element();  // zeroed; null when the pool is exhausted
-void pool_element(sHashElem *element);
+void return_to_pool(sHashElem *element);
 
 // The key copy goes with its element whichever function removes it; an address copy only where its own family does.
 inline void free_element(sHashElem *element) {
     free(element->key_copy);
-    pool_element(element);
+    return_to_pool(element);
 }
 
 inline void release_nothing(sHashElem &) {}
@@ -166,7 +166,7 @@ int insert_at(sHash &table, const Place &place, Key key, quill_word value) {
     sHashElem *element = new_element();
     if (!element) return 0;
     if (!key.store(*element)) {
-        pool_element(element);
+        return_to_pool(element);
         return 0;
     }
     element->value = value;
@@ -218,6 +218,6 @@ int remove(sHash &table, Key key, quill_word *value = nullptr) {
 void walk_first(const sHash &table, sHashCursor &cursor);
 sHashElem *walk_next(const sHash &table, sHashCursor &cursor);  // null at the end
 void walk_skip(const sHash &table, sHashCursor &cursor, uint32_t steps);
-quill_word selected(const sHashElem *element, uint32_t sel);  // 0 for no element
+quill_word selected_field(const sHashElem *element, uint32_t sel);  // 0 for no element
 
 }  // namespace quill

@@ -47,7 +47,7 @@ bool needs_lock() {
 void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
 #ifdef QUILL_ASAN
 #pragma GCC diagnostic push
-#ifndef __clang__  // which does not know this warning
+#ifndef __clang__                                       // which does not know this warning
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // a new slab is not read, though const is what this takes
 #endif
     __asan_poison_memory_region(memory, size);
@@ -139,12 +139,12 @@ void give_back(Mpool &pool, void *memory) {
 }
 
 [[gnu::noinline]] void *take_locked(Mpool &pool) {
-    Guard guard(&pool.mutex);
+    Guard guard(pool.mutex);
     return take(pool);
 }
 
 [[gnu::noinline]] void give_back_locked(Mpool &pool, void *memory) {
-    Guard guard(&pool.mutex);
+    Guard guard(pool.mutex);
     give_back(pool, memory);
 }
 

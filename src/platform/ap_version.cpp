@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <quill/ap_version.h>
 #include <string.h>
 
@@ -7,8 +6,7 @@
 
 #include "base/ascii.h"
 #include "base/bounded_text.h"
-#include "base/cancellation.h"
-#include "base/descriptor.h"
+#include "base/decimal.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 
@@ -42,11 +40,9 @@ void cut_at(char *text, const char *characters) {
 
 // Stores numbers as far as text is two quads. Returns how many.
 int scan_quads(const char *text, int32_t *numbers) {
-    char last = '\0';
-    const auto next = [&] { return last = *text ? *text++ : '\0'; };
     for (int i = 0; i < kTwoQuads; i++) {
-        if (i > 0 && last != kSeparators[i - 1]) return i;
-        if (!quill::scan_int(next, &numbers[i])) return i;
+        if (i > 0 && *text++ != kSeparators[i - 1]) return i;
+        if (!quill::read_int<quill::Overflow::kClamps>(text, numbers[i])) return i;
     }
     return kTwoQuads;
 }
@@ -54,7 +50,7 @@ int scan_quads(const char *text, int32_t *numbers) {
 // --- comparing
 
 // -1, 0 or 1 as a is below, at or above b.
-int compare(const int32_t *a, const int32_t *b, int count) {
+int compare_numbers(const int32_t *a, const int32_t *b, int count) {
     const auto [x, y] = std::mismatch(a, a + count, b);
     if (x == a + count) return 0;
     return *x < *y ? -1 : 1;
@@ -87,12 +83,12 @@ char *ap_version_format(char *source, char *output, uint32_t size, int mode) {
     char *second = second_quad(source);
     if (!second) {
         cut_at(source, "-");
-        quill::copy(output, size, source);
+        quill::copy_text(output, size, source);
         return output;
     }
     cut_at(second, "-_");  // in any mode: callers want the source cut, too
-    if (mode == 0) quill::copy(output, size, second);
-    if (mode == 1) quill::copy(output, size, source);
+    if (mode == 0) quill::copy_text(output, size, second);
+    if (mode == 1) quill::copy_text(output, size, source);
     return output;
 }
 
@@ -111,15 +107,15 @@ int compare_r_version_with_c_version(const char *r, int *r_kind, const char *c, 
     *c_kind = match_ap_version(c, c_numbers);
     if (!is_version(*r_kind) || !is_version(*c_kind)) return 1;
     const int from = *r_kind == kTwoQuads && *c_kind == kTwoQuads ? kQuad : 0;
-    return compare(c_numbers + from, r_numbers + from, kQuad);
+    return compare_numbers(c_numbers + from, r_numbers + from, kQuad);
 }
 
 int version_within_range(const int32_t *range, const int32_t *version) {
     constexpr int32_t kNoEnd[3] = {};
     if (!range || !version) return 0;
     const int32_t *first = range, *end = range + 3;
-    if (compare(version, first, 3) < 0) return 0;
-    return compare(end, kNoEnd, 3) == 0 || compare(version, end, 3) < 0;
+    if (compare_numbers(version, first, 3) < 0) return 0;
+    return compare_numbers(end, kNoEnd, 3) == 0 || compare_numbers(version, end, 3) < 0;
 }
 
 int check_eol_ap_version(const char *version, uint32_t model) {
@@ -127,13 +123,11 @@ int check_eol_ap_version(const char *version, uint32_t model) {
     int32_t numbers[kTwoQuads] = {};
     const int kind = match_ap_version(version, numbers);
     if (!is_version(kind)) return kNoVersion;
-    return compare(numbers + (kind - kQuad), kFirstForAged, 2) < 0 ? kTooOld : kNewEnough;
+    return compare_numbers(numbers + (kind - kQuad), kFirstForAged, 2) < 0 ? kTooOld : kNewEnough;
 }
 
 const char *get_os_version() {
-    const quill::NoCancellation no_cancellation;
-    const quill::Descriptor file(open(quill::paths::kOsBuild, O_RDONLY | O_CLOEXEC));
-    if (!file || quill::read_start(file.get(), os_build) < 1) return kUnknown;
+    if (quill::read_start(quill::paths::kOsBuild, os_build) < 1) return kUnknown;
     char *second = after_blank(os_build);
     char *version = second ? after_blank(second) : nullptr;
     if (!version) return kUnknown;

@@ -16,12 +16,14 @@
 #include <string_view>
 
 #include "base/cancellation.h"
+#include "base/decimal.h"
 #include "base/descriptor.h"
 #include "base/fixed_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
 
 using quill::FileNumber;
+using quill::Overflow;
 namespace paths = quill::paths;
 
 // The cached model. Threads may set it at the same time, to the same number.
@@ -35,12 +37,10 @@ constexpr size_t kUptime = 256;  // what is read of the uptime
 
 // The number that the first line of a file begins with; other when there is no line.
 int number_of_line(const char *path, int other) {
-    const quill::NoCancellation no_cancellation;
-    const quill::Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
     char line[kLine];
-    if (!file || quill::read_start(file.get(), line) <= 0) return other;
+    if (quill::read_start(path, line) <= 0) return other;
     line[strcspn(line, "\n")] = '\0';
-    return quill::int_of(line);
+    return quill::int_of<Overflow::kClamps>(line);
 }
 
 int number_of_file(const quill::Descriptor &file, int without_file, int without_number) {
@@ -65,21 +65,21 @@ constexpr int month_index(std::string_view name) {
     return found == std::end(kMonths) ? 0 : static_cast<int>(found - std::begin(kMonths));
 }
 
-// Digits, the first of which may be a blank.
-constexpr int number_at(std::string_view text, size_t at, size_t digits) {
-    int number = 0;
-    for (const char digit : text.substr(at, digits)) number = number * 10 + (digit == ' ' ? 0 : digit - '0');
-    return number;
+// Digits, in place of the first of which may be a blank.
+constexpr int number_at(const char *text, size_t at) {
+    const char *from = text + at;
+    if (*from == ' ') from++;
+    return static_cast<int>(quill::read_digits<Overflow::kWraps>(from));
 }
 
-constexpr tm broken_down(std::string_view date, std::string_view time) {
+constexpr tm broken_down(const char *date, const char *time) {
     tm moment = {};
-    moment.tm_mon = month_index(date.substr(0, 3));
-    moment.tm_mday = number_at(date, 4, 2);
-    moment.tm_year = number_at(date, 7, 4) - 1900;
-    moment.tm_hour = number_at(time, 0, 2);
-    moment.tm_min = number_at(time, 3, 2);
-    moment.tm_sec = number_at(time, 6, 2);
+    moment.tm_mon = month_index({date, 3});
+    moment.tm_mday = number_at(date, 4);
+    moment.tm_year = number_at(date, 7) - 1900;
+    moment.tm_hour = number_at(time, 0);
+    moment.tm_min = number_at(time, 3);
+    moment.tm_sec = number_at(time, 6);
     return moment;
 }
 
@@ -160,15 +160,13 @@ int getSysUptime() {
         perror("fread");
         return -1;
     }
-    return quill::int_of(text);
+    return quill::int_of<Overflow::kClamps>(text);
 }
 
 double getSysUptime_d() {
-    const quill::NoCancellation no_cancellation;
-    const quill::Descriptor file(open(paths::kUptime, O_RDONLY | O_CLOEXEC));
     char text[kUptime + 1];
     // Only a whole buffer counts, as it always has: a file of the usual length gives no answer.
-    if (!file || quill::read_start(file.get(), text) < static_cast<ssize_t>(kUptime)) return -1.0;
+    if (quill::read_start(paths::kUptime, text) < static_cast<ssize_t>(kUptime)) return -1.0;
     return atof(text);
 }
 

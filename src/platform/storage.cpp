@@ -16,12 +16,14 @@
 #include <optional>
 #include <string_view>
 
+#include "base/bounded_text.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
 #include "base/paths.h"
 #include "base/prefix.h"
 #include "base/text_file.h"
 
+using quill::BoundedText;
 using quill::Descriptor;
 using quill::NoCancellation;
 using std::string_view;
@@ -81,10 +83,8 @@ Memory parse_memory(const char *text) {
 
 // Nothing when the file has another form than the platform's, or too little is free.
 std::optional<Memory> usable_memory() {
-    const NoCancellation no_cancellation;
-    const Descriptor file(open(paths::kMemory, O_RDONLY | O_CLOEXEC));
     char text[1024 + 1];
-    if (!file || quill::read_start(file.get(), text) <= 0) return std::nullopt;
+    if (quill::read_start(paths::kMemory, text) <= 0) return std::nullopt;
     Memory memory = parse_memory(text);
     if (memory.cached == 0 || memory.free < kReservedMemory) return std::nullopt;
     memory.free -= kReservedMemory;
@@ -115,20 +115,6 @@ void print_as_format(string_view text, Out out) {
 }
 
 // --- USB storage
-
-// A caller's buffer for a path, of which what does not fit is cut off. It always holds a text.
-class UsbPath {
-public:
-    explicit UsbPath(char *out) : out_(out) { *out = '\0'; }
-    void append(string_view piece) {
-        end_ += piece.copy(out_ + end_, QUILL_USB_PATH_SIZE - 1 - end_);
-        out_[end_] = '\0';
-    }
-
-private:
-    char *out_;
-    size_t end_ = 0;
-};
 
 struct CloseDirectory {
     void operator()(DIR *directory) const { closedir(directory); }
@@ -268,13 +254,13 @@ char *chkUsbPath(const char *path, char *out) {
         memset(out, 0, QUILL_USB_PATH_SIZE);
         return nullptr;
     }
-    UsbPath full(out);
-    full.append(paths::kUsb);
+    BoundedText full(out, QUILL_USB_PATH_SIZE);
+    full.add(paths::kUsb);
     const bool at_top = string_view(directories) == ".";
     for (const char *part : {static_cast<const char *>(found->d_name), at_top ? nullptr : directories, file}) {
         if (!part) continue;
-        full.append("/");
-        full.append(part);
+        full.add('/');
+        full.add(part);
     }
     return out;
 }
@@ -287,7 +273,7 @@ int chkUsbSlotPartPath(const char *name, int slot, int partition, char *out) {
         memset(out, 0, QUILL_USB_PATH_SIZE);
         return 0;
     }
-    UsbPath found(out);
-    print_as_format(path, [&](string_view piece) { found.append(piece); });
+    BoundedText found(out, QUILL_USB_PATH_SIZE);
+    print_as_format(path, [&](string_view piece) { found.add(piece); });
     return 1;
 }

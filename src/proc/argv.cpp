@@ -4,6 +4,10 @@
 #include <stdarg.h>
 #include <string.h>
 
+#include <algorithm>
+
+#include "base/bounded_text.h"
+
 namespace {
 
 bool is_one_of(char c, const char *set) { return c && strchr(set, c); }
@@ -38,39 +42,29 @@ char *take_word(char *at) {
     return next;
 }
 
-// The line that words are joined into, of which the buffer gets as much as it has room for.
+// The line that words are joined into.
 class Line {
 public:
-    Line(char *buffer, int size) : buffer_(buffer), size_(size) {}
+    Line(char *buffer, int size) : text_(buffer, static_cast<size_t>(size)) {}
 
     void append_word(const char *word) {
-        if (words_++) append(' ');
+        if (words_++) text_.add(' ');
         bool quoted = false;
         for (const char *c = word; *c && !quoted; c++) quoted = wants_quotes(*c);
-        if (quoted) append('"');
+        if (quoted) text_.add('"');
         for (; *word; word++) {
             if (is_line_end(*word)) continue;
-            if (*word == '"' || *word == '\\') append('\\');
-            append(*word);
+            if (*word == '"' || *word == '\\') text_.add('\\');
+            text_.add(*word);
         }
-        if (quoted) append('"');
+        if (quoted) text_.add('"');
     }
 
-    // Ends it and returns its length, also of what found no room.
-    int end() {
-        buffer_[length_ < size_ ? length_ : size_ - 1] = '\0';
-        return length_;
-    }
+    // Also of what found no room.
+    int length() const { return static_cast<int>(std::min<size_t>(text_.length(), INT_MAX)); }
 
 private:
-    void append(char c) {
-        if (length_ < size_) buffer_[length_] = c;
-        if (length_ < INT_MAX) length_++;
-    }
-
-    char *buffer_;
-    int size_;
-    int length_ = 0;
+    quill::BoundedText text_;
     size_t words_ = 0;
 };
 
@@ -95,7 +89,7 @@ int argv_to_cmdline(char *buffer, int size, int count, char *const *words) {
     if (size <= 0) return 0;
     Line line(buffer, size);
     for (int i = 0; i < count && words[i]; i++) line.append_word(words[i]);
-    return line.end();
+    return line.length();
 }
 
 int args_to_cmdline(char *buffer, int size, ...) {
@@ -106,7 +100,7 @@ int args_to_cmdline(char *buffer, int size, ...) {
     if (word && size > 0) {
         Line line(buffer, size);
         for (; word; word = va_arg(words, const char *)) line.append_word(word);
-        length = line.end();
+        length = line.length();
     }
     va_end(words);
     return length;

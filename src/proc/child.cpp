@@ -11,8 +11,8 @@
 #include <atomic>
 #include <charconv>
 
-#include "base/broken_pipe.h"
 #include "base/descriptor.h"
+#include "syslog/broken_pipe.h"
 
 // How a child starts: fork copies the caller's page tables, some 30 ms a gigabyte, to throw them away at the exec
 // that follows. vfork copies nothing. In return two flows share one memory until the exec, and three things that a

@@ -61,7 +61,7 @@ public:
             while (at && *at == ' ') *at++ = '\0';
         }
     }
-    bool there() const { return text_ && words_; }
+    bool is_complete() const { return text_ && words_; }
     const char *program() const { return text_.get(); }  // the first word, also when it is empty
     char *const *vector() const { return words_.get(); }
 
@@ -79,7 +79,7 @@ constexpr int kNotRun = 1;
 
 void run_directly(const void *argument) {
     const DirectCommand &command = *static_cast<const DirectCommand *>(argument);
-    if (!command.words.there()) _exit(kNotRun);
+    if (!command.words.is_complete()) _exit(kNotRun);
     umask(quill::kChildUmask);
     if (command.output) redirect(STDOUT_FILENO, command.output);
     if (command.errors) redirect(STDERR_FILENO, command.errors);
@@ -110,10 +110,7 @@ bool shell_succeeds(const char *command) {
     const pid_t child = quill::start_child(run_shell, &shell);
     if (child == -1) return false;
     int status;
-    pid_t waited;
-    do waited = waitpid(child, &status, 0);
-    while (waited == -1 && errno == EINTR);
-    return waited == child && status == 0;
+    return quill::repeat_if_interrupted([&] { return waitpid(child, &status, 0); }) == child && status == 0;
 }
 
 [[noreturn]] void run_detached(const char *command, const char *output, const char *errors, const char *status_file,
@@ -132,7 +129,7 @@ bool shell_succeeds(const char *command) {
 
 // --- files
 
-bool copy(int from, int to) {
+bool copy_content(int from, int to) {
     char chunk[4096];
     for (;;) {
         const ssize_t length = read(from, chunk, sizeof chunk);
@@ -208,7 +205,7 @@ int cp_file_to_from(const char *destination, const char *source) {
     const Descriptor from(open(source, O_RDONLY | O_CLOEXEC));
     if (!from) return 0;
     Descriptor to(open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!to || !copy(from.get(), to.get())) return 0;
+    if (!to || !copy_content(from.get(), to.get())) return 0;
     if (to.close() == 0) return 1;
     // A close that fails has closed the descriptor, and what is cleaned up in its place is descriptor 0: the system has
     // always behaved so, and its daemons, which have /dev/null there, do not depend on it. Left as it is.

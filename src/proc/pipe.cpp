@@ -8,6 +8,7 @@
 
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/errno.h"
 #include "proc/child.h"
 
 // Both ends of a pipe are born close-on-exec, so that there is no moment at which a program that another thread starts
@@ -42,11 +43,9 @@ void run_on_pipe(const void *argument) {
     command.shell.run();
 }
 
-// Closes it and leaves errno as it was.
 FILE *give_up(FILE *stream) {
-    const int kept_errno = errno;
+    const quill::ErrnoGuard errno_guard;
     fclose(stream);
-    errno = kept_errno;
     return nullptr;
 }
 

@@ -4,7 +4,7 @@
 #include <utility>  // IWYU pragma: keep
 
 #include "base/endian.h"
-#include "base/wipe.h"
+#include "security/wipe.h"
 
 // How it works
 //

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "base/bounded_text.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
 #include "base/fixed_file.h"
@@ -53,8 +54,8 @@ namespace {
 using Text = quill::Owned<char>;  // ends with a NUL
 using CommandLine = quill::ShellLine<512>;
 
-// Prints the message of a step and returns the step's result.
-[[gnu::format(printf, 2, 3)]] int say(int result, const char *format, ...) {
+// Prints the message of a step, and returns the step's result.
+[[gnu::format(printf, 2, 3)]] int log_and_return(int result, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(log_buf, sizeof log_buf, format, arguments);
@@ -72,28 +73,27 @@ void remove_all(Files files) {
 }
 
 // The temporary files are one process's at a time, or the answer of a command would be taken for another one's. The
-// lock is on a file with a name that nothing else uses, which is there as long as the turn lasts. At its end, the files
+// lock is on a file with a name that nothing else uses, which is there as long as it is locked. At the end, the files
 // go.
-class [[nodiscard]] Turn {
+class [[nodiscard]] TemporaryFiles {
 public:
-    explicit Turn(Files files) : files_(files) {}
-    ~Turn() {
+    explicit TemporaryFiles(Files files) : files_(files) {}
+    ~TemporaryFiles() {
         if (!lock_) return;
         remove_all(files_);
         unlink(paths::kDecrypted);
     }
-    Turn(const Turn &) = delete;
-    Turn &operator=(const Turn &) = delete;
+    TemporaryFiles(const TemporaryFiles &) = delete;
+    TemporaryFiles &operator=(const TemporaryFiles &) = delete;
 
-    // Waits for it. False if the file cannot be had.
-    bool take() {
-        for (;;) {
+    // Waits for another process that has them. False if the lock's file cannot be had.
+    bool lock() {
+        do {
             lock_ = quill::open_fixed(paths::kDecrypted, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR);
-            if (!lock_) return remove_trap(), false;
-            while (flock(lock_.get(), LOCK_EX) != 0)
-                if (errno != EINTR) return lock_.reset(), false;
-            if (is_in_place()) return true;  // else the turn before has removed it meanwhile
-        }
+            if (!lock_) remove_trap();
+            if (lock_ && quill::repeat_if_interrupted([&] { return flock(lock_.get(), LOCK_EX); }) != 0) lock_.reset();
+        } while (lock_ && !is_in_place());  // removed meanwhile by the process before
+        return static_cast<bool>(lock_);
     }
 
 private:
@@ -133,12 +133,13 @@ Text read_file(const char *path, size_t *size) {
     const bool countable = status.st_size >= 0 && status.st_size < PTRDIFF_MAX;
     Text text = countable ? quill::new_zeroed<char>(*size + 1) : nullptr;
     if (!text) {
-        say(1, "\n Unable to allocate buffer");
+        (void)log_and_return(1, "\n Unable to allocate buffer");
         return {};
     }
     const ssize_t length = read(file.get(), text.get(), *size);
     if (length == static_cast<ssize_t>(*size)) return text;
-    say(1, "readVerify:read size %d does not match stat size %d\n", static_cast<int>(length), static_cast<int>(*size));
+    (void)log_and_return(1, "readVerify:read size %d does not match stat size %d\n", static_cast<int>(length),
+                         static_cast<int>(*size));
     return {};
 }
 
@@ -216,9 +217,8 @@ bool is_plain_pem(string_view line) {
 
 using Version = char[128];
 
-void keep(Version &last, string_view line) {
-    line = quill::prefix(line, std::min(line.find('\0'), sizeof last - 1));
-    *std::copy(line.begin(), line.end(), last) = '\0';
+void copy_version(Version &last, string_view line) {
+    (void)quill::copy_text(last, sizeof last, quill::prefix(line, line.find('\0')));
 }
 
 // What the split sees of the sections besides.
@@ -228,24 +228,24 @@ struct Sections {
 };
 
 // Puts the sections into their files.
-bool split(const char *path, Turn &turn, Sections &sections) {
+bool split(const char *path, TemporaryFiles &temporary, Sections &sections) {
     if (!path) return false;
     const Stream input(fopen(path, "re"));
-    if (!input) return say(false, kNotOpened);
-    if (!turn.take()) return say(false, "%s", kSectionFiles[0].not_opened);
+    if (!input) return log_and_return(false, kNotOpened);
+    if (!temporary.lock()) return log_and_return(false, "%s", kSectionFiles[0].not_opened);
     Stream files[std::size(kSectionFiles)];
     for (size_t i = 0; i < std::size(kSectionFiles); i++) {
         files[i] = open_section(kSectionFiles[i].path);
-        if (!files[i]) return say(false, "%s", kSectionFiles[i].not_opened);
+        if (!files[i]) return log_and_return(false, "%s", kSectionFiles[i].not_opened);
     }
     quill::read_reg_table(input.get(), [&](quill::RegTableSection section, string_view line) {
         if (section == quill::kCertificateSection && !is_plain_pem(line)) sections.plain_pem = false;
-        if (section == quill::kVersionSection) keep(sections.version, line);
+        if (section == quill::kVersionSection) copy_version(sections.version, line);
         for (const char c : line) {
             if (c != '\r' || section != quill::kTableSection) putc_unlocked(c, files[section].get());
         }
     });
-    if (ferror(input.get())) return say(false, kNotOpened);
+    if (ferror(input.get())) return log_and_return(false, kNotOpened);
     // A section cut short by a full file system would be validated as if it were the file's.
     return std::all_of(std::begin(files), std::end(files),
                        [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
@@ -260,35 +260,38 @@ int write_signed_data() {
     // The byte that is not signed must be the newline, or a forger could choose it. Without a version, callers would
     // take that of the file before for this one's.
     if (!lines.ends_with('\n') || last_line.empty()) {
-        return say(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
+        return log_and_return(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
     }
     lines.remove_suffix(1);
     const Text data = quill::new_zeroed<char>(lines.size() + last_line.size() + 1);
-    if (!data) return say(QUILL_REG_TABLE_NO_MEMORY, "Malloc Failed");
+    if (!data) return log_and_return(QUILL_REG_TABLE_NO_MEMORY, "Malloc Failed");
     std::copy(last_line.begin(), last_line.end(), std::copy(lines.begin(), lines.end(), data.get()));
     if (write_temporary(paths::kSignedData, {data.get(), lines.size() + last_line.size()})) return 0;
-    return say(QUILL_REG_TABLE_NOT_WRITTEN, "Failed to write the data");
+    return log_and_return(QUILL_REG_TABLE_NOT_WRITTEN, "Failed to write the data");
 }
 
 bool collect_authorities() {
     if (!write_certificate(paths::kCheckOutput, quill::kParentCertificate)) {
-        return say(false, "Could not write Parent CA's certificate in file %s for conversion.\n", paths::kCheckOutput);
+        return log_and_return(false, "Could not write Parent CA's certificate in file %s for conversion.\n",
+                              paths::kCheckOutput);
     }
     if (!run_into(paths::kAuthorities, "openssl x509 -inform DER -in %s > %s", paths::kCheckOutput)) {
-        return say(false, "Failed to convert Parent CA's certificate in PEM format.");
+        return log_and_return(false, "Failed to convert Parent CA's certificate in PEM format.");
     }
     for (uint32_t level = 1; level <= Top_CA_Certs_count; level++) {
-        if (level > 1) return say(false, "Unexpected number of Top-level CA Certificates.\n");
+        if (level > 1) return log_and_return(false, "Unexpected number of Top-level CA Certificates.\n");
         if (!write_certificate(paths::kCheckOutput, quill::kTopCertificate)) {
             // The second blank after "in" is looked for by what reads these messages.
-            return say(false, "Could not write Upper-level (level %d) CA's certificate in  file %s for conversion.\n",
-                       static_cast<int>(level), paths::kCheckOutput);
+            return log_and_return(
+                false, "Could not write Upper-level (level %d) CA's certificate in  file %s for conversion.\n",
+                static_cast<int>(level), paths::kCheckOutput);
         }
         CommandLine line;
         if (!line.format("openssl x509 -inform DER -in %s >> %s", paths::kCheckOutput, paths::kAuthorities) ||
             !run(line)) {
-            return say(false, "Failed to convert Upper-level (level %d) Parent CA's certificate in PEM format.",
-                       static_cast<int>(level));
+            return log_and_return(false,
+                                  "Failed to convert Upper-level (level %d) Parent CA's certificate in PEM format.",
+                                  static_cast<int>(level));
         }
     }
     return true;
@@ -296,44 +299,45 @@ bool collect_authorities() {
 
 bool is_certificate_valid() {
     if (!run_into(paths::kSignerPem, "openssl x509 -inform DER -in %s > %s", paths::kSignerDer)) {
-        return say(false, "Failed to convert certificate in PEM format.");
+        return log_and_return(false, "Failed to convert certificate in PEM format.");
     }
     if (!collect_authorities()) return false;
     if (!run_into(paths::kCheckOutput, "openssl verify -CAfile %s %s > %s", paths::kAuthorities, paths::kSignerPem)) {
-        return say(false, "Failed to verify received certificate.");
+        return log_and_return(false, "Failed to verify received certificate.");
     }
     const Text answer = read_file(paths::kCheckOutput);
-    if (!answer) return say(false, "Certificate verification result file could not be read.");
+    if (!answer) return log_and_return(false, "Certificate verification result file could not be read.");
     char valid[64];
     snprintf(valid, sizeof valid, "%s: OK", paths::kSignerPem);
     if (!string_view(answer.get()).starts_with(valid)) {
-        return say(false, "Certificate verification failed. Result is %s. Expected output is = '%s'\n", answer.get(),
-                   valid);
+        return log_and_return(false, "Certificate verification failed. Result is %s. Expected output is = '%s'\n",
+                              answer.get(), valid);
     }
-    return say(true, "\n Certificate validated \n");
+    return log_and_return(true, "\n Certificate validated \n");
 }
 
 bool extract_key() {
     if (!run_into(paths::kSignerKey, "openssl x509 -pubkey -noout -inform DER -in %s > %s", paths::kSignerDer)) {
-        return say(false, "Failed to extract public key from certificate.");
+        return log_and_return(false, "Failed to extract public key from certificate.");
     }
     const Text key = read_file(paths::kSignerKey);
     if (!key) {
-        return say(false, "Error reading output file of OpenSSL command to extract public key from certificate");
+        return log_and_return(false,
+                              "Error reading output file of OpenSSL command to extract public key from certificate");
     }
     if (string_view(key.get()).starts_with("-----BEGIN PUBLIC KEY-----")) return true;
-    return say(false, "Failed to extract public key from certificate. Result is %s.\n", key.get());
+    return log_and_return(false, "Failed to extract public key from certificate. Result is %s.\n", key.get());
 }
 
 bool is_signature_valid() {
     if (!run_into(paths::kCheckOutput, "openssl dgst -sha1 -verify %s -signature %s %s > %s", paths::kSignerKey,
                   paths::kSignatureBytes, paths::kSignedData)) {
-        return say(false, "Signature verification command failed.");
+        return log_and_return(false, "Signature verification command failed.");
     }
     const Text answer = read_file(paths::kCheckOutput);
-    if (!answer) return say(false, "Error reading output file of OpenSSL command to signature");
-    if (string_view(answer.get()).starts_with("Verified OK")) return say(true, "\n Signature verified");
-    return say(false, "Verification of received signature failed. Result is %s.\n", answer.get());
+    if (!answer) return log_and_return(false, "Error reading output file of OpenSSL command to signature");
+    if (string_view(answer.get()).starts_with("Verified OK")) return log_and_return(true, "\n Signature verified");
+    return log_and_return(false, "Verification of received signature failed. Result is %s.\n", answer.get());
 }
 
 bool is_signed() {
@@ -365,19 +369,20 @@ int validate(const char *path, Sections &sections) {
                                              paths::kSignerDer,      paths::kTableContent,   paths::kTableVersion,
                                              paths::kSignedData};
     const NoCancellation no_cancellation;
-    Turn turn(kFiles);
-    if (!split(path, turn, sections)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
-    if (!sections.plain_pem) return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
+    TemporaryFiles temporary(kFiles);
+    if (!split(path, temporary, sections))
+        return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!sections.plain_pem) return log_and_return(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
     if (!run_into(paths::kSignatureBytes, "openssl enc -base64 -d -in %s > %s", paths::kTableSignature)) {
-        return say(QUILL_REG_TABLE_NO_SIGNATURE, "Failed to decode the file");
+        return log_and_return(QUILL_REG_TABLE_NO_SIGNATURE, "Failed to decode the file");
     }
     if (!run_into(paths::kSignerDer, "openssl x509 -in %s -inform PEM -out %s -outform DER",
                   paths::kTableCertificate)) {
-        return say(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
+        return log_and_return(QUILL_REG_TABLE_NO_CERTIFICATE, kNotConverted);
     }
     if (const int result = write_signed_data(); result != 0) return result;
     if (is_signed()) return QUILL_REG_TABLE_VALID;
-    return say(QUILL_REG_TABLE_NOT_VALID, "Couldn't verify certificate and/or signature \n");
+    return log_and_return(QUILL_REG_TABLE_NOT_VALID, "Couldn't verify certificate and/or signature \n");
 }
 
 // State: what callers get. Nothing guards it.
@@ -393,12 +398,12 @@ int parse_validate_encrypted_signed_reg_tbl_file(const char *path) {
 int get_reg_tbl_file_ver(const char *path, char **version) {
     const NoCancellation no_cancellation;
     const Stream file(path ? fopen(path, "re") : nullptr);
-    if (!file) return say(-1, kNotOpened);
+    if (!file) return log_and_return(-1, kNotOpened);
     // What was there stays where there is no version: callers have always got the text of the file before.
     quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
-        if (section == quill::kVersionSection) keep(last_version, line);
+        if (section == quill::kVersionSection) copy_version(last_version, line);
     });
-    if (ferror(file.get())) return say(-1, kNotOpened);
+    if (ferror(file.get())) return log_and_return(-1, kNotOpened);
     *version = last_version;
     return 0;
 }
@@ -407,9 +412,9 @@ int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
     const NoCancellation no_cancellation;
     Sections sections;
     if (validate(path, sections) != QUILL_REG_TABLE_VALID)
-        return say(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
+        return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
     // Not from the file once more: it may be another one by now.
-    keep(last_version, sections.version);
+    copy_version(last_version, sections.version);
     *version = last_version;
     return 0;
 }
@@ -419,13 +424,14 @@ int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
                                              paths::kTableCertificate, paths::kTableVersion};
     if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
-    Turn turn(kFiles);
+    TemporaryFiles temporary(kFiles);
     // The sections are not used: that the file can be split at all is the condition, as it is for validation.
     Sections sections;
-    if (!split(in_path, turn, sections)) return say(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
-    if (!unpack(in_path)) return say(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");
+    if (!split(in_path, temporary, sections))
+        return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");
+    if (!unpack(in_path)) return log_and_return(QUILL_REG_TABLE_NOT_UNPACKED, "Unable to decompress the file");
     const Text table = read_file(paths::kUnpacked);
-    if (!table) return say(QUILL_REG_TABLE_NOT_READ, "Error encountered while trying to read file \n");
+    if (!table) return log_and_return(QUILL_REG_TABLE_NOT_READ, "Error encountered while trying to read file \n");
     if (replace_table(out_path, table.get())) return 0;
-    return say(QUILL_REG_TABLE_NOT_WRITTEN, "Error encountered while trying to write file \n");
+    return log_and_return(QUILL_REG_TABLE_NOT_WRITTEN, "Error encountered while trying to write file \n");
 }

@@ -55,10 +55,16 @@ constexpr size_t kPrintedSize = 4;
 
 void append_pair(char (&printed)[kPrintedSize], uint8_t byte) {
     char digit = '0';
-    if (byte > 125) byte -= 126, digit = '3';
-    if (byte <= 48) byte += 48, digit += 5;
+    if (byte > 125) {
+        byte -= 126;
+        digit = '3';
+    }
+    if (byte <= 48) {
+        byte += 48;
+        digit += 5;
+    }
     const char pair[] = {digit, static_cast<char>(byte), '\0'};
-    quill::append(printed, sizeof printed, pair);
+    quill::append_text(printed, sizeof printed, pair);
 }
 
 uint8_t byte_of_pair(char digit, char character) {
@@ -127,7 +133,7 @@ int scrambleStringAscii(const char *in, char *out, uint32_t out_size) {
         if (i < room) out[i] = static_cast<char>(byte);
         if (byte != 0) append_pair(printed, byte);
     }
-    quill::copy(out, room, printed);
+    quill::copy_text(out, room, printed);
     return 1;
 }
 

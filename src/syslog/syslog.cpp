@@ -12,20 +12,19 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
-#include <charconv>
 #include <string_view>
 
-#include "base/broken_pipe.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/errno.h"
 #include "base/fixed_file.h"
 #include "base/paths.h"
 #include "base/text_file.h"
+#include "syslog/broken_pipe.h"
+#include "syslog/record.h"
 #include "syslog/recursive_mutex.h"
 
 // How a message goes out: under the lock, the broken-pipe signal is taken over, the connection made if there is none,
@@ -71,6 +70,7 @@ struct Log {
 
 constinit Log state;
 constinit quill::RecursiveMutex lock;
+constinit quill::LocalTime local_time;
 
 // Read without the lock by setlogmask.
 constinit std::atomic<int> level_mask = kEveryLevel;
@@ -99,12 +99,8 @@ void disconnect() {
     close_socket();
 }
 
-// Held while the C library works out the local time. It has a lock of its own for that, which the child of a fork would
-// find locked for good; so fork waits for this one, which takes microseconds and no daemon's doing.
-constinit quill::RecursiveMutex time_lock;
-
-void before_fork() { time_lock.lock(); }
-void after_fork_in_parent() { time_lock.unlock(); }
+void before_fork() { local_time.lock.lock(); }
+void after_fork_in_parent() { local_time.lock.unlock(); }
 void after_fork_in_child();
 
 // pthread_atfork is not in glibc's (and uClibc's) shared object but a stub that is linked in, which wants one of the
@@ -129,7 +125,6 @@ public:
     ~Locked() {
         close_if_wanted();
         lock.unlock();
-        errno = callers_errno_;
     }
     Locked(const Locked &) = delete;
     Locked &operator=(const Locked &) = delete;
@@ -139,7 +134,7 @@ private:
         if (close_wanted.exchange(false, std::memory_order_relaxed)) disconnect();
     }
 
-    const int callers_errno_ = errno;
+    const quill::ErrnoGuard errno_guard_;
     const quill::NoCancellation no_cancellation_;
 };
 
@@ -147,12 +142,11 @@ private:
 
 // A thread that does not hold the lock must not wait for it here: its holder may be waiting for the daemon.
 void on_broken_pipe(int) {
-    const int interrupted_errno = errno;
+    const quill::ErrnoGuard errno_guard;
     if (lock.held_by_caller())
         disconnect();
     else
         close_wanted.store(true, std::memory_order_relaxed);
-    errno = interrupted_errno;
 }
 
 class [[nodiscard]] BrokenPipeHandler {
@@ -185,7 +179,7 @@ private:
 // The thread that was logging does not exist here; what it would have put back is put back for it. Waiting for its
 // message before the fork instead would make fork as slow as the log daemon.
 void after_fork_in_child() {
-    time_lock.unlock();
+    local_time.lock.unlock();
     if (lock.held_by_caller()) return;
     lock.free_from_threads_left_behind();
     struct sigaction action;
@@ -237,92 +231,6 @@ void open_log(const char *identity, int options, int facility) {
     if (open_socket(SOCK_STREAM)) make_connection();
 }
 
-// --- the record
-
-// The local time as the daemon expects it. Worked out once a second: reading the time zone is dear.
-string_view timestamp() {
-    static constinit time_t second = -1;
-    static constinit char text[26] = "";
-    constexpr size_t kStart = 4, kLength = 15;  // of "Mon Nov 23 14:05:59 2026\n"
-    const time_t now = time(nullptr);
-    if (now != second) {
-        time_lock.lock();
-        tzset();  // the time zone may change while the process runs
-        if (!ctime_r(&now, text)) memcpy(text, "Thu Jan  1 00:00:00", kStart + kLength);
-        time_lock.unlock();
-        second = now;
-    }
-    return {text + kStart, kLength};
-}
-
-class Record {
-public:
-    explicit Record(int priority) {
-        append("<");
-        append(priority);
-        append(">");
-        time_ = end_;
-        append(timestamp());
-        append(" ");
-        identity_ = end_;
-        const size_t length = strnlen(state.identity, kLongestIdentity + 1);
-        append(length <= kLongestIdentity ? string_view(state.identity, length) : "<BUFFER OVERRUN ATTEMPT>");
-        if (state.options & kProcessId) {
-            append("[");
-            append(getpid());
-            append("]");
-        }
-        append(": ");
-    }
-
-    [[gnu::format(printf, 2, 0)]] void append_message(const char *format, va_list arguments) {
-        char *const message = end();
-        const size_t room = bytes_.size() - end_;
-        *message = '\0';
-        const int length = vsnprintf(message, room, format, arguments);
-        // The last place for the end, behind which the console's line ending needs a second byte.
-        const size_t space = room - 2;
-        if (length >= 0 && static_cast<size_t>(length) <= space) {
-            end_ += static_cast<size_t>(length);
-            return;
-        }
-        // More than fits, or more than printf can count, or an argument without a text: what there is of it is kept.
-        const string_view mark = "[truncated] ";
-        size_t kept = length >= 0 ? space : strnlen(message, space);
-        if (kept > space - mark.size()) kept = space - mark.size();
-        memmove(message + mark.size(), message, kept);
-        memcpy(message, mark.data(), mark.size());
-        end_ += mark.size() + kept;
-    }
-
-    // The record as each place gets it, valid until the next of these calls.
-    string_view for_daemon() { return ended("\0", 1, 0); }
-    string_view for_standard_error() { return ended("\n", 1, identity_); }
-    string_view for_console() { return ended("\r\n", 2, time_); }
-
-private:
-    // Shorter than what the header, the process id and the mark of a cut message leave of the buffer.
-    static constexpr size_t kLongestIdentity = 959;
-
-    char *end() { return bytes_.data() + end_; }
-    void append(string_view text) {
-        memcpy(end(), text.data(), text.size());
-        end_ += text.size();
-    }
-    void append(int number) {
-        end_ = static_cast<size_t>(std::to_chars(end(), bytes_.data() + bytes_.size(), number).ptr - bytes_.data());
-    }
-    string_view ended(const char *ending, size_t length, size_t start) {
-        memcpy(end(), ending, length);
-        return {bytes_.data() + start, end_ + length - start};
-    }
-
-    std::array<char, 1024> bytes_;
-    size_t end_ = 0;       // of what is there
-    size_t time_ = 0;      // where the time starts
-    size_t identity_ = 0;  // where the identity starts
-};
-
 // --- where it goes
 
 // Returns whether the daemon has the record, or it is one that a mesh point drops. Else the connection is closed.
@@ -368,16 +276,16 @@ void openlog(const char *identity, int options, int facility) {
 }
 
 void vsyslog(int priority, const char *format, va_list arguments) {
-    const int callers_errno = errno;
+    const quill::ErrnoGuard errno_guard;
     Locked locked;
     if (!is_logged(priority)) return;
     BrokenPipeHandler handler;
     if (state.socket == -1 || !state.connected) open_log(state.identity, state.options | kConnectNow, 0);
     if (!(priority & kFacilityBits)) priority |= state.facility;
 
-    Record record(priority);
-    errno = callers_errno;
-    record.append_message(format, arguments);
+    quill::Record record(priority, local_time.text(), state.identity, state.options & kProcessId ? getpid() : 0);
+    errno_guard.restore();  // for %m
+    record.add_message(format, arguments);
     if (state.options & kStandardErrorToo) (void)quill::write_all(STDERR_FILENO, record.for_standard_error());
     if (!send_to_daemon(record.for_daemon()) && (state.options & kConsoleOnFailure))
         write_to_console(record.for_console());

@@ -13,8 +13,9 @@
 #include <span>
 
 #include "base/ascii.h"
-#include "base/text_ring.h"
+#include "base/decimal.h"
 #include "text/ip_text.h"
+#include "text/text_ring.h"
 
 using quill::hex_value;
 using quill::TextRing;
@@ -86,12 +87,10 @@ char *write_ip_word(uint32_t ip, char *dst) {
 // Four decimal numbers, which is all that inet_pton reads; inet_addr reads more.
 bool read_dotted_quad(const char *text, uint8_t *octets) {
     for (int i = 0; i < 4; i++) {
-        unsigned number = 0;
         const char *const digits = text;
-        for (; quill::is_digit(*text) && text - digits < 3; text++)
-            number = number * 10 + static_cast<unsigned>(*text - '0');
+        const uint32_t number = quill::read_digits<quill::Overflow::kStops, 3>(text);
         const bool octal = *digits == '0' && text - digits > 1;
-        if (text == digits || octal || number > 255 || *text != (i < 3 ? '.' : '\0')) return false;
+        if (text == digits || octal || number > UINT8_MAX || *text != (i < 3 ? '.' : '\0')) return false;
         octets[i] = static_cast<uint8_t>(number);
         text++;
     }

@@ -11,9 +11,10 @@
 #include <span>
 
 #include "base/ascii.h"
+#include "base/decimal.h"
 #include "base/endian.h"
-#include "base/text_ring.h"
 #include "text/ip_text.h"
+#include "text/text_ring.h"
 
 using quill::hex_value;
 using quill::TextRing;
@@ -100,13 +101,8 @@ bool read_groups(const char *text, uint16_t *out) {
 
 // The digits up to the end of the text; the empty text is 0.
 bool read_prefix_length(const char *text, uint16_t *length) {
-    *length = 0;
-    for (; *text; text++) {
-        if (!quill::is_digit(*text)) return false;
-        *length = static_cast<uint16_t>(*length * 10 + (*text - '0'));
-        if (*length > kLongestPrefix) return false;
-    }
-    return true;
+    *length = static_cast<uint16_t>(quill::read_digits<quill::Overflow::kStops>(text, kLongestPrefix));
+    return *text == '\0' && *length <= kLongestPrefix;
 }
 
 template <typename T>

@@ -110,15 +110,15 @@ char *fqln_build(const char *part1, const char *part2, const char *part3, const 
     const auto escape = [&](const char *part) { return fqln_escape_dot(part, escaped, FQLN_PART_SIZE); };
     // The sum is not the length so far: each append adds the whole length that it makes. It grows faster, and programs
     // know names that end there.
-    size_t sum = quill::copy(out, size, escape(part1));
+    size_t sum = quill::copy_text(out, size, escape(part1));
     for (const char *part : {part2, part3}) {
         if (sum >= size) return out;
-        sum += quill::append(out, size, ".");
-        sum += quill::append(out, size, escape(part));
+        sum += quill::append_text(out, size, ".");
+        sum += quill::append_text(out, size, escape(part));
     }
     if (sum >= size) return out;
-    quill::append(out, size, ".");
-    quill::append(out, size, escape(part4));
+    quill::append_text(out, size, ".");
+    quill::append_text(out, size, escape(part4));
     return out;
 }
 

@@ -8,15 +8,17 @@
 #include <type_traits>
 
 #include "base/ascii.h"
-#include "base/text_ring.h"
+#include "base/decimal.h"
+#include "text/text_ring.h"
 
 // How it works
 //
 // The tables come first, and each conversion walks one of them, the one back the same: find() by what a row holds,
-// at_or() by the place of a row. The C library's scanf and atoi depend on the locale and leave numbers that do not fit
-// undefined, so numbers are read here.
+// row_or() by its place.
 
 namespace {
+
+using quill::Overflow;
 
 struct FrameSubtype {
     uint32_t ids;
@@ -101,7 +103,7 @@ const Row *find(const Row (&rows)[n], Matches matches) {
 }
 
 template <typename Row, size_t n>
-Row at_or(const Row (&rows)[n], uint32_t index, std::type_identity_t<Row> other) {
+Row row_or(const Row (&rows)[n], uint32_t index, std::type_identity_t<Row> other) {
     return index < n ? rows[index] : other;
 }
 
@@ -138,21 +140,6 @@ uint32_t shown_tenths(uint32_t tenths) {
 
 // --- text in
 
-// Reads a number as the C library's "%d" does, and moves text behind it: spaces, a sign, digits. Of a number of any
-// size the low 32 bits are stored. False when there is no digit.
-bool read_number(const char *&text, uint32_t &number) {
-    const char *at = text;
-    while (quill::is_space(*at)) at++;
-    const bool negative = *at == '-';
-    if (negative || *at == '+') at++;
-    if (!quill::is_digit(*at)) return false;
-    uint32_t magnitude = 0;
-    for (; quill::is_digit(*at); at++) magnitude = magnitude * 10 + static_cast<uint32_t>(*at - '0');
-    number = negative ? 0 - magnitude : magnitude;
-    text = at;
-    return true;
-}
-
 bool read_dot(const char *&text) {
     if (*text != '.') return false;
     text++;
@@ -162,8 +149,9 @@ bool read_dot(const char *&text) {
 bool at_end(const char *text) { return *text == '\0' || *text == '\n'; }
 
 bool begins_ignoring_case(const char *text, const char *prefix) {
-    while (*prefix && quill::fold_case(*text) == *prefix) text++, prefix++;
-    return *prefix == '\0';
+    for (; *prefix; text++, prefix++)
+        if (quill::fold_case(*text) != *prefix) return false;
+    return true;
 }
 
 }  // namespace
@@ -222,10 +210,12 @@ const char *loc_to_str(uint32_t loc) {
 }
 
 uint32_t str_to_loc(const char *text) {
-    uint32_t a, b, c;
-    const bool read = text && read_number(text, a) && read_dot(text) && read_number(text, b) && read_dot(text) &&
-                      read_number(text, c);
-    return read ? (a & 0xff) << 24 | (b & 0xff) << 16 | (c & 0xffff) : 0;
+    if (!text) return 0;
+    int parts[3];
+    for (int &part : parts)
+        if ((&part > parts && !read_dot(text)) || !quill::read_int<Overflow::kWraps>(text, part)) return 0;
+    const auto [a, b, c] = parts;
+    return static_cast<uint32_t>((a & 0xff) << 24 | (b & 0xff) << 16 | (c & 0xffff));
 }
 
 // --- IP protocols
@@ -241,15 +231,14 @@ int str_to_proto(const char *text) {
     if (!text) return 0;
     const auto named = [=](const Protocol &r) { return quill::compare_ignoring_case(r.name, text) == 0; };
     if (const auto *row = find(kProtocols, named)) return row->number;
-    uint32_t number;
-    return read_number(text, number) ? static_cast<int>(number & 0xffff) : 0;
+    return quill::int_of<Overflow::kWraps>(text) & 0xffff;
 }
 
 // --- rates
 
 const char *rate_offset_to_str(uint32_t offset, int ofdm_only) {
     if (offset == kNoRate) return "N/A";
-    return ofdm_only ? at_or(kOfdmRates, offset, "-") : at_or(kMixedRates, offset, "-");
+    return ofdm_only ? row_or(kOfdmRates, offset, "-") : row_or(kMixedRates, offset, "-");
 }
 
 // --- power
@@ -269,9 +258,7 @@ int str_to_pwr_dbm(const char *text) {
     if (!text || *text == '\0') return DBM_PWR_NOT_SET;
     const bool negative = *text == '-';
     if (negative) text++;
-    int64_t number = 0;
-    for (; quill::is_digit(*text) && number <= INT_MAX; text++) number = number * 10 + (*text - '0');
-
+    int64_t number = quill::read_digits<Overflow::kClamps>(text, uint32_t{INT_MAX} + 1);
     if (*text == '\n') {
         // As it stands, which looks as if sign and factor were forgotten, but is what callers count on.
         return number <= INT_MAX ? static_cast<int>(number) : DBM_PWR_NOT_SET;
@@ -287,17 +274,17 @@ int str_to_pwr_dbm(const char *text) {
     return INT_MIN <= number && number <= INT_MAX ? static_cast<int>(number) : DBM_PWR_NOT_SET;
 }
 
-uint32_t radio_tpl_to_dbm_power(uint32_t level) { return at_or(kPowerLevels, level, kNoLevel).dbm; }
+uint32_t radio_tpl_to_dbm_power(uint32_t level) { return row_or(kPowerLevels, level, kNoLevel).dbm; }
 
-int radio_tpl_to_dbm_10x_power(uint32_t level) { return at_or(kPowerLevels, level, kNoLevel).tenths; }
+int radio_tpl_to_dbm_10x_power(uint32_t level) { return row_or(kPowerLevels, level, kNoLevel).tenths; }
 
 uint32_t radio_dbm_to_tpl_power(uint32_t dbm) { return level_of(dbm, &PowerLevel::dbm_up_to); }
 
 uint32_t radio_dbm_10x_to_tpl_power(int tenths) { return level_of(tenths, &PowerLevel::tenths_up_to); }
 
-uint32_t radio_tpl_old_to_new_power(uint32_t old_level) { return at_or(kNewLevels, old_level, kNewLevelOfOthers); }
+uint32_t radio_tpl_old_to_new_power(uint32_t old_level) { return row_or(kNewLevels, old_level, kNewLevelOfOthers); }
 
-uint32_t radio_tpl_new_to_old_power(uint32_t new_level) { return at_or(kOldLevels, new_level, kOldLevelOfOthers); }
+uint32_t radio_tpl_new_to_old_power(uint32_t new_level) { return row_or(kOldLevels, new_level, kOldLevelOfOthers); }
 
 // --- switches
 

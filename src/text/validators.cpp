@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "base/ascii.h"
+#include "base/decimal.h"
 
 // How it works
 //
@@ -104,12 +105,9 @@ uint32_t hextoint(const char *text, int nbytes) {
 }
 
 int is_numeric(const char *text, uint32_t *value) {
-    uint32_t number = 0;
-    const char *at = text;
-    if (at)
-        for (; quill::is_digit(*at); at++) number = number * 10 + static_cast<uint32_t>(*at - '0');
+    const uint32_t number = text ? quill::read_digits<quill::Overflow::kWraps>(text) : 0;
     if (value) *value = number;
-    return at && *at == '\0';
+    return text && *text == '\0';
 }
 
 int validate_lag_num(const char *text) { return is_index(text); }

@@ -22,9 +22,9 @@ constinit uint32_t row_count = 0;
 constinit void *data_area = nullptr;
 constinit uint32_t data_area_size = 0;
 
-constexpr int kType = 2;    // bytes of a record's type
-constexpr int kLength = 2;  // and of the length that every standard handler writes
-constexpr int kNumber = 4;
+constexpr int kTypeSize = 2;    // bytes of a record's type
+constexpr int kLengthSize = 2;  // and of the length that every standard handler writes
+constexpr int kNumberSize = 4;
 
 void make_table_current() {
     if (table_hook) table_hook();
@@ -50,15 +50,15 @@ uint8_t *bytes(void *p) { return static_cast<uint8_t *>(p); }
 // Writes a length and as many bytes; their number.
 int put_sized(void *wire, const void *content, uint16_t length) {
     store_be(wire, length);
-    memcpy(bytes(wire) + kLength, content, length);
-    return kLength + length;
+    memcpy(bytes(wire) + kLengthSize, content, length);
+    return kLengthSize + length;
 }
 
 // The length field at wire, when remaining has room for it and for as many bytes behind it.
 bool get_length(void *wire, int remaining, uint16_t &length) {
-    if (remaining < kLength) return false;
+    if (remaining < kLengthSize) return false;
     length = load_be<uint16_t>(wire);
-    return length <= remaining - kLength;
+    return length <= remaining - kLengthSize;
 }
 
 // Whether a standard handler can do op for row: it must have storage. An op that none knows is a fault of the program.
@@ -74,16 +74,16 @@ int number_handler(int op, void *wire, int remaining, const void *value, tlv_row
     uint32_t number;
     switch (op) {
         case TLV_ENCODE:
-            if (remaining < kLength + kNumber) return 0;
-            memcpy(&number, storage, kNumber);
+            if (remaining < kLengthSize + kNumberSize) return 0;
+            memcpy(&number, storage, kNumberSize);
             number = quill::big_endian(number);
-            return put_sized(wire, &number, kNumber);
+            return put_sized(wire, &number, kNumberSize);
         case TLV_DECODE:
-            if (!get_length(wire, remaining, length) || length != kNumber) return 0;
-            number = load_be<uint32_t>(bytes(wire) + kLength);
-            memcpy(storage, &number, kNumber);
-            return kLength + kNumber;
-        default: memcpy(storage, value, kNumber); return kLength + kNumber;
+            if (!get_length(wire, remaining, length) || length != kNumberSize) return 0;
+            number = load_be<uint32_t>(bytes(wire) + kLengthSize);
+            memcpy(storage, &number, kNumberSize);
+            return kLengthSize + kNumberSize;
+        default: memcpy(storage, value, kNumberSize); return kLengthSize + kNumberSize;
     }
 }
 
@@ -137,46 +137,46 @@ void *tlvget(uint32_t type) {
 
 int settlvBuffer(void *buffer, int32_t length) {
     make_table_current();
-    if (length < kLength) return 0;
-    int32_t used = kLength;
+    if (length < kLengthSize) return 0;
+    int32_t used = kLengthSize;
     for (uint32_t type = 0; type < row_count; type++) {
         tlv_row &row = tlvDefn[type];
         if (!row.set || !row.handler) continue;
-        const int32_t room = length - used - kType;
+        const int32_t room = length - used - kTypeSize;
         if (room < 0) return 0;
         uint8_t *at = bytes(buffer) + used;
         store_be(at, static_cast<uint16_t>(type));
-        const int written = row.handler(TLV_ENCODE, at + kType, room, nullptr, &row);
+        const int written = row.handler(TLV_ENCODE, at + kTypeSize, room, nullptr, &row);
         if (written <= 0 || written > room) return 0;
-        used += kType + written;
+        used += kTypeSize + written;
     }
-    if (used - kLength > UINT16_MAX) return 0;  // more than the total can say
-    store_be(buffer, static_cast<uint16_t>(used - kLength));
+    if (used - kLengthSize > UINT16_MAX) return 0;  // more than the total can say
+    store_be(buffer, static_cast<uint16_t>(used - kLengthSize));
     return used;
 }
 
 int readtlvBuffer(const void *buffer, int32_t length) {
     clear_data_area();
     make_table_current();
-    if (length < kLength) return 0;
+    if (length < kLengthSize) return 0;
     const int32_t total = load_be<uint16_t>(buffer);
-    if (total > length - kLength) return 0;
+    if (total > length - kLengthSize) return 0;
     // Handlers read from the same kind of pointer that they write to.
-    uint8_t *at = const_cast<uint8_t *>(static_cast<const uint8_t *>(buffer)) + kLength;
+    uint8_t *at = const_cast<uint8_t *>(static_cast<const uint8_t *>(buffer)) + kLengthSize;
     for (int32_t left = total; left > 0;) {
-        const int32_t remaining = left - kType;
+        const int32_t remaining = left - kTypeSize;
         if (remaining < 0) return 0;
         const uint32_t type = load_be<uint16_t>(at);
         tlv_row *row = type != 0 && type < row_count ? &tlvDefn[type] : nullptr;
         const bool known = row && row->storage && row->handler;
         if (known) row->set = 1;
-        const int consumed = known ? row->handler(TLV_DECODE, at + kType, remaining, nullptr, row)
-                                   : unknownhdlr(TLV_DECODE, at + kType, remaining);
+        const int consumed = known ? row->handler(TLV_DECODE, at + kTypeSize, remaining, nullptr, row)
+                                   : unknownhdlr(TLV_DECODE, at + kTypeSize, remaining);
         if (consumed <= 0 || consumed > remaining) return 0;
-        at += kType + consumed;
+        at += kTypeSize + consumed;
         left = remaining - consumed;
     }
-    return kLength + total;
+    return kLengthSize + total;
 }
 
 // --- handlers
@@ -200,7 +200,7 @@ int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
             return length + 3 < remaining ? put_sized(wire, row->storage, length) : 0;
         case TLV_DECODE:
             if (!get_length(wire, remaining, length)) return 0;
-            return store_text(*row, bytes(wire) + kLength, length) ? kLength + length : 0;
+            return store_text(*row, bytes(wire) + kLengthSize, length) ? kLengthSize + length : 0;
         default: return store_text(*row, value, strlen(static_cast<const char *>(value)));
     }
 }
@@ -214,8 +214,8 @@ int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
             return length + 1 < remaining ? put_sized(wire, row->storage, length) : 0;
         case TLV_DECODE:
             if (!get_length(wire, remaining, length) || length != row->size) return 0;
-            memcpy(row->storage, bytes(wire) + kLength, length);
-            return kLength + length;
+            memcpy(row->storage, bytes(wire) + kLengthSize, length);
+            return kLengthSize + length;
         default: memcpy(row->storage, value, row->size); return 1;
     }
 }
@@ -223,7 +223,7 @@ int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
 int unknownhdlr(int op, void *wire, int remaining) {
     if (op != TLV_DECODE) abort();
     uint16_t length;
-    return get_length(wire, remaining, length) ? kLength + length : 0;
+    return get_length(wire, remaining, length) ? kLengthSize + length : 0;
 }
 
 constinit const tlv_operations HBMSG = {tlvreset, tlvset, tlvisset, tlvget, settlvBuffer, readtlvBuffer};

@@ -5,8 +5,8 @@
 #include <numeric>
 #include <vector>
 
-#include "base/divisor.h"
 #include "codec/copy.h"
+#include "hash/divisor.h"
 #include "support/random.h"
 
 namespace {

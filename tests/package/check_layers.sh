@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_layers.sh SOURCE_DIR
-# Folders of src/ use each other as the picture in docs/architecture.md draws it, and by public headers alone. Each may
-# use base. A public header belongs to the folder that has the source with its stem.
+# Folders of src/ use each other as the picture in docs/architecture.md draws it. Each may use base. A public header
+# belongs to the folder that has the source with its stem.
 set -eu
 cd "$1"
 export LC_ALL=C
@@ -19,8 +19,7 @@ used() {
             owner=$(find src -name "$stem.cpp" | sed 's|src/\(.*\)/.*|\1|')
             [ "$owner" = "$name" ] || echo "$name --> ${owner:-unknown $stem}"
         done
-        sed -n 's|^#include "\([a-z]*/.*\)".*|\1|p' "$folder"*.* |
-            grep -v -e '^base/' -e "^$name/" | sed "s|^|$name --> |"
+        sed -n 's|^#include "\([a-z]*\)/.*|\1|p' "$folder"*.* | grep -vx -e base -e "$name" | sed "s|^|$name --> |"
     done | sort -u
 }
 

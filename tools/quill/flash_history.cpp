@@ -34,38 +34,24 @@ constexpr uint32_t kRecords = QUILL_FLASH_HISTORY_RECORDS;
 constexpr useconds_t kPoll = 200'000;
 constexpr size_t kWhoWidth = 22;
 
-struct Record {
-    uint32_t when, offset, is_read, length, took;
-    std::string_view who, parent;
-};
+using Record = quill_flash_record;
 
-constexpr size_t kWho = 20, kParent = 52, kLabel = 32;  // in a record
+uint32_t number(const uint8_t (&big_endian)[4]) {
+    const uint8_t *const b = big_endian;
+    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
+}
+
+std::string_view text(const char (&label)[32]) { return {label, strnlen(label, sizeof label)}; }
 
 // A history as it was at one moment.
-struct Snapshot {
-    uint8_t bytes[QUILL_FLASH_HISTORY_SIZE];
-
-    uint32_t word(size_t at) const {
-        return static_cast<uint32_t>(bytes[at] << 24 | bytes[at + 1] << 16 | bytes[at + 2] << 8 | bytes[at + 3]);
-    }
+struct Snapshot : quill_flash_history {
     // Where the next record will stand, which is where the oldest one is once all are in use.
-    uint32_t next() const { return word(4) < kRecords ? word(4) : 0; }
-    static size_t start_of(uint32_t record) { return 8 + size_t{record} * QUILL_FLASH_HISTORY_RECORD_SIZE; }
-    bool is_used(uint32_t record) const { return bytes[start_of(record) + kWho] != 0; }
+    uint32_t next_record() const { return number(next) < kRecords ? number(next) : 0; }
+    bool is_used(uint32_t record) const { return *records[record].process != '\0'; }
     // The parent is written last.
-    bool is_whole(uint32_t record) const { return bytes[start_of(record) + kParent] != 0; }
+    bool is_whole(uint32_t record) const { return *records[record].parent != '\0'; }
     bool same(const Snapshot &other, uint32_t record) const {
-        const size_t at = start_of(record);
-        return memcmp(bytes + at, other.bytes + at, QUILL_FLASH_HISTORY_RECORD_SIZE) == 0;
-    }
-    std::string_view label(size_t at) const {
-        const char *text = reinterpret_cast<const char *>(bytes + at);
-        return {text, strnlen(text, kLabel)};
-    }
-    Record record(uint32_t number) const {
-        const size_t at = start_of(number);
-        return {word(at),      word(at + 4),     word(at + 8),       word(at + 12),
-                word(at + 16), label(at + kWho), label(at + kParent)};
+        return memcmp(&records[record], &other.records[record], sizeof(Record)) == 0;
     }
 };
 
@@ -77,14 +63,16 @@ public:
 
     // As the file is now. A file that was just made is empty, or zeros.
     void read(Snapshot &out) const {
-        memset(out.bytes, 0, sizeof out.bytes);
-        const ssize_t got = pread(fd_, out.bytes, sizeof out.bytes, 0);
+        out = {};
+        const ssize_t got = pread(fd_, &out, sizeof out, 0);
         if (got < 0) fail("cannot read %s: %s", path_, strerror(errno));
-        if (got == 0 || out.word(0) == 0) return memset(out.bytes, 0, sizeof out.bytes), void();
-        if (static_cast<size_t>(got) < sizeof out.bytes)
-            fail("%s: expected %zu bytes, found %zd", path_, sizeof out.bytes, got);
-        if (out.word(0) != kRecords)
-            fail("%s: offset 0: expected a capacity of %u, found %u", path_, kRecords, out.word(0));
+        const uint32_t capacity = number(out.capacity);
+        if (got == 0 || capacity == 0) {
+            out = {};
+            return;
+        }
+        if (static_cast<size_t>(got) < sizeof out) fail("%s: expected %zu bytes, found %zd", path_, sizeof out, got);
+        if (capacity != kRecords) fail("%s: offset 0: expected a capacity of %u, found %u", path_, kRecords, capacity);
     }
     // Whether another file has taken its place, which is then open.
     bool was_replaced() {
@@ -109,39 +97,47 @@ private:
 };
 
 const char *operation_of(const Record &record) {
-    return record.is_read == 1 ? "read" : record.is_read == 0 ? "write" : "unknown";
+    switch (number(record.operation)) {
+        case 0: return "write";
+        case 1: return "read";
+        default: return "unknown";
+    }
 }
 
 void print_row(const Record &r) {
+    const uint32_t seconds = number(r.when);
     char when[24];
-    snprintf(when, sizeof when, "%u:%02u:%02u", r.when / 3600, r.when / 60 % 60, r.when % 60);
-    printf("%12s  %-7s  0x%08x  %10u  %7u ms  ", when, operation_of(r), r.offset, r.length, r.took);
-    print_escaped(r.who);  // a process may be called anything
-    printf("%*s", r.who.size() < kWhoWidth ? static_cast<int>(kWhoWidth - r.who.size()) : 0, "");
+    snprintf(when, sizeof when, "%u:%02u:%02u", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    printf("%12s  %-7s  0x%08x  %10u  %7u ms  ", when, operation_of(r), number(r.offset), number(r.length),
+           number(r.milliseconds));
+    const std::string_view process = text(r.process);
+    print_escaped(process);  // it may be called anything
+    printf("%*s", process.size() < kWhoWidth ? static_cast<int>(kWhoWidth - process.size()) : 0, "");
     fputs("  ", stdout);
-    print_escaped(r.parent);
+    print_escaped(text(r.parent));
     putchar('\n');
 }
 
 void print_json(const Record &r, Json &json) {
     json.begin('{');
-    json.number("seconds", uint64_t{r.when});
+    json.number("seconds", uint64_t{number(r.when)});
     json.text("operation", operation_of(r));
-    json.number("offset", uint64_t{r.offset});
-    json.number("length", uint64_t{r.length});
-    json.number("milliseconds", uint64_t{r.took});
-    json.text("process", r.who);
-    json.text("parent", r.parent);
+    json.number("offset", uint64_t{number(r.offset)});
+    json.number("length", uint64_t{number(r.length)});
+    json.number("milliseconds", uint64_t{number(r.milliseconds)});
+    json.text("process", text(r.process));
+    json.text("parent", text(r.parent));
     json.end('}');
 }
 
 template <typename Show>
 void show_all(const Snapshot &history, Show show) {
     const bool has_gone_round = history.is_used(kRecords - 1);
-    const uint32_t oldest = has_gone_round ? history.next() : 0, count = has_gone_round ? kRecords : history.next();
+    const uint32_t next = history.next_record();
+    const uint32_t oldest = has_gone_round ? next : 0, count = has_gone_round ? kRecords : next;
     for (uint32_t i = 0; i < count; i++) {
         const uint32_t record = (oldest + i) % kRecords;
-        if (history.is_used(record)) show(history.record(record));
+        if (history.is_used(record)) show(history.records[record]);
     }
 }
 
@@ -149,24 +145,23 @@ void show_all(const Snapshot &history, Show show) {
 // once it is whole and did not change between two looks. One that nobody goes on to fill in is passed over.
 class Follower {
 public:
-    explicit Follower(const Snapshot &history) : shown_(history), before_(history), seen_(history.next()) {}
+    explicit Follower(const Snapshot &history) : shown_(history), before_(history), seen_(history.next_record()) {}
 
     void forget() {
-        memset(&shown_, 0, sizeof shown_);
+        shown_ = {};
         seen_ = 0;
     }
     template <typename Show>
     void look(const Snapshot &now, Show show) {
-        uint32_t pending = (now.next() + kRecords - seen_) % kRecords;
+        uint32_t pending = (now.next_record() + kRecords - seen_) % kRecords;
         const uint32_t last = (seen_ + kRecords - 1) % kRecords;
         if (pending == 0 && !now.same(shown_, last)) pending = kRecords;  // once round since the last look
         uint32_t ready = pending;
         while (ready > 0 && !is_ready(now, (seen_ + ready - 1) % kRecords)) ready--;
         for (; ready > 0; ready--, seen_ = (seen_ + 1) % kRecords) {
             if (!is_ready(now, seen_)) continue;
-            show(now.record(seen_));
-            const size_t at = Snapshot::start_of(seen_);
-            memcpy(shown_.bytes + at, now.bytes + at, QUILL_FLASH_HISTORY_RECORD_SIZE);
+            show(now.records[seen_]);
+            shown_.records[seen_] = now.records[seen_];
         }
         before_ = now;
     }
