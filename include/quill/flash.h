@@ -55,10 +55,11 @@ typedef struct quill_flash_record {
     char parent[32];         /* the same of that process's parent */
 } quill_flash_record;
 
+/* The whole of it. */
 typedef struct quill_flash_history {
-    uint8_t capacity[4]; /* QUILL_FLASH_HISTORY_RECORDS */
-    uint8_t next[4];     /* the record that is written next, 0 to 199 */
-    quill_flash_record records[QUILL_FLASH_HISTORY_RECORDS];
+    uint8_t capacity[4];                                     /* QUILL_FLASH_HISTORY_RECORDS */
+    uint8_t next[4];                                         /* the record that is written next, 0 to 199 */
+    quill_flash_record records[QUILL_FLASH_HISTORY_RECORDS]; /* the oldest first, until all are in use */
 } quill_flash_history;
 
 /* ---- board control, "/dev/mxc" ---- */

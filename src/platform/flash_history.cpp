@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <quill/flash.h>
 #include <stddef.h>
 #include <stdio.h>
 #include <string.h>

@@ -1,6 +1,5 @@
 #include <quill/command.h>
 
-#include <errno.h>
 #include <fcntl.h>
 #include <quill/pipe.h>
 #include <signal.h>
@@ -15,6 +14,7 @@
 
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/errno.h"
 #include "base/memory.h"
 #include "base/shell_line.h"
 #include "base/text_file.h"

@@ -21,6 +21,7 @@
 #include "base/bounded_text.h"
 #include "base/cancellation.h"
 #include "base/descriptor.h"
+#include "base/errno.h"
 #include "base/fixed_file.h"
 #include "base/memory.h"
 #include "base/paths.h"

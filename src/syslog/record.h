@@ -8,6 +8,7 @@
 #include <sys/types.h>
 #include <time.h>
 
+#include <array>
 #include <string_view>
 
 #include "base/bounded_text.h"
@@ -44,7 +45,7 @@ private:
 class Record {
 public:
     // With the id of a process, or 0.
-    Record(int priority, std::string_view time, const char *identity, pid_t process) : text_(bytes_, kTextSize) {
+    Record(int priority, std::string_view time, const char *identity, pid_t process) : text_(bytes_.data(), kTextSize) {
         text_.add('<');
         text_.add(priority);
         text_.add('>');
@@ -91,10 +92,10 @@ private:
 
     std::string_view ended(std::string_view ending, size_t start) {
         memcpy(text_.end(), ending.data(), ending.size());
-        return {bytes_ + start, text_.view().size() + ending.size() - start};
+        return {bytes_.data() + start, text_.view().size() + ending.size() - start};
     }
 
-    char bytes_[kSize];
+    std::array<char, kSize> bytes_;
     BoundedText text_;
     size_t time_;      // where the time starts
     size_t identity_;  // where the identity starts

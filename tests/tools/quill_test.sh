@@ -91,7 +91,7 @@ offset  kind       length  value
     55  ipv6           17  2001:db8::1
     72  ip_af          21  10.0.0.1
     93  ip_af          21  ::1
-   114  ip_af          21  7 000102030405060708090a0b0c0d0e0f
+   114  ip_af          21  7  000102030405060708090a0b0c0d0e0f
    135  bool            3  true
    138  bool            3  7
    141  hex             3
@@ -116,8 +116,8 @@ expect 1 "printf '02 03\n030014 0f\n0x\n00000261ff\n' | quill decode --lines --j
 {"line":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
 {"line":2,"length":4,"elements":[{"offset":0,"kind":"u16","length":3,"value":20}],"damage":{"offset":3,"expected":"a tag from 0 to 14","found":"0x0f"}}
 quill decode: standard input:2: offset 3: expected a tag from 0 to 14, found 0x0f
-{"line":3,"damage":{"offset":0,"expected":"hexadecimal digits, two a byte","found":"character 2"}}
-quill decode: standard input:3: character 2: expected hexadecimal digits, two a byte
+{"line":3,"damage":{"offset":0,"expected":"hexadecimal digits, two a byte","found":"none at character 2"}}
+quill decode: standard input:3: offset 0: expected hexadecimal digits, two a byte, found none at character 2
 {"line":4,"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
 END_OF_OUTPUT
 
@@ -129,7 +129,7 @@ hex_len32
 hex32
 offset  kind       length  value
      0  s32             9  5  of the bytes 0607029a0400000005
-{"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"bytes":"0607029a0400000005","value":5}],"damage":null}
+{"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"value":5,"bytes":"0607029a0400000005"}],"damage":null}
 END_OF_OUTPUT
 
 expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex; printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
@@ -317,7 +317,7 @@ END_OF_OUTPUT
 printf abc >"a \"b\""
 expect 1 "quill md5 --json nowhere 'a \"b\"' message.txt 2>/dev/null; quill hmac --json --key-hex 4a656665 'a \"b\"'
 quill version compare --json 8.10.0.0 8.10.0.1; quill version --json eol 4.1.0.0 43" <<END_OF_OUTPUT
-[{"file":"a \\"b\\"","md5":"900150983cd24fb0d6963f7d28e17f72"},{"file":"message.txt","md5":"$(md5sum <message.txt | cut -c 1-32)"}]
+[{"md5":"900150983cd24fb0d6963f7d28e17f72","file":"a \\"b\\""},{"md5":"$(md5sum <message.txt | cut -c 1-32)","file":"message.txt"}]
 {"file":"a \\"b\\"","hmac_md5":"$(printf abc | openssl dgst -md5 -hmac Jefe | sed 's/.* //')"}
 {"answer":"older"}
 {"answer":"too old"}
@@ -351,12 +351,14 @@ expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1/17 fe80::1/64 1.2.3; quill addr --j
   plain        001b63aabbcc
   multicast    no
   local        no
+
 10.0.0.1/17
   kind         IPv4
   dotted       10.0.0.1
   hexadecimal  0x0a000001
   unicast      yes
   mask         255.255.128.0
+
 fe80::1/64
   kind         IPv6
   short        fe80::1
@@ -390,10 +392,10 @@ expect 0 "quill info | grep -c '^  [a-z/]'; quill info --json | tr ',' '\\n' | g
 21
 21
 END_OF_OUTPUT
-expect 0 "rm -f state; quill dump state 2>&1 | sed -e 's/[0-9]* bytes/N bytes/' | grep -c 'N bytes'; test -s state" <<'END_OF_OUTPUT'
-18
+expect 0 "rm -f state; quill dump state 2>&1 | sed 's/[0-9]* bytes/N bytes/' | sort -u; test -s state" <<'END_OF_OUTPUT'
+N bytes
+state: N bytes
 END_OF_OUTPUT
-quill dump state 2>&1 >/dev/null | grep -q '[0-9] bytes  [a-z]' || complain "quill dump names no section"
 expect 1 "quill dump --quiet nowhere/state" <<'END_OF_OUTPUT'
 quill dump: cannot write nowhere/state: No such file or directory
 END_OF_OUTPUT

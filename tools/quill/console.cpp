@@ -1,6 +1,5 @@
 #include "console.h"
 
-#include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -95,9 +94,12 @@ void print_hex(std::span<const uint8_t> bytes) {
 }
 
 void write_message(std::span<const uint8_t> bytes, bool hex) {
-    if (!hex) return (void)fwrite(bytes.data(), 1, bytes.size(), stdout);
-    print_hex(bytes);
-    putchar('\n');
+    if (hex) {
+        print_hex(bytes);
+        putchar('\n');
+    } else {
+        fwrite(bytes.data(), 1, bytes.size(), stdout);
+    }
 }
 
 void print_dump(std::span<const uint8_t> bytes, const char *indent) {
@@ -115,74 +117,6 @@ void print_dump(std::span<const uint8_t> bytes, const char *indent) {
         for (const uint8_t byte : row) putchar(is_printable(byte) ? byte : '.');
         printf("|%s\n", plain());
     }
-}
-
-void Json::begin(char bracket, const char *name) {
-    key(name);
-    putchar(bracket);
-    comma_due_ = false;
-}
-
-void Json::end(char bracket) {
-    putchar(bracket);
-    comma_due_ = true;
-}
-
-void Json::text(const char *name, std::string_view value) {
-    key(name);
-    putchar('"');
-    while (!value.empty()) {
-        const char c = value[0];
-        const size_t length = utf8_length(value);
-        if (c == '"' || c == '\\')
-            printf("\\%c", c);
-        else if (is_control(value))
-            printf("\\u%04x", static_cast<unsigned>(static_cast<uint8_t>(value[length - 1])));
-        else if (length == 0)
-            fputs("\\ufffd", stdout);
-        else
-            fwrite(value.data(), 1, length, stdout);
-        value.remove_prefix(length ? length : 1);
-    }
-    putchar('"');
-}
-
-void Json::hex(const char *name, std::span<const uint8_t> bytes) {
-    key(name);
-    putchar('"');
-    print_hex(bytes);
-    putchar('"');
-}
-
-void Json::number(const char *name, int64_t value) {
-    key(name);
-    printf("%" PRId64, value);
-}
-
-void Json::number(const char *name, uint64_t value) {
-    key(name);
-    printf("%" PRIu64, value);
-}
-
-void Json::boolean(const char *name, bool value) {
-    key(name);
-    fputs(value ? "true" : "false", stdout);
-}
-
-void Json::null(const char *name) {
-    key(name);
-    fputs("null", stdout);
-}
-
-void Json::finish() {
-    putchar('\n');
-    comma_due_ = false;
-}
-
-void Json::key(const char *name) {
-    if (comma_due_) putchar(',');
-    comma_due_ = true;
-    if (name) printf("\"%s\":", name);
 }
 
 }  // namespace quill::cli

@@ -1,4 +1,4 @@
-// What is printed: in colour on a terminal, as JSON for programs, and texts of strangers without harm to a terminal.
+// What is printed: in colour on a terminal, and texts of strangers without harm to one.
 #pragma once
 
 #include <stddef.h>
@@ -34,23 +34,5 @@ void write_message(std::span<const uint8_t> bytes, bool hex);
 void print_hex(std::span<const uint8_t> bytes);
 // Rows of sixteen: offset, bytes, and the printable ones again, each row behind the indent.
 void print_dump(std::span<const uint8_t> bytes, const char *indent);
-
-// A JSON document (RFC 8259) on standard output, in one line. Keys are null within arrays.
-class Json {
-public:
-    void begin(char bracket, const char *key = nullptr);
-    void end(char bracket);
-    void text(const char *key, std::string_view value);
-    void hex(const char *key, std::span<const uint8_t> bytes);
-    void number(const char *key, int64_t value);
-    void number(const char *key, uint64_t value);
-    void boolean(const char *key, bool value);
-    void null(const char *key);
-    void finish();  // the line's end
-
-private:
-    void key(const char *name);
-    bool comma_due_ = false;
-};
 
 }  // namespace quill::cli

@@ -26,13 +26,13 @@ void Damage::complain_of(const char *where) const {
     complain("%s: offset %zu: expected %s, found %s", where, offset, expected, found);
 }
 
-void print_damage(const Damage *damage, Json &json) {
-    if (!damage) return json.null("damage");
-    json.begin('{', "damage");
-    json.number("offset", uint64_t{damage->offset});
-    json.text("expected", damage->expected);
-    json.text("found", damage->found);
-    json.end('}');
+void report_damage(const Damage *damage, Report &report) {
+    if (!damage) return report.unknown(json_only("damage"));
+    report.begin_object("damage");
+    report.number(json_only("offset"), damage->offset);
+    report.text(json_only("expected"), damage->expected);
+    report.text(json_only("found"), damage->found);
+    report.end_object();
 }
 
 }  // namespace quill::cli

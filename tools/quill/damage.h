@@ -3,7 +3,7 @@
 
 #include <stddef.h>
 
-#include "console.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -18,7 +18,7 @@ struct Damage {
     void complain_of(const char *where) const;
 };
 
-// The member "damage" of an object: null where there is none.
-void print_damage(const Damage *damage, Json &json);
+// The member "damage" of an object of JSON: null where there is none.
+void report_damage(const Damage *damage, Report &report);
 
 }  // namespace quill::cli

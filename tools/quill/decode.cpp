@@ -10,6 +10,7 @@
 #include "elements.h"
 #include "input.h"
 #include "json_input.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -54,100 +55,66 @@ constexpr char kEncodeHelp[] =
 
 namespace {
 
-enum class Form { kTable, kPlain, kJson };
+constexpr Column kColumns[] = {{"offset", 6, true}, {"kind", -9}, {"length", 6}, {"value", 0}};
 
-void print_row(const Element &element) {
-    printf("%s%6u%s  %-9s  %6u", faint(), element.offset, plain(), name_of(element.kind), element.length);
-    if (is_data(element.kind)) {
-        putchar('\n');
-        print_dump(element.content, "        ");
-        return;
-    }
-    fputs("  ", stdout);
-    print_value(element);
-    print_hidden(element);
-    putchar('\n');
+void show(const Element &element, Report &report) {
+    report.begin_row();
+    report.number("offset", element.offset);
+    report.text(also_plain("kind"), element.kind->name);
+    report.number("length", element.length);
+    element.kind->show(element, report);
+    report.end_row();
 }
 
-void print_plain(const Element &element) {
-    fputs(name_of(element.kind), stdout);
-    if (!is_data(element.kind) || !element.content.empty()) putchar(' ');
-    print_value(element);
-    putchar('\n');
-}
-
-void print_json(const Element &element, Json &json) {
-    json.begin('{');
-    json.number("offset", uint64_t{element.offset});
-    json.text("kind", name_of(element.kind));
-    json.number("length", uint64_t{element.length});
-    print_value(element, json);
-    json.end('}');
-}
-
-// Returns whether all of it could be read. `where` says which message it is, and `line` its line in a file of several.
-bool decode_message(std::span<const uint8_t> message, Form form, const char *where, size_t line = 0) {
-    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", where);
-    Json json;
-    Damage damage;
+// The members of a message's object. False, with the damage, where not all of it could be read.
+bool show_message(std::span<const uint8_t> message, Report &report, Damage &damage) {
     bool whole = true;
-    if (form == Form::kTable) printf("%soffset  kind       length  value%s\n", bold(), plain());
-    if (form == Form::kJson) {
-        json.begin('{');
-        if (line) json.number("line", uint64_t{line});
-        json.number("length", uint64_t{message.size()});
-        json.begin('[', "elements");
-    }
+    report.number(json_only("length"), message.size());
+    report.begin_list("elements");
+    report.columns(kColumns);
     Element element;
-    for (uint32_t at = 0; at < message.size(); at += element.length) {
-        whole = read_element(message, at, element, damage);
-        if (!whole) break;
-        if (form == Form::kTable)
-            print_row(element);
-        else if (form == Form::kPlain)
-            print_plain(element);
-        else
-            print_json(element, json);
+    for (size_t at = 0; whole && at < message.size(); at += element.length) {
+        whole = read_element(message, static_cast<uint32_t>(at), element, damage);
+        if (whole) show(element, report);
     }
-    if (form == Form::kJson) {
-        json.end(']');
-        print_damage(whole ? nullptr : &damage, json);
-        json.end('}');
-        json.finish();
-    }
-    if (!whole) damage.complain_of(where);
+    report.end_list();
+    report_damage(whole ? nullptr : &damage, report);
     return whole;
 }
 
-bool decode_line(std::string_view text, Form form, const char *where, size_t line) {
-    Bytes message;
-    size_t fault;
-    if (parse_hex(text, message, fault)) return decode_message(message, form, where, line);
-    static constexpr char kExpected[] = "hexadecimal digits, two a byte";
-    if (form == Form::kJson) {
-        Damage damage;
-        damage.expect(message.size(), "%s", kExpected);
-        damage.find("character %zu", fault + 1);
-        Json json;
-        json.begin('{');
-        json.number("line", uint64_t{line});
-        print_damage(&damage, json);
-        json.end('}');
-        json.finish();
-    }
-    complain("%s: character %zu: expected %s", where, fault + 1, kExpected);
-    return false;
+bool decode_message(const Bytes &message, Report &report, const char *name) {
+    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
+    Damage damage;
+    report.begin_object();
+    const bool whole = show_message(message, report, damage);
+    report.end_object();
+    if (!whole) damage.complain_of(name);
+    return whole;
 }
 
-bool decode_lines(std::string_view text, Form form, const char *name) {
+bool decode_lines(std::string_view text, Report &report, const char *name) {
     bool all = true;
     size_t number = 0;
     for (std::string_view line; next_line(text, line);) {
-        char where[512];
+        char where[512], title[24];
         snprintf(where, sizeof where, "%s:%zu", name, ++number);
-        if (form == Form::kTable) printf("%s%s%zu%s\n", number > 1 ? "\n" : "", bold(), number, plain());
-        if (form == Form::kPlain) printf("%s# %zu\n", number > 1 ? "\n" : "", number);
-        all = decode_line(line, form, where, number) && all;
+        snprintf(title, sizeof title, "%zu", number);
+        Bytes message;
+        size_t fault;
+        Damage damage;
+        report.begin_object(nullptr, title);
+        report.number(json_only("line"), number);
+        bool whole = parse_hex(line, message, fault);
+        if (whole) {
+            whole = show_message(message, report, damage);
+        } else {
+            damage.expect(message.size(), "hexadecimal digits, two a byte");
+            damage.find("none at character %zu", fault + 1);
+            report_damage(&damage, report);
+        }
+        report.end_object();
+        if (!whole) damage.complain_of(where);
+        all = all && whole;
     }
     return all;
 }
@@ -160,14 +127,14 @@ void encode_line(std::string_view line, Bytes &message, const char *name, size_t
     const std::string_view word = part(line, 0, end);
     const std::string_view value = trimmed(part(line, word.size()));
     const auto shown = [](std::string_view text) { return static_cast<int>(text.size() < 60 ? text.size() : 60); };
-    Kind kind;
-    if (!find_kind(word, kind)) fail("%s:%zu: no kind \"%.*s\"", name, number, shown(word), word.data());
-    if (const char *wanted = write_element(kind, value, message))
-        fail("%s:%zu: %s: expected %s, found %.*s", name, number, name_of(kind), wanted,
-             value.empty() ? 7 : shown(value), value.empty() ? "nothing" : value.data());
+    const Kind *const kind = find_kind(word);
+    if (!kind) fail("%s:%zu: no kind \"%.*s\"", name, number, shown(word), word.data());
+    if (const char *wanted = kind->write(value, message))
+        fail("%s:%zu: %s: expected %s, found %.*s", name, number, kind->name, wanted, value.empty() ? 7 : shown(value),
+             value.empty() ? "nothing" : value.data());
 }
 
-// A text in the form that write_element reads.
+// A text in the form that a kind's write() reads.
 void append_quoted(Bytes &out, std::string_view text) {
     append(out, "\"");
     for (const char c : text) {
@@ -178,34 +145,35 @@ void append_quoted(Bytes &out, std::string_view text) {
     append(out, "\"");
 }
 
-// An element as print_json shows it: its kind, and its value, or bytes in place of what has none.
+// An element as decode shows it: its kind, and its value, or bytes in place of what has none.
 void encode_object(JsonInput &json, Bytes &message) {
-    Kind kind = kKinds;
+    const Kind *kind = nullptr;
     Bytes value, family, raw;
     bool is_hex = false;
     while (json.next_member()) {
         size_t fault;
         const std::string_view key = json.key();
-        if (key == "kind" && !find_kind(json.value(), kind)) json.refuse("a kind of element before this");
+        if (key == "kind" && !(kind = find_kind(json.value()))) json.refuse("a kind of element before this");
         if (key == "family") append(family, json.value());
         if (key == "bytes" && !parse_hex(json.value(), raw, fault)) json.refuse("bytes in hexadecimal before this");
         if (key != "value" && key != "hex") continue;
         is_hex = key == "hex";
         append(value, json.value());
     }
-    if (kind == kKinds) json.refuse("an element's kind before this");
+    if (!kind) json.refuse("an element's kind before this");
     if (!raw.empty()) return append(message, raw.view());
     Bytes text;
     size_t fault;
-    if (is_text(kind)) {
+    if (kind->is_text) {
         Bytes content;
         if (is_hex && !parse_hex(value.view(), content, fault)) json.refuse("bytes in hexadecimal before this");
         append_quoted(text, is_hex ? content.view() : value.view());
     } else {
-        if (!family.empty()) append(text, family.view()), append(text, " ");
+        append(text, family.view());
+        if (!family.empty()) append(text, " ");
         append(text, value.view());
     }
-    if (const char *wanted = write_element(kind, text.view(), message)) json.refuse(wanted);
+    if (const char *wanted = kind->write(text.view(), message)) json.refuse(wanted);
 }
 
 void encode_json(std::string_view text, Bytes &message, const char *name) {
@@ -223,9 +191,9 @@ int decode(Arguments &arguments) {
     if (plain_form && json) arguments.misused("--plain or --json, not both");
     const char *path = operands.empty() ? nullptr : operands[0];
     const char *name = name_of_input(path);
-    const Form form = json ? Form::kJson : plain_form ? Form::kPlain : Form::kTable;
+    Report report(json ? Form::kJson : plain_form ? Form::kPlain : Form::kTable);
     const Bytes input = hex ? read_dump(path) : read_input(path);
-    const bool whole = lines ? decode_lines(input.view(), form, name) : decode_message(input, form, name);
+    const bool whole = lines ? decode_lines(input.view(), report, name) : decode_message(input, report, name);
     return whole ? kDone : kData;
 }
 

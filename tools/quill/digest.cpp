@@ -7,8 +7,8 @@
 #include <span>
 
 #include "command.h"
-#include "console.h"
 #include "input.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -37,17 +37,13 @@ namespace {
 
 using Digest = uint8_t[MD5_DIGEST_SIZE];
 
-void print_json(Json &json, const char *path, const char *kind, const Digest &digest) {
-    json.begin('{');
-    json.text("file", path);
-    json.hex(kind, digest);
-    json.end('}');
-}
-
 bool digest_of(const char *path, Digest &digest) {
     const bool standard = strcmp(path, "-") == 0;
     FILE *file = standard ? stdin : fopen(path, "rbe");
-    if (!file) return complain("cannot open %s: %s", path, strerror(errno)), false;
+    if (!file) {
+        complain("cannot open %s: %s", path, strerror(errno));
+        return false;
+    }
     md5_context context;
     MD5Init(&context);
     uint8_t part[16384];
@@ -85,18 +81,20 @@ int md5(Arguments &arguments) {
     const auto paths = arguments.operands(0, SIZE_MAX);
     char standard[] = "-", *only[] = {standard};
     bool all = true;
-    Json json;
-    if (as_json) json.begin('[');
+    Report report(as_json);
+    report.begin_list();
     for (const char *path : paths.empty() ? std::span<char *>(only) : paths) {
         Digest digest;
-        if (!digest_of(path, digest))
+        if (!digest_of(path, digest)) {
             all = false;
-        else if (as_json)
-            print_json(json, path, "md5", digest);
-        else
-            print_hex(digest), printf("  %s\n", path);
+            continue;
+        }
+        report.begin_row();
+        report.hex("md5", digest);
+        report.text("file", path);
+        report.end_row();
     }
-    if (as_json) json.end(']'), json.finish();
+    report.end_list();
     return all ? kDone : kData;
 }
 
@@ -112,14 +110,11 @@ int hmac(Arguments &arguments) {
     if (data.size() > UINT32_MAX || key.size() > INT32_MAX ||
         calc_hmac_md5(key.data(), static_cast<int>(key.size()), data.data(), static_cast<unsigned>(data.size()), code))
         fail("%s is too long", name_of_input(path));
-    if (as_json) {
-        Json json;
-        print_json(json, path, "hmac_md5", code);
-        json.finish();
-    } else {
-        print_hex(code);
-        putchar('\n');
-    }
+    Report report(as_json);
+    report.begin_object();
+    report.text(json_only("file"), path);
+    report.hex({"hmac_md5", ""}, code);
+    report.end_object();
     return kDone;
 }
 

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "command.h"
-#include "console.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -32,7 +32,6 @@ namespace {
 constexpr char kHistory[] = "/tmp/flashophist";
 constexpr uint32_t kRecords = QUILL_FLASH_HISTORY_RECORDS;
 constexpr useconds_t kPoll = 200'000;
-constexpr size_t kWhoWidth = 22;
 
 using Record = quill_flash_record;
 
@@ -104,40 +103,33 @@ const char *operation_of(const Record &record) {
     }
 }
 
-void print_row(const Record &r) {
-    const uint32_t seconds = number(r.when);
-    char when[24];
+constexpr Column kColumns[] = {{"when", 12}, {"what", -7},     {"offset", -10}, {"length", 10},
+                               {"took", 10}, {"process", -22}, {"parent", 0}};
+
+void show(const Record &r, Report &report) {
+    const uint32_t seconds = number(r.when), offset = number(r.offset), took = number(r.milliseconds);
+    char when[24], place[12], duration[16];
     snprintf(when, sizeof when, "%u:%02u:%02u", seconds / 3600, seconds / 60 % 60, seconds % 60);
-    printf("%12s  %-7s  0x%08x  %10u  %7u ms  ", when, operation_of(r), number(r.offset), number(r.length),
-           number(r.milliseconds));
-    const std::string_view process = text(r.process);
-    print_escaped(process);  // it may be called anything
-    printf("%*s", process.size() < kWhoWidth ? static_cast<int>(kWhoWidth - process.size()) : 0, "");
-    fputs("  ", stdout);
-    print_escaped(text(r.parent));
-    putchar('\n');
+    snprintf(place, sizeof place, "0x%08x", offset);
+    snprintf(duration, sizeof duration, "%u ms", took);
+    report.begin_row();
+    report.number("seconds", seconds, when);
+    report.text("operation", operation_of(r));
+    report.number("offset", offset, place);
+    report.number("length", number(r.length));
+    report.number("milliseconds", took, duration);
+    report.text("process", text(r.process));  // which may be called anything
+    report.text("parent", text(r.parent));
+    report.end_row();
 }
 
-void print_json(const Record &r, Json &json) {
-    json.begin('{');
-    json.number("seconds", uint64_t{number(r.when)});
-    json.text("operation", operation_of(r));
-    json.number("offset", uint64_t{number(r.offset)});
-    json.number("length", uint64_t{number(r.length)});
-    json.number("milliseconds", uint64_t{number(r.milliseconds)});
-    json.text("process", text(r.process));
-    json.text("parent", text(r.parent));
-    json.end('}');
-}
-
-template <typename Show>
-void show_all(const Snapshot &history, Show show) {
+void show_all(const Snapshot &history, Report &report) {
     const bool has_gone_round = history.is_used(kRecords - 1);
     const uint32_t next = history.next_record();
     const uint32_t oldest = has_gone_round ? next : 0, count = has_gone_round ? kRecords : next;
     for (uint32_t i = 0; i < count; i++) {
         const uint32_t record = (oldest + i) % kRecords;
-        if (history.is_used(record)) show(history.records[record]);
+        if (history.is_used(record)) show(history.records[record], report);
     }
 }
 
@@ -151,8 +143,7 @@ public:
         shown_ = {};
         seen_ = 0;
     }
-    template <typename Show>
-    void look(const Snapshot &now, Show show) {
+    void look(const Snapshot &now, Report &report) {
         uint32_t pending = (now.next_record() + kRecords - seen_) % kRecords;
         const uint32_t last = (seen_ + kRecords - 1) % kRecords;
         if (pending == 0 && !now.same(shown_, last)) pending = kRecords;  // once round since the last look
@@ -160,7 +151,7 @@ public:
         while (ready > 0 && !is_ready(now, (seen_ + ready - 1) % kRecords)) ready--;
         for (; ready > 0; ready--, seen_ = (seen_ + 1) % kRecords) {
             if (!is_ready(now, seen_)) continue;
-            show(now.records[seen_]);
+            show(now.records[seen_], report);
             shown_.records[seen_] = now.records[seen_];
         }
         before_ = now;
@@ -174,15 +165,14 @@ private:
     uint32_t seen_;
 };
 
-template <typename Show>
-[[noreturn]] void follow(History &history, Snapshot &now, Show show) {
+[[noreturn]] void follow(History &history, Snapshot &now, Report &report) {
     Follower follower(now);
     for (;;) {
         if (fflush(stdout) != 0 || ferror(stdout)) fail("cannot write what was asked for");
         usleep(kPoll);
         if (history.was_replaced()) follower.forget();
         history.read(now);
-        follower.look(now, show);
+        follower.look(now, report);
     }
 }
 
@@ -195,23 +185,12 @@ int flash_history(Arguments &arguments) {
     Snapshot history;
     file.read(history);
 
-    Json json;
-    const auto show_line = [&](const Record &record) { print_json(record, json), json.finish(); };
-    if (as_json && follows) {
-        show_all(history, show_line);
-        follow(file, history, show_line);
-    }
-    if (as_json) {
-        json.begin('[');
-        show_all(history, [&](const Record &record) { print_json(record, json); });
-        json.end(']');
-        json.finish();
-        return kDone;
-    }
-    printf("%s%12s  %-7s  %-10s  %10s  %10s  %-22s  %s%s\n", bold(), "when", "what", "offset", "length", "took",
-           "process", "parent", plain());
-    show_all(history, print_row);
-    if (follows) follow(file, history, print_row);
+    Report report(as_json);
+    report.columns(kColumns);
+    if (!follows) report.begin_list();  // else each is a document
+    show_all(history, report);
+    if (follows) follow(file, history, report);
+    report.end_list();
     return kDone;
 }
 

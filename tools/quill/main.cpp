@@ -64,22 +64,30 @@ int run(std::span<char *> words) {
         return kUsage;
     }
     const char *name = words[0];
-    if (strcmp(name, "--version") == 0) return puts("quill " QUILL_PROGRAM_VERSION), kDone;
+    if (strcmp(name, "--version") == 0) {
+        puts("quill " QUILL_PROGRAM_VERSION);
+        return kDone;
+    }
     const bool help = strcmp(name, "help") == 0;
-    if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || (help && words.size() == 1))
-        return list_commands(stdout), kDone;
+    if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || (help && words.size() == 1)) {
+        list_commands(stdout);
+        return kDone;
+    }
     const Command *command = find_command(help ? words[1] : name);
     if (!command) {
         complain("no command \"%s\"; quill --help lists them", help ? words[1] : name);
         return kUsage;
     }
-    if (help || asks_for_help(words.subspan(1))) return fputs(command->help, stdout), kDone;
+    if (help || asks_for_help(words.subspan(1))) {
+        fputs(command->help, stdout);
+        return kDone;
+    }
     running = command->name;
     Arguments arguments(*command, words.subspan(1));
     return command->run(arguments);
 }
 
-void say(const char *format, va_list values) {
+void print_error(const char *format, va_list values) {
     fflush(stdout);  // in the order in which things happened
     fprintf(stderr, "%squill%s%s:%s ", colour_of_errors(), running ? " " : "", running ? running : "",
             end_of_colour_of_errors());
@@ -102,10 +110,12 @@ void say(const char *format, va_list values) {
 bool Arguments::take(const char *option) {
     bool taken = false;
     for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0;) {
-        if (strcmp(words_[i], option) == 0)
-            drop(i, 1), taken = true;
-        else
+        if (strcmp(words_[i], option) != 0) {
             i++;
+            continue;
+        }
+        drop(i, 1);
+        taken = true;
     }
     return taken;
 }
@@ -114,7 +124,8 @@ bool Arguments::take_operation(const char *name) {
     for (size_t i = 0; i < words_.size(); i++) {
         if (words_[i][0] == '-') continue;
         if (strcmp(words_[i], name) != 0) return false;
-        return drop(i, 1), true;
+        drop(i, 1);
+        return true;
     }
     return false;
 }
@@ -125,12 +136,19 @@ const char *Arguments::take_value(const char *option) {
     const size_t length = strlen(option);
     for (size_t i = 0; i < words_.size() && strcmp(words_[i], "--") != 0; i++) {
         if (strncmp(words_[i], option, length) != 0) continue;
-        char *const behind = words_[i] + length;
-        if (*behind == '=') return drop(i, 1), once(option, behind + 1);
-        if (*behind != '\0') continue;
-        if (i + 1 == words_.size()) misused("%s wants a value", option);
-        char *const value = words_[i + 1];
-        return drop(i, 2), once(option, value);
+        const char *value = words_[i] + length;
+        if (*value == '=') {
+            value++;
+            drop(i, 1);
+        } else if (*value != '\0') {
+            continue;
+        } else if (i + 1 == words_.size()) {
+            misused("%s wants a value", option);
+        } else {
+            value = words_[i + 1];
+            drop(i, 2);
+        }
+        return once(option, value);
     }
     return nullptr;
 }
@@ -165,7 +183,7 @@ void Arguments::refuse_terminal() const {
 int Arguments::misused(const char *format, ...) const {
     va_list values;
     va_start(values, format);
-    say(format, values);
+    print_error(format, values);
     va_end(values);
     const std::string_view help = command_.help;
     fwrite(help.data(), 1, help.find("\n\n") + 1, stderr);  // its usage
@@ -175,14 +193,14 @@ int Arguments::misused(const char *format, ...) const {
 void complain(const char *format, ...) {
     va_list values;
     va_start(values, format);
-    say(format, values);
+    print_error(format, values);
     va_end(values);
 }
 
 void fail(const char *format, ...) {
     va_list values;
     va_start(values, format);
-    say(format, values);
+    print_error(format, values);
     va_end(values);
     exit(kData);
 }

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "command.h"
-#include "console.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -96,18 +96,20 @@ void complain_of(const char *path, int code) {
 
 std::string_view line_of(const char *text) { return {text, strcspn(text, "\n")}; }
 
-void print_json(const char *path, bool verified, int code, const char *text) {
-    Json json;
-    json.begin('{');
-    json.text("file", path);
-    if (verified) json.boolean("valid", code == QUILL_REG_TABLE_VALID);
-    if (code == QUILL_REG_TABLE_VALID && *text)
-        json.text("version", line_of(text));
+void show(Report &report, const char *path, bool verified, int code, std::string_view version) {
+    const bool is_valid = code == QUILL_REG_TABLE_VALID;
+    char shown[160];
+    snprintf(shown, sizeof shown, "%s%.*s", verified ? "valid, version " : "", static_cast<int>(version.size()),
+             version.data());
+    report.begin_object();
+    report.text(json_only("file"), path);
+    if (verified) report.boolean(json_only("valid"), is_valid);
+    if (is_valid && !version.empty())
+        report.text({"version", ""}, version, shown);
     else
-        json.null("version");
-    if (code != QUILL_REG_TABLE_VALID) json.number("code", int64_t{code});
-    json.end('}');
-    json.finish();
+        report.unknown(json_only("version"));
+    if (!is_valid) report.number(json_only("code"), code);
+    report.end_object();
 }
 
 // Both operations print the version; one of them has verified it.
@@ -122,13 +124,8 @@ int show_version(Arguments &arguments, bool verify) {
         if (code == QUILL_REG_TABLE_VALID) code = get_reg_tbl_file_ver(path, &text);
     }
     const bool done = code == QUILL_REG_TABLE_VALID && *text;
-    if (as_json) {
-        print_json(path, verify, code, text);
-    } else if (done) {
-        if (verify) fputs("valid, version ", stdout);
-        print_escaped(line_of(text));
-        putchar('\n');
-    }
+    Report report(as_json);
+    show(report, path, verify, code, line_of(text));
     if (code != QUILL_REG_TABLE_VALID)
         complain_of(path, code);
     else if (!done)

@@ -15,6 +15,7 @@
 #include "command.h"
 #include "console.h"
 #include "input.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -99,11 +100,10 @@ int split(Arguments &arguments) {
     for (int i = 0; i < 4; i++) text[i] = reinterpret_cast<char *>(parts[i].data());
     const auto room = static_cast<uint32_t>(size);
     fqln_crack(name, text[0], room, text[1], room, text[2], room, text[3], room);
-    Json json;
-    if (as_json) json.begin('[');
-    for (const char *part : text)
-        as_json ? json.text(nullptr, part) : (print_text(part), static_cast<void>(putchar('\n')));
-    if (as_json) json.end(']'), json.finish();
+    Report report(as_json);
+    report.begin_list();
+    for (const char *part : text) report.text({nullptr, ""}, part);
+    report.end_list();
     return kDone;
 }
 
@@ -123,37 +123,6 @@ int build(Arguments &arguments) {
 
 // --- addresses
 
-// Rows of a table, or members of an object.
-class Facts {
-public:
-    explicit Facts(bool as_json) : as_json_(as_json) {}
-    void begin(const char *title) {
-        if (as_json_)
-            json_.begin('{');
-        else
-            printf("%s%s%s\n", bold(), title, plain());
-    }
-    void add(const char *key, const char *value) {
-        if (as_json_)
-            json_.text(key, value);
-        else
-            printf("  %-12s %s\n", key, value);
-    }
-    void add(const char *key, bool value) {
-        if (as_json_)
-            json_.boolean(key, value);
-        else
-            printf("  %-12s %s\n", key, value ? "yes" : "no");
-    }
-    void end() {
-        if (as_json_) json_.end('}'), json_.finish();
-    }
-
-private:
-    bool as_json_;
-    Json json_;
-};
-
 bool is_mac(const char *text, uint8_t (&mac)[6]) {
     // All zeros are also what the reader says of anything else.
     memcpy(mac, str_to_mac(text), sizeof mac);
@@ -163,67 +132,71 @@ bool is_mac(const char *text, uint8_t (&mac)[6]) {
     return valid_mac(zeros, text) || strcmp(text, "000000000000") == 0 || strcmp(text, "0000.0000.0000") == 0;
 }
 
-void show_mac(const uint8_t (&mac)[6], const char *text, Facts &facts) {
+void show_mac(const uint8_t (&mac)[6], const char *text, Report &report) {
     char buffer[QUILL_MAC_STR_SIZE];
-    facts.begin(text);
-    facts.add("kind", "MAC");
-    facts.add("colons", mac_to_str_r(mac, buffer, 0));
-    facts.add("hyphens", mac_to_str_w_options(mac, buffer, 1, '-'));
-    facts.add("plain", mac_to_str_no_delemit(mac, buffer, 0));
-    facts.add("multicast", (mac[0] & 1) != 0);
-    facts.add("local", (mac[0] & 2) != 0);
-    facts.end();
+    report.begin_object(nullptr, text);
+    report.text("kind", "MAC");
+    report.text("colons", mac_to_str_r(mac, buffer, 0));
+    report.text("hyphens", mac_to_str_w_options(mac, buffer, 1, '-'));
+    report.text("plain", mac_to_str_no_delemit(mac, buffer, 0));
+    report.boolean("multicast", (mac[0] & 1) != 0);
+    report.boolean("local", (mac[0] & 2) != 0);
+    report.end_object();
 }
 
-void show_ipv4(const ip_af_addr &address, const char *prefix, const char *text, Facts &facts) {
+void show_ipv4(const ip_af_addr &address, const char *prefix, const char *text, Report &report) {
     char buffer[QUILL_IP_STR_SIZE], hex[11];
     const uint8_t *byte = address.addr;
     uint32_t word;
     memcpy(&word, byte, sizeof word);
-    facts.begin(text);
-    facts.add("kind", "IPv4");
-    facts.add("dotted", quill_inet_ntop(address, buffer));
+    report.begin_object(nullptr, text);
+    report.text("kind", "IPv4");
+    report.text("dotted", quill_inet_ntop(address, buffer));
     snprintf(hex, sizeof hex, "0x%02x%02x%02x%02x", byte[0], byte[1], byte[2], byte[3]);
-    facts.add("hexadecimal", hex);
-    facts.add("unicast", is_unicast_ipaddr(word) != 0);
+    report.text("hexadecimal", hex);
+    report.boolean("unicast", is_unicast_ipaddr(word) != 0);
     if (prefix) {
         ip_af_addr mask = {};
         mask.family = QUILL_AF_INET;
         ipv6_plen_to_addr(static_cast<uint32_t>(atoi(prefix)), mask.addr);  // an IPv4 mask is the start of a longer one
-        facts.add("mask", quill_inet_ntop(mask, buffer));
+        report.text("mask", quill_inet_ntop(mask, buffer));
     }
-    facts.end();
+    report.end_object();
 }
 
-void show_ipv6(const ip_af_addr &address, const char *prefix, const char *text, Facts &facts) {
+void show_ipv6(const ip_af_addr &address, const char *prefix, const char *text, Report &report) {
     uint16_t groups[8];
     for (size_t i = 0; i < 8; i++)
         groups[i] = static_cast<uint16_t>(address.addr[2 * i] << 8 | address.addr[2 * i + 1]);
-    facts.begin(text);
-    facts.add("kind", "IPv6");
-    facts.add("short", ipv6_to_str(groups));
-    facts.add("long", ip6_to_str_long(address.addr));
-    facts.add("inet_ntop", ip6_to_str(address.addr));
-    facts.add("link-local", is_ipv6_link_local_address(address) != 0);
-    facts.add("site-local", is_ipv6_site_local_address(address) != 0);
+    report.begin_object(nullptr, text);
+    report.text("kind", "IPv6");
+    report.text("short", ipv6_to_str(groups));
+    report.text("long", ip6_to_str_long(address.addr));
+    report.text("inet_ntop", ip6_to_str(address.addr));
+    report.boolean("link-local", is_ipv6_link_local_address(address) != 0);
+    report.boolean("site-local", is_ipv6_site_local_address(address) != 0);
     if (prefix) {
         uint16_t length;
         uint8_t mask[16] = {};
         ipv6_wild2len(prefix, &length);
         ipv6_plen_to_addr(length, mask);
-        facts.add("mask", ip6_to_str(mask));
+        report.text("mask", ip6_to_str(mask));
     }
-    facts.end();
+    report.end_object();
 }
 
-bool show_address(char *text, Facts &facts) {
+void show_ip(const ip_af_addr &address, const char *prefix, const char *text, Report &report) {
+    if (address.family == QUILL_AF_INET)
+        show_ipv4(address, prefix, text, report);
+    else
+        show_ipv6(address, prefix, text, report);
+}
+
+bool show_address(char *text, Report &report) {
     uint8_t mac[6];
     ip_af_addr address;
     if (validate_and_assign_ip_addr(text, &address)) {
-        if (address.family == QUILL_AF_INET)
-            show_ipv4(address, nullptr, text, facts);
-        else
-            show_ipv6(address, nullptr, text, facts);
+        show_ip(address, nullptr, text, report);
         return true;
     }
     if (char *slash = strchr(text, '/')) {
@@ -233,42 +206,15 @@ bool show_address(char *text, Facts &facts) {
         const bool read = validate_and_assign_ip_addr(text, &address) && ipv6_wild2len(prefix, &length) &&
                           (length <= 32 || address.family == QUILL_AF_INET6);
         *slash = '/';
-        if (!read) return false;
-        if (address.family == QUILL_AF_INET)
-            show_ipv4(address, prefix, text, facts);
-        else
-            show_ipv6(address, prefix, text, facts);
-        return true;
+        if (read) show_ip(address, prefix, text, report);
+        return read;
     }
     if (!is_mac(text, mac)) return false;
-    show_mac(mac, text, facts);
+    show_mac(mac, text, report);
     return true;
 }
 
 // --- command lines
-
-void print_words(std::span<char *const> words, const char *joined) {
-    int number = 0;
-    for (const char *word : words) {
-        printf("%s%3d%s  ", faint(), number++, plain());
-        print_escaped(word);
-        putchar('\n');
-    }
-    fputs("joined: ", stdout);
-    print_escaped(joined);
-    putchar('\n');
-}
-
-void print_words_as_json(std::span<char *const> words, const char *joined) {
-    Json json;
-    json.begin('{');
-    json.begin('[', "words");
-    for (const char *word : words) json.text(nullptr, word);
-    json.end(']');
-    json.text("joined", joined);
-    json.end('}');
-    json.finish();
-}
 
 // Splits a line into words and joins them again.
 void show_words(Bytes &line, bool as_json) {
@@ -281,8 +227,13 @@ void show_words(Bytes &line, bool as_json) {
     char *const text = reinterpret_cast<char *>(joined.data());
     *text = '\0';
     argv_to_cmdline(text, static_cast<int>(joined.size()), count, words);
-    const std::span<char *const> split_words(words, static_cast<size_t>(count));
-    as_json ? print_words_as_json(split_words, text) : print_words(split_words, text);
+    Report report(as_json);
+    report.begin_object();
+    report.begin_list("words", true);
+    for (const char *word : std::span(words, static_cast<size_t>(count))) report.text(Name(nullptr, "word"), word);
+    report.end_list();
+    report.text("joined", text);
+    report.end_object();
 }
 
 }  // namespace
@@ -328,10 +279,10 @@ int fqln(Arguments &arguments) {
 }
 
 int addr(Arguments &arguments) {
-    Facts facts(arguments.take("--json"));
+    Report report(arguments.take("--json"), 12);
     bool all = true;
     for (char *text : arguments.operands(1, SIZE_MAX)) {
-        if (show_address(text, facts)) continue;
+        if (show_address(text, report)) continue;
         complain("\"%s\" is no address: expected a MAC, IPv4 or IPv6 address", text);
         all = false;
     }
@@ -343,7 +294,10 @@ int argv(Arguments &arguments) {
     const auto operands = arguments.operands(0, 1);
     Bytes input = operands.empty() ? read_input(nullptr) : read_text(operands);
     if (input.view().find('\0') != std::string_view::npos) fail("a NUL byte in the text");
-    if (!operands.empty()) return show_words(input, as_json), kDone;
+    if (!operands.empty()) {
+        show_words(input, as_json);
+        return kDone;
+    }
     std::string_view left = input.view(), text;
     while (next_line(left, text)) {
         Bytes line;

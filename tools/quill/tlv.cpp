@@ -1,6 +1,5 @@
 // quill tlv.
 #include <quill/tlv.h>
-#include <stdio.h>
 
 #include <span>
 #include <string_view>
@@ -11,6 +10,7 @@
 #include "elements.h"
 #include "input.h"
 #include "json_input.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -54,43 +54,22 @@ struct Record {
     std::span<const uint8_t> value;
 };
 
-void print_row(const Record &record) {
-    printf("%s%6zu%s  %5u  %6zu  ", faint(), record.offset, plain(), record.type, record.value.size());
-    if (record.value.size() > 16) {
-        if (is_printable(record.value)) {
-            putchar('"');
-            print_escaped(as_text(record.value), '"');
-            putchar('"');
-        }
-        putchar('\n');
-        print_dump(record.value, "        ");
-        return;
-    }
-    print_hex(record.value);
-    if (record.value.size() == 4) printf("  %u", number_at(record.value.data(), 4));
-    if (is_printable(record.value)) {
-        fputs("  \"", stdout);
-        print_escaped(as_text(record.value), '"');
-        putchar('"');
-    }
-    putchar('\n');
-}
+constexpr Column kColumns[] = {{"offset", 6, true}, {"type", 5}, {"length", 6}, {"value", 0}};
+constexpr size_t kLongestInRow = 16;  // of values; longer ones are dumped
 
-void print_plain(const Record &record) {
-    printf("%u ", record.type);
-    print_hex(record.value);
-    putchar('\n');
-}
-
-void print_json(const Record &record, Json &json) {
-    json.begin('{');
-    json.number("offset", uint64_t{record.offset});
-    json.number("type", uint64_t{record.type});
-    json.number("length", uint64_t{record.value.size()});
-    json.hex("hex", record.value);
-    if (record.value.size() == 4) json.number("number", uint64_t{number_at(record.value.data(), 4)});
-    if (is_printable(record.value)) json.text("text", as_text(record.value));
-    json.end('}');
+void show(const Record &record, Report &report) {
+    const auto value = record.value;
+    report.begin_row();
+    report.number("offset", record.offset);
+    report.number(also_plain("type"), record.type);
+    report.number("length", value.size());
+    if (value.size() > kLongestInRow)
+        report.dump(also_plain("hex"), value);
+    else
+        report.hex(also_plain("hex"), value);
+    if (value.size() == 4) report.number("number", number_at(value.data(), 4));
+    if (is_printable(value)) report.quoted("text", as_text(value));
+    report.end_row();
 }
 
 bool damaged(Damage &damage, size_t offset, size_t wanted, const char *what, size_t found) {
@@ -217,22 +196,14 @@ int tlv(Arguments &arguments) {
     const Bytes buffer = hex ? read_dump(path) : read_input(path);
 
     Damage damage;
-    bool whole;
-    if (as_json) {
-        Json json;
-        json.begin('{');
-        json.begin('[', "records");
-        whole = read_records(buffer, damage, [&](const Record &record) { print_json(record, json); });
-        json.end(']');
-        print_damage(whole ? nullptr : &damage, json);
-        json.end('}');
-        json.finish();
-    } else if (as_plain) {
-        whole = read_records(buffer, damage, print_plain);
-    } else {
-        printf("%soffset   type  length  value%s\n", bold(), plain());
-        whole = read_records(buffer, damage, print_row);
-    }
+    Report report(as_json ? Form::kJson : as_plain ? Form::kPlain : Form::kTable);
+    report.begin_object();
+    report.begin_list("records");
+    report.columns(kColumns);
+    const bool whole = read_records(buffer, damage, [&](const Record &record) { show(record, report); });
+    report.end_list();
+    report_damage(whole ? nullptr : &damage, report);
+    report.end_object();
     if (!whole) damage.complain_of(name);
     return whole ? kDone : kData;
 }

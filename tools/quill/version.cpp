@@ -1,13 +1,13 @@
 // quill version.
 #include <quill/ap_version.h>
-#include <stdio.h>
 
+#include <iterator>
 #include <span>
 #include <string_view>
 
 #include "command.h"
-#include "console.h"
 #include "input.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -32,12 +32,10 @@ constexpr char kVersionHelp[] =
 namespace {
 
 void answer(const char *words, bool as_json) {
-    if (!as_json) return static_cast<void>(puts(words));
-    Json json;
-    json.begin('{');
-    json.text("answer", words);
-    json.end('}');
-    json.finish();
+    Report report(as_json);
+    report.begin_object();
+    report.text({"answer", ""}, words);
+    report.end_object();
 }
 
 int compare(Arguments &arguments) {
@@ -84,12 +82,12 @@ int end_of_life(Arguments &arguments) {
     const char *const version = words[0], *const model = words[1];
     uint64_t number;
     if (!parse_number(model, UINT32_MAX, number)) arguments.misused("\"%s\" is no model number", model);
-    switch (check_eol_ap_version(version, static_cast<uint32_t>(number))) {
-        case 0: return answer("supported by every version", as_json), kDone;
-        case 1: return answer("too old", as_json), kData;
-        case 2: return answer("supported", as_json), kDone;
-        default: fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", version);
-    }
+    constexpr const char *kAnswers[] = {"supported by every version", "too old", "supported"};
+    constexpr unsigned kTooOld = 1;
+    const auto found = static_cast<unsigned>(check_eol_ap_version(version, static_cast<uint32_t>(number)));
+    if (found >= std::size(kAnswers)) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", version);
+    answer(kAnswers[found], as_json);
+    return found == kTooOld ? kData : kDone;
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // quill vlan.
 #include <quill/vmap.h>
-#include <stdio.h>
 #include <string.h>
 
 #include <span>
 
 #include "command.h"
-#include "console.h"
+#include "report.h"
 
 namespace quill::cli {
 
@@ -80,28 +79,19 @@ void read_set(Arguments &arguments, std::span<char *> &words, Set *into, char op
     Set set(words[0]);
     words = words.subspan(1);
     if (turned) set.turn_over();
-    operation == '-' ? into->take_away(set) : into->add(set);
-}
-
-void print_json(Set &set) {
-    Json json;
-    json.begin('{');
-    json.text("set", set.text());
-    json.number("count", uint64_t{count(set)});
-    json.begin('[', "ids");
-    each_id(set, [&](int id) { json.number(nullptr, int64_t{id}); });
-    json.end(']');
-    json.end('}');
-    json.finish();
+    if (operation == '-')
+        into->take_away(set);
+    else
+        into->add(set);
 }
 
 }  // namespace
 
 int vlan(Arguments &arguments) {
     const bool counted = arguments.take("--count"), expanded = arguments.take("--expand"),
-               json = arguments.take("--json");
+               as_json = arguments.take("--json");
     std::span<char *> words = arguments.operands(1, SIZE_MAX);
-    if (counted + expanded + json > 1) arguments.misused("only one of --count, --expand and --json");
+    if (counted + expanded + as_json > 1) arguments.misused("only one of --count, --expand and --json");
     Set set("0");
     read_set(arguments, words, &set, '+');
     while (!words.empty()) {
@@ -111,14 +101,16 @@ int vlan(Arguments &arguments) {
         words = words.subspan(1);
         read_set(arguments, words, &set, *operation);
     }
-    if (counted)
-        printf("%u\n", count(set));
-    else if (expanded)
-        each_id(set, [](int id) { printf("%d\n", id); });
-    else if (json)
-        print_json(set);
-    else
-        puts(set.text());
+    Report report(as_json);
+    report.begin_object();
+    if (!counted && !expanded) report.text({"set", ""}, set.text());
+    if (counted || as_json) report.number({"count", ""}, count(set));
+    if (expanded || as_json) {
+        report.begin_list("ids");
+        each_id(set, [&](int id) { report.number({nullptr, ""}, id); });
+        report.end_list();
+    }
+    report.end_object();
     return kDone;
 }
 

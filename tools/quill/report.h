@@ -1,0 +1,97 @@
+// What a command answers: a table for people, JSON (RFC 8259) for programs, or plain lines that the program reads back.
+// A command names each thing once; which form it takes is the business of this class.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <charconv>
+#include <concepts>
+#include <iterator>
+#include <span>
+#include <string_view>
+
+namespace quill::cli {
+
+enum class Form { kTable, kPlain, kJson };
+
+// What a value is called: its key in JSON, and in a table its name, or "" for a value that stands alone.
+struct Name {
+    constexpr Name(const char *name) : key(name), shown(name) {}
+    constexpr Name(const char *json_key, const char *name) : key(json_key), shown(name) {}
+
+    const char *key;    // null for an item of a list
+    const char *shown;  // null where no table shows it
+    bool in_plain = false;
+};
+constexpr Name json_only(const char *key) { return {key, nullptr}; }
+// A value that a plain line has, too.
+constexpr Name also_plain(const char *key) {
+    Name name(key);
+    name.in_plain = true;
+    return name;
+}
+
+struct Column {
+    const char *title;
+    int width;  // negative for texts, which are aligned to the left; 0 for the last one
+    bool is_faint = false;
+};
+
+class Report {
+public:
+    // Names in a table take at least that many columns.
+    explicit Report(Form form, int name_width = 18) : form_(form), name_width_(name_width) {}
+    explicit Report(bool as_json, int name_width = 18) : Report(as_json ? Form::kJson : Form::kTable, name_width) {}
+
+    // An object of JSON. In a table, one with a title is a section: a heading, and a line for each value.
+    void begin_object(const char *key = nullptr, const char *title = nullptr);
+    void end_object();
+    // A list of values, objects or rows; the values of a table may be numbered.
+    void begin_list(const char *key = nullptr, bool is_numbered = false);
+    void end_list();
+    // An object that is a line of a table.
+    void columns(std::span<const Column> columns);
+    void begin_row();
+    void end_row();
+
+    // Values. What a table shows in place of one can be given beside it.
+    void text(Name name, std::string_view value, std::string_view shown = {});
+    // In JSON, one that is not UTF-8 is given as bytes in hexadecimal, under another key.
+    void quoted(Name name, std::string_view value, const char *key_of_bytes = nullptr);
+    void boolean(Name name, bool value) { boolean(name, value, value ? "yes" : "no"); }
+    void boolean(Name name, bool value, std::string_view shown);
+    void unknown(Name name);  // null
+    template <std::integral Number>
+    void number(Name name, Number value, std::string_view shown = {}) {
+        char digits[24];
+        const char *const end = std::to_chars(digits, std::end(digits), value).ptr;
+        literal(name, {digits, static_cast<size_t>(end - digits)}, shown);
+    }
+    // Bytes in hexadecimal; in a table behind a word, or as a dump below the row.
+    void hex(Name name, std::span<const uint8_t> bytes, const char *word = "");
+    void dump(Name name, std::span<const uint8_t> bytes);
+
+private:
+    bool begin_value(Name name);
+    void end_value();
+    void literal(Name name, std::string_view value, std::string_view shown);
+    void show(Name name, std::string_view value, char quote = '\0');
+    void begin(char bracket, const char *key);
+    void end(char bracket);
+    void key(const char *name);
+    void string(std::string_view value);
+
+    Form form_;
+    int name_width_;
+    unsigned depth_ = 0;  // of JSON's brackets
+    bool comma_due_ = false;
+    bool has_section_ = false;
+    bool in_row_ = false;
+    size_t cells_ = 0;  // of the row
+    int next_number_ = -1;
+    std::span<const Column> columns_;
+    std::span<const uint8_t> dump_;  // below the row
+};
+
+}  // namespace quill::cli
