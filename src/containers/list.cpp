@@ -36,25 +36,13 @@ namespace {
 
 using quill::require;
 
-constexpr quill::Contract kInsertObject = {"objPtr", "list", 117, "ListInsert"};
-constexpr quill::Contract kInsertAtObject = {"objPtr", "list", 155, "ListInsertAt"};
-constexpr quill::Contract kInsertSortedObject = {"objPtr", "list", 290, "ListInsertSorted"};
-constexpr quill::Contract kCompare = {"compare", "list", 280, "ListInsertSorted"};
-constexpr quill::Contract kCompareResult = {"-1 <= order && order <= 1", "list", 300, "ListInsertSorted"};
-constexpr quill::Contract kGetObject = {"node->objPtr", "list", 231, "ListGetR"};
-constexpr quill::Contract kGetCursor = {"cursor", "list", 220, "ListGetR"};
-constexpr quill::Contract kAppendToItself = {"destination != source", "list", 480, "ListAppend"};
-constexpr quill::Contract kInsertRNObject = {"objPtr", "list", 539, "ListInsertRN"};
-constexpr quill::Contract kRemoveNodeList = {"list", "list", 570, "ListRemoveNode"};
-constexpr quill::Contract kRemoveNodePrev = {"node->prev", "list", 582, "ListRemoveNode"};
-constexpr quill::Contract kRemoveNodeNext = {"node->next", "list", 583, "ListRemoveNode"};
-
 using NodeOwner = quill::Owned<sListNode>;
 
-NodeOwner new_node(void *object, const quill::Contract &contract) {
+// Inlined, so that the place of a report costs nothing where there is none.
+inline NodeOwner new_node(void *object, unsigned line, const char *function) {
     NodeOwner node = quill::new_object<sListNode>();
     if (!node) return node;
-    require(object != nullptr, contract);
+    require(object != nullptr, "objPtr", "list", line, function);
     node->objPtr = object;
     return node;
 }
@@ -97,7 +85,7 @@ sListNode *find(const sList &list, const void *object) {
 
 bool sorts_after(const void *object, const sListNode &listed, ListCompare compare) {
     const int order = compare(object, listed.objPtr);
-    require(-1 <= order && order <= 1, kCompareResult);
+    require(-1 <= order && order <= 1, "-1 <= order && order <= 1", "list", 300, "ListInsertSorted");
     return order == 1;
 }
 
@@ -106,7 +94,7 @@ quill_word as_word(const void *object) { return reinterpret_cast<quill_word>(obj
 quill_word object_of(const sListNode *node) { return node ? as_word(node->objPtr) : 0; }
 
 sListNode *&checked(sListNode **cursor) {
-    require(cursor != nullptr, kGetCursor);
+    require(cursor != nullptr, "cursor", "list", 220, "ListGetR");
     return *cursor;
 }
 
@@ -114,7 +102,7 @@ quill_word step_next(sListNode *&cursor) {
     const sListNode *node = cursor;
     if (!node) return 0;
     cursor = node->next;
-    require(node->objPtr != nullptr, kGetObject);
+    require(node->objPtr != nullptr, "node->objPtr", "list", 231, "ListGetR");
     return as_word(node->objPtr);
 }
 
@@ -135,14 +123,14 @@ sList *ListCreate(void) { return quill::new_zeroed<sList>().release(); }
 
 int ListInsert(sList *list, void *object) {
     if (!list) return 0;
-    NodeOwner node = new_node(object, kInsertObject);
+    NodeOwner node = new_node(object, 117, __func__);
     return node && append(*list, std::move(node));
 }
 
 int ListInsertAt(sList *list, void *object, const void *anchor) {
     if (!list) return 0;
     if (!list->head) return ListInsert(list, object);
-    NodeOwner node = new_node(object, kInsertAtObject);
+    NodeOwner node = new_node(object, 155, __func__);
     if (!node) return 0;
     sListNode *prev = anchor ? find(*list, anchor) : nullptr;
     if (anchor && !prev) return 0;
@@ -152,8 +140,8 @@ int ListInsertAt(sList *list, void *object, const void *anchor) {
 
 int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     if (!list) return 0;
-    require(compare != nullptr, kCompare);
-    NodeOwner node = new_node(object, kInsertSortedObject);
+    require(compare != nullptr, "compare", "list", 280, "ListInsertSorted");
+    NodeOwner node = new_node(object, 290, __func__);
     if (!node) return 0;
     sListNode *next = list->head;
     // A comparison may count its calls: with several nodes the head is asked twice.
@@ -168,7 +156,7 @@ int ListInsertSorted(sList *list, void *object, ListCompare compare) {
 
 sListNode *ListInsertRN(sList *list, void *object) {
     if (!list) return nullptr;
-    NodeOwner node = new_node(object, kInsertRNObject);
+    NodeOwner node = new_node(object, 539, __func__);
     return node ? append(*list, std::move(node)) : nullptr;
 }
 
@@ -186,11 +174,11 @@ int ListRemoveFreeData(sList *list, void *object) {
 }
 
 int ListRemoveNode(sList *list, quill_word, sListNode *node) {
-    require(list != nullptr, kRemoveNodeList);
+    require(list != nullptr, "list", "list", 570, "ListRemoveNode");
     if (!node) return 0;
     if (node != list->head && node != list->tail) {
-        require(node->prev != nullptr, kRemoveNodePrev);
-        require(node->next != nullptr, kRemoveNodeNext);
+        require(node->prev != nullptr, "node->prev", "list", 582, "ListRemoveNode");
+        require(node->next != nullptr, "node->next", "list", 583, "ListRemoveNode");
     }
     remove(*list, node);
     return 1;
@@ -230,7 +218,7 @@ int ListReinit(sList *list) {
 
 void ListAppend(sList *destination, sList *source) {
     if (!destination || !source) return;
-    require(destination != source, kAppendToItself);
+    require(destination != source, "destination != source", "list", 480, "ListAppend");
     if (source->head) {
         (destination->tail ? destination->tail->next : destination->head) = source->head;
         source->head->prev = destination->tail;

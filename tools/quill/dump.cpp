@@ -10,6 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <span>
+
 #include "command.h"
 
 namespace quill::cli {

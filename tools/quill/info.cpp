@@ -26,7 +26,7 @@ constexpr char kInfoHelp[] =
 
 namespace {
 
-void number(Report &report, Name name, bool is_known, int64_t value, const char *unit = "") {
+void number(Report &report, const Name &name, bool is_known, int64_t value, const char *unit = "") {
     char shown[40];
     snprintf(shown, sizeof shown, "%lld%s", static_cast<long long>(value), unit);
     if (is_known)
@@ -35,7 +35,7 @@ void number(Report &report, Name name, bool is_known, int64_t value, const char 
         report.unknown(name);
 }
 
-void text(Report &report, Name name, const char *value) {
+void text(Report &report, const Name &name, const char *value) {
     if (value)
         report.text(name, value);
     else
@@ -87,7 +87,7 @@ bool is_beyond_32_bits(const char *path) {
 }
 
 void report_storage(Report &report) {
-    const auto megabytes = [&](Name name, const char *path, uint32_t size) {
+    const auto megabytes = [&](const Name &name, const char *path, uint32_t size) {
         number(report, name, size != UINT32_MAX && !is_beyond_32_bits(path), size, " MB");
     };
     uint32_t bytes = 0;

@@ -58,13 +58,13 @@ void Report::end_row() {
 
 // --- values
 
-void Report::text(Name name, std::string_view value, std::string_view shown) {
+void Report::text(const Name &name, std::string_view value, std::string_view shown) {
     if (form_ != Form::kJson) return show(name, shown.empty() ? value : shown);
     key(name.key);
     string(value);
 }
 
-void Report::quoted(Name name, std::string_view value, const char *key_of_bytes) {
+void Report::quoted(const Name &name, std::string_view value, const char *key_of_bytes) {
     if (form_ != Form::kJson)
         show(name, value, '"');
     else if (key_of_bytes && !is_utf8(value))
@@ -73,11 +73,13 @@ void Report::quoted(Name name, std::string_view value, const char *key_of_bytes)
         text(name, value);
 }
 
-void Report::boolean(Name name, bool value, std::string_view shown) { literal(name, value ? "true" : "false", shown); }
+void Report::boolean(const Name &name, bool value, std::string_view shown) {
+    literal(name, value ? "true" : "false", shown);
+}
 
-void Report::unknown(Name name) { literal(name, "null", "unknown"); }
+void Report::unknown(const Name &name) { literal(name, "null", "unknown"); }
 
-void Report::hex(Name name, std::span<const uint8_t> bytes, const char *word) {
+void Report::hex(const Name &name, std::span<const uint8_t> bytes, const char *word) {
     if (form_ == Form::kJson) {
         key(name.key);
         putchar('"');
@@ -90,7 +92,7 @@ void Report::hex(Name name, std::span<const uint8_t> bytes, const char *word) {
     }
 }
 
-void Report::dump(Name name, std::span<const uint8_t> bytes) {
+void Report::dump(const Name &name, std::span<const uint8_t> bytes) {
     if (form_ == Form::kTable)
         dump_ = bytes;
     else
@@ -100,7 +102,7 @@ void Report::dump(Name name, std::span<const uint8_t> bytes) {
 // --- a table
 
 // The place where a value goes; false where it is not shown.
-bool Report::begin_value(Name name) {
+bool Report::begin_value(const Name &name) {
     if (!name.shown || (form_ == Form::kPlain && !name.in_plain)) return false;
     if (in_row_)
         fputs(cells_++ == 0 ? "" : form_ == Form::kPlain ? " " : "  ", stdout);
@@ -117,7 +119,7 @@ void Report::end_value() {
     if (!in_row_) putchar('\n');
 }
 
-void Report::show(Name name, std::string_view value, char quote) {
+void Report::show(const Name &name, std::string_view value, char quote) {
     if (!begin_value(name)) return;
     const bool in_column = in_row_ && form_ == Form::kTable && cells_ <= columns_.size();
     const Column column = in_column ? columns_[cells_ - 1] : Column{"", 0};
@@ -137,7 +139,7 @@ void Report::show(Name name, std::string_view value, char quote) {
 
 // --- JSON
 
-void Report::literal(Name name, std::string_view value, std::string_view shown) {
+void Report::literal(const Name &name, std::string_view value, std::string_view shown) {
     if (form_ != Form::kJson) return show(name, shown.empty() ? value : shown);
     key(name.key);
     fwrite(value.data(), 1, value.size(), stdout);

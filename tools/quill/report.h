@@ -6,7 +6,6 @@
 #include <stdint.h>
 
 #include <charconv>
-#include <concepts>
 #include <iterator>
 #include <span>
 #include <string_view>
@@ -56,27 +55,27 @@ public:
     void end_row();
 
     // Values. What a table shows in place of one can be given beside it.
-    void text(Name name, std::string_view value, std::string_view shown = {});
+    void text(const Name &name, std::string_view value, std::string_view shown = {});
     // In JSON, one that is not UTF-8 is given as bytes in hexadecimal, under another key.
-    void quoted(Name name, std::string_view value, const char *key_of_bytes = nullptr);
-    void boolean(Name name, bool value) { boolean(name, value, value ? "yes" : "no"); }
-    void boolean(Name name, bool value, std::string_view shown);
-    void unknown(Name name);  // null
-    template <std::integral Number>
-    void number(Name name, Number value, std::string_view shown = {}) {
+    void quoted(const Name &name, std::string_view value, const char *key_of_bytes = nullptr);
+    void boolean(const Name &name, bool value) { boolean(name, value, value ? "yes" : "no"); }
+    void boolean(const Name &name, bool value, std::string_view shown);
+    void unknown(const Name &name);  // null
+    template <typename Number>
+    void number(const Name &name, Number value, std::string_view shown = {}) {
         char digits[24];
         const char *const end = std::to_chars(digits, std::end(digits), value).ptr;
         literal(name, {digits, static_cast<size_t>(end - digits)}, shown);
     }
     // Bytes in hexadecimal; in a table behind a word, or as a dump below the row.
-    void hex(Name name, std::span<const uint8_t> bytes, const char *word = "");
-    void dump(Name name, std::span<const uint8_t> bytes);
+    void hex(const Name &name, std::span<const uint8_t> bytes, const char *word = "");
+    void dump(const Name &name, std::span<const uint8_t> bytes);
 
 private:
-    bool begin_value(Name name);
+    bool begin_value(const Name &name);
     void end_value();
-    void literal(Name name, std::string_view value, std::string_view shown);
-    void show(Name name, std::string_view value, char quote = '\0');
+    void literal(const Name &name, std::string_view value, std::string_view shown);
+    void show(const Name &name, std::string_view value, char quote = '\0');
     void begin(char bracket, const char *key);
     void end(char bracket);
     void key(const char *name);
