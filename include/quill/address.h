@@ -30,7 +30,7 @@ enum {
     QUILL_IP_STR_SIZE = 46         /* the longest IPv6 text, INET6_ADDRSTRLEN of <netinet/in.h> */
 };
 
-/* ---- MAC addresses (IEEE 802, EUI-48): 6 bytes in transmission order ---- */
+/* --- MAC addresses (IEEE 802, EUI-48): 6 bytes in transmission order */
 
 /* mac_to_str_r writes mac as 00:1a:2b:3c:4d:5e into dst, QUILL_MAC_STR_SIZE bytes, and returns dst; digits are in upper
  * case when upper is not 0. mac_to_str_w_options puts delim between the bytes, and nothing when delim is 0;
@@ -63,7 +63,7 @@ QUILL_API int valid_mac(uint8_t *mac_out, const char *text);
 /* valid_mac_range returns 1 when c is a hexadecimal digit in either case, else 0. Reentrant. */
 QUILL_API int valid_mac_range(int c);
 
-/* ---- IPv4 addresses: a word in network order, as in_addr.s_addr ---- */
+/* --- IPv4 addresses: a word in network order, as in_addr.s_addr */
 
 /* str_to_ip is the C library's inet_addr (POSIX): the address, or 0xffffffff for bad text and for 255.255.255.255. It
  * also reads the forms with fewer than four numbers, and octal and hexadecimal ones: "010.1" is 8.0.0.1. Reentrant. */
@@ -77,7 +77,7 @@ QUILL_API char *ip_to_str2(uint32_t ip);
  * deliberately, for every 255.x.x.x; else 1, class E (240 to 254) included. Reentrant. */
 QUILL_API int is_unicast_ipaddr(uint32_t ip);
 
-/* ---- addresses of either family ---- */
+/* --- addresses of either family */
 
 /* quill_inet_ntop writes the text of addr into buf, QUILL_IP_STR_SIZE bytes, and returns buf. A family other than
  * QUILL_AF_INET and QUILL_AF_INET6 gives the empty text. IPv6 is in the form of the C library's inet_ntop. Reentrant.
@@ -110,7 +110,7 @@ QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
  * unlike quill_inet_pton, returns 0; null pointers give 0. Reentrant. */
 QUILL_API int validate_and_assign_ip_addr(const char *text, ip_af_addr *out);
 
-/* ---- well-known addresses ---- */
+/* --- well-known addresses */
 
 /* The IPv6 addresses ::, all ones, and ::1, 16 bytes each. */
 QUILL_API extern const uint8_t ipv6_zeros[16];
@@ -127,7 +127,7 @@ QUILL_API extern ip_af_addr all_1_ip_addr;
  * at the start of a process, before other threads run. */
 QUILL_API void fix_zero_and_all_1_ip_addr(int family);
 
-/* ---- arithmetic on address words ----
+/* --- arithmetic on address words
  *
  * On 32-bit words as they are given; nothing swaps bytes. On the device network and host order are the same, and the
  * two prefixes only let callers mark what they mix: nh_ a network and a host word, nn_ two network words. The names in

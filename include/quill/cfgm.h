@@ -35,7 +35,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* ---- semaphores ---- */
+/* --- semaphores */
 
 /* These return the id of their semaphore, or -1 with errno. Who makes it sets it free; one that is there keeps its
  * state, and may be held. */
@@ -48,7 +48,7 @@ QUILL_API int dbbk_init_sem(void);
 QUILL_API int cli_cfgm_sem_take(int semaphore);
 QUILL_API int cli_cfgm_sem_give(int semaphore);
 
-/* ---- the controller id ---- */
+/* --- the controller id */
 
 /* checkAndCreateControllerId returns 1 when there is an id; when there is none it makes it 0 and returns 0. */
 QUILL_API int checkAndCreateControllerId(void);
@@ -66,7 +66,7 @@ QUILL_API int incCfgmControllerId(int semaphore);
  * not told: the same id is then handed out again. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
-/* ---- the flag: global configuration is enabled ---- */
+/* --- the flag: global configuration is enabled */
 
 /* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. Doing so
  * twice changes nothing. isCfgmGlobalConfigEnable returns 1 when it is set, else 0. */

@@ -62,7 +62,7 @@ typedef struct quill_flash_history {
     quill_flash_record records[QUILL_FLASH_HISTORY_RECORDS]; /* the oldest first, until all are in use */
 } quill_flash_history;
 
-/* ---- board control, "/dev/mxc" ---- */
+/* --- board control, "/dev/mxc" */
 
 /* quill_open_device opens the board control device with the flags of open(2) and returns its descriptor, which the
  * caller closes; or -1 with errno after perror("/dev/mxc"). */
@@ -84,7 +84,7 @@ QUILL_API int WriteCPLD16(uint32_t reg, const uint16_t *value);
  * first byte, or 0 on any failure. */
 QUILL_API int ReadSamMachType(uint8_t *buffer);
 
-/* ---- the flash partition ---- */
+/* --- the flash partition */
 
 /* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device.
  * What does not fit QUILL_FLASH_NAME_SIZE with a NUL is cut off. */

@@ -27,7 +27,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* ---- the model ---- */
+/* --- the model */
 
 /* ApType is the model number once getApType has read one, else 0. Programs may read it. */
 QUILL_API extern int ApType;
@@ -46,13 +46,13 @@ QUILL_API int get_ap_booted_partition(void);
 /* get_ap_installation_type returns the installation type that the file at path holds; 0 for a null path. */
 QUILL_API int get_ap_installation_type(const char *path);
 
-/* ---- mesh ---- */
+/* --- mesh */
 
 /* get_mesh_role returns the mesh role, 0 for none; is_mesh_ap whether it is not 0. */
 QUILL_API int get_mesh_role(void);
 QUILL_API int is_mesh_ap(void);
 
-/* ---- radios and their virtual access points ----
+/* --- radios and their virtual access points
  *
  * The radio daemons have fuller records of these; they fill in these for the calls below. */
 
@@ -82,7 +82,7 @@ QUILL_API int bssid_to_wifi_vap(const quill_radio *radio, const uint8_t *bssid);
  * byte under the second one's mask is its base; else 1. Reentrant. */
 QUILL_API int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *second, const uint8_t *bssid);
 
-/* ---- time ---- */
+/* --- time */
 
 enum { QUILL_RTC_TIME_SIZE = 32 };
 
@@ -102,7 +102,7 @@ QUILL_API double getSysUptime_d(void);
  * reproducible build sets SOURCE_DATE_EPOCH, and this is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
-/* ---- what this platform does not have: programs ask for it, and go by these answers ---- */
+/* --- what this platform does not have: programs ask for it, and go by these answers */
 
 /* getSwVersion zeroes the first 5 bytes of buf and returns 0. Reentrant. */
 QUILL_API int getSwVersion(char *buf);
@@ -117,7 +117,7 @@ QUILL_API int dpi_is_enabled(void);
 /* isinitdifn is 0 at the start. The library neither reads nor writes it; programs do. */
 QUILL_API extern int isinitdifn;
 
-/* ---- threads ---- */
+/* --- threads */
 
 /* gettid returns the calling thread's id in the kernel (gettid(2)), also where the C library has no such function.
  * Reentrant. */

@@ -27,7 +27,7 @@ enum {
     QUILL_IPV6_LONG_SIZE = 40 /* bytes of 2001:0db8:0000:0000:0000:0000:0000:0001 and its NUL */
 };
 
-/* ---- addresses ---- */
+/* --- addresses */
 
 /* str_to_ip6 returns the 16 bytes of text as inet_pton (POSIX, AF_INET6) reads it, or null when it does not. */
 QUILL_API uint8_t *str_to_ip6(const char *text);
@@ -66,7 +66,7 @@ QUILL_API int format_ipv6_with_colon(const char *hex32, char *out);
 QUILL_API int is_ipv6_link_local_address(ip_af_addr addr);
 QUILL_API int is_ipv6_site_local_address(ip_af_addr addr);
 
-/* ---- prefix lengths, 0 to 128, and masks ---- */
+/* --- prefix lengths, 0 to 128, and masks */
 
 /* ipv6_prefix2addr_mask reads "2001:db8::/32": the address into groups8 as ipv6_str_to_addr does, the decimal length
  * into *plen. Deliberately it cuts text at the '/', which leaves the caller the address, also when it then returns 0: a

@@ -13,7 +13,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* ---- room on file systems ---- */
+/* --- room on file systems */
 
 /* freeFlash and freeFlash1 return the room that unprivileged programs have on "/flash" and "/flash1", sizeFlash the
  * size of "/flash"; all bits set, which is -1 as an int, when it cannot be found out or is no file system with blocks.
@@ -32,7 +32,7 @@ QUILL_API int freeDisk(int reserve);
  * ext2, ext3 and ext4 has its type number, EF53); else -1 with *bytes unchanged. */
 QUILL_API int get_rootfs_mem(uint32_t *bytes);
 
-/* ---- memory ---- */
+/* --- memory */
 
 /* get_free_mem_cached reads "/proc/meminfo" as the platform's kernel writes it: a header of six names with a colon
  * each, then the row "Mem:" with total, used, free, shared, buffers and cached bytes. It stores the total, the free
@@ -44,7 +44,7 @@ QUILL_API int get_rootfs_mem(uint32_t *bytes);
 QUILL_API int get_free_mem_cached(int64_t *total, int64_t *usable, int64_t *cached);
 QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 
-/* ---- a place for a download ---- */
+/* --- a place for a download */
 
 /* Where get_temp_dir and get_temp_dir2 say that there is room. */
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
@@ -58,7 +58,7 @@ enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP
 QUILL_API int get_temp_dir(int need, const char **directory);
 QUILL_API int get_temp_dir2(int need, const char **directory);
 
-/* ---- files ---- */
+/* --- files */
 
 /* These return 1 when "/flash1" is a directory, "/flash/crash" exists, path exists (and is not null); else 0. */
 QUILL_API int is_flash1_present(void);
@@ -70,7 +70,7 @@ QUILL_API int is_file_present(const char *path);
  * take is not told. "%%" in the text becomes one "%", deliberately; every other "%" is written as it stands. */
 QUILL_API int write_str_to_file(const char *path, const char *text);
 
-/* ---- USB storage: "/mnt/usbdisk" has a directory for each mounted partition ---- */
+/* --- USB storage: "/mnt/usbdisk" has a directory for each mounted partition */
 
 enum { QUILL_USB_PATH_SIZE = 256 };
 
