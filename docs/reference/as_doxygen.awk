@@ -1,6 +1,6 @@
-# as_doxygen.awk MAP HEADER: gives a public header to Doxygen. Our comments become its own; one over several declarations is
-# that of the first, to which the others refer. Indented lines are code or tables, "--- Title." opens a section. Exported
-# names, which are those in MAP, become links.
+# as_doxygen.awk MAP HEADER: gives a public header to Doxygen. Our comments become its own; one over several
+# declarations is that of the first, to which the others refer. Indented lines are code or tables, "--- Title." opens a
+# section. Exported names, which are those in MAP, become links.
 BEGIN { section_open = 0 }
 
 FILENAME ~ /\.map$/ {

@@ -127,11 +127,13 @@ damaged-length)
     expect out "message 700, 32 bytes, refused" "     5  02 0" "     7  00 ff 05 77 6c 61 6e 3" ;;
 damaged-tag)
     day 1 --pool 10-20,30 --damage 700:15 "$day"
-    refused "$events" "message 700 refused at offset 15: another element stands here, found unknown tag 254" \
+    refused "$events" \
+        "message 700 refused at offset 15: another element stands here, found unknown tag 254" \
         "expected mac (station)" ;;
 damaged-value)
     day 1 --pool 10-20,30 --damage 700:4 "$day"
-    refused "$events" "message 700 refused at offset 0: the value is not allowed here, found 579, expected u32 (sequence)"
+    refused "$events" \
+        "message 700 refused at offset 0: the value is not allowed here, found 579, expected u32 (sequence)"
     day 1 --pool 10-20,30 --damage 700:6 "$day"
     refused "$events" "message 700 refused at offset 5" "(unknown), expected u8 (event)"
     day 1 --pool 10-20,30 --damage 700:10 "$day"
@@ -140,7 +142,7 @@ damaged-value)
     refused "$events" "refused at offset 22: the value is not allowed here" "expected u32 (vlan)" ;;
 damaged-pool)
     start_table
-    run "$placementd" --to s --wait 60 --pool 10-20 --damage 0 "$day" 2>daemon.err # sees a closed socket, sooner or later
+    run "$placementd" --to s --wait 60 --pool 10-20 --damage 0 "$day" 2>daemon.err # meets a closed socket
     end_table 1
     expect err "message 0 refused at offset 7" "no pool was told" ;;
 stdin)

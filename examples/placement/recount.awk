@@ -14,7 +14,8 @@ function ranges(text, list,    items, ends, n, i, v) {
 }
 
 function hex(digits) {
-    return 16 * (index("0123456789abcdef", substr(digits, 1, 1)) - 1) + index("0123456789abcdef", substr(digits, 2, 1)) - 1
+    return 16 * (index("0123456789abcdef", substr(digits, 1, 1)) - 1) +
+           index("0123456789abcdef", substr(digits, 2, 1)) - 1
 }
 
 function xor(a, b,    bit, sum) {
@@ -66,7 +67,8 @@ $4 == "IEEE" && $6 == "disassociated" && ($3 in placed) {
 
 END {
     for (i = 0; i < n; i++) { x = load[usable[i]]; sum += x; squares += x * x }
-    printf "events %d\nplaced %d\nkept %d\nleft %d\nvlans %d\n", events, count["placed"], count["kept"], count["left"], n
+    printf "events %d\nplaced %d\nkept %d\nleft %d\nvlans %d\n", events, count["placed"], count["kept"], count["left"],
+        n
     printf "fairness %.6f\n", squares ? sum * sum / (n * squares) : 1
     for (i = 0; i < n; i++) used[usable[i]] = 1
     for (v = 1; v <= 4094; v++)

@@ -7,7 +7,8 @@ trap 'rm -rf "$work"' EXIT
 "$@" >"$work/message" || exit 1
 python3 "$here/read_message.py" <"$work/message" >"$work/read" || exit 1
 diff -u "$here/read_message.txt" "$work/read" || exit 1
-[ "$(od -An -tx1 -v "$work/message" | tr -d ' \n')" = "$(tr -d ' \n' <"$here/message.hex")" ] || { echo "other bytes"; exit 1; }
+[ "$(od -An -tx1 -v "$work/message" | tr -d ' \n')" = "$(tr -d ' \n' <"$here/message.hex")" ] ||
+    { echo "other bytes"; exit 1; }
 size=$(wc -c <"$work/message")
 for length in 1 5 $((size - 1)); do
     head -c "$length" "$work/message" | python3 "$here/read_message.py" >/dev/null 2>"$work/damage" && exit 1

@@ -16,11 +16,11 @@ cat <<'END'
 The report above says what programs built against the last release would find otherwise: a removed name they would not
 start with, a changed parameter or record they would read wrongly.
 
-  Not meant   make it as it was. A record that programs only get from the library may grow at its end; a function that has
-              to change gets a new name beside the old one, in a new node of src/libquill.map.
+  Not meant   make it as it was. A record that programs only get from the library may grow at its end; a function that
+              has to change gets a new name beside the old one, in a new node of src/libquill.map.
   Meant       this is a new major version: raise the first number of the version in CMakeLists.txt, by which the soname
               changes too, say so in CHANGELOG.md, and keep the new interface with scripts/keep-abi.
-  Harmless    (a field that was reserved, a name of a parameter) keep it with scripts/keep-abi, and say why it is harmless in
-              the commit's message.
+  Harmless    (a field that was reserved, a name of a parameter) keep it with scripts/keep-abi, and say why it is
+              harmless in the commit's message.
 END
 exit 1

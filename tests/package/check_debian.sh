@@ -17,8 +17,10 @@ trap finish EXIT
 mkdir "$work/tree"
 tar -C "$source" --exclude=./build --exclude=./.git -c . | tar -C "$work/tree" -x --no-same-owner
 cd "$work/tree"
-[ "$(dpkg-parsechangelog -S Version)" = "$version" ] || { echo "debian/changelog is not about version $version"; exit 1; }
-DEB_BUILD_OPTIONS="nocheck parallel=2" dpkg-buildpackage --no-sign --build=full --no-check-builddeps >"$work/log" 2>&1 ||
+[ "$(dpkg-parsechangelog -S Version)" = "$version" ] ||
+    { echo "debian/changelog is not about version $version"; exit 1; }
+DEB_BUILD_OPTIONS="nocheck parallel=2" dpkg-buildpackage --no-sign --build=full --no-check-builddeps \
+    >"$work/log" 2>&1 ||
     { tail -n 40 "$work/log"; exit 1; }
 cd "$work"
 ls ./*.deb
@@ -26,7 +28,8 @@ lintian --allow-root --info --display-info --fail-on error,warning ./*.changes
 echo "lintian: nothing"
 
 mkdir upper overlay root
-mount -t overlay overlay -o "lowerdir=/,upperdir=$work/upper,workdir=$work/overlay" root || { echo "skipped: no overlay"; exit 77; }
+mount -t overlay overlay -o "lowerdir=/,upperdir=$work/upper,workdir=$work/overlay" root ||
+    { echo "skipped: no overlay"; exit 77; }
 mount --bind "$work" root/mnt
 mount -t proc proc root/proc
 cp "$here/consumer/consumer.c" .

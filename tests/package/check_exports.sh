@@ -7,7 +7,8 @@ nm=$1 library=$2 source=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-"$nm" -D --defined-only "$library" | grep -v ' A ' | sed 's/.* //' | grep -v -e '^__odr_asan' -e '^_init$' -e '^_fini$' |
+"$nm" -D --defined-only "$library" | grep -v ' A ' | sed 's/.* //' |
+    grep -v -e '^__odr_asan' -e '^_init$' -e '^_fini$' |
     sort -u >"$work/exported"
 sed -n 's/^\(QUILL_[0-9.]*\) {/\1/p; s/^    \([A-Za-z_0-9]*\);.*/\1/p' "$source/src/libquill.map" |
     awk '/^QUILL_[0-9]/ { node = $1; next } $1 !~ /^_Z/ { print $1 "@@" node }' >"$work/versioned"
@@ -22,7 +23,8 @@ declared "$source"/include/quill/*.h >"$work/declared"
 declared "$source"/include/quill/syslog.h >"$work/stand_in"
 
 [ "$(wc -l <"$work/declared")" -gt 100 ] || { echo "found only $(wc -l <"$work/declared") declarations"; exit 1; }
-[ "$(wc -l <"$work/stand_in")" -gt 5 ] || { echo "found only $(wc -l <"$work/stand_in") declarations of the system log"; exit 1; }
+[ "$(wc -l <"$work/stand_in")" -gt 5 ] ||
+    { echo "found only $(wc -l <"$work/stand_in") declarations of the system log"; exit 1; }
 sort "$work/versioned" "$work/stand_in" >"$work/listed"
 sed 's/@.*//' "$work/listed" | sort | diff -u "$work/declared" - ||
     { echo "public headers (-) and src/libquill.map (+) differ"; exit 1; }

@@ -6,7 +6,8 @@ cd "$1"
 
 # shows PAGE PROGRAM [N]: as the page's N-th block of that language, the first by default
 shows() {
-    shown=$(awk -v "start=\`\`\`${2##*.}" -v "n=${3-1}" '$0 == "```" { on = 0 } on; $0 == start { on = ++count == n }' "$1")
+    shown=$(awk -v "start=\`\`\`${2##*.}" -v "n=${3-1}" \
+        '$0 == "```" { on = 0 } on; $0 == start { on = ++count == n }' "$1")
     [ "$shown" = "$(cat "$2")" ] || { echo "$1 does not show $2 as it is"; exit 1; }
 }
 

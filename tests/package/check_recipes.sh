@@ -38,8 +38,9 @@ options: ; @echo $(QUILL_CONF_OPTS)
 END
 # usage: ask RECIPE TARGET
 ask() {
-    make -s -f "$work/$1.mk" TOPDIR="$work" INCLUDE_DIR="$work/include" PKG_INSTALL_DIR="$work/installed" ROOT="$work/root" \
-        INSTALL_DIR="mkdir -p" INSTALL_BIN="cp" CP="cp -P" RECIPE="$source/packaging/$1$([ "$1" = buildroot ] || echo /quill)" \
+    make -s -f "$work/$1.mk" TOPDIR="$work" INCLUDE_DIR="$work/include" PKG_INSTALL_DIR="$work/installed" \
+        ROOT="$work/root" INSTALL_DIR="mkdir -p" INSTALL_BIN="cp" CP="cp -P" \
+        RECIPE="$source/packaging/$1$([ "$1" = buildroot ] || echo /quill)" \
         BR2_PACKAGE_QUILL_PARENT_CERTIFICATE='"p.der"' BR2_PACKAGE_QUILL_TOP_CERTIFICATE='"t.der"' \
         QUILL_PARENT_CERTIFICATE=p.der QUILL_TOP_CERTIFICATE=t.der "$2"
 }

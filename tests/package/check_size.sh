@@ -9,7 +9,8 @@ grep -q "^$compiler	" "$kept" || { echo "no sizes are kept for $compiler"; exit 
 now=$({
     "$tool" "$shared" | awk 'NR == 2 { print "all\t" $4 }'
     for folder in "$objects"/*/; do
-        "$tool" "$folder"*.o | awk -v family="$(basename "$folder")" 'NR > 1 { bytes += $4 } END { print family "\t" bytes }'
+        "$tool" "$folder"*.o |
+            awk -v family="$(basename "$folder")" 'NR > 1 { bytes += $4 } END { print family "\t" bytes }'
     done
 } | sed "s/^/$compiler	/")
 printf '%s\n' "$now" | awk -F '\t' -v kept="$kept" '

@@ -21,7 +21,8 @@ echo 'int of_later(void); int main(void) { return of_later(); }' >new.c
 echo 'int HashDestroy(void *); int main(int n, char **words) { return n > 9 ? HashDestroy(words) : 0; }' >old.c
 for program in new old; do
     $cc "$program.c" -o "$program" later/libquill.so.1
-    LD_LIBRARY_PATH=later "./$program" || { echo "$program does not run with the library that it was linked with"; exit 1; }
+    LD_LIBRARY_PATH=later "./$program" ||
+        { echo "$program does not run with the library that it was linked with"; exit 1; }
 done
 
 LD_LIBRARY_PATH=$(dirname "$library")

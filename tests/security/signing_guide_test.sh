@@ -19,8 +19,12 @@ blocks text | while read -r line; do
     grep -qxF "$line" output || { echo "the guide promises: $line"; exit 1; }
 done
 cmp table.signed table
-refuses() { ! sign-reg-table --key signer.key --cert signer.pem --version "$1" "$2" >unsigned 2>/dev/null && [ ! -s unsigned ]; }
+refuses() {
+    ! sign-reg-table --key signer.key --cert signer.pem --version "$1" "$2" >unsigned 2>/dev/null && [ ! -s unsigned ]
+}
 printf 'US 1-11 30' >cut.txt
 refuses 1.0.7 cut.txt
-for version in "$(printf '1.0\n7')" "$(printf '1.0\r')" ' 1.0' '1.0 ' "$(printf '%0127d' 1)"; do refuses "$version" table.txt; done
+for version in "$(printf '1.0\n7')" "$(printf '1.0\r')" ' 1.0' '1.0 ' "$(printf '%0127d' 1)"; do
+    refuses "$version" table.txt
+done
 [ -z "$(ls /quill/reg_table)" ] || { echo "temporary files are left"; exit 1; }

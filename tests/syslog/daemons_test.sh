@@ -31,7 +31,8 @@ records() {
     sed -e 's/^[^[]*\[[0-9]*\]: //' -e '/pam_limits/d' "$log" | sort >"$file"
 }
 for with in '' "$library"; do
-    records "/tmp/dnsmasq${with:+.with}" env LD_PRELOAD="$with" dnsmasq --keep-in-foreground --port=0 --conf-file=/dev/null \
+    records "/tmp/dnsmasq${with:+.with}" env LD_PRELOAD="$with" dnsmasq \
+        --keep-in-foreground --port=0 --conf-file=/dev/null \
         --user=root --pid-file=
     records "/tmp/cron${with:+.with}" env LD_PRELOAD="$with" cron -f -L 1
 done

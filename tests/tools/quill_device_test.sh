@@ -17,18 +17,21 @@ echo 1 >/proc/booted
 echo 1 >/tmp/mesh_role
 echo '12345.67 1000.00' >/proc/uptime
 echo 'build of 8.10.105.0 here' >/proc/osbuild
-printf '        total:    used:    free:  shared: buffers:  cached:\nMem:  134217728 67108864 67108864 0 1048576 4194304\n' >/proc/meminfo
+printf '%s\n' '        total:    used:    free:  shared: buffers:  cached:' 'Mem:  134217728 67108864 67108864 0 1048576 4194304' \
+    >/proc/meminfo
 quill info | tee info
 for line in 'model *43' 'partner-branded *no' 'flash variant *2' 'booted partition *1' 'mesh role *1' 'mesh *yes' \
     'version *8\.10\.105\.0' 'uptime *12345 s' 'total *134217728 bytes' 'cached *4194304 bytes'; do
     grep -qx "  $line" info || fail "info says no \"$line\""
 done
-quill info --json | grep -q '"device":{"model":43,.*"uptime_seconds":12345}.*"total_bytes":134217728,' || fail "info --json"
+quill info --json | grep -q '"device":{"model":43,.*"uptime_seconds":12345}.*"total_bytes":134217728,' ||
+    fail "info --json"
 
 # --- a signed table, from its making to its use
 
 export SOURCE="$source"
-sed -n '/^```sh$/,/^```$/{/^```/!p;}' "$source/docs/signing-regulatory-tables.md" | sed -e 's/^sign-reg-table/quill regtable sign/' \
+sed -n '/^```sh$/,/^```$/{/^```/!p;}' "$source/docs/signing-regulatory-tables.md" |
+    sed -e 's/^sign-reg-table/quill regtable sign/' \
     -e 's/^reg_table /quill regtable /' >commands
 grep -q '^quill regtable sign' commands || fail "the guide signs nothing"
 sh -eux commands >output 2>&1 || { cat output; fail "a command of the guide to signing"; }
@@ -42,7 +45,8 @@ sed '/BEGIN FILE/{n;s/^./#/;}' table >altered
 grep -q 'not valid (-100)' steps || fail "the reason is not told: $(cat steps)"
 mv /quill/reg_table /quill/elsewhere
 ! quill regtable verify table 2>steps || fail "verified without a folder"
-grep -q 'no folder for temporary files, /quill/reg_table: No such file' steps || fail "the reason is not told: $(cat steps)"
+grep -q 'no folder for temporary files, /quill/reg_table: No such file' steps ||
+    fail "the reason is not told: $(cat steps)"
 mv /quill/elsewhere /quill/reg_table
 
 # --- the history

@@ -5,7 +5,8 @@ set -u
 source=$1 program=$2
 shift 2
 command -v tmux >/dev/null || { echo "skipped: no tmux"; exit 77; }
-tmux -L "quill-try-$$" -f /dev/null new-session -d true 2>/dev/null || { echo "skipped: no terminal for tmux"; exit 77; }
+tmux -L "quill-try-$$" -f /dev/null new-session -d true 2>/dev/null ||
+    { echo "skipped: no terminal for tmux"; exit 77; }
 dir=$(mktemp -d) || exit 1
 tmux="tmux -L quill-test-$$ -f /dev/null"
 trap '$tmux kill-server 2>/dev/null; rm -rf "$dir"' EXIT
@@ -105,7 +106,8 @@ offset  kind       length  value
         0000  01                                                |.|
 END_OF_OUTPUT
 
-expect 1 "head -c 57 message | quill decode --plain | tail -n 2; head -c 57 message | quill decode >/dev/null" <<'END_OF_OUTPUT'
+expect 1 "head -c 57 message | quill decode --plain | tail -n 2
+head -c 57 message | quill decode >/dev/null" <<'END_OF_OUTPUT'
 quill decode: standard input: offset 55: expected 17 bytes of ipv6, found 2 left
 s32 -2147483648
 ip 10.1.2.15
@@ -122,7 +124,8 @@ quill decode: standard input:3: offset 0: expected hexadecimal digits, two a byt
 END_OF_OUTPUT
 
 # What no checked writer makes, and bytes that a value does not show.
-expect 0 "printf 'str3 \"\"\\nhex_len32\\nhex32\\n' | quill encode | quill decode --plain; echo 0607029a0400000005 | quill decode --hex
+expect 0 "printf 'str3 \"\"\\nhex_len32\\nhex32\\n' | quill encode | quill decode --plain
+echo 0607029a0400000005 | quill decode --hex
 echo 0607029a0400000005 | quill decode --hex --json" <<'END_OF_OUTPUT'
 str3 ""
 hex_len32
@@ -132,7 +135,8 @@ offset  kind       length  value
 {"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"value":5,"bytes":"0607029a0400000005"}],"damage":null}
 END_OF_OUTPUT
 
-expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex; printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
+expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex
+printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
 quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
@@ -167,17 +171,21 @@ for tool in xxd 'xxd -i' 'hexdump -C' 'od -tx1' 'tcpdump -X' 'strace -x' gdb; do
     awk -v tool="$tool" '/^[a-z]+( -[a-zA-Z0-9]+)?$/ { in_it = $0 == tool; next } in_it' dumps >dump
     checks=$((checks + 1))
     [ "$(quill decode --hex --plain dump 2>&1)" = 'str "{\"\\x41|}:0x\""
-quill decode: dump: offset 15: expected 9 bytes of s32, found 1 left' ] || complain "what $tool prints: $(quill decode --hex dump 2>&1)"
+quill decode: dump: offset 15: expected 9 bytes of s32, found 1 left' ] ||
+    complain "what $tool prints: $(quill decode --hex dump 2>&1)"
 done
-expect 1 "quill decode --hex --plain 02:03; printf '00000000: 02\n00000010: 03\n' | quill decode --hex; echo '0000000 0302 0003' | quill decode --hex
+expect 1 "quill decode --hex --plain 02:03; printf '00000000: 02\n00000010: 03\n' | quill decode --hex
+echo '0000000 0302 0003' | quill decode --hex
 printf '02 03\n*\n' | quill decode --hex" <<'END_OF_OUTPUT'
 u8 3
 quill decode: standard input:2: expected bytes in hexadecimal, with offsets that go on from line to line if any
 quill decode: standard input:1: expected bytes in hexadecimal, with offsets that go on from line to line if any
 quill decode: standard input:2: expected bytes in hexadecimal, with offsets that go on from line to line if any
 END_OF_OUTPUT
-quill decode --json message | quill encode --json | cmp - message || complain "encode does not read what decode --json prints"
-expect 0 "echo '{\"elements\":[{\"kind\":\"u8\",\"value\":256}]}' | quill encode --json --hex; echo '[1]' | quill encode --json --hex
+quill decode --json message | quill encode --json | cmp - message ||
+    complain "encode does not read what decode --json prints"
+expect 0 "echo '{\"elements\":[{\"kind\":\"u8\",\"value\":256}]}' | quill encode --json --hex
+echo '[1]' | quill encode --json --hex
 echo '{\"elements\":[{\"kind\":\"str\",\"value\":\"\\u00e9\\ud83d\\ude00\"}]} ' | quill encode --json --hex" <<'END_OF_OUTPUT'
 quill encode: standard input: offset 38: expected a number up to 255
 quill encode: standard input: offset 0: expected a JSON object
@@ -200,9 +208,12 @@ offset   type  length  value
     19      4       6  001b63aabbcc
 END_OF_OUTPUT
 printf '# two records\n3 "hello"\n1 u32 20\n4 001b63aabbcc\n9\n' | quill tlv --encode >buffer
-quill tlv --plain buffer | quill tlv --encode | cmp - buffer || complain "tlv --encode does not read what --plain prints"
-quill tlv --json buffer | quill tlv --encode --json | cmp - buffer || complain "tlv --encode does not read what --json prints"
-expect 1 "quill tlv --plain buffer; echo 70000 | quill tlv --encode --hex; echo '1 \"a' | quill tlv --encode --hex" <<'END_OF_OUTPUT'
+quill tlv --plain buffer | quill tlv --encode | cmp - buffer ||
+    complain "tlv --encode does not read what --plain prints"
+quill tlv --json buffer | quill tlv --encode --json | cmp - buffer ||
+    complain "tlv --encode does not read what --json prints"
+expect 1 "quill tlv --plain buffer; echo 70000 | quill tlv --encode --hex
+echo '1 \"a' | quill tlv --encode --hex" <<'END_OF_OUTPUT'
 3 68656c6c6f
 1 00000014
 4 001b63aabbcc
@@ -277,7 +288,8 @@ END_OF_OUTPUT
 
 # --- sets, versions, digests, texts, addresses
 
-expect 0 "quill vlan 1-10,20 + 30 - 5; quill vlan not 3-4094 - not 1; quill vlan --count all - 1; quill vlan --expand 1-2
+expect 0 "quill vlan 1-10,20 + 30 - 5; quill vlan not 3-4094 - not 1; quill vlan --count all - 1
+quill vlan --expand 1-2
 quill vlan --json 5-7" <<'END_OF_OUTPUT'
 1-4,6-10,20,30
 1
@@ -295,7 +307,8 @@ usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
 END_OF_OUTPUT
 
 expect 1 "quill version compare 8.10.0.0 8.10.0.1; quill version compare 9.0.0.0-8.0.0.0 7.0.0.0-8.0.0.0
-quill version range 8.10.0 8.11.0 8.10.105; quill version eol 4.2.0.0 42; quill version eol 4.1.0.0 43" <<'END_OF_OUTPUT'
+quill version range 8.10.0 8.11.0 8.10.105; quill version eol 4.2.0.0 42
+quill version eol 4.1.0.0 43" <<'END_OF_OUTPUT'
 older
 equal
 within
@@ -334,7 +347,8 @@ quill scramble: a NUL byte in the text
 quill unscramble: character 2: expected hexadecimal digits, two a byte
 END_OF_OUTPUT
 
-expect 0 "quill fqln build campus b1 r.3 ap7; quill fqln split 'campus.b1.r\\.3.ap7'; quill fqln split --json a.b.c." <<'END_OF_OUTPUT'
+expect 0 "quill fqln build campus b1 r.3 ap7; quill fqln split 'campus.b1.r\\.3.ap7'
+quill fqln split --json a.b.c." <<'END_OF_OUTPUT'
 campus.b1.r\.3.ap7
 campus
 b1
@@ -343,7 +357,8 @@ ap7
 ["a","b","c",""]
 END_OF_OUTPUT
 
-expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1/17 fe80::1/64 1.2.3; quill addr --json 2001:db8::1 nowhere" <<'END_OF_OUTPUT'
+expect 1 "quill addr 001b.63aa.bbcc 10.0.0.1/17 fe80::1/64 1.2.3
+quill addr --json 2001:db8::1 nowhere" <<'END_OF_OUTPUT'
 001b.63aa.bbcc
   kind         MAC
   colons       00:1b:63:aa:bb:cc
@@ -372,7 +387,8 @@ quill addr: "1.2.3" is no address: expected a MAC, IPv4 or IPv6 address
 quill addr: "nowhere" is no address: expected a MAC, IPv4 or IPv6 address
 END_OF_OUTPUT
 
-expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"; printf '%s\\n' \"a 'b \\\"c' ''\" x | quill argv --json" <<'END_OF_OUTPUT'
+expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"
+printf '%s\\n' \"a 'b \\\"c' ''\" x | quill argv --json" <<'END_OF_OUTPUT'
   0  set
   1  name
   2  north wing
@@ -412,7 +428,8 @@ expect 0 "quill regtable version unsigned; quill regtable version --json unsigne
 1.0.7
 {"file":"unsigned","version":"1.0.7"}
 END_OF_OUTPUT
-expect 1 "quill regtable version message.txt; quill regtable unpack nowhere.gz out; cp message.txt p.gz; quill regtable unpack p.gz out" <<'END_OF_OUTPUT'
+expect 1 "quill regtable version message.txt; quill regtable unpack nowhere.gz out; cp message.txt p.gz
+quill regtable unpack p.gz out" <<'END_OF_OUTPUT'
 quill regtable: message.txt: no version section
 quill regtable: cannot read nowhere.gz: No such file or directory
 quill regtable: p.gz is no whole gzip file
@@ -427,7 +444,8 @@ END_OF_OUTPUT
 
 # A message is written to no terminal.
 on_terminal 'quill encode message.txt; echo status $?'
-grep -q 'a message is not for a terminal' screen && grep -qx 'status 2' screen || complain "quill encode writes to a terminal"
+grep -q 'a message is not for a terminal' screen && grep -qx 'status 2' screen ||
+    complain "quill encode writes to a terminal"
 
 # What a message hides in a text reaches no terminal.
 printf '\000\000\005\033[31m' >hostile
@@ -459,7 +477,8 @@ for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
     [ "$(awk '{ print length }' help | sort -n | tail -n 1)" -le 80 ] || complain "quill $command --help is too wide"
     ! quill "$command" --nonsense a b c d e f g >/dev/null 2>&1 </dev/null || complain "quill $command --nonsense"
 done
-expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing; quill vlan --nonsense 1" <<'END_OF_OUTPUT'
+expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing
+quill vlan --nonsense 1" <<'END_OF_OUTPUT'
 quill hmac: --key is given twice
 usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]
 quill decode: no option "-x"
@@ -483,13 +502,15 @@ END_OF_OUTPUT
 expect 0 "quill vlan -- 1-3" <<'END_OF_OUTPUT'
 1-3
 END_OF_OUTPUT
-[ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } || complain "a full disk is not told"
+[ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } ||
+    complain "a full disk is not told"
 
 # Completion, and the manual page, say what the program says.
 for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill encode --:--help --hex --json' 'quill fqln :split build'; do
     bash -c '. "$1"; read -ra COMP_WORDS <<<"${2%:*}"
         case $2 in *" :"*) COMP_WORDS+=("") ;; esac
-        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] || { echo "${COMPREPLY[*]}"; exit 1; }' \
+        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] ||
+            { echo "${COMPREPLY[*]}"; exit 1; }' \
         bash "$source/tools/quill/quill.bash" "$words" || complain "completion of ${words%:*}"
 done
 "$source/tools/quill/make-manual" quill | diff "$source/tools/quill/quill.1" - ||

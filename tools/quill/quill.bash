@@ -6,7 +6,8 @@ _quill() {
         choices=$(quill --help 2>/dev/null | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p')
         [ "$COMP_CWORD" -eq 2 ] || choices="$choices help --help --version"
     elif [ "${word#-}" != "$word" ]; then
-        choices=$(quill help "$command" 2>/dev/null | grep -E '^(usage:|       quill|  --)' | grep -oE -e '--[a-z][a-z-]*')
+        choices=$(quill help "$command" 2>/dev/null | grep -E '^(usage:|       quill|  --)' |
+            grep -oE -e '--[a-z][a-z-]*')
         choices=$(printf '%s\n' --help $choices | sort -u)
     elif [ "$COMP_CWORD" -eq 2 ]; then # what a command can do: "quill fqln split|build …"
         choices=$(quill help "$command" 2>/dev/null |
