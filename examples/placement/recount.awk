@@ -14,8 +14,8 @@ function ranges(text, list,    items, ends, n, i, v) {
 }
 
 function hex(digits) {
-    return 16 * (index("0123456789abcdef", substr(digits, 1, 1)) - 1) +
-           index("0123456789abcdef", substr(digits, 2, 1)) - 1
+    digit = "0123456789abcdef"
+    return 16 * (index(digit, substr(digits, 1, 1)) - 1) + index(digit, substr(digits, 2, 1)) - 1
 }
 
 function xor(a, b,    bit, sum) {

@@ -4,7 +4,7 @@
 # Kept sizes are bytes of code, constants and data. Those of another compiler are not known: the test is then skipped.
 tool=$1 shared=$2 objects=$3 compiler=$4
 kept=$(dirname "$0")/sizes.txt
-grep -q "^$compiler	" "$kept" || { echo "no sizes are kept for $compiler"; exit 77; }
+grep -q "^$compiler	" "$kept" || { echo "skipped: no sizes are kept for $compiler"; exit 77; }
 
 now=$({
     "$tool" "$shared" | awk 'NR == 2 { print "all\t" $4 }'

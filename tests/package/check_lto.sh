@@ -1,0 +1,35 @@
+#!/bin/sh
+# check_lto.sh CMAKE BUILD_FOLDER SOURCE_DIR OBJDUMP
+# A program that is compiled and linked with -flto against the installed archive has the library's hot calls inlined,
+# and says what it says with the shared object, broken contracts included. CC and RUN are as for check_install.sh.
+set -eu
+cmake=$1 build=$2 source=$3 objdump=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$cmake" --install "$build" --prefix "$work/stage" >"$work/log" || { cat "$work/log"; exit 1; }
+libraries=$(dirname "$(find "$work/stage" -name libquill.so)")
+export PKG_CONFIG_LIBDIR="$libraries/pkgconfig" LD_LIBRARY_PATH="$libraries"
+cd "$work"
+# usage: build PROGRAM FLAG [static]
+build() {
+    flags=$(pkg-config --cflags --libs ${3:+--static} quill)
+    [ -z "${3-}" ] || flags="-Wl,-Bstatic $flags -Wl,-Bdynamic"
+    eval "$CC -O2 $2 '$source/tests/package/consumer/hot_calls.c' -o $1 $flags"
+    $RUN "./$1" 1000 >"$1.out"
+    ! $RUN "./$1" 2>"$1.report" || { echo "$1 goes on after a broken contract"; exit 1; }
+    sed "s/$1/program/" "$1.report" >"$1.contract"
+}
+build shared -fno-lto
+build plain -fno-lto static
+build inlined -flto static
+for program in plain inlined; do
+    diff shared.out $program.out && diff shared.contract $program.contract ||
+        { echo "$program says something else"; exit 1; }
+done
+calls() { # what main calls, and what was split off from it
+    "$objdump" -d --no-show-raw-insn "$1" | sed -n '/^[0-9a-f]* <main/,/^$/s/.*<\([a-zA-Z_0-9]*\).*>$/\1/p' |
+        grep -x -e sxdr_write_u32 -e ListGetR -e idx_table_index_alloc | sort -u
+}
+[ "$(calls plain | wc -l)" -eq 3 ] || { echo "without -flto, no calls are seen either: $(calls plain)"; exit 1; }
+[ -z "$(calls inlined)" ] || { echo "still called: $(calls inlined)"; exit 1; }
+echo "no call is left of $(calls plain | paste -sd ' ')"
