@@ -3,22 +3,23 @@
 #include <quill/vmap.h>
 
 #include <algorithm>
-#include <bitset>
 #include <functional>
 #include <string>
 
 #include "support/failing_alloc.h"
+#include "support/hex.h"
 #include "support/random.h"
 #include "support/vmap_owner.h"
 
 namespace {
 
+using quill::test::hex;
+using quill::test::Map;
 using quill::test::Random;
+using quill::test::text_of;
 
 constexpr int kBits = VMAP_WORDS * 32;
 using Model = std::bitset<kBits>;
-
-using quill::test::Map;
 
 Map map_of(const char *text) { return Map(vmap_from_string(text)); }
 
@@ -26,20 +27,6 @@ Model bits_of(const vmap *map) {
     Model bits;
     for (int i = 0; i < kBits; i++) bits[static_cast<size_t>(i)] = map->words[i / 32] >> i % 32 & 1;
     return bits;
-}
-
-// The range text of the ids in a model, the slow way.
-std::string text_of(const Model &bits) {
-    std::string text;
-    for (size_t id = VMAP_FIRST_ID; id <= VMAP_LAST_ID; id++) {
-        if (!bits[id]) continue;
-        const size_t first = id;
-        while (id < VMAP_LAST_ID && bits[id + 1]) id++;
-        if (!text.empty()) text += ',';
-        text += std::to_string(first);
-        if (id != first) text += '-' + std::to_string(id);
-    }
-    return text;
 }
 
 TEST(Vmap, ReadsRangeText) {
@@ -243,16 +230,6 @@ TEST(Vmap, ClearKeepsTheReferenceOnASharedMap) {
     for (vmap *each : {map, handle, shared, shared}) vmap_free(each);
 }
 
-std::string hex(const uint8_t *bytes, size_t size) {
-    std::string text;
-    for (size_t i = 0; i < size; i++) {
-        char digits[3];
-        snprintf(digits, sizeof digits, "%02x", bytes[i]);
-        text += digits;
-    }
-    return text;
-}
-
 TEST(Vmap, TravelsAsTextWhileThatIsShorter) {
     // Items of 4 characters and a comma each: 127 of them are 634 characters, so 637 bytes of str element.
     struct {
@@ -280,7 +257,7 @@ TEST(Vmap, TravelsAsTextWhileThatIsShorter) {
     }
     uint8_t buffer[643];
     EXPECT_EQ(vmap_sxdr_write(map_of("10-20,30").get(), buffer), 14u);
-    EXPECT_EQ(hex(buffer, 14),
+    EXPECT_EQ(hex({buffer, 14}),
               "0702010000083130"
               "2d32302c3330");
     vmap *full = vmap_alloc();
@@ -288,7 +265,7 @@ TEST(Vmap, TravelsAsTextWhileThatIsShorter) {
     vmap_exclude(&full, map_of("2,4,6,8,10,12,14,16,18,20,22,24,26,28,30").get());
     for (int id = 100; id < 4000; id += 2) vmap_delete_range(&full, id, id);
     EXPECT_EQ(vmap_sxdr_write(full, buffer), 643u);
-    EXPECT_EQ(hex(buffer, 13),
+    EXPECT_EQ(hex({buffer, 13}),
               "07020004"
               "aaaaaaab"
               "04ffffffff");

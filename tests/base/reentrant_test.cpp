@@ -6,8 +6,9 @@
 
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "support/threads.h"
 
 namespace {
 
@@ -107,18 +108,14 @@ TEST(Reentrant, ThreadsDoNotSeeEachOther) {
         for (uint32_t n = 0; n < kRounds; n++) alone[work].push_back(kWorks[work](n));
     }
     std::vector<int> different(kThreads);
-    std::vector<std::thread> threads;
-    for (size_t thread = 0; thread < kThreads; thread++) {
-        threads.emplace_back([&, thread] {
-            for (uint32_t n = 0; n < kRounds; n++) {
-                for (size_t i = 0; i < kWorks.size(); i++) {
-                    const size_t work = (i + thread) % kWorks.size();
-                    different[thread] += kWorks[work](n) != alone[work][n];
-                }
+    quill::test::Threads(kThreads, [&](size_t thread) {
+        for (uint32_t n = 0; n < kRounds; n++) {
+            for (size_t i = 0; i < kWorks.size(); i++) {
+                const size_t work = (i + thread) % kWorks.size();
+                different[thread] += kWorks[work](n) != alone[work][n];
             }
-        });
-    }
-    for (std::thread &thread : threads) thread.join();
+        }
+    });
     EXPECT_EQ(different, std::vector<int>(kThreads));
 }
 

@@ -3,6 +3,7 @@
 #include <quill/validators.h>
 
 #include "fuzz/fuzz.h"
+#include "support/hex.h"
 #include "support/validators_model.h"
 
 namespace {
@@ -53,11 +54,8 @@ void expect_numbers(const std::string &text, unsigned choice) {
 void expect_hexified(const std::string &text, int length) {
     char *const hex = room(out, 2 * text.size());
     EXPECT(pap_hexify(hex, reinterpret_cast<const uint8_t *>(bytes_of(text)), length) == hex + 2 * text.size() + 2);
-    for (size_t i = 0; i < text.size(); i++) {
-        char pair[3];
-        snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(text[i]));
-        EXPECT(memcmp(hex + 2 * i, pair, 2) == 0);
-    }
+    const auto *const bytes = reinterpret_cast<const uint8_t *>(text.data());
+    EXPECT(memcmp(hex, quill::test::hex({bytes, text.size()}).data(), 2 * text.size()) == 0);
 }
 
 void expect_rewritten(const std::string &text, int length, unsigned choice) {

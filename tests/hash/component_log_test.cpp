@@ -16,13 +16,7 @@
 namespace {
 
 using quill::test::LogDaemon;
-
-// The priority and what stands behind the time.
-std::string text_of(const std::string &record) {
-    if (record.empty()) return "";
-    const size_t time = record.find('>') + 1;
-    return record.substr(0, time) + (record.c_str() + time + strlen("Nov 23 14:05:59 "));
-}
+using quill::test::without_time;
 
 TEST(ComponentLog, EachPlaceHasItsThreshold) {
     ENTER_PRIVATE_DEVICE();
@@ -31,18 +25,18 @@ TEST(ComponentLog, EachPlaceHasItsThreshold) {
         int stderr_level, syslog_level, level;
         const char *printed, *logged;
     } cases[] = {
-        {1, 3, 0, "placed: 7 m\n", "<26>placed: 7 m"},
-        {1, 3, 1, "placed: 7 m\n", "<27>placed: 7 m"},
-        {1, 3, 2, "", "<28>placed: 7 m"},
-        {1, 3, 3, "", "<29>placed: 7 m"},
+        {1, 3, 0, "placed: 7 m\n", "<26>placed: 7 m$"},
+        {1, 3, 1, "placed: 7 m\n", "<27>placed: 7 m$"},
+        {1, 3, 2, "", "<28>placed: 7 m$"},
+        {1, 3, 3, "", "<29>placed: 7 m$"},
         {3, 1, 3, "placed: 7 m\n", ""},
         {1, 3, 4, "", ""},
-        {5, 5, 4, "placed: 7 m\n", "<30>placed: 7 m"},
-        {5, 5, 5, "placed: 7 m\n", "<31>placed: 7 m"},
+        {5, 5, 4, "placed: 7 m\n", "<30>placed: 7 m$"},
+        {5, 5, 5, "placed: 7 m\n", "<31>placed: 7 m$"},
         {-1, -1, 0, "", ""},
-        {-1, 0, INT_MIN, "placed: 7 m\n", "<26>placed: 7 m"},  // clamped to the levels that there are
-        {-1, INT_MAX, 6, "", "<31>placed: 7 m"},
-        {-1, INT_MAX, INT_MAX, "", "<31>placed: 7 m"},
+        {-1, 0, INT_MIN, "placed: 7 m\n", "<26>placed: 7 m$"},  // clamped to the levels that there are
+        {-1, INT_MAX, 6, "", "<31>placed: 7 m$"},
+        {-1, INT_MAX, INT_MAX, "", "<31>placed: 7 m$"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::Message() << c.stderr_level << ' ' << c.syslog_level << ' ' << c.level);
@@ -51,7 +45,7 @@ TEST(ComponentLog, EachPlaceHasItsThreshold) {
         testing::internal::CaptureStderr();
         QuillLog(log, c.level, "%d %s", 7, "m");
         EXPECT_EQ(testing::internal::GetCapturedStderr(), c.printed);
-        EXPECT_EQ(text_of(daemon.receive()), c.logged);
+        EXPECT_EQ(without_time(daemon.receive()), c.logged);
         DestroyLog(log);
     }
 }
@@ -71,8 +65,8 @@ TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
     EXPECT_EQ(errno, ERANGE);
     const std::string start = name.substr(0, 30) + ": ";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), start + "\n" + start + strerror(ERANGE) + "\n");
-    EXPECT_EQ(text_of(daemon.receive()), "<431>" + name + ": ");
-    EXPECT_EQ(text_of(daemon.receive()), "<431>" + name + ": " + strerror(ERANGE));
+    EXPECT_EQ(without_time(daemon.receive()), "<431>" + name + ": $");
+    EXPECT_EQ(without_time(daemon.receive()), "<431>" + name + ": " + strerror(ERANGE) + "$");
     DestroyLog(log);
     DestroyLog(nullptr);
 }
@@ -89,7 +83,7 @@ TEST(ComponentLog, WithoutMemoryTheSystemLogStaysAsItWas) {
         },
         [&] {
             syslog(LOG_ERR, "m");
-            EXPECT_EQ(text_of(daemon.receive()), "<427>before: m");
+            EXPECT_EQ(without_time(daemon.receive()), "<427>before: m$");
         });
     closelog();
 }

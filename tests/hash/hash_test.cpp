@@ -16,6 +16,7 @@ using quill::test::allocations;
 using quill::test::expect_failures_survived;
 using quill::test::live_allocations;
 using quill::test::NthAllocation;
+using quill::test::stats;
 
 // Half of the keys differ from others only above their low bits, and are negative as signed numbers.
 struct Word : quill::test::TableKey {
@@ -64,14 +65,6 @@ struct Pointer : Word {
     }
     uint32_t hash() const { return hash_number(word); }
 };
-
-std::string stats() {
-    void *buffer;
-    const uint32_t size = hash_get_stats(&buffer);
-    std::string copy(static_cast<const char *>(buffer), size);
-    free(buffer);
-    return copy;
-}
 
 size_t listed() { return (stats().size() - 4) / 76; }
 

@@ -5,33 +5,23 @@
 #include <string.h>
 
 #include <atomic>
-#include <functional>
-#include <latch>
-#include <thread>
+#include <string>
 #include <vector>
+
+#include "support/threads.h"
 
 namespace {
 
-constexpr int kThreads = 4;
+using quill::test::Threads;
 
-// All work starts at the same moment.
-void run_together(const std::function<void(int)> &work) {
-    std::latch start(kThreads);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; i++)
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            work(i);
-        });
-    for (std::thread &thread : threads) thread.join();
-}
+constexpr int kThreads = 4;
 
 // The first in this file, so that nothing has created the pools and the list before.
 TEST(HashThreads, TheFirstTablesMayBeCreatedTogether) {
     std::atomic<int> right = 0;
     const uint32_t before = ListEntries(hash_table_list);
     std::vector<sHash *> tables(kThreads);
-    run_together([&](int i) {
+    Threads(kThreads, [&](int i) {
         sHash *table = tables[static_cast<size_t>(i)] = _HashCreate(3, "first", 1);
         right += table && HashInsert(table, 5) && HashFind(table, 5) == 5;
     });
@@ -83,7 +73,7 @@ bool plausible(const char *record) {
 
 TEST(HashThreads, StatisticsMayBeTakenWhileTablesLiveAndDie) {
     std::atomic<int> workers = kThreads - 1, wrong_tables = 0, wrong_records = 0;
-    run_together([&](int i) {
+    Threads(kThreads, [&](int i) {
         if (i < kThreads - 1) {
             // Tables of addresses stay in the statistics: only a few, so that the other tables find a place.
             for (int round = 0; round < 400; round++)

@@ -4,12 +4,11 @@
 #include <string.h>
 
 #include <algorithm>
-#include <latch>
-#include <thread>
 #include <vector>
 
 #include "support/failing_alloc.h"
 #include "support/random.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -100,31 +99,25 @@ TEST(ObjectPool, AddressSanitizerSeesObjectsThatAreNotTaken) {
 TEST(ObjectPool, ThreadsShareAPoolWithoutSharingObjects) {
     constexpr uint32_t kThreads = 4, kWords = 6, kHeld = 40;
     Mpool *pool = new_pool(kWords * sizeof(uint32_t), 16, 4, kThreads * kHeld);
-    std::latch start(kThreads);
-    std::vector<std::thread> threads;
     std::vector<int> spoilt(kThreads);
-    for (uint32_t thread = 0; thread < kThreads; thread++) {
-        threads.emplace_back([=, &spoilt, &start] {
-            start.arrive_and_wait();
-            quill::test::Random random(thread);
-            std::vector<uint32_t *> held;
-            for (uint32_t i = 0; i < 20000; i++) {
-                if (held.size() < kHeld && random.one_in(2)) {
-                    held.push_back(static_cast<uint32_t *>(mpool_alloc(pool)));
-                    std::fill_n(held.back(), kWords, i * kThreads + thread);
-                } else if (!held.empty()) {
-                    std::swap(held[random.below(static_cast<uint32_t>(held.size()))], held.back());
-                    const uint32_t *object = held.back();
-                    if (object[0] % kThreads != thread || std::count(object, object + kWords, object[0]) != kWords)
-                        spoilt[thread]++;
-                    mpool_free(pool, held.back());
-                    held.pop_back();
-                }
+    quill::test::Threads(kThreads, [&](uint32_t thread) {
+        quill::test::Random random(thread);
+        std::vector<uint32_t *> held;
+        for (uint32_t i = 0; i < 20000; i++) {
+            if (held.size() < kHeld && random.one_in(2)) {
+                held.push_back(static_cast<uint32_t *>(mpool_alloc(pool)));
+                std::fill_n(held.back(), kWords, i * kThreads + thread);
+            } else if (!held.empty()) {
+                std::swap(held[random.below(static_cast<uint32_t>(held.size()))], held.back());
+                const uint32_t *object = held.back();
+                if (object[0] % kThreads != thread || std::count(object, object + kWords, object[0]) != kWords)
+                    spoilt[thread]++;
+                mpool_free(pool, held.back());
+                held.pop_back();
             }
-            for (uint32_t *object : held) mpool_free(pool, object);
-        });
-    }
-    for (std::thread &thread : threads) thread.join();
+        }
+        for (uint32_t *object : held) mpool_free(pool, object);
+    });
     EXPECT_EQ(spoilt, std::vector<int>(kThreads));
     std::vector<char *> all = take_all(pool);
     std::sort(all.begin(), all.end());

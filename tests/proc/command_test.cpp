@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/private_device.h"
 
@@ -184,19 +185,11 @@ TEST_F(Command, FilesForOutput) {
 }
 
 TEST_F(Command, FilesForOutputWhateverStandardDescriptorsAreClosed) {
-    for (int closed = 0; closed < 8; closed++) {
-        const pid_t tester = fork();
-        if (tester == 0) {
-            for (int fd = 0; fd < 3; fd++)
-                if (closed & 1 << fd) close(fd);
-            _exit(run("ls / /no-such-file", "/tmp/out", "/tmp/err") != 2 << 8);
-        }
-        int status;
-        waitpid(tester, &status, 0);
-        EXPECT_EQ(status, 0);
-        EXPECT_NE(read_file("/tmp/out").find("\nflash\n"), std::string::npos) << closed;
-        EXPECT_NE(read_file("/tmp/err").find("no-such-file"), std::string::npos) << closed;
-    }
+    quill::test::with_standard_descriptors_closed([] {
+        EXPECT_EQ(run("ls / /no-such-file", "/tmp/out", "/tmp/err"), 2 << 8);
+        EXPECT_NE(read_file("/tmp/out").find("\nflash\n"), std::string::npos);
+        EXPECT_NE(read_file("/tmp/err").find("no-such-file"), std::string::npos);
+    });
 }
 
 TEST_F(Command, WhatCannotBeStarted) {

@@ -10,10 +10,10 @@
 #include <iostream>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "support/descriptors.h"
 #include "support/private_device.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -95,20 +95,17 @@ TEST(CommandThreads, EachHasItsOwnStatusAndNoOthersDescriptors) {
     std::atomic<bool> done = false;
     std::atomic<int> files = 0, wrong_statuses = 0, leaks = 0, commands = 0;
     std::thread opener(open_and_close, std::cref(done), std::ref(files));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; t++)
-        threads.emplace_back([&, t] {
-            const std::string file = "/tmp/list" + std::to_string(t);
-            for (int i = 0; i < kCommands; i++) {
-                const size_t way = static_cast<size_t>(i) % std::size(kWays);
-                const int code = (t * 31 + i) % 256;
-                wrong_statuses += kWays[way](file, code) != code << 8;
-                leaks += read_list(file) != alone[way];
-                unlink(file.c_str());
-                commands++;
-            }
-        });
-    for (std::thread &thread : threads) thread.join();
+    quill::test::Threads(kThreads, [&](int t) {
+        const std::string file = "/tmp/list" + std::to_string(t);
+        for (int i = 0; i < kCommands; i++) {
+            const size_t way = static_cast<size_t>(i) % std::size(kWays);
+            const int code = (t * 31 + i) % 256;
+            wrong_statuses += kWays[way](file, code) != code << 8;
+            leaks += read_list(file) != alone[way];
+            unlink(file.c_str());
+            commands++;
+        }
+    });
     done = true;
     opener.join();
     EXPECT_EQ(wrong_statuses, 0);

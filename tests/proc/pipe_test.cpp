@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
@@ -113,23 +114,14 @@ TEST_F(Pipe, WithoutAShellTheExitCodeIs255) {
 
 // The ends of a pipe come to stand where the program has closed its standard descriptors.
 TEST_F(Pipe, WhateverStandardDescriptorsAreClosed) {
-    for (int closed = 0; closed < 8; closed++) {
-        const pid_t tester = fork();
-        if (tester == 0) {
-            for (int fd = 0; fd < 3; fd++)
-                if (closed & 1 << fd) close(fd);
-            int child;
-            FILE *const from = quill_popen_thr("echo to the reader; exit 5", "r", &child);
-            const bool read = from && read_all(from) == "to the reader\n" && quill_pclose_thr(from, child) == 5 << 8;
-            FILE *const to = quill_popen_thr("cat >/tmp/got; exit 6", "w", &child);
-            if (to) fputs("to the command", to);
-            const bool written = to && quill_pclose_thr(to, child) == 6 << 8;
-            _exit(read && written && read_file("/tmp/got") == "to the command" ? 0 : 1);
-        }
-        int status;
-        waitpid(tester, &status, 0);
-        EXPECT_EQ(status, 0) << "closed: " << closed;
-    }
+    quill::test::with_standard_descriptors_closed([] {
+        int child;
+        FILE *const from = quill_popen_thr("echo to the reader; exit 5", "r", &child);
+        EXPECT_TRUE(from && read_all(from) == "to the reader\n" && quill_pclose_thr(from, child) == 5 << 8);
+        FILE *const to = quill_popen_thr("cat >/tmp/got; exit 6", "w", &child);
+        EXPECT_TRUE(to && fputs("to the command", to) >= 0 && quill_pclose_thr(to, child) == 6 << 8);
+        EXPECT_EQ(read_file("/tmp/got"), "to the command");
+    });
 }
 
 // --- signals: as with any program that is run, but nothing of the caller's is run in the child

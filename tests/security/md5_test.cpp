@@ -14,19 +14,15 @@
 #include <vector>
 
 #include "support/guard_page.h"
+#include "support/hex.h"
 #include "support/random.h"
 
 namespace {
 
 using quill::test::GuardedPage;
+using quill::test::hex;
 using quill::test::Random;
 using std::string;
-
-string hex(const uint8_t *digest) {
-    char text[33];
-    for (int i = 0; i < 16; i++) snprintf(text + 2 * i, 3, "%02x", digest[i]);
-    return text;
-}
 
 unsigned size_of(const string &bytes) { return static_cast<unsigned>(bytes.size()); }
 
@@ -188,7 +184,7 @@ TEST(HmacMd5, KeysOfEveryLength) {
         data.resize(std::max<size_t>(data.size(), 16));  // the code goes over the data
         auto *at = reinterpret_cast<uint8_t *>(data.data());
         EXPECT_EQ(calc_hmac_md5(key.data(), static_cast<int>(length), at, data_length, at), 0);
-        EXPECT_EQ(hex(at), mac) << length;
+        EXPECT_EQ(hex({at, 16}), mac) << length;
     }
 }
 

@@ -2,9 +2,10 @@
 #include <limits.h>
 #include <quill/md5.h>
 #include <quill/web_category.h>
-#include <stdio.h>
 
 #include <string>
+
+#include "support/hex.h"
 
 namespace {
 
@@ -13,10 +14,8 @@ using std::string;
 // What all the names together must be, so that the tables do not stand here once more.
 string digest_of(const string &names) {
     uint8_t digest[16];
-    char text[33];
     md5_calc(digest, names.data(), static_cast<unsigned>(names.size()));
-    for (int i = 0; i < 16; i++) snprintf(text + 2 * i, 3, "%02x", digest[i]);
-    return text;
+    return quill::test::hex(digest);
 }
 
 TEST(WebCategory, Names) {

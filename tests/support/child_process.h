@@ -31,4 +31,18 @@ int exit_code_of(Call call) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// Makes the call in a child for each choice of standard descriptors that can be closed.
+template <typename Call>
+void with_standard_descriptors_closed(Call call) {
+    for (int closed = 0; closed < 8; closed++) {
+        SCOPED_TRACE(testing::Message() << "closed: " << closed);
+        EXPECT_EQ(exit_code_of([&] {
+                      for (int fd = 0; fd < 3; fd++)
+                          if (closed & 1 << fd) close(fd);
+                      call();
+                  }),
+                  0);
+    }
+}
+
 }  // namespace quill::test

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 #include <quill/hash_keyed.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <string>
@@ -19,6 +20,15 @@
 #include "support/random.h"
 
 namespace quill::test {
+
+// What hash_get_stats() gives.
+inline std::string stats() {
+    void *buffer;
+    const uint32_t size = hash_get_stats(&buffer);
+    std::string copy(static_cast<const char *>(buffer), size);
+    free(buffer);
+    return copy;
+}
 
 struct TableKey {
     static constexpr int kKeys = 40;

@@ -12,6 +12,19 @@
 
 namespace quill::test {
 
+constexpr size_t kTime = 16;  // bytes of "Nov 23 14:05:59 "
+
+// The record without its time, checked to have one, and its NUL, which it must have in place of "$".
+inline std::string without_time(const std::string &record) {
+    const size_t time = record.find('>') + 1;
+    if (record.size() < time + kTime) return record;
+    if (record[time + 3] != ' ' || record[time + 9] != ':' || record[time + 12] != ':' || record[time + 15] != ' ')
+        return "no time in " + record;
+    std::string rest = record.substr(0, time) + record.substr(time + kTime);
+    if (rest.back() == '\0') rest.back() = '$';
+    return rest;
+}
+
 class LogDaemon {
 public:
     explicit LogDaemon(int type = SOCK_DGRAM) : type_(type), socket_(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {

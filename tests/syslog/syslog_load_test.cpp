@@ -25,11 +25,13 @@
 #include "support/descriptors.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
+#include "support/threads.h"
 
 namespace {
 
 using quill::test::LogDaemon;
 using quill::test::open_descriptors;
+using quill::test::Threads;
 
 constexpr int kMostRecords = 100'000;  // of a thread
 // The whole load in the optimised build; the sanitizers and the emulator see the same with fewer records.
@@ -111,18 +113,16 @@ TEST_P(SyslogLoad, EveryRecordArrivesWholeAndOnce) {
     LogDaemon daemon(GetParam());
     const auto arrivals = make_arrivals();
     openlog("load", LOG_NDELAY, 0);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kMostThreads; thread++)
-        threads.emplace_back([thread] {
-            for (int n = 0; n < kRecords; n++) syslog(LOG_ERR, "%s", message_of(thread, n).c_str());
-        });
+    Threads threads(kMostThreads, [](int thread) {
+        for (int n = 0; n < kRecords; n++) syslog(LOG_ERR, "%s", message_of(thread, n).c_str());
+    });
     for (int i = 1; arrivals->total() + arrivals->damaged() < kMostThreads * kRecords; i++) {
         const std::string record = daemon.receive(10'000);
         if (record.empty()) break;
         arrivals->count_record(record);
         if (i % 1000 == 0) usleep(1000);  // a slow reader
     }
-    for (std::thread &thread : threads) thread.join();
+    threads.join();
     EXPECT_EQ(daemon.receive(), "");
     EXPECT_EQ(arrivals->damaged(), 0);
     int not_once = 0;
@@ -244,15 +244,13 @@ TEST_P(SyslogLoad, ADaemonThatIsKilledAndRestarted) {
 
     std::atomic<bool> stop = false;
     int logged[kThreads] = {};
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; thread++)
-        threads.emplace_back([&, thread] {
-            for (int n = 0; !stop && n < kMostRecords; n++) {
-                syslog(LOG_ERR, "%s", message_of(thread, n).c_str());
-                logged[thread] = n + 1;
-                usleep(100);
-            }
-        });
+    Threads threads(kThreads, [&](int thread) {
+        for (int n = 0; !stop && n < kMostRecords; n++) {
+            syslog(LOG_ERR, "%s", message_of(thread, n).c_str());
+            logged[thread] = n + 1;
+            usleep(100);
+        }
+    });
     int resumed = 0;
     for (; resumed < kRestarts; resumed++) {
         const int before = by_daemon->total();
@@ -263,7 +261,7 @@ TEST_P(SyslogLoad, ADaemonThatIsKilledAndRestarted) {
         daemon.emplace(GetParam(), *by_daemon);
     }
     stop = true;
-    for (std::thread &thread : threads) thread.join();
+    threads.join();
     daemon.reset();
     console.finish();
     closelog();

@@ -22,26 +22,17 @@
 #include "support/descriptors.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
+#include "support/threads.h"
 
 namespace {
 
+using quill::test::kTime;
 using quill::test::LogDaemon;
 using quill::test::open_descriptors;
 using quill::test::read_file;
+using quill::test::Threads;
+using quill::test::without_time;
 using quill::test::write_file;
-
-constexpr size_t kTime = 16;  // "Nov 23 14:05:59 "
-
-// The record without its time, checked to have one, and its NUL, which it must have in place of "$".
-std::string without_time(const std::string &record) {
-    const size_t time = record.find('>') + 1;
-    if (record.size() < time + kTime) return record;
-    if (record[time + 3] != ' ' || record[time + 9] != ':' || record[time + 12] != ':' || record[time + 15] != ' ')
-        return "no time in " + record;
-    std::string rest = record.substr(0, time) + record.substr(time + kTime);
-    if (rest.back() == '\0') rest.back() = '$';
-    return rest;
-}
 
 // How the next calls of send go wrong, in turn; none when it is empty.
 enum class Fault { kInterrupted, kFull, kShort };
@@ -415,14 +406,12 @@ TEST_F(Syslog, TheActionIsBackAfterManyThreads) {
     signal(SIGPIPE, SIG_IGN);
     LogDaemon daemon;
     std::atomic<int> running = 4;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; i++)
-        threads.emplace_back([&] {
-            for (int n = 0; n < 500; n++) syslog(LOG_ERR, "m");
-            running--;
-        });
+    Threads threads(running, [&](int) {
+        for (int n = 0; n < 500; n++) syslog(LOG_ERR, "m");
+        running--;
+    });
     while (running > 0) daemon.receive(1);
-    for (std::thread &thread : threads) thread.join();
+    threads.join();
     struct sigaction now;
     ASSERT_EQ(sigaction(SIGPIPE, nullptr, &now), 0);
     EXPECT_EQ(now.sa_handler, SIG_IGN);
@@ -509,11 +498,9 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
     LogDaemon daemon;
     openlog("threads", LOG_NDELAY, 0);
     std::atomic<bool> stop = false;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&] {
-            for (; !stop; usleep(50)) syslog(LOG_ERR, "parent");
-        });
+    Threads threads(3, [&](int) {
+        for (; !stop; usleep(50)) syslog(LOG_ERR, "parent");
+    });
     std::atomic<int> children_heard = 0;
     std::thread reader([&] {
         for (;;) {
@@ -535,7 +522,7 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
         good += child.wait() == 0;
     }
     stop = true;
-    for (std::thread &thread : threads) thread.join();
+    threads.join();
     reader.join();
     EXPECT_EQ(good, kChildren);
     EXPECT_EQ(children_heard, kChildren);
