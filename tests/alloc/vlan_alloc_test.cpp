@@ -211,8 +211,6 @@ TEST_F(VlanAlloc, AssignmentsChooseFromThePool) {
 TEST_F(VlanAlloc, ContractViolationsAreReported) {
     static constexpr uint16_t kPool[] = {10};
     quill::test::expect_contracts({
-        {[] { vlan_alloc_assign_leastUsed(nullptr, 1, log); }, "list", "vlan_alloc", 200,
-         "vlan_alloc_assign_leastUsed"},
         {[] { vlan_alloc_assign_hashBased_filter(nullptr, 1, kMac, marking({}).data()); }, "list", "vlan_alloc", 200,
          "vlan_alloc_assign_hashBased_filter"},
         {[] { vlan_alloc_assign_hashBased(kPool, 1, nullptr); }, "mac", "vlan_alloc", 201,

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "support/contract.h"
 #include "support/failing_alloc.h"
 #include "support/hash_model.h"
 
@@ -251,25 +250,6 @@ TEST(IpHash, ADestroyedTableKeepsItsPlaceInTheStatistics) {
     }
     EXPECT_EQ(records(), before + std::string(76, '\0'));
     HashDestroy(first);
-}
-
-sHash *one_bucket() { return _HashCreate(1, "contract", 1); }
-
-TEST(KeyedHash, ContractViolationsAreReported) {
-    quill::test::expect_contracts({
-        {[] { HashStringFind(nullptr, ""); }, "table", "hash", 90, "HashStringFind"},
-        {[] { HashIsStringPresent(one_bucket(), nullptr); }, "key", "hash", 110, "HashIsStringPresent"},
-        {[] { HashStringInsert(one_bucket(), nullptr); }, "key", "hash", 110, "HashStringInsertKeyAndValue"},
-        {[] { HashStringRemove(one_bucket(), nullptr); }, "key", "hash", 110, "HashStringRemove"},
-        {[] { HashMacFind(one_bucket(), nullptr); }, "key", "hash", 110, "HashMacFind"},
-        {[] { HashMacUpdateKeyAndValue(nullptr, Mac(1, true), 1); }, "table", "hash", 90, "HashMacUpdateKeyAndValue"},
-        {[] { HashIsMacPresentAndSetHashState(nullptr, Mac(1, true)); }, "table", "hash", 90,
-         "HashIsMacPresentAndSetHashState"},
-        {[] { HashIpAfAddrFind(one_bucket(), nullptr); }, "key", "hash", 110, "HashIpAfAddrFind"},
-        {[] { HashIpAfGetR(one_bucket(), HASH_OP_NEXT, HASH_SEL_ADDRESS, nullptr); }, "cursor", "hash", 102,
-         "HashIpAfGetR"},
-        {[] { HashDestroyIpAf(nullptr); }, "table", "hash", 90, "HashDestroyIpAf"},
-    });
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <quill/hash.h>
+#include <quill/hash_keyed.h>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -221,19 +222,11 @@ TEST(Hash, ContractViolationsAreReported) {
          },
          "hash_table_list", "hash", 183, "hash_add_table_to_list"},
         {[] { _HashCreate(0, "name", 1); }, "buckets > 0", "hash", 100, "_HashCreate"},
-        {[] { HashCreateExt(-1, nullptr, nullptr, "name", 1); }, "buckets > 0", "hash", 100, "HashCreateExt"},
-        {[] { HashCreateLocked(INT32_MIN); }, "buckets > 0", "hash", 100, "HashCreateLocked"},
         {[] { _HashCreate(1, nullptr, 1); }, "name", "hash", 101, "_HashCreate"},
         {[] { HashGetR(one_bucket(), HASH_OP_FIRST, 0, nullptr); }, "cursor", "hash", 102, "HashGetR"},
-        {[] { HashGetRFromBucket(one_bucket(), HASH_OP_NEXT, 0, 0, nullptr); }, "cursor", "hash", 102,
-         "HashGetRFromBucket"},
         {[] { hash_get_stats(nullptr); }, "out", "hash", 103, "hash_get_stats"},
-        {[] { HashDestroy(nullptr); }, "table", "hash", 90, "HashDestroy"},
         {[] { HashFind(nullptr, 1); }, "table", "hash", 90, "HashFind"},
-        {[] { HashInsertKeyAndValue(nullptr, 1, 1); }, "table", "hash", 90, "HashInsertKeyAndValue"},
-        {[] { HashRemoveGet(nullptr, 1); }, "table", "hash", 90, "HashRemoveGet"},
-        {[] { HashEntries(nullptr); }, "table", "hash", 90, "HashEntries"},
-        {[] { hash_add_table_to_list(nullptr); }, "table", "hash", 90, "hash_add_table_to_list"},
+        {[] { HashStringInsert(one_bucket(), nullptr); }, "key", "hash", 110, "HashStringInsertKeyAndValue"},
     });
 }
 
