@@ -3,105 +3,20 @@
 #include <quill/btree.h>
 #include <stdlib.h>
 
-#include <memory>
-#include <set>
-#include <vector>
-
 #include "support/failing_alloc.h"
-#include "support/random.h"
+#include "support/tree_tests.h"
 
 namespace {
 
-using quill::test::expect_failures_survived;
-using quill::test::NthAllocation;
-using quill::test::Random;
-
-constexpr int kKeys = 128;
-int numbers[kKeys + 1], wanted[kKeys + 1];  // what trees hold, and what is searched for
-const void *given_key;
-bool given_first;  // whether the given key is to come first
-long foreign_arguments;
-std::vector<const void *> compared;  // the keys of the tree, as they were asked about
-
-int compare(const void *a, const void *b) {
-    const void *held = given_first ? b : a;
-    foreign_arguments += (given_first ? a : b) != given_key || held == given_key;
-    compared.push_back(held);
-    const int x = *static_cast<const int *>(a), y = *static_cast<const int *>(b);
-    return x < y ? -3 : x > y ? 3 : 0;
-}
+using namespace quill::test;
 
 int number(const btree *node) { return *static_cast<const int *>(node->key); }
 
-const int *give(const int *key, bool first) {
-    given_key = key;
-    given_first = first;
-    compared.clear();
-    return key;
-}
-
-// The tree as it should be, by numbers.
-struct Shape {
-    int key;
-    std::unique_ptr<Shape> left, right;
-};
-using Link = std::unique_ptr<Shape>;
-
-Link *find(Link &root, int key, Shape **parent = nullptr) {
-    Link *link = &root;
-    while (*link && (*link)->key != key) {
-        if (parent) *parent = link->get();
-        link = key < (*link)->key ? &(*link)->left : &(*link)->right;
-    }
-    return link;
-}
-
-void erase(Link &link) {
-    const Link gone = std::move(link);
-    if (!gone->left || !gone->right) {
-        link = std::move(gone->left ? gone->left : gone->right);
-        return;
-    }
-    if (!gone->right->left) {
-        link = std::move(gone->right);
-        link->left = std::move(gone->left);
-        return;
-    }
-    Link *far = &gone->right;
-    while ((*far)->left) far = &(*far)->left;
-    link = std::move(*far);
-    *far = std::move(link->right);
-    link->left = std::move(gone->left);
-    link->right = std::move(gone->right);
-}
-
-bool same(const btree *node, const Link &shape) {
-    if (!node || !shape) return !node && !shape;
-    return node->key == &numbers[shape->key] && same(node->left, shape->left) && same(node->right, shape->right);
-}
-
-struct Visit {
-    const btree *node;
-    int kind, depth;
-    bool operator==(const Visit &) const = default;
-};
-std::vector<Visit> visits;
-
 void visit(const btree *node, int kind, int depth) { visits.push_back({node, kind, depth}); }
-
-void expect_visits(const btree *node, int depth, std::vector<Visit> &expected) {
-    if (!node) return;
-    if (!node->left && !node->right) return expected.push_back({node, 3, depth});
-    expected.push_back({node, 0, depth});
-    expect_visits(node->left, depth + 1, expected);
-    expected.push_back({node, 1, depth});
-    expect_visits(node->right, depth + 1, expected);
-    expected.push_back({node, 2, depth});
-}
 
 // No order at all: the rules of searches hold all the same.
 int compare_erratically(const void *a, const void *b) {
-    compare(a, b);
+    compare_numbers(a, b);
     return *static_cast<const int *>(a) * 7 % 5 - 2;
 }
 
@@ -114,83 +29,72 @@ void *next_by_rule(const btree *node, bool (*above)(int key), std::vector<const 
 }
 
 void expect_next(int key, const btree *root) {
-    given_key = &wanted[key];
     struct {
         btree_comparison compare;
         bool (*above)(int key);
     } static constexpr kCases[] = {
-        {compare, [](int n) { return n > *static_cast<const int *>(given_key); }},
+        {compare_numbers, [](int n) { return n > *static_cast<const int *>(searched_key); }},
         {compare_erratically, [](int n) { return n * 7 % 5 > 2; }},
     };
     for (const auto &c : kCases) {
+        const int *const searched = search_for(wanted + key, false);
         std::vector<const void *> asked;
         void *expected = next_by_rule(root, c.above, asked);
-        EXPECT_EQ(btree_next(give(&wanted[key], false), root, c.compare), expected);
+        EXPECT_EQ(btree_next(searched, root, c.compare), expected);
         EXPECT_EQ(compared, asked);
     }
 }
 
-void expect_walk(const btree *root) {
-    std::vector<Visit> expected;
-    expect_visits(root, 0, expected);
-    visits.clear();
-    btree_walk(root, visit);
-    EXPECT_EQ(visits, expected);
-}
+struct Btree {
+    btree *root = nullptr;
+    std::set<int> held;
+    TreeModel model{false};
 
-class Btree : public testing::Test {
-protected:
-    Btree() {
-        for (int i = 0; i <= kKeys; i++) numbers[i] = wanted[i] = i;
-    }
-    ~Btree() override {
-        given_first = true;
-        while (root_) btree_delete(given_key = root_->key, &root_, [](const void *, const void *) { return 0; });
+    ~Btree() {
+        while (root) btree_delete(root->key, &root, [](const void *, const void *) { return 0; });
         EXPECT_EQ(foreign_arguments, 0);
     }
-    btree *root_ = nullptr;
+    void find(int key, bool here) {
+        EXPECT_EQ(btree_find(search_for(wanted + key), &root, compare_numbers), here ? numbers + key : nullptr);
+    }
+    void look_up(int key) { expect_next(key, root); }
+    void insert(int key, bool here) {
+        const btree *node = btree_search(search_for((here ? wanted : numbers) + key), &root, compare_numbers);
+        ASSERT_NE(node, nullptr);
+        EXPECT_EQ(node->key, numbers + key);
+        if (!here) model.insert(key);
+    }
+    void erase(int key, bool here) {
+        const btree *gone = root, *parent = root;
+        while (gone && number(gone) != key) {
+            parent = gone;
+            gone = key < number(gone) ? gone->left : gone->right;
+        }
+        const btree *result = btree_delete(search_for(wanted + key), &root, compare_numbers);
+        EXPECT_EQ(result, here ? parent : nullptr);
+        if (here) model.erase(key);
+    }
+    bool same(const btree *node, int key) const {
+        if (!node || !key) return !node && !key;
+        return node->key == numbers + key && same(node->left, model.child(key, 0)) &&
+               same(node->right, model.child(key, 1));
+    }
+    void check() const { EXPECT_TRUE(same(root, model.root())); }
+    void check_walks() const {
+        std::vector<Visit> expected;
+        add_visits<btree>(expected, root, nullptr, [](const btree *node) { return node; });
+        visits.clear();
+        btree_walk(root, visit);
+        EXPECT_EQ(visits, expected);
+        std::vector<int> in_order;
+        for (const Visit &v : visits)
+            if (v.kind == QUILL_POSTORDER || v.kind == QUILL_LEAF)
+                in_order.push_back(number(static_cast<const btree *>(v.what)));
+        EXPECT_EQ(in_order, std::vector<int>(held.begin(), held.end()));
+    }
 };
 
-TEST_F(Btree, RandomOperationsFollowTheModel) {
-    Random random(1);
-    Link shape;
-    std::set<int> held;
-    for (int i = 0; i < 60000 && !HasFailure(); i++) {
-        SCOPED_TRACE(i);
-        const int key = 1 + static_cast<int>(random.below(kKeys));
-        const bool growing = i / 500 % 2 == 0, here = held.count(key) > 0;
-        EXPECT_EQ(btree_find(give(&wanted[key], true), &root_, compare), here ? &numbers[key] : nullptr);
-        if (random.one_in(8)) {
-            expect_next(key, root_);
-        } else if (random.one_in(growing ? 4 : 2)) {
-            Shape *parent = shape.get();
-            Link *link = find(shape, key, &parent);
-            const btree *gone = root_, *parent_node = root_;
-            while (gone && number(gone) != key) {
-                parent_node = gone;
-                gone = key < number(gone) ? gone->left : gone->right;
-            }
-            const btree *result = btree_delete(give(&wanted[key], true), &root_, compare);
-            EXPECT_EQ(result, here ? parent_node : nullptr);
-            if (here) erase(*link);
-            held.erase(key);
-        } else {
-            const btree *node = btree_search(give(here ? &wanted[key] : &numbers[key], true), &root_, compare);
-            ASSERT_NE(node, nullptr);
-            EXPECT_EQ(node->key, &numbers[key]);
-            if (!here) *find(shape, key) = Link(new Shape{key, nullptr, nullptr});
-            held.insert(key);
-        }
-        EXPECT_TRUE(same(root_, shape));
-        if (random.one_in(50)) expect_walk(root_);
-    }
-    std::vector<int> in_order;
-    visits.clear();
-    btree_walk(root_, visit);
-    for (const Visit &v : visits)
-        if (v.kind == QUILL_POSTORDER || v.kind == QUILL_LEAF) in_order.push_back(number(v.node));
-    EXPECT_EQ(in_order, std::vector<int>(held.begin(), held.end()));
-}
+TEST(Btree, RandomOperationsFollowTheModel) { expect_model_followed<Btree>(); }
 
 // A tree of one branch, which turns left or right by rule(level), and its keys.
 struct Branch {
@@ -272,25 +176,28 @@ TEST(BtreeHeight, WalksGoOnWithoutMemory) {
         }
 }
 
-TEST_F(Btree, FailedAllocationsLeaveTheTreeAsItWas) {
+TEST(Btree, FailedAllocationsLeaveTheTreeAsItWas) {
+    Btree tree;
     for (const int key : {2, 1, 3}) {
-        const auto insert = [&] { return btree_search(give(&numbers[key], true), &root_, compare) != nullptr; };
-        const auto absent = [&] { EXPECT_EQ(btree_find(give(&wanted[key], true), &root_, compare), nullptr); };
-        EXPECT_EQ(expect_failures_survived(insert, absent), 1);
+        const auto insert = [&] {
+            return btree_search(search_for(numbers + key), &tree.root, compare_numbers) != nullptr;
+        };
+        EXPECT_EQ(expect_failures_survived(insert, [&] { tree.find(key, false); }), 1);
     }
 }
 
-TEST_F(Btree, NullsAndEmptyTrees) {
+TEST(Btree, NullsAndEmptyTrees) {
+    Btree tree;
     int key = 1;
-    EXPECT_EQ(btree_search(&key, nullptr, compare), nullptr);
-    EXPECT_EQ(btree_find(&key, nullptr, compare), nullptr);
-    EXPECT_EQ(btree_delete(&key, nullptr, compare), nullptr);
-    EXPECT_EQ(btree_find(&key, &root_, compare), nullptr);
-    EXPECT_EQ(btree_delete(&key, &root_, compare), nullptr);
-    EXPECT_EQ(btree_next(&key, nullptr, compare), nullptr);
+    EXPECT_EQ(btree_search(&key, nullptr, compare_numbers), nullptr);
+    EXPECT_EQ(btree_find(&key, nullptr, compare_numbers), nullptr);
+    EXPECT_EQ(btree_delete(&key, nullptr, compare_numbers), nullptr);
+    EXPECT_EQ(btree_find(&key, &tree.root, compare_numbers), nullptr);
+    EXPECT_EQ(btree_delete(&key, &tree.root, compare_numbers), nullptr);
+    EXPECT_EQ(btree_next(&key, nullptr, compare_numbers), nullptr);
     btree_walk(nullptr, visit);
-    btree_search(&numbers[1], &root_, compare);
-    btree_walk(root_, nullptr);
+    btree_search(numbers + 1, &tree.root, compare_numbers);
+    btree_walk(tree.root, nullptr);
 }
 
 }  // namespace

@@ -2,30 +2,20 @@
 #include <quill/rbtree.h>
 #include <stdlib.h>
 
-#include <set>
-#include <vector>
-
 #include "support/failing_alloc.h"
-#include "support/random.h"
+#include "support/tree_tests.h"
 
 namespace {
 
-using quill::test::expect_failures_survived;
-using quill::test::live_allocations;
-using quill::test::Random;
+using namespace quill::test;
 
 constexpr uint32_t kRed = 1;
 
 int the_config;
-const void *searched_key;
-long comparisons, foreign_arguments;
 
-// Keys are pointers to numbers; what is searched for is never the pointer that is held.
 int compare(const void *a, const void *b, void *config) {
-    comparisons++;
-    foreign_arguments += a != searched_key || b == searched_key || config != &the_config;
-    const int x = *static_cast<const int *>(a), y = *static_cast<const int *>(b);
-    return x < y ? -3 : x > y ? 3 : 0;
+    foreign_arguments += config != &the_config;
+    return compare_numbers(a, b);
 }
 
 int number(const void *key) { return key ? *static_cast<const int *>(key) : 0; }
@@ -33,38 +23,92 @@ int number(const void *key) { return key ? *static_cast<const int *>(key) : 0; }
 rb_node *child(const rb_node *node, bool right) { return right ? node->right : node->left; }
 bool is_red(const rb_node *node) { return node->colour == kRed; }
 
-class RbSequence {
+class RbTree {
 public:
-    static constexpr int kKeys = 256;
+    ~RbTree() { rbterminate(tree_, 0); }
 
-    explicit RbSequence(uint64_t seed) : random_(seed), tree_(rbinit(compare, &the_config)) {
-        for (int i = 0; i <= kKeys; i++) numbers_[i] = wanted_[i] = i;
+    std::set<int> held;
+
+    void find(int key, bool here) {
+        ASSERT_EQ(rbfind(search_for(wanted + key), tree_), here ? numbers + key : nullptr);
     }
-    ~RbSequence() { rbterminate(tree_, 0); }
+    void insert(int key, bool here) {
+        if (here) {
+            ASSERT_EQ(rbsearch(search_for(wanted + key), tree_), numbers + key);
+            return;
+        }
+        const Descent d = descend(key);
+        const rb_node *mark = rb_null.up;
+        ASSERT_EQ(rbsearch(search_for(numbers + key), tree_), numbers + key);
+        EXPECT_EQ(rb_null.up, mark);                          // only deletions write it
+        EXPECT_EQ(compared.size(), d.depth + (d.depth > 0));  // the last node is asked about once more
+    }
+    // A node with two children stays and takes over the next key; that key's own node is the one that goes.
+    void erase(int key, bool here) {
+        rb_node *node = descend(key).node, *leaving = node;
+        const auto next = held.upper_bound(key);
+        const bool two_children = here && node->left != &rb_null && node->right != &rb_null;
+        if (two_children) leaving = descend(*next).node;
+        rb_node *parent = here ? leaving->up : nullptr;
+        const bool red_leaf = here && is_red(leaving);
+        ASSERT_EQ(rbdelete(search_for(wanted + key), tree_), here ? numbers + key : nullptr);
+        if (red_leaf) {
+            EXPECT_EQ(rb_null.up, parent);
+        }
+        if (!two_children) return;
+        EXPECT_EQ(node->key, numbers + *next);
+        EXPECT_EQ(descend(*next).node, node);
+    }
+    void look_up(int key) {
+        const auto at_least = held.lower_bound(key), above = held.upper_bound(key);
+        const bool here = at_least != above;
+        const auto at = [&](auto it) { return it == held.end() ? 0 : *it; };
+        const auto before = [&](auto it) { return it == held.begin() ? 0 : *std::prev(it); };
+        const int expected[] = {
+            here ? key : 0,                 // RB_LOOKUP_EQUAL
+            at(at_least),                   // RB_LOOKUP_AT_LEAST
+            here ? key : before(at_least),  // RB_LOOKUP_AT_MOST
+            before(at_least),               // RB_LOOKUP_BELOW
+            at(above),                      // RB_LOOKUP_ABOVE
+            here ? at(above) : 0,           // RB_LOOKUP_NEXT
+            here ? before(at_least) : 0,    // RB_LOOKUP_PREVIOUS
+            at(held.begin()),               // RB_LOOKUP_FIRST
+            before(held.end()),             // RB_LOOKUP_LAST
+        };
+        for (int mode = -1; mode <= 9; mode++) {
+            const int key_expected = 0 <= mode && mode <= 8 ? expected[mode] : 0;
+            void *got = rblookup(mode, search_for(wanted + key), tree_);
+            EXPECT_EQ(got, key_expected ? numbers + key_expected : nullptr) << "mode " << mode << ", key " << key;
+        }
+    }
+    void check() const {
+        auto next = held.begin();
+        check_subtree(tree_->root, &rb_null, next);
+        EXPECT_EQ(next, held.end());
+        EXPECT_FALSE(is_red(tree_->root));
+        EXPECT_TRUE(rb_null.left == &rb_null && rb_null.right == &rb_null && !rb_null.colour && !rb_null.key);
+    }
+    void check_walks() const {
+        std::vector<Visit> visited, expected;
+        const auto visit = [](void *key, int kind, int depth, void *to) {
+            static_cast<std::vector<Visit> *>(to)->push_back({key, kind, depth});
+        };
+        rbwalk(tree_, visit, &visited);
+        add_visits(expected, tree_->root, &rb_null, [](const rb_node *node) { return node->key; });
+        EXPECT_EQ(visited, expected);
 
-    void step(int i) {
-        const int key = 1 + static_cast<int>(random_.below(kKeys));
-        const bool growing = i / 500 % 2 == 0;
-        int *held = held_.count(key) ? &numbers_[key] : nullptr;
-        ASSERT_EQ(rbfind(wanted(key), tree_), held);
-        if (random_.one_in(4))
-            look_up(key);
-        else if (random_.one_in(growing ? 4 : 2))
-            erase(key, held);
-        else
-            search(key, held);
-        check();
-        if (random_.one_in(100)) check_walks();
+        rb_list_cursor *cursor = rbopenlist(tree_);
+        ASSERT_EQ(cursor->root, tree_->root);
+        for (const int key : held) EXPECT_EQ(rbreadlist(cursor), numbers + key);
+        EXPECT_EQ(rbreadlist(cursor), nullptr);
+        EXPECT_EQ(rbreadlist(cursor), nullptr);
+        rbcloselist(cursor);
     }
 
 private:
-    const int *wanted(int key) {
-        searched_key = &wanted_[key];
-        return &wanted_[key];
-    }
     struct Descent {
         rb_node *node;
-        long depth;
+        size_t depth;
     };
     Descent descend(int key) const {
         Descent d = {tree_->root, 0};
@@ -74,59 +118,6 @@ private:
         }
         return d;
     }
-    void search(int key, int *held) {
-        const Descent d = descend(key);
-        if (held) {
-            ASSERT_EQ(rbsearch(wanted(key), tree_), held);
-            return;
-        }
-        comparisons = 0;
-        searched_key = &numbers_[key];
-        const rb_node *mark = rb_null.up;
-        ASSERT_EQ(rbsearch(&numbers_[key], tree_), &numbers_[key]);
-        EXPECT_EQ(rb_null.up, mark);                      // only deletions write it
-        EXPECT_EQ(comparisons, d.depth + (d.depth > 0));  // the last node is asked about once more
-        held_.insert(key);
-    }
-    // A node with two children stays and takes over the next key; that key's own node is the one that goes.
-    void erase(int key, int *held) {
-        rb_node *node = descend(key).node, *leaving = node;
-        const auto next = held_.upper_bound(key);
-        const bool two_children = held && node->left != &rb_null && node->right != &rb_null;
-        if (two_children) leaving = descend(*next).node;
-        rb_node *parent = held ? leaving->up : nullptr;
-        const bool red_leaf = held && is_red(leaving);
-        ASSERT_EQ(rbdelete(wanted(key), tree_), held);
-        held_.erase(key);
-        if (red_leaf) {
-            EXPECT_EQ(rb_null.up, parent);
-        }
-        if (!two_children) return;
-        EXPECT_EQ(node->key, &numbers_[*next]);
-        EXPECT_EQ(descend(*next).node, node);
-    }
-    void look_up(int key) {
-        const auto at_least = held_.lower_bound(key), above = held_.upper_bound(key);
-        const bool held = at_least != above;
-        const auto at = [&](auto it) { return it == held_.end() ? 0 : *it; };
-        const auto before = [&](auto it) { return it == held_.begin() ? 0 : *std::prev(it); };
-        const int expected[] = {
-            held ? key : 0,                 // RB_LOOKUP_EQUAL
-            at(at_least),                   // RB_LOOKUP_AT_LEAST
-            held ? key : before(at_least),  // RB_LOOKUP_AT_MOST
-            before(at_least),               // RB_LOOKUP_BELOW
-            at(above),                      // RB_LOOKUP_ABOVE
-            held ? at(above) : 0,           // RB_LOOKUP_NEXT
-            held ? before(at_least) : 0,    // RB_LOOKUP_PREVIOUS
-            at(held_.begin()),              // RB_LOOKUP_FIRST
-            before(held_.end()),            // RB_LOOKUP_LAST
-        };
-        for (int mode = -1; mode <= 9; mode++) {
-            const int key_expected = 0 <= mode && mode <= 8 ? expected[mode] : 0;
-            void *got = rblookup(mode, wanted(key), tree_);
-            EXPECT_EQ(got, key_expected ? &numbers_[key_expected] : nullptr) << "mode " << mode << ", key " << key;
-        }
-    }
     // Order, colours, links upwards; returns the number of black nodes on each way down.
     int check_subtree(const rb_node *node, const rb_node *up, std::set<int>::const_iterator &next) const {
         if (node == &rb_null || testing::Test::HasFailure()) return 0;
@@ -134,77 +125,26 @@ private:
         EXPECT_LE(node->colour, kRed);
         EXPECT_FALSE(is_red(node) && is_red(up));
         const int left = check_subtree(node->left, node, next);
-        EXPECT_TRUE(next != held_.end() && node->key == &numbers_[*next]);
-        if (next != held_.end()) ++next;
+        EXPECT_TRUE(next != held.end() && node->key == numbers + *next);
+        if (next != held.end()) ++next;
         const int right = check_subtree(node->right, node, next);
         EXPECT_EQ(left, right);
         return left + !is_red(node);
     }
-    void check() const {
-        auto next = held_.begin();
-        check_subtree(tree_->root, &rb_null, next);
-        EXPECT_EQ(next, held_.end());
-        EXPECT_FALSE(is_red(tree_->root));
-        EXPECT_TRUE(rb_null.left == &rb_null && rb_null.right == &rb_null && !rb_null.colour && !rb_null.key);
-        EXPECT_EQ(foreign_arguments, 0);
-    }
 
-    struct Visit {
-        int key, kind, depth;
-        bool operator==(const Visit &) const = default;
-    };
-    using Visits = std::vector<Visit>;
-    static void visit(void *key, int kind, int depth, void *visits) {
-        static_cast<Visits *>(visits)->push_back({number(key), kind, depth});
-    }
-    void expect_visits(const rb_node *node, int depth, Visits &visits) const {
-        if (node == &rb_null) return;
-        const auto add = [&](int kind) { visits.push_back({number(node->key), kind, depth}); };
-        if (node->left == &rb_null && node->right == &rb_null) return add(3);
-        add(0);
-        expect_visits(node->left, depth + 1, visits);
-        add(1);
-        expect_visits(node->right, depth + 1, visits);
-        add(2);
-    }
-    void check_walks() const {
-        Visits visits, expected;
-        rbwalk(tree_, visit, &visits);
-        expect_visits(tree_->root, 0, expected);
-        EXPECT_EQ(visits, expected);
-
-        rb_list_cursor *cursor = rbopenlist(tree_);
-        ASSERT_EQ(cursor->root, tree_->root);
-        for (const int key : held_) EXPECT_EQ(rbreadlist(cursor), &numbers_[key]);
-        EXPECT_EQ(rbreadlist(cursor), nullptr);
-        EXPECT_EQ(rbreadlist(cursor), nullptr);
-        rbcloselist(cursor);
-    }
-
-    Random random_;
-    rb_tree *tree_;
-    int numbers_[kKeys + 1], wanted_[kKeys + 1];
-    std::set<int> held_;
+    rb_tree *tree_ = rbinit(compare, &the_config);
 };
 
-TEST(Rbtree, RandomOperationsFollowTheModel) {
-    for (uint64_t seed = 1; seed <= 3; seed++) {
-        RbSequence sequence(seed);
-        for (int i = 0; i < 40000 && !HasFailure(); i++) {
-            SCOPED_TRACE(i);
-            sequence.step(i);
-        }
-    }
-}
+TEST(Rbtree, RandomOperationsFollowTheModel) { expect_model_followed<RbTree>(); }
 
 TEST(Rbtree, AnEmptyTreeComparesNothing) {
     int key = 1;
     rb_tree *tree = __rbinit(compare, &the_config);
-    comparisons = 0;
+    compared.clear();
     EXPECT_EQ(rbfind(&key, tree), nullptr);
     EXPECT_EQ(rbdelete(&key, tree), nullptr);
     for (int mode = 0; mode <= 8; mode++) EXPECT_EQ(rblookup(mode, &key, tree), nullptr);
-    EXPECT_EQ(comparisons, 0);
+    EXPECT_TRUE(compared.empty());
     rbterminate(tree, 1);
 }
 

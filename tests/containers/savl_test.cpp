@@ -13,7 +13,7 @@ struct Savl {
     using Node = savl;
     using Tree = savl_tree;
     struct Object {
-        uint32_t key;
+        int key;
         savl node;
     };
     static void empty_tree(savl_tree &tree) { tree = SAVL_TREE_INIT(tree, compare_numbers); }

@@ -27,7 +27,7 @@ struct Savle {
     using Node = savle;
     using Tree = savle_tree;
     struct Object {
-        uint32_t key;
+        int key;
         uint32_t other;
         savle node;
     };

@@ -1,6 +1,6 @@
 // Tests of both AVL trees, watched from outside. A flavour of tree is a class with
 //
-//     Node, Tree, Object           the library's records, and a record with a Node `node` and a uint32_t `key`
+//     Node, Tree, Object           the library's records, and a record with a Node `node` and an int `key`
 //     empty_tree(tree)             an initialised record that compares keys with compare_numbers()
 //     find, insert, erase          the library's functions
 //     orders()                     the library's comparisons, each with keys in ascending order (Order below)
@@ -9,180 +9,75 @@
 //     Sample                       a record with a Node and any key: set() gives it one, pointer() searches for it
 #pragma once
 
-#include <gtest/gtest.h>
 #include <quill/savl.h>
 #include <quill/types.h>
-#include <stdlib.h>
 #include <string.h>
 
-#include <algorithm>
 #include <initializer_list>
 #include <iterator>
-#include <set>
-#include <vector>
 
-#include "support/random.h"
+#include "support/tree_tests.h"
 
 namespace quill::test {
 
-// --- what the tree should look like: a textbook tree that works by heights, without balances, parents or threads
-
-class AvlModel {
-public:
-    explicit AvlModel(int keys) : nodes_(static_cast<size_t>(keys) + 1) {}
-
-    // Keys count from 1; 0 is no node.
-    int root() const { return root_; }
-    int child(int node, int side) const { return nodes_[static_cast<size_t>(node)].child[side]; }
-
-    void insert(int key) { root_ = insert(root_, key); }
-    // With two children, the next node goes first, and then takes the place.
-    void erase(int key) {
-        int heir = child(key, 1);
-        if (!heir || !child(key, 0)) {
-            root_ = take(root_, key);
-            return;
-        }
-        while (child(heir, 0)) heir = child(heir, 0);
-        root_ = take(root_, heir);
-        at(heir) = at(key);
-        *link_to(key) = heir;
-    }
-
-private:
-    struct Node {
-        int child[2];
-        int height;
-    };
-    Node &at(int node) { return nodes_[static_cast<size_t>(node)]; }
-    int balance(int node) { return at(at(node).child[1]).height - at(at(node).child[0]).height; }
-
-    int *link_to(int key) {
-        int *link = &root_;
-        while (*link != key) link = &at(*link).child[key > *link];
-        return link;
-    }
-    int insert(int node, int key) {
-        if (!node) {
-            at(key) = {{0, 0}, 1};
-            return key;
-        }
-        int &below = at(node).child[key > node];
-        below = insert(below, key);
-        return mend(node);
-    }
-    int take(int node, int key) {
-        if (node == key) return child(node, 0) ? child(node, 0) : child(node, 1);
-        int &below = at(node).child[key > node];
-        below = take(below, key);
-        return mend(node);
-    }
-    int measure(int node) {
-        at(node).height = 1 + std::max(at(child(node, 0)).height, at(child(node, 1)).height);
-        return node;
-    }
-    int raise_child(int node, int side) {
-        const int top = child(node, side);
-        at(node).child[side] = child(top, !side);
-        at(top).child[!side] = measure(node);
-        return measure(top);
-    }
-    int mend(int node) {
-        if (abs(balance(node)) < 2) return measure(node);
-        const int heavy = balance(node) > 0, outward = heavy ? 1 : -1;
-        const int below = child(node, heavy);
-        if (balance(below) == -outward) at(node).child[heavy] = raise_child(below, !heavy);
-        return raise_child(node, heavy);
-    }
-
-    std::vector<Node> nodes_;
-    int root_ = 0;
-};
-
-// --- the sequence
-
-inline const uint32_t *searched_key;  // what comparisons must get first
-inline long foreign_arguments;        // comparisons that got something else
-
-inline int compare_numbers(const void *searched, const void *key) {
-    foreign_arguments += searched != searched_key || key == searched_key;
-    const uint32_t a = *static_cast<const uint32_t *>(searched), b = *static_cast<const uint32_t *>(key);
-    return a < b ? -7 : a > b ? 7 : 0;
-}
-
 template <typename Flavour>
-class AvlSequence {
+class AvlTree {
 public:
     using Node = typename Flavour::Node;
     using Object = typename Flavour::Object;
-    static constexpr int kKeys = 256;
 
-    explicit AvlSequence(uint64_t seed) : random_(seed), objects_(kKeys + 1), model_(kKeys) {
-        Flavour::empty_tree(tree_);
-        for (int key = 0; key <= kKeys; key++) object(key).key = static_cast<uint32_t>(key);
+    AvlTree() : objects_(kKeys + 1) {
+        Flavour::empty_tree(tree);
+        for (int key = 0; key <= kKeys; key++) object(key).key = key;
     }
-
-    // Sizes go up and down between nothing and about two thirds of the keys.
-    void step(int i) {
-        const int key = 1 + static_cast<int>(random_.below(kKeys));
-        const bool held = held_.count(key) > 0;
+    void find(int key, bool here) {
         Node *at = nullptr;
         int side = -1;
-        ASSERT_EQ(find(key, nullptr, nullptr), held ? &object(key).node : nullptr);
-        ASSERT_EQ(find(key, &at, &side), held ? &object(key).node : nullptr);
-        ASSERT_EQ(at == nullptr, held);
-        const bool growing = i / 500 % 2 == 0;
-        if (!held && !random_.one_in(growing ? 8 : 2)) insert(key, at, side);
-        if (held && !random_.one_in(growing ? 2 : 8)) erase(key);
-        check();
+        ASSERT_EQ(find(key, nullptr, nullptr), here ? &object(key).node : nullptr);
+        ASSERT_EQ(find(key, &at, &side), here ? &object(key).node : nullptr);
+        ASSERT_EQ(at == nullptr, here);
     }
-    void insert(int key) {
+    void look_up(int) {}
+    void insert(int key, bool here) {
+        if (here) return;
         Node *at = nullptr;
         int side = -1;
         ASSERT_EQ(find(key, &at, &side), nullptr);
-        insert(key, at, side);
-    }
-    void erase(int key) {
-        Node &node = object(key).node;
-        Flavour::erase(&node);
-        EXPECT_EQ(node.parent, nullptr);
-        Flavour::erase(&node);  // in no tree: nothing
-        model_.erase(key);
-        held_.erase(key);
-    }
-    void check() const {
-        check_subtree(tree_.head.right, model_.root(), &tree_.head, 1);
-        ASSERT_EQ(tree_.head.parent, nullptr);
-        const Node *node = &tree_.head;
-        for (const int key : held_) {
-            ASSERT_EQ(node->next, &object(key).node);
-            ASSERT_EQ(node->next->prev, node);
-            node = node->next;
-        }
-        ASSERT_EQ(node->next, &tree_.head);
-        ASSERT_EQ(tree_.head.prev, node);
-        ASSERT_EQ(foreign_arguments, 0);
-    }
-
-    typename Flavour::Tree &tree() { return tree_; }
-
-private:
-    Object &object(int key) { return objects_[static_cast<size_t>(key)]; }
-    const Object &object(int key) const { return objects_[static_cast<size_t>(key)]; }
-
-    Node *find(int key, Node **at, int *side) {
-        const uint32_t searched = static_cast<uint32_t>(key);
-        searched_key = &searched;
-        return Flavour::find(&tree_, &searched, at, side);
-    }
-    void insert(int key, Node *at, int side) {
         Object &o = object(key);
         memset(&o.node, 0xff, sizeof o.node);
         Flavour::set_key(o);
         Flavour::insert(&o.node, at, side);
         model_.insert(key);
-        held_.insert(key);
     }
+    void erase(int key, bool here) {
+        if (!here) return;
+        Node &node = object(key).node;
+        Flavour::erase(&node);
+        EXPECT_EQ(node.parent, nullptr);
+        Flavour::erase(&node);  // in no tree: nothing
+        model_.erase(key);
+    }
+    void check() const {
+        check_subtree(tree.head.right, model_.root(), &tree.head, 1);
+        ASSERT_EQ(tree.head.parent, nullptr);
+        const Node *node = &tree.head;
+        for (const int key : held) {
+            ASSERT_EQ(node->next, &object(key).node);
+            ASSERT_EQ(node->next->prev, node);
+            node = node->next;
+        }
+        ASSERT_EQ(node->next, &tree.head);
+        ASSERT_EQ(tree.head.prev, node);
+    }
+    void check_walks() {}
+
+    typename Flavour::Tree tree;
+    std::set<int> held;
+
+private:
+    Object &object(int key) { return objects_[static_cast<size_t>(key)]; }
+    const Object &object(int key) const { return objects_[static_cast<size_t>(key)]; }
+    Node *find(int key, Node **at, int *side) { return Flavour::find(&tree, search_for(wanted + key), at, side); }
     // Returns the real height. Nodes are told by their addresses.
     int check_subtree(const Node *node, int key, const Node *parent, int side) const {
         EXPECT_EQ(node, key ? &object(key).node : nullptr);
@@ -195,39 +90,33 @@ private:
         return 1 + std::max(left, right);
     }
 
-    Random random_;
-    typename Flavour::Tree tree_;
     std::vector<Object> objects_;
-    AvlModel model_;
-    std::set<int> held_;
+    TreeModel model_{true};
 };
 
 template <typename Flavour>
 class Avl : public testing::Test {};
 TYPED_TEST_SUITE_P(Avl);
 
-TYPED_TEST_P(Avl, RandomOperationsFollowTheModel) {
-    for (uint64_t seed = 1; seed <= 3; seed++) {
-        AvlSequence<TypeParam> sequence(seed);
-        for (int i = 0; i < 40000 && !this->HasFailure(); i++) {
-            SCOPED_TRACE(i);
-            sequence.step(i);
-        }
-    }
-}
+TYPED_TEST_P(Avl, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<TypeParam>>(); }
 
 TYPED_TEST_P(Avl, AWalkMayDeleteTheNodeThatItIsAt) {
-    AvlSequence<TypeParam> sequence(1);
-    for (int key = 1; key <= 100; key++) sequence.insert(key);
-    uint32_t expected = 1;
-    for (typename TypeParam::Node &node : quill::in_order(sequence.tree())) {
-        const auto *object = SAVL_OBJECT(&node, typename TypeParam::Object, node);
-        EXPECT_EQ(object->key, expected++);
-        if (object->key % 3 != 0) sequence.erase(static_cast<int>(object->key));
-        sequence.check();
+    AvlTree<TypeParam> t;
+    for (int key = 1; key <= 100; key++) {
+        t.insert(key, false);
+        t.held.insert(key);
     }
-    EXPECT_EQ(expected, 101u);
-    const auto range = quill::in_order(sequence.tree());
+    int expected = 1;
+    for (typename TypeParam::Node &node : quill::in_order(t.tree)) {
+        const int key = SAVL_OBJECT(&node, typename TypeParam::Object, node)->key;
+        EXPECT_EQ(key, expected++);
+        if (key % 3 == 0) continue;
+        t.erase(key, true);
+        t.held.erase(key);
+        t.check();
+    }
+    EXPECT_EQ(expected, 101);
+    const auto range = quill::in_order(t.tree);
     EXPECT_EQ(std::distance(range.begin(), range.end()), 33);
 }
 

@@ -1,0 +1,168 @@
+// What the tests of all trees have in common: numbers as keys, a comparison that watches what it gets, the shape that a
+// tree should have, and random operations.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <numeric>
+#include <set>
+#include <vector>
+
+#include "support/random.h"
+
+namespace quill::test {
+
+constexpr int kKeys = 256;
+
+// Each at its index; what trees hold is never what is searched for.
+inline struct Numbers {
+    int at[kKeys + 1];
+    Numbers() { std::iota(at, at + kKeys + 1, 0); }
+    int *operator+(int key) { return at + key; }
+} numbers, wanted;
+
+inline const void *searched_key;            // what comparisons must get first,
+inline bool searched_first = true;          // or second
+inline long foreign_arguments;              // comparisons that got something else
+inline std::vector<const void *> compared;  // the other arguments, since the search was announced
+
+inline const int *search_for(const int *key, bool first = true) {
+    searched_key = key;
+    searched_first = first;
+    compared.clear();
+    return key;
+}
+
+inline int compare_numbers(const void *a, const void *b) {
+    compared.push_back(searched_first ? b : a);
+    foreign_arguments += (searched_first ? a : b) != searched_key || compared.back() == searched_key;
+    const int x = *static_cast<const int *>(a), y = *static_cast<const int *>(b);
+    return x < y ? -3 : x > y ? 3 : 0;
+}
+
+// A textbook tree. Balanced, it is an AVL tree that works by heights, without balances, parents or threads.
+class TreeModel {
+public:
+    explicit TreeModel(bool balanced) : balanced_(balanced), nodes_(kKeys + 1) {}
+
+    // Keys count from 1; 0 is no node.
+    int root() const { return root_; }
+    int child(int node, int side) const { return nodes_[static_cast<size_t>(node)].child[side]; }
+
+    void insert(int key) { root_ = insert(root_, key); }
+    // With two children, the next node goes first, and then takes the place.
+    void erase(int key) {
+        int heir = child(key, 1);
+        if (!heir || !child(key, 0)) {
+            root_ = take(root_, key);
+            return;
+        }
+        while (child(heir, 0)) heir = child(heir, 0);
+        root_ = take(root_, heir);
+        at(heir) = at(key);
+        *link_to(key) = heir;
+    }
+
+private:
+    struct Node {
+        int child[2];
+        int height;
+    };
+    Node &at(int node) { return nodes_[static_cast<size_t>(node)]; }
+    int balance(int node) { return at(at(node).child[1]).height - at(at(node).child[0]).height; }
+
+    int *link_to(int key) {
+        int *link = &root_;
+        while (*link != key) link = &at(*link).child[key > *link];
+        return link;
+    }
+    int insert(int node, int key) {
+        if (!node) {
+            at(key) = {{0, 0}, 1};
+            return key;
+        }
+        int &below = at(node).child[key > node];
+        below = insert(below, key);
+        return mend(node);
+    }
+    int take(int node, int key) {
+        if (node == key) return child(node, 0) ? child(node, 0) : child(node, 1);
+        int &below = at(node).child[key > node];
+        below = take(below, key);
+        return mend(node);
+    }
+    int measure(int node) {
+        at(node).height = 1 + std::max(at(child(node, 0)).height, at(child(node, 1)).height);
+        return node;
+    }
+    int raise_child(int node, int side) {
+        const int top = child(node, side);
+        at(node).child[side] = child(top, !side);
+        at(top).child[!side] = measure(node);
+        return measure(top);
+    }
+    int mend(int node) {
+        if (!balanced_ || abs(balance(node)) < 2) return measure(node);
+        const int heavy = balance(node) > 0, outward = heavy ? 1 : -1;
+        const int below = child(node, heavy);
+        if (balance(below) == -outward) at(node).child[heavy] = raise_child(below, !heavy);
+        return raise_child(node, heavy);
+    }
+
+    bool balanced_;
+    std::vector<Node> nodes_;
+    int root_ = 0;
+};
+
+// A walk's visit of a node, or of its key.
+struct Visit {
+    const void *what;
+    int kind, depth;
+    bool operator==(const Visit &) const = default;
+};
+inline std::vector<Visit> visits;
+
+// The visits of a walk: before, between and after the subtrees, or once of a leaf.
+template <typename Node, typename What>
+void add_visits(std::vector<Visit> &to, const Node *node, const Node *none, What what, int depth = 0) {
+    if (node == none) return;
+    const auto add = [&](int kind) { to.push_back({what(node), kind, depth}); };
+    if (node->left == none && node->right == none) return add(3);
+    add(0);
+    add_visits(to, node->left, none, what, depth + 1);
+    add(1);
+    add_visits(to, node->right, none, what, depth + 1);
+    add(2);
+}
+
+// Sizes go up and down between nothing and about two thirds of the keys. A tree has the keys that it holds, the
+// operations, look_up() for what else is asked of it, check() and check_walks().
+template <typename Tree>
+void expect_model_followed() {
+    for (uint64_t seed = 1; seed <= 3; seed++) {
+        Random random(seed);
+        Tree tree;
+        for (int i = 0; i < 40000 && !testing::Test::HasFailure(); i++) {
+            SCOPED_TRACE(i);
+            const int key = 1 + static_cast<int>(random.below(kKeys));
+            const bool growing = i / 500 % 2 == 0, held = tree.held.count(key) > 0;
+            tree.find(key, held);
+            if (random.one_in(4)) {
+                tree.look_up(key);
+            } else if (random.one_in(growing ? 4 : 2)) {
+                tree.erase(key, held);
+                tree.held.erase(key);
+            } else {
+                tree.insert(key, held);
+                tree.held.insert(key);
+            }
+            tree.check();
+            if (random.one_in(100)) tree.check_walks();
+            EXPECT_EQ(foreign_arguments, 0);
+        }
+    }
+}
+
+}  // namespace quill::test
