@@ -108,7 +108,8 @@ TEST(Reentrant, ThreadsDoNotSeeEachOther) {
         for (uint32_t n = 0; n < kRounds; n++) alone[work].push_back(kWorks[work](n));
     }
     std::vector<int> different(kThreads);
-    quill::test::Threads(kThreads, [&](size_t thread) {
+    quill::test::Threads(kThreads, [&](int number) {
+        const auto thread = static_cast<size_t>(number);
         for (uint32_t n = 0; n < kRounds; n++) {
             for (size_t i = 0; i < kWorks.size(); i++) {
                 const size_t work = (i + thread) % kWorks.size();

@@ -100,7 +100,8 @@ TEST(ObjectPool, ThreadsShareAPoolWithoutSharingObjects) {
     constexpr uint32_t kThreads = 4, kWords = 6, kHeld = 40;
     Mpool *pool = new_pool(kWords * sizeof(uint32_t), 16, 4, kThreads * kHeld);
     std::vector<int> spoilt(kThreads);
-    quill::test::Threads(kThreads, [&](uint32_t thread) {
+    quill::test::Threads(kThreads, [&](int number) {
+        const auto thread = static_cast<uint32_t>(number);
         quill::test::Random random(thread);
         std::vector<uint32_t *> held;
         for (uint32_t i = 0; i < 20000; i++) {
