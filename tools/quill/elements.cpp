@@ -39,22 +39,28 @@ namespace {
 
 using Text = std::string_view;
 
-// Makes room behind the message, has `write` fill it, and keeps what that used. What is wrong is told by `wanted`.
-template <typename Write>
-const char *append(Bytes &message, size_t room, const char *wanted, Write write) {
-    const size_t start = message.size();
-    message.resize(start + room);
-    auto cursor = static_cast<uint32_t>(start);
-    const int written = write(message.data(), static_cast<uint32_t>(message.size()), &cursor);
-    message.resize(written < 0 ? start : cursor);
-    return written < 0 ? wanted : nullptr;
-}
+// Room behind a message for what a checked writer writes.
+struct Room {
+    Room(Bytes &behind, size_t room) : message(behind), start(behind.size()), cursor(static_cast<uint32_t>(start)) {
+        message.resize(start + room);
+    }
+    // Keeps what was written. What is wrong, or null.
+    const char *keep(int written, const char *wanted) {
+        message.resize(written < 0 ? start : cursor);
+        return written < 0 ? wanted : nullptr;
+    }
+    uint32_t size() const { return static_cast<uint32_t>(message.size()); }
+
+    Bytes &message;
+    size_t start;
+    uint32_t cursor;
+};
 
 // For a value of one size, by its checked writer.
 template <auto kWrite, typename Value>
 const char *append_value(const Value *value, uint32_t size, Bytes &message) {
-    return append(message, 24, "room for it",
-                  [=](void *to, uint32_t room, uint32_t *cursor) { return kWrite(value, size, to, room, cursor); });
+    Room room(message, 24);
+    return room.keep(kWrite(value, size, message.data(), room.size(), &room.cursor), "room for it");
 }
 
 // --- unsigned numbers
@@ -257,12 +263,11 @@ int write_hex32(const char *bytes, uint32_t length, uint8_t *message, uint32_t, 
 
 template <auto kWrite>
 const char *append_content(Bytes &content, Bytes &message) {
-    constexpr uint32_t kLongestHead = 5;
-    const auto length = static_cast<uint32_t>(content.size());
+    constexpr size_t kLongestHead = 5;
+    Room room(message, kLongestHead + content.size());
     const char *const bytes = content.text();
-    return append(
-        message, size_t{length} + kLongestHead, "at most 65535 bytes",
-        [=](uint8_t *to, uint32_t size, uint32_t *cursor) { return kWrite(bytes, length, to, size, cursor); });
+    return room.keep(kWrite(bytes, static_cast<uint32_t>(content.size()), message.data(), room.size(), &room.cursor),
+                     "at most 65535 bytes");
 }
 
 template <auto kWrite>

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -78,6 +79,12 @@ void Report::boolean(const Name &name, bool value, std::string_view shown) {
 }
 
 void Report::unknown(const Name &name) { literal(name, "null", "unknown"); }
+
+void Report::digits(const Name &name, bool negative, uint64_t magnitude, std::string_view shown) {
+    char text[24];
+    const int length = snprintf(text, sizeof text, "%s%" PRIu64, negative ? "-" : "", magnitude);
+    literal(name, {text, static_cast<size_t>(length)}, shown);
+}
 
 void Report::hex(const Name &name, std::span<const uint8_t> bytes, const char *word) {
     if (form_ == Form::kJson) {

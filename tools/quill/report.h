@@ -5,8 +5,6 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include <charconv>
-#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -63,9 +61,8 @@ public:
     void unknown(const Name &name);  // null
     template <typename Number>
     void number(const Name &name, Number value, std::string_view shown = {}) {
-        char digits[24];
-        const char *const end = std::to_chars(digits, std::end(digits), value).ptr;
-        literal(name, {digits, static_cast<size_t>(end - digits)}, shown);
+        const bool negative = value < Number{};
+        digits(name, negative, negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value), shown);
     }
     // Bytes in hexadecimal; in a table behind a word, or as a dump below the row.
     void hex(const Name &name, std::span<const uint8_t> bytes, const char *word = "");
@@ -74,6 +71,7 @@ public:
 private:
     bool begin_value(const Name &name);
     void end_value();
+    void digits(const Name &name, bool negative, uint64_t magnitude, std::string_view shown);
     void literal(const Name &name, std::string_view value, std::string_view shown);
     void show(const Name &name, std::string_view value, char quote = '\0');
     void begin(char bracket, const char *key);
