@@ -1,0 +1,162 @@
+#include "support/case_file.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+
+namespace quill::test {
+
+namespace {
+
+// The words of a line. A text is one, from quote to quote.
+std::vector<std::string> words_of(const std::string &line) {
+    std::vector<std::string> words;
+    for (size_t at = 0; (at = line.find_first_not_of(' ', at)) != std::string::npos;) {
+        size_t end = at + 1;
+        if (line[at] == '"') {
+            while (end < line.size() && line[end] != '"') end += line[end] == '\\' ? 2 : 1;
+            end++;
+        } else {
+            end = std::min(line.find_first_of(" ;", at + 1), line.size());
+        }
+        words.push_back(line.substr(at, end - at));
+        at = end;
+    }
+    return words;
+}
+
+using Words = std::span<const std::string>;
+
+template <typename Visit>
+void for_each_part(Words words, const char *separator, Visit visit) {
+    for (;;) {
+        const auto length = static_cast<size_t>(std::find(words.begin(), words.end(), separator) - words.begin());
+        visit(words.first(length));
+        if (length == words.size()) return;
+        words = words.subspan(length + 1);
+    }
+}
+
+// "argument... | argument... = result..."
+void expect_case(const CaseFunction &function, Words words) {
+    const auto length = static_cast<size_t>(std::find(words.begin(), words.end(), "=") - words.begin());
+    if (length == words.size()) {
+        ADD_FAILURE() << "no = in the case";
+        return;
+    }
+    const Words results = words.subspan(length + 1);
+    const std::vector<std::string> wanted(results.begin(), results.end());
+    for_each_part(words.first(length), "|", [&](Words arguments) {
+        CaseCall call(arguments);
+        function.call(call);
+        std::vector<std::string> shown = call.shown();
+        for (size_t i = 0; i < shown.size() && i < wanted.size(); i++)
+            if (wanted[i] == "_") shown[i] = "_";
+        EXPECT_EQ(shown, wanted) << "with " << (arguments.empty() ? "no argument" : arguments[0]);
+    });
+}
+
+}  // namespace
+
+std::string CaseCall::next() {
+    if (words_.empty()) {
+        fail("too few arguments");
+        return "null";
+    }
+    const std::string word = words_.front();
+    words_ = words_.subspan(1);
+    return word;
+}
+
+long long CaseCall::number(const std::string &word) {
+    char *end;
+    const long long value = strtoll(word.c_str(), &end, 0);
+    if (*end || word.empty()) fail("expected a number, found " + word);
+    return value;
+}
+
+char *CaseCall::hold(const std::string &quoted_text) {
+    std::string text;
+    if (quoted_text.size() < 2 || quoted_text.front() != '"' || quoted_text.back() != '"')
+        fail("expected a text or null, found " + quoted_text);
+    for (size_t i = 1; i + 1 < quoted_text.size(); i++) {
+        if (quoted_text[i] != '\\') {
+            text += quoted_text[i];
+        } else if (quoted_text[++i] == 'x') {
+            text += static_cast<char>(strtol(quoted_text.substr(i + 1, 2).c_str(), nullptr, 16));
+            i += 2;
+        } else {
+            static constexpr std::string_view kNames = "ntr\"\\", kMeanings = "\n\t\r\"\\";
+            const size_t name = kNames.find(quoted_text[i]);
+            if (name == std::string_view::npos) fail("no such escape in " + quoted_text);
+            text += kMeanings[name % kMeanings.size()];
+        }
+    }
+    return pages_.emplace_back().hold_text(text);
+}
+
+char *CaseCall::room(const std::string &word) {
+    const auto size = static_cast<size_t>(number(word.substr(1, word.size() - 2)));
+    char *const start = reinterpret_cast<char *>(pages_.emplace_back().room(size, 0xee));
+    rooms_.push_back(start);
+    written_.push_back([=] { return show_room(start, size); });
+    return start;
+}
+
+bool CaseCall::is_room(const char *result) const {
+    return std::find(rooms_.begin(), rooms_.end(), result) != rooms_.end();
+}
+
+void CaseCall::fail(const std::string &what) {
+    if (fault_.empty()) fault_ = what;
+}
+
+std::string CaseCall::quoted(std::string_view text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        static constexpr std::string_view kNames = "ntr\"\\", kMeanings = "\n\t\r\"\\";
+        char hex[5];
+        if (const size_t meaning = kMeanings.find(c); meaning != std::string_view::npos)
+            out += {'\\', kNames[meaning]};
+        else if (const auto byte = static_cast<unsigned char>(c); byte < ' ' || byte > '~')
+            out.append(hex, static_cast<size_t>(snprintf(hex, sizeof hex, "\\x%02x", byte)));
+        else
+            out += c;
+    }
+    return out + "\"";
+}
+
+std::string CaseCall::show_room(const char *start, size_t size) { return quoted({start, strnlen(start, size)}); }
+
+std::vector<std::string> CaseCall::shown() {
+    if (!words_.empty()) fail("too many arguments: " + words_.front());
+    if (!fault_.empty()) return {fault_};
+    for (const auto &what : written_) shown_.push_back(what());
+    return shown_;
+}
+
+void expect_cases(const char *file, std::span<const CaseFunction> functions) {
+    std::ifstream lines(std::string(QUILL_TESTS_FOLDER "/") + file);
+    std::set<std::string> tried;
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        SCOPED_TRACE(std::string(file) + ":" + std::to_string(++number));
+        const std::vector<std::string> words = words_of(line);
+        if (words.empty() || words[0][0] == '#') continue;
+        const auto function =
+            std::find_if(functions.begin(), functions.end(), [&](const CaseFunction &f) { return f.name == words[0]; });
+        if (function == functions.end()) {
+            ADD_FAILURE() << "no function is bound as " << words[0];
+            continue;
+        }
+        tried.insert(words[0]);
+        for_each_part(std::span(words).subspan(1), ";", [&](Words part) { expect_case(*function, part); });
+    }
+    for (const CaseFunction &f : functions) EXPECT_TRUE(tried.contains(f.name)) << file << " has no case of " << f.name;
+    EXPECT_FALSE(tried.empty()) << file << " has no cases";
+}
+
+}  // namespace quill::test

@@ -1,0 +1,109 @@
+// Cases as data, a line each, beside the test that binds their functions:
+//
+//     sec_to_str 59 = "59s"                              a call, and what it returns
+//     sec_to_str 0 = "0s"; 60 = "1m:0s"                  two cases of one function
+//     validate_time "12:30" | "99:99" | ":" = 1          three calls that return the same
+//     fqln_escape_dot "a.b" [10] 9 = @ "a\\.b"           room of 10 bytes, which the result is, and what it then holds
+//     is_numeric "12a" & = 0 12                          a number that is written; &8 for eight of them
+//
+// Arguments are numbers, texts, null, rooms and places for numbers; a text for a function that writes to it is shown
+// behind the result as well. In texts, a backslash stands before n, t, r, a quote, itself, and xHH. Texts and rooms end
+// where a page without access begins. _ stands for what is not promised. Lines that begin with # are comments.
+#pragma once
+
+#include <stdint.h>
+
+#include <deque>
+#include <functional>
+#include <span>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include "support/guard_page.h"
+
+namespace quill::test {
+
+// The arguments of a call, and what the call does, in the words of a case file.
+class CaseCall {
+public:
+    explicit CaseCall(std::span<const std::string> words) : words_(words) {}
+
+    template <typename T>
+    T take() {
+        const std::string word = next();
+        if constexpr (std::is_integral_v<T>) {
+            return static_cast<T>(number(word));
+        } else if constexpr (std::is_same_v<T, const char *>) {
+            return word == "null" ? nullptr : hold(word);
+        } else if constexpr (std::is_same_v<T, char *>) {
+            if (word == "null") return nullptr;
+            if (word[0] == '[') return room(word);
+            char *const text = hold(word);
+            written_.push_back([=, size = strlen(text) + 1] { return show_room(text, size); });
+            return text;
+        } else {
+            using Number = std::remove_pointer_t<T>;
+            static_assert(std::is_integral_v<Number>, "numbers, texts, and places for either");
+            if (word == "null") return nullptr;
+            if (word[0] != '&') return fail("expected & or null, found " + word), nullptr;
+            const auto count = word.size() > 1 ? static_cast<size_t>(number(word.substr(1))) : 1;
+            auto *const numbers = reinterpret_cast<Number *>(pages_.emplace_back().room(count * sizeof(Number), 0xee));
+            for (size_t i = 0; i < count; i++) written_.push_back([=] { return std::to_string(numbers[i]); });
+            return numbers;
+        }
+    }
+    template <typename Result>
+    void returned(Result result) {
+        if constexpr (std::is_integral_v<Result>)
+            shown_.push_back(std::to_string(result));
+        else
+            shown_.push_back(!result ? "null" : is_room(result) ? "@" : quoted(result));
+    }
+    // What was returned and written. A fault of the case is the only word then.
+    std::vector<std::string> shown();
+
+private:
+    std::string next();
+    long long number(const std::string &word);
+    char *hold(const std::string &quoted_text);
+    char *room(const std::string &word);
+    bool is_room(const char *result) const;
+    void fail(const std::string &what);
+    static std::string quoted(std::string_view text);
+    static std::string show_room(const char *start, size_t size);
+
+    std::span<const std::string> words_;
+    std::deque<GuardedPage> pages_;
+    std::vector<const char *> rooms_;
+    std::vector<std::function<std::string()>> written_;
+    std::vector<std::string> shown_;
+    std::string fault_;
+};
+
+struct CaseFunction {
+    const char *name;
+    void (*call)(CaseCall &call);
+};
+
+template <auto kFunction>
+struct BoundFunction;
+template <typename Result, typename... Arguments, Result (*kFunction)(Arguments...)>
+struct BoundFunction<kFunction> {
+    static void call(CaseCall &call) {
+        const std::tuple<Arguments...> arguments{call.take<Arguments>()...};  // in their order
+        if constexpr (std::is_void_v<Result>)
+            std::apply(kFunction, arguments);
+        else
+            call.returned(std::apply(kFunction, arguments));
+    }
+};
+#define QUILL_CASE_FUNCTION(function) \
+    quill::test::CaseFunction { #function, quill::test::BoundFunction < function> ::call }
+
+// Expects of each case of tests/FILE what it says. A function that is not bound, one without a case, a line that is not
+// whole and a file without cases fail.
+void expect_cases(const char *file, std::span<const CaseFunction> functions);
+
+}  // namespace quill::test
