@@ -6,9 +6,8 @@
 #include "support/failing_alloc.h"
 #include "support/tree_tests.h"
 
+namespace quill::test {
 namespace {
-
-using namespace quill::test;
 
 int number(const btree *node) { return *static_cast<const int *>(node->key); }
 
@@ -201,3 +200,4 @@ TEST(Btree, NullsAndEmptyTrees) {
 }
 
 }  // namespace
+}  // namespace quill::test

@@ -5,9 +5,8 @@
 #include "support/failing_alloc.h"
 #include "support/tree_tests.h"
 
+namespace quill::test {
 namespace {
-
-using namespace quill::test;
 
 constexpr uint32_t kRed = 1;
 
@@ -198,3 +197,4 @@ TEST(Rbtree, ANullTreeDoesNothing) {
 }
 
 }  // namespace
+}  // namespace quill::test

@@ -2,9 +2,8 @@
 
 #include "support/avl_tests.h"
 
+namespace quill::test {
 namespace {
-
-using namespace quill::test;
 
 savl_comparison known;
 int call_known(const void *searched, const void *key) { return known(searched, key); }
@@ -60,7 +59,7 @@ struct Savl {
 }  // namespace
 
 namespace quill::test {
-INSTANTIATE_TYPED_TEST_SUITE_P(Savl, Avl, ::Savl);
+INSTANTIATE_TYPED_TEST_SUITE_P(Savl, Avl, ::quill::test::Savl);
 }
 
 namespace {
@@ -87,3 +86,4 @@ TEST(Savl, ComparisonsOfNumbersGiveTheirExactResults) {
 }
 
 }  // namespace
+}  // namespace quill::test

@@ -2,9 +2,8 @@
 
 #include "support/avl_tests.h"
 
+namespace quill::test {
 namespace {
-
-using namespace quill::test;
 
 int the_context;
 
@@ -85,7 +84,8 @@ struct Savle {
 };
 
 }  // namespace
+}  // namespace quill::test
 
 namespace quill::test {
-INSTANTIATE_TYPED_TEST_SUITE_P(Savle, Avl, ::Savle);
+INSTANTIATE_TYPED_TEST_SUITE_P(Savle, Avl, ::quill::test::Savle);
 }

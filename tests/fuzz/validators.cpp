@@ -6,9 +6,9 @@
 #include "support/hex.h"
 #include "support/validators_model.h"
 
+namespace quill::test::validators {
 namespace {
 
-using namespace quill::test::validators;
 using quill::fuzz::room;
 
 quill::test::GuardedPage page, out;
@@ -97,3 +97,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     expect_hexified(text, length);
     return 0;
 }
+
+}  // namespace quill::test::validators

@@ -10,9 +10,9 @@
 #include "support/guard_page.h"
 #include "support/validators_model.h"
 
+namespace quill::test::validators {
 namespace {
 
-using namespace quill::test::validators;
 using quill::test::GermanLocale;
 using quill::test::GuardedPage;
 
@@ -214,3 +214,4 @@ TEST(Validators, ShellGivesBackEveryByteButFour) {
 }
 
 }  // namespace
+}  // namespace quill::test::validators
