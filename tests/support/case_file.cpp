@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <set>
+
+#include "support/private_device.h"
 
 namespace quill::test {
 
@@ -26,6 +29,26 @@ std::vector<std::string> words_of(const std::string &line) {
         at = end;
     }
     return words;
+}
+
+constexpr std::string_view kEscapes = "ntr\"\\", kMeanings = "\n\t\r\"\\";
+
+// The text between quotes, without its escapes. False when it is none.
+bool read_text(const std::string &quoted, std::string &text) {
+    if (quoted.size() < 2 || quoted.front() != '"' || quoted.back() != '"') return false;
+    for (size_t i = 1; i + 1 < quoted.size(); i++) {
+        if (quoted[i] != '\\') {
+            text += quoted[i];
+        } else if (quoted[++i] == 'x') {
+            text += static_cast<char>(strtol(quoted.substr(i + 1, 2).c_str(), nullptr, 16));
+            i += 2;
+        } else if (const size_t escape = kEscapes.find(quoted[i]); escape != std::string_view::npos) {
+            text += kMeanings[escape];
+        } else {
+            return false;
+        }
+    }
+    return true;
 }
 
 using Words = std::span<const std::string>;
@@ -78,23 +101,20 @@ long long CaseCall::number(const std::string &word) {
     return value;
 }
 
+std::vector<long long> CaseCall::numbers(const std::string &word) {
+    std::vector<long long> all;
+    if (word[0] != '&') fail("expected & and numbers, found " + word);
+    for (size_t at = 1; at <= word.size();) {
+        const size_t end = std::min(word.find(',', at), word.size());
+        all.push_back(number(word.substr(at, end - at)));
+        at = end + 1;
+    }
+    return all;
+}
+
 char *CaseCall::hold(const std::string &quoted_text) {
     std::string text;
-    if (quoted_text.size() < 2 || quoted_text.front() != '"' || quoted_text.back() != '"')
-        fail("expected a text or null, found " + quoted_text);
-    for (size_t i = 1; i + 1 < quoted_text.size(); i++) {
-        if (quoted_text[i] != '\\') {
-            text += quoted_text[i];
-        } else if (quoted_text[++i] == 'x') {
-            text += static_cast<char>(strtol(quoted_text.substr(i + 1, 2).c_str(), nullptr, 16));
-            i += 2;
-        } else {
-            static constexpr std::string_view kNames = "ntr\"\\", kMeanings = "\n\t\r\"\\";
-            const size_t name = kNames.find(quoted_text[i]);
-            if (name == std::string_view::npos) fail("no such escape in " + quoted_text);
-            text += kMeanings[name % kMeanings.size()];
-        }
-    }
+    if (!read_text(quoted_text, text)) fail("expected a text or null, found " + quoted_text);
     return pages_.emplace_back().hold_text(text);
 }
 
@@ -117,10 +137,9 @@ void CaseCall::fail(const std::string &what) {
 std::string CaseCall::quoted(std::string_view text) {
     std::string out = "\"";
     for (const char c : text) {
-        static constexpr std::string_view kNames = "ntr\"\\", kMeanings = "\n\t\r\"\\";
         char hex[5];
         if (const size_t meaning = kMeanings.find(c); meaning != std::string_view::npos)
-            out += {'\\', kNames[meaning]};
+            out += {'\\', kEscapes[meaning]};
         else if (const auto byte = static_cast<unsigned char>(c); byte < ' ' || byte > '~')
             out.append(hex, static_cast<size_t>(snprintf(hex, sizeof hex, "\\x%02x", byte)));
         else
@@ -144,8 +163,15 @@ void expect_cases(const char *file, std::span<const CaseFunction> functions) {
     int number = 0;
     for (std::string line; std::getline(lines, line);) {
         SCOPED_TRACE(std::string(file) + ":" + std::to_string(++number));
-        const std::vector<std::string> words = words_of(line);
+        const std::vector<std::string> whole = words_of(line);
+        Words words(whole);
         if (words.empty() || words[0][0] == '#') continue;
+        std::string given, content;
+        if (words[0] == "given" && words.size() > 3 && read_text(words[2], content)) {
+            given = words[1];
+            write_file(given, content);
+            words = words.subspan(3);
+        }
         const auto function =
             std::find_if(functions.begin(), functions.end(), [&](const CaseFunction &f) { return f.name == words[0]; });
         if (function == functions.end()) {
@@ -153,7 +179,8 @@ void expect_cases(const char *file, std::span<const CaseFunction> functions) {
             continue;
         }
         tried.insert(words[0]);
-        for_each_part(std::span(words).subspan(1), ";", [&](Words part) { expect_case(*function, part); });
+        for_each_part(words.subspan(1), ";", [&](Words part) { expect_case(*function, part); });
+        if (!given.empty()) unlink(given.c_str());
     }
     for (const CaseFunction &f : functions) EXPECT_TRUE(tried.contains(f.name)) << file << " has no case of " << f.name;
     EXPECT_FALSE(tried.empty()) << file << " has no cases";

@@ -4,11 +4,14 @@
 //     sec_to_str 0 = "0s"; 60 = "1m:0s"                  two cases of one function
 //     validate_time "12:30" | "99:99" | ":" = 1          three calls that return the same
 //     fqln_escape_dot "a.b" [10] 9 = @ "a\\.b"           room of 10 bytes, which the result is, and what it then holds
-//     is_numeric "12a" & = 0 12                          a number that is written; &8 for eight of them
+//     is_numeric "12a" &-7 = 0 12                        the place of a number, which is -7 before, and then 12
+//     version_within_range &4,2,0,5,0,0 &4,3,0 = 1       several numbers
+//     given /proc/osbuild "a b c\n" get_os_version = "c\n"   a file that is there for the calls of this line
 //
-// Arguments are numbers, texts, null, rooms and places for numbers; a text for a function that writes to it is shown
-// behind the result as well. In texts, a backslash stands before n, t, r, a quote, itself, and xHH. Texts and rooms end
-// where a page without access begins. _ stands for what is not promised. Lines that begin with # are comments.
+// Arguments are numbers, texts, null, rooms and places of numbers. Behind the result stands what a function finds or
+// leaves where it may write: texts, rooms and numbers. In texts, a backslash stands before n, t, r, a quote, itself,
+// and xHH. Texts and rooms end where a page without access begins. _ stands for what is not promised. Lines that begin
+// with # are comments.
 #pragma once
 
 #include <stdint.h>
@@ -44,14 +47,18 @@ public:
             written_.push_back([=, size = strlen(text) + 1] { return show_room(text, size); });
             return text;
         } else {
-            using Number = std::remove_pointer_t<T>;
+            using Number = std::remove_const_t<std::remove_pointer_t<T>>;
             static_assert(std::is_integral_v<Number>, "numbers, texts, and places for either");
             if (word == "null") return nullptr;
-            if (word[0] != '&') return fail("expected & or null, found " + word), nullptr;
-            const auto count = word.size() > 1 ? static_cast<size_t>(number(word.substr(1))) : 1;
-            auto *const numbers = reinterpret_cast<Number *>(pages_.emplace_back().room(count * sizeof(Number), 0xee));
-            for (size_t i = 0; i < count; i++) written_.push_back([=] { return std::to_string(numbers[i]); });
-            return numbers;
+            const std::vector<long long> given = numbers(word);
+            auto *const place =
+                reinterpret_cast<Number *>(pages_.emplace_back().room(given.size() * sizeof(Number), 0));
+            for (size_t i = 0; i < given.size(); i++) {
+                place[i] = static_cast<Number>(given[i]);
+                if constexpr (!std::is_const_v<std::remove_pointer_t<T>>)
+                    written_.push_back([=] { return std::to_string(place[i]); });
+            }
+            return place;
         }
     }
     template <typename Result>
@@ -67,6 +74,7 @@ public:
 private:
     std::string next();
     long long number(const std::string &word);
+    std::vector<long long> numbers(const std::string &word);
     char *hold(const std::string &quoted_text);
     char *room(const std::string &word);
     bool is_room(const char *result) const;
