@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "support/case_file.h"
 #include "support/guard_page.h"
 #include "support/random.h"
 
@@ -35,8 +36,6 @@ struct Room {
     size_t size;
     uint8_t *bytes;
 };
-
-string filler(size_t length) { return string(length, static_cast<char>(kFill)); }
 
 string random_text(Random &random, size_t length, const string &often) {
     string text(length, '\0');
@@ -118,59 +117,11 @@ TEST(Scramble, PairsOfEveryDigitAndCharacterAreRead) {
     }
 }
 
-TEST(Escaping, ResultsOfBothWays) {
-    const struct {
-        const char *plain;
-        int ch, size;
-        int result;
-        const char *encoded;
-        int decoding;
-    } cases[] = {
-        {"a,b*c", ',', 8, 0, "a*\\b*Zc", 0},
-        {"a,b*c", ',', 7, 0, "a*\\b*Zc", -1},  // the NUL stands at size; a text of size is refused
-        {"a,b*c", ',', 6, -4, nullptr, 0},
-        {"a,b*c", ',', 5, -1, nullptr, 0},
-        {"abc", ',', 4, 0, "abc", 0},  // printable: never -2
-        {"abc", '\t', 4, -2, "abc", -2},
-        {"", '\t', 1, -2, "", -2},
-        {"a\tb", '\t', 5, 0, "a\nYb", 0},
-        {"a\nb", '\t', 5, 0, "a\nZb", 0},
-        {"a\xc8", 0xc8, 5, 0, "a\xcaX", 0},
-        {"a\xc8", -0x38, 5, 0, "a\xcaX", 0},  // as a signed char
-        {"a,", 0x100 + ',', 4, 0, "a*\\", 0},
-        {"a\n", 0, 4, 0, "a\nZ", 0},
-        {"a", 0, 4, -2, "a", -2},
-        {"~ ", '~', 4, 0, "z^ ", 0},
-        {"\x7f", 0x7f, 4, 0, "z_", 0},
-        {"", ',', 0, -1, nullptr, 0},
-        {"", ',', INT_MIN, -1, nullptr, 0},
-        {nullptr, ',', 9, -1, nullptr, 0},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.plain ? c.plain : "null");
-        const size_t size = static_cast<size_t>(std::max(c.size, 0));
-        Room dest(size + 1);
-        EXPECT_EQ(string_encode(c.plain, dest.text(), c.size, static_cast<uint32_t>(c.ch)), c.result);
-        if (!c.encoded) {
-            EXPECT_EQ(dest.content(), filler(dest.size));
-            continue;
-        }
-        EXPECT_STREQ(dest.text(), c.encoded);
-        const string encoded = dest.text();
-        Room back(size);
-        EXPECT_EQ(string_decode(guarded(encoded), back.text(), c.size, c.ch), c.decoding);
-        if (c.decoding == -1) {
-            EXPECT_EQ(back.content(), filler(size));
-        } else {
-            EXPECT_STREQ(back.text(), c.plain);
-        }
-    }
-    Room dest(9);
-    EXPECT_EQ(string_decode(nullptr, dest.text(), 9, ','), -1);
-    for (const char *malformed : {"a*", "*x", "*Z*", "**Z", "*,"}) {
-        EXPECT_EQ(string_decode(guarded(malformed), dest.text(), 9, ','), -3) << malformed;
-        EXPECT_EQ(dest.content(), filler(9)) << malformed;
-    }
-}
+constexpr quill::test::CaseFunction kFunctions[] = {
+    QUILL_CASE_FUNCTION(string_encode),
+    QUILL_CASE_FUNCTION(string_decode),
+};
+
+TEST(Escaping, Cases) { quill::test::expect_cases("security/escaping.cases", kFunctions); }
 
 }  // namespace
