@@ -37,8 +37,8 @@ long long size_of(int file) {
 
 [[noreturn]] void tell_growth(int file, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    for (const long long before = size_of(file); getppid() == parent; sleep(1))
-        fprintf(stderr, "%lld bytes\n", size_of(file) - before);
+    const long long before = size_of(file);
+    for (sleep(1); getppid() == parent; sleep(1)) fprintf(stderr, "%lld bytes\n", size_of(file) - before);
     _exit(0);
 }
 
@@ -51,6 +51,7 @@ int dump(Arguments &arguments) {
     const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (file < 0) fail("cannot write %s: %s", path, strerror(errno));
     const long long before = size_of(file);
+    if (!quiet) fputs("0 bytes\n", stderr);
     const pid_t parent = getpid(), child = quiet ? -1 : fork();
     if (child == 0) tell_growth(file, parent);
     errno = EINVAL;
