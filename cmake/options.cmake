@@ -16,6 +16,11 @@ if(QUILL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${QUILL_CCACHE})
 endif()
 
+if(QUILL_LTO AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  message(STATUS "QUILL_LTO takes GCC: the archive holds machine code alone")
+  set(QUILL_LTO OFF)
+endif()
+
 # Sanitizers alone, for code of others that is built along (GoogleTest).
 add_library(quill_sanitize INTERFACE)
 if(QUILL_SANITIZE)

@@ -48,9 +48,9 @@ public:
     [[gnu::format(printf, 2, 0)]] bool add_format(const char *format, va_list arguments) {
         char *const to = end();
         const size_t room = size_ - kept();
-        *to = '\0';
+        if (room > 0) *to = '\0';
         const int length = vsnprintf(to, room, format, arguments);
-        length_ += length >= 0 ? static_cast<size_t>(length) : strnlen(to, room - 1);
+        length_ += length >= 0 ? static_cast<size_t>(length) : strnlen(to, room);
         return length >= 0 && !is_cut();
     }
     void add(int number) { add_number(number); }
@@ -59,7 +59,7 @@ public:
 private:
     BoundedText(char *buffer, size_t size, size_t length) : start_(buffer), size_(size), length_(length) {}
 
-    size_t kept() const { return is_cut() ? size_ - 1 : length_; }
+    size_t kept() const { return std::min(length_, size_ > 0 ? size_ - 1 : 0); }
 
     template <typename Number>
     [[gnu::noinline]] void add_number(Number number) {
