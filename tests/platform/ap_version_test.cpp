@@ -18,14 +18,9 @@ using quill::test::Random;
 using quill::test::write_file;
 using std::string;
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(ap_version_format),
-    QUILL_CASE_FUNCTION(check_eol_ap_version),
-    QUILL_CASE_FUNCTION(compare_r_version_with_c_version),
-    QUILL_CASE_FUNCTION(get_os_version),
-    QUILL_CASE_FUNCTION(match_ap_version),
-    QUILL_CASE_FUNCTION(version_within_range),
-};
+constexpr auto kFunctions =
+    QUILL_CASE_FUNCTIONS(ap_version_format, check_eol_ap_version, compare_r_version_with_c_version, get_os_version,
+                         match_ap_version, version_within_range);
 
 class ApVersionOfDevice : public quill::test::DeviceAndProcTest {};
 

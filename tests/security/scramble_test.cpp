@@ -117,10 +117,7 @@ TEST(Scramble, PairsOfEveryDigitAndCharacterAreRead) {
     }
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(string_encode),
-    QUILL_CASE_FUNCTION(string_decode),
-};
+constexpr auto kFunctions = QUILL_CASE_FUNCTIONS(string_encode, string_decode);
 
 TEST(Escaping, Cases) { quill::test::expect_cases("security/escaping.cases", kFunctions); }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <set>
 
+#include "support/hex.h"
 #include "support/private_device.h"
 
 namespace quill::test {
@@ -101,15 +102,51 @@ long long CaseCall::number(const std::string &word) {
     return value;
 }
 
-std::vector<long long> CaseCall::numbers(const std::string &word) {
+// "&1,-2", or "x" and the digits of numbers of so many bytes.
+std::vector<long long> CaseCall::numbers(const std::string &word, size_t size) {
+    const bool is_hex = word[0] == 'x';
+    if (!is_hex && word[0] != '&') fail("expected numbers, found " + word);
     std::vector<long long> all;
-    if (word[0] != '&') fail("expected & and numbers, found " + word);
-    for (size_t at = 1; at <= word.size();) {
-        const size_t end = std::min(word.find(',', at), word.size());
-        all.push_back(number(word.substr(at, end - at)));
-        at = end + 1;
+    for (size_t at = 1, end; at <= word.size() - is_hex; at = end + !is_hex) {
+        end = std::min(is_hex ? at + 2 * size : word.find(',', at), word.size());
+        all.push_back(number((is_hex ? "0x" : "") + word.substr(at, end - at)));
     }
     return all;
+}
+
+void CaseCall::show_numbers(const std::string &word, std::function<long long(size_t)> number, size_t count,
+                            size_t size) {
+    if (word[0] == 'x')
+        written_.push_back([=] {
+            std::string digits = "x";
+            for (size_t i = 0; i < count; i++)
+                for (size_t byte = size; byte-- > 0;) digits += hex({{static_cast<uint8_t>(number(i) >> 8 * byte)}});
+            return digits;
+        });
+    else
+        for (size_t i = 0; i < count; i++) written_.push_back([=] { return std::to_string(number(i)); });
+}
+
+ip_af_addr CaseCall::address(const std::string &word) {
+    ip_af_addr address = {};
+    const size_t x = std::min(word.find('x'), word.size());
+    address.family = static_cast<uint16_t>(number(word.substr(0, x)));
+    const std::vector<long long> bytes = numbers(word.substr(x), 1);
+    std::copy_n(bytes.begin(), std::min(bytes.size(), sizeof address.addr), address.addr);
+    return address;
+}
+
+ip_af_addr *CaseCall::address_room(const std::string &word) {
+    if (word != "?") fail("expected ?, found " + word);
+    uint8_t *const start = pages_.emplace_back().room(sizeof(ip_af_addr), 0xee);
+    auto *const room = reinterpret_cast<ip_af_addr *>(start);
+    written_.push_back([=] {
+        if (std::all_of(start, start + sizeof *room, [](uint8_t b) { return b == 0xee; })) return std::string("?");
+        if (room->zero[0] || room->zero[1]) return std::string("bytes that must be zero and are not");
+        const std::string digits = hex(room->addr);
+        return std::to_string(room->family) + "x" + digits.substr(0, (digits.find_last_not_of('0') + 2) / 2 * 2);
+    });
+    return room;
 }
 
 char *CaseCall::hold(const std::string &quoted_text) {
@@ -182,7 +219,8 @@ void expect_cases(const char *file, std::span<const CaseFunction> functions) {
         for_each_part(words.subspan(1), ";", [&](Words part) { expect_case(*function, part); });
         if (!given.empty()) unlink(given.c_str());
     }
-    for (const CaseFunction &f : functions) EXPECT_TRUE(tried.contains(f.name)) << file << " has no case of " << f.name;
+    for (const CaseFunction &f : functions)
+        EXPECT_TRUE(tried.contains(std::string(f.name))) << file << " has no case of " << f.name;
     EXPECT_FALSE(tried.empty()) << file << " has no cases";
 }
 

@@ -6,6 +6,9 @@
 //     fqln_escape_dot "a.b" [10] 9 = @ "a\\.b"           room of 10 bytes, which the result is, and what it then holds
 //     is_numeric "12a" &-7 = 0 12                        the place of a number, which is -7 before, and then 12
 //     version_within_range &4,2,0,5,0,0 &4,3,0 = 1       several numbers
+//     valid_mac xeeeeeeeeeeee "0:1:2:3:4:5x" = 0 x...    numbers as hexadecimal digits, the highest first
+//     quill_inet_pton "10.0.0.1" ? = 1 2x0a000001        room for an address; one is its family and its bytes up to the
+//                                                        last that is not 0
 //     given /proc/osbuild "a b c\n" get_os_version = "c\n"   a file that is there for the calls of this line
 //
 // Arguments are numbers, texts, null, rooms and places of numbers. Behind the result stands what a function finds or
@@ -14,12 +17,16 @@
 // with # are comments.
 #pragma once
 
+#include <quill/types.h>
 #include <stdint.h>
 
+#include <algorithm>
+#include <array>
 #include <deque>
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -46,18 +53,21 @@ public:
             char *const text = hold(word);
             written_.push_back([=, size = strlen(text) + 1] { return show_room(text, size); });
             return text;
+        } else if constexpr (std::is_same_v<T, ip_af_addr>) {
+            return address(word);
+        } else if constexpr (std::is_same_v<T, ip_af_addr *>) {
+            return word == "null" ? nullptr : address_room(word);
         } else {
             using Number = std::remove_const_t<std::remove_pointer_t<T>>;
-            static_assert(std::is_integral_v<Number>, "numbers, texts, and places for either");
+            static_assert(std::is_integral_v<Number>, "numbers, texts, addresses, and places for them");
             if (word == "null") return nullptr;
-            const std::vector<long long> given = numbers(word);
+            const std::vector<long long> given = numbers(word, sizeof(Number));
             auto *const place =
                 reinterpret_cast<Number *>(pages_.emplace_back().room(given.size() * sizeof(Number), 0));
-            for (size_t i = 0; i < given.size(); i++) {
-                place[i] = static_cast<Number>(given[i]);
-                if constexpr (!std::is_const_v<std::remove_pointer_t<T>>)
-                    written_.push_back([=] { return std::to_string(place[i]); });
-            }
+            for (size_t i = 0; i < given.size(); i++) place[i] = static_cast<Number>(given[i]);
+            if constexpr (!std::is_const_v<std::remove_pointer_t<T>>)
+                show_numbers(
+                    word, [=](size_t i) { return static_cast<long long>(place[i]); }, given.size(), sizeof *place);
             return place;
         }
     }
@@ -65,6 +75,8 @@ public:
     void returned(Result result) {
         if constexpr (std::is_integral_v<Result>)
             shown_.push_back(std::to_string(result));
+        else if constexpr (std::is_same_v<Result, std::string>)
+            shown_.push_back(quoted(result));
         else
             shown_.push_back(!result ? "null" : is_room(result) ? "@" : quoted(result));
     }
@@ -74,7 +86,10 @@ public:
 private:
     std::string next();
     long long number(const std::string &word);
-    std::vector<long long> numbers(const std::string &word);
+    std::vector<long long> numbers(const std::string &word, size_t size);
+    void show_numbers(const std::string &word, std::function<long long(size_t)> number, size_t count, size_t size);
+    ip_af_addr address(const std::string &word);
+    ip_af_addr *address_room(const std::string &word);
     char *hold(const std::string &quoted_text);
     char *room(const std::string &word);
     bool is_room(const char *result) const;
@@ -91,7 +106,7 @@ private:
 };
 
 struct CaseFunction {
-    const char *name;
+    std::string_view name;
     void (*call)(CaseCall &call);
 };
 
@@ -107,8 +122,18 @@ struct BoundFunction<kFunction> {
             call.returned(std::apply(kFunction, arguments));
     }
 };
-#define QUILL_CASE_FUNCTION(function) \
-    quill::test::CaseFunction { #function, quill::test::BoundFunction < function> ::call }
+// The names are those of the functions, "a, b, c".
+template <auto... kFunctions>
+constexpr auto bind_functions(std::string_view names) {
+    const auto next = [&] {
+        const std::string_view name = names.substr(0, names.find(','));
+        names.remove_prefix(std::min(name.size() + 2, names.size()));
+        return name;
+    };
+    return std::array{CaseFunction{next(), BoundFunction<kFunctions>::call}...};
+}
+#define QUILL_CASE_FUNCTIONS(...) quill::test::bind_functions<__VA_ARGS__>(#__VA_ARGS__)
+#define QUILL_CASE_FUNCTION(function) quill::test::bind_functions<function>(#function)[0]
 
 // Expects of each case of tests/FILE what it says. A function that is not bound, one without a case, a line that is not
 // whole and a file without cases fail.

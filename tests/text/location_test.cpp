@@ -12,19 +12,9 @@ namespace {
 using quill::test::GuardedPage;
 using quill::test::Parts;
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(fqln_crack),
-    QUILL_CASE_FUNCTION(fqln_escape_dot),
-    QUILL_CASE_FUNCTION(fqln_build),
-    QUILL_CASE_FUNCTION(fqln_is_well_formed),
-    QUILL_CASE_FUNCTION(fqln_find_part_after_name),
-    QUILL_CASE_FUNCTION(day_is_specific_day),
-    QUILL_CASE_FUNCTION(day_is_daily),
-    QUILL_CASE_FUNCTION(day_is_wkend),
-    QUILL_CASE_FUNCTION(day_is_wkday),
-    QUILL_CASE_FUNCTION(validate_time),
-    QUILL_CASE_FUNCTION(validate_date),
-};
+constexpr auto kFunctions =
+    QUILL_CASE_FUNCTIONS(fqln_crack, fqln_escape_dot, fqln_build, fqln_is_well_formed, fqln_find_part_after_name,
+                         day_is_specific_day, day_is_daily, day_is_wkend, day_is_wkday, validate_time, validate_date);
 
 TEST(Location, Cases) { quill::test::expect_cases("text/location.cases", kFunctions); }
 

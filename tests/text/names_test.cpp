@@ -16,26 +16,11 @@ namespace {
 using quill::test::GermanLocale;
 using quill::test::Random;
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(encr_to_str),
-    QUILL_CASE_FUNCTION(get_boolean_str),
-    QUILL_CASE_FUNCTION(get_boolean_value),
-    QUILL_CASE_FUNCTION(ids_stype_to_wifi_stype),
-    QUILL_CASE_FUNCTION(loc_to_str),
-    QUILL_CASE_FUNCTION(proto_to_str),
-    QUILL_CASE_FUNCTION(radio_dbm_10x_to_tpl_power),
-    QUILL_CASE_FUNCTION(radio_dbm_to_tpl_power),
-    QUILL_CASE_FUNCTION(radio_tpl_new_to_old_power),
-    QUILL_CASE_FUNCTION(radio_tpl_old_to_new_power),
-    QUILL_CASE_FUNCTION(radio_tpl_to_dbm_10x_power),
-    QUILL_CASE_FUNCTION(radio_tpl_to_dbm_power),
-    QUILL_CASE_FUNCTION(rate_offset_to_str),
-    QUILL_CASE_FUNCTION(sec_to_str),
-    QUILL_CASE_FUNCTION(str_to_loc),
-    QUILL_CASE_FUNCTION(str_to_proto),
-    QUILL_CASE_FUNCTION(str_to_pwr_dbm),
-    QUILL_CASE_FUNCTION(wifi_stype_to_ids_stype),
-};
+constexpr auto kFunctions = QUILL_CASE_FUNCTIONS(
+    encr_to_str, get_boolean_str, get_boolean_value, ids_stype_to_wifi_stype, loc_to_str, proto_to_str,
+    radio_dbm_10x_to_tpl_power, radio_dbm_to_tpl_power, radio_tpl_new_to_old_power, radio_tpl_old_to_new_power,
+    radio_tpl_to_dbm_10x_power, radio_tpl_to_dbm_power, rate_offset_to_str, sec_to_str, str_to_loc, str_to_proto,
+    str_to_pwr_dbm, wifi_stype_to_ids_stype);
 
 TEST(Names, Cases) { quill::test::expect_cases("text/names.cases", kFunctions); }
 

@@ -17,21 +17,10 @@ namespace {
 using quill::test::GermanLocale;
 using quill::test::GuardedPage;
 
-constexpr CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(validate_lag_num),
-    QUILL_CASE_FUNCTION(loopback_idx_validate),
-    QUILL_CASE_FUNCTION(is_numeric),
-    QUILL_CASE_FUNCTION(email_addr_validate),
-    QUILL_CASE_FUNCTION(domain_name_validate),
-    QUILL_CASE_FUNCTION(is_string_vulnerable),
-    QUILL_CASE_FUNCTION(has_shell_metachars),
-    QUILL_CASE_FUNCTION(valid_display_string),
-    QUILL_CASE_FUNCTION(validate_file_name),
-    QUILL_CASE_FUNCTION(is_valid_restricted_filename),
-    QUILL_CASE_FUNCTION(clear_quotes),
-    QUILL_CASE_FUNCTION(insert_in_str),
-    QUILL_CASE_FUNCTION(escape_shell_specialchars),
-};
+constexpr auto kFunctions =
+    QUILL_CASE_FUNCTIONS(validate_lag_num, loopback_idx_validate, is_numeric, email_addr_validate, domain_name_validate,
+                         is_string_vulnerable, has_shell_metachars, valid_display_string, validate_file_name,
+                         is_valid_restricted_filename, clear_quotes, insert_in_str, escape_shell_specialchars);
 
 TEST(Validators, Cases) { expect_cases("text/validators.cases", kFunctions); }
 
