@@ -21,31 +21,26 @@ using quill::test::without_time;
 TEST(ComponentLog, EachPlaceHasItsThreshold) {
     ENTER_PRIVATE_DEVICE();
     LogDaemon daemon;
-    const struct {
-        int stderr_level, syslog_level, level;
-        const char *printed, *logged;
-    } cases[] = {
-        {1, 3, 0, "placed: 7 m\n", "<26>placed: 7 m$"},
-        {1, 3, 1, "placed: 7 m\n", "<27>placed: 7 m$"},
-        {1, 3, 2, "", "<28>placed: 7 m$"},
-        {1, 3, 3, "", "<29>placed: 7 m$"},
-        {3, 1, 3, "placed: 7 m\n", ""},
-        {1, 3, 4, "", ""},
-        {5, 5, 4, "placed: 7 m\n", "<30>placed: 7 m$"},
-        {5, 5, 5, "placed: 7 m\n", "<31>placed: 7 m$"},
-        {-1, -1, 0, "", ""},
-        {-1, 0, INT_MIN, "placed: 7 m\n", "<26>placed: 7 m$"},  // clamped to the levels that there are
-        {-1, INT_MAX, 6, "", "<31>placed: 7 m$"},
-        {-1, INT_MAX, INT_MAX, "", "<31>placed: 7 m$"},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(testing::Message() << c.stderr_level << ' ' << c.syslog_level << ' ' << c.level);
-        LogHandle *log = CreateLog(c.stderr_level, c.syslog_level, "placed", 99, LOG_DAEMON);
-        ASSERT_TRUE(log);
+    // The two thresholds, the message's level, whether it is printed, and the priority that it is logged with, if it is.
+    static constexpr int kCases[][5] = {{1, 3, 0, 1, 26},
+                                        {1, 3, 1, 1, 27},
+                                        {1, 3, 2, 0, 28},
+                                        {1, 3, 3, 0, 29},
+                                        {1, 3, 4, 0, 0},
+                                        {3, 1, 3, 1, 0},
+                                        {5, 5, 4, 1, 30},
+                                        {5, 5, 5, 1, 31},
+                                        {-1, -1, 0, 0, 0},
+                                        {-1, 0, INT_MIN, 1, 26},
+                                        {-1, INT_MAX, INT_MAX, 0, 31}};  // clamped to the levels that there are
+    for (const auto &[stderr_level, syslog_level, level, printed, priority] : kCases) {
+        SCOPED_TRACE(testing::Message() << stderr_level << ' ' << syslog_level << ' ' << level);
+        LogHandle *log = CreateLog(stderr_level, syslog_level, "placed", 99, LOG_DAEMON);
         testing::internal::CaptureStderr();
-        QuillLog(log, c.level, "%d %s", 7, "m");
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.printed);
-        EXPECT_EQ(without_time(daemon.receive()), c.logged);
+        QuillLog(log, level, "%d %s", 7, "m");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), printed ? "placed: 7 m\n" : "");
+        const std::string logged = "<" + std::to_string(priority) + ">placed: 7 m$";
+        EXPECT_EQ(without_time(daemon.receive()), priority ? logged : "");
         DestroyLog(log);
     }
 }
@@ -55,17 +50,13 @@ TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
     LogDaemon daemon;
     const std::string name = "a-name-of-more-than-thirty-characters";
     LogHandle *log = CreateLog(5, 5, name.c_str(), 0, 0);
-    ASSERT_TRUE(log);
     EXPECT_EQ(offsetof(LogHandle, name), 12u);
     testing::internal::CaptureStderr();
-    QuillLog(log, 5, "%s", "");
     errno = ERANGE;
     QuillLog(log, 5, std::string("%m").c_str(), 0);  // which the compiler does not see, as it would complain
 
     EXPECT_EQ(errno, ERANGE);
-    const std::string start = name.substr(0, 30) + ": ";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), start + "\n" + start + strerror(ERANGE) + "\n");
-    EXPECT_EQ(without_time(daemon.receive()), "<431>" + name + ": $");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), name.substr(0, 30) + ": " + strerror(ERANGE) + "\n");
     EXPECT_EQ(without_time(daemon.receive()), "<431>" + name + ": " + strerror(ERANGE) + "$");
     DestroyLog(log);
     DestroyLog(nullptr);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -11,23 +12,12 @@
 #include "support/failing_alloc.h"
 #include "support/hash_model.h"
 
+namespace quill::test {
 namespace {
 
-using quill::test::allocations;
-using quill::test::expect_failures_survived;
-using quill::test::live_allocations;
-using quill::test::NthAllocation;
-using quill::test::stats;
-
 // Half of the keys differ from others only above their low bits, and are negative as signed numbers.
-struct Word : quill::test::TableKey {
-    static constexpr bool kZeroIsAbsent = true;
-    static constexpr bool kUpdateInserts = false;
-    static constexpr auto insert = HashInsertKeyAndValue;
-    static constexpr auto insert_short = HashInsert;
-    static constexpr auto update = HashUpdateKeyAndValue;
-    static constexpr auto remove = HashRemove;
-    static constexpr auto find = HashFind;
+struct Word : TableKey<HashInsertKeyAndValue, HashInsert, HashUpdateKeyAndValue, HashRemove, HashFind, nullptr> {
+    static constexpr bool kIsWord = true;
 
     quill_word word;
 
@@ -37,9 +27,7 @@ struct Word : quill::test::TableKey {
     operator quill_word() const { return word; }
     quill_word short_value() const { return word; }
     uint32_t hash() const { return static_cast<uint32_t>(word); }
-    bool holds(const sHashElem &e) const {
-        return e.key == word && !e.key_copy && !e.address && key_bytes_are(e, "", 0);
-    }
+    bool holds(const sHashElem &e) const { return e.key == word && !e.key_copy && !e.address && has_bytes(e); }
 };
 
 // Keys are pointers to numbers; equal numbers at another address are the same key.
@@ -67,21 +55,121 @@ struct Pointer : Word {
     uint32_t hash() const { return hash_number(word); }
 };
 
-size_t listed() { return (stats().size() - 4) / 76; }
+// The bucket of a one-byte text shows one number of the permutation; that of byte 0 needs a text that leads there.
+std::vector<uint32_t> permutation() {
+    std::vector<uint32_t> numbers(256);
+    const auto bucket = [](const std::string &text) {
+        sHash *table = _HashCreate(256, "permutation", 1);
+        HashStringInsert(table, text.c_str());
+        HashGet(table, HASH_OP_FIRST, 0);
+        const auto found = static_cast<uint32_t>(table->cursor.bucket);
+        HashDestroy(table);
+        return found;
+    };
+    for (uint32_t byte = 1; byte < 256; byte++) numbers[byte] = bucket(std::string(1, static_cast<char>(byte)));
+    numbers[0] = bucket({'a', static_cast<char>(numbers['a'])});
+    return numbers;
+}
 
-std::string number(uint32_t n) { return std::string(reinterpret_cast<const char *>(&n), sizeof n); }
+struct Text : TableKey<HashStringInsertKeyAndValue, HashStringInsert, HashStringUpdateKeyAndValue, HashStringRemove,
+                       HashStringFind, HashIsStringPresent> {
+    std::string text;
 
-std::string record(uint32_t buckets, uint32_t entries, uint32_t max_collisions, std::string name) {
+    Text(int key, bool) {
+        if (key > 0) text = std::string(static_cast<size_t>(key % 4), '\xE4') + std::to_string(key / 2) + "zZ"[key % 2];
+    }
+    operator const char *() const { return text.c_str(); }
+    uint32_t hash() const {
+        static const std::vector<uint32_t> numbers = permutation();
+        uint32_t h = 0;
+        for (const char c : text) h = numbers[h ^ static_cast<uint8_t>(c)];
+        return h;
+    }
+    bool holds(const sHashElem &e) const { return !e.key && e.key_copy == text && !e.address && has_bytes(e); }
+};
+
+// Four keys at a time differ only in the two bytes that are not hashed.
+struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyAndValue, HashMacRemove, HashMacFind,
+                      HashIsMacPresent> {
+    uint8_t bytes[7] = {0, 0, 0, 0x90, 0xFF, 0x80, 0};  // the address is at an odd place
+
+    Mac(int key, bool) {
+        bytes[1] = static_cast<uint8_t>(key & 1);
+        bytes[2] = static_cast<uint8_t>(key >> 1 & 1);
+        bytes[6] = static_cast<uint8_t>(key >> 2);
+    }
+    operator const uint8_t *() const { return bytes + 1; }
+    uint32_t hash() const { return 0x90FF8000u | bytes[6]; }
+    bool holds(const sHashElem &e) const { return !e.key && !e.key_copy && !e.address && has_bytes(e, bytes + 1, 6); }
+};
+
+// Of eight keys three pairs differ in their family alone; 5 and 7 hash alike through different words. IPv4 keys are their
+// hash and four bytes: 4 and 6 differ in a byte that shows in the hash alone, and two bytes never show.
+struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAfAddrUpdateKeyAndValue,
+                     HashIpAfAddrRemove, HashIpAfAddrFind, HashIsIpAfAddrPresent> {
+    static constexpr bool kSkipsN = false;
+    static constexpr auto get = HashIpAfGet;
+    static constexpr auto get_r = HashIpAfGetR;
+    static constexpr auto destroy = HashDestroyIpAf;
+
+    ip_af_addr ip = {QUILL_AF_INET, {}, {10, 0xFE}};
+
+    Ip(int key, bool stored) {
+        const int kind = key % 8;
+        if (kind % 2) ip.family = QUILL_AF_INET6;
+        ip.addr[2] = static_cast<uint8_t>(std::min(kind / 2, 2));
+        ip.addr[kind == 7 ? 15 : 3] = static_cast<uint8_t>(key / 8 + 1);
+        if (kind == 6) ip.addr[15] = 0x80;
+        if (kind % 2 == 0 && !stored) ip.addr[7] = ip.addr[11] = 1;
+        if (stored) ip.zero[1] = 1;  // kept, but never compared
+    }
+    operator const ip_af_addr *() const { return &ip; }
+    uint32_t hash() const {
+        uint32_t h = 0;
+        for (size_t i = 0; i < 16; i++) h ^= uint32_t{ip.addr[i]} << (24 - 8 * (i % 4));
+        return h;
+    }
+    bool holds(const sHashElem &e) const {
+        return e.key == hash() && !e.key_copy && has_bytes(e) && memcmp(e.address, &ip, sizeof ip) == 0;
+    }
+    static quill_word field(const sHashElem &element, uint32_t sel) {
+        return sel == HASH_SEL_ADDRESS ? reinterpret_cast<quill_word>(element.address) : TableKey::field(element, sel);
+    }
+    // A reset leaves the address copies to its caller.
+    static void reset(sHash *table) {
+        std::vector<void *> copies;
+        sHashCursor cursor;
+        HashIpAfGetR(table, HASH_OP_FIRST, 0, &cursor);
+        while (const quill_word copy = HashIpAfGetR(table, HASH_OP_NEXT, HASH_SEL_ADDRESS, &cursor))
+            copies.push_back(reinterpret_cast<void *>(copy));
+        HashReset(table);
+        for (void *copy : copies) free(copy);
+    }
+};
+
+// What hash_get_stats() gives.
+std::string records() {
+    void *buffer;
+    const uint32_t size = hash_get_stats(&buffer);
+    const std::string all(static_cast<const char *>(buffer), size);
+    EXPECT_EQ(*static_cast<const uint32_t *>(buffer), (size - 4) / 76);
+    free(buffer);
+    return all.substr(4);
+}
+
+size_t listed() { return records().size() / 76; }
+
+// Of buckets, entries and the most collisions.
+std::string record(std::array<uint32_t, 3> numbers, std::string name) {
     name.resize(64);
-    return number(buckets) + number(entries) + number(max_collisions) + name;
+    return std::string(reinterpret_cast<const char *>(numbers.data()), sizeof numbers) + name;
 }
 
 // The first in this file, so that it also meets the creation of the pools when one process runs all tests; the test
 // that fills the pools comes last for the same reason.
 TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
     if (!hash_table_list) hash_table_list = ListCreate();  // which ends the process when it fails; see below
-    const size_t before = listed();
-    const auto unchanged = [&] { EXPECT_EQ(listed(), before); };
+    const auto unchanged = [before = listed()] { EXPECT_EQ(listed(), before); };
     sHash *table = nullptr;
     const auto create = [&] {
         table = HashCreateExt(5, Pointer::hash_number, Pointer::equal, "created", 1);
@@ -96,30 +184,75 @@ TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
     HashDestroy(table);
 }
 
-TEST(Hash, FailedSlabsRefuseElements) {
-    sHash *table = _HashCreate(701, "slabs", 1);
-    int failures = 0;
-    for (quill_word key = 1; key <= 700; key++) {  // more than a slab holds
-        const auto insert = [&] {
-            return key % 2 ? HashInsert(table, key) == 1 : HashInsertKeyAndValue(table, key, key) == 1;
-        };
-        failures += expect_failures_survived(insert, [&] {
-            EXPECT_EQ(HashEntries(table), static_cast<int32_t>(key - 1));
-            EXPECT_EQ(HashFind(table, key), 0u);
-            EXPECT_EQ(table->max_collisions, 0);
-        });
+template <typename Key>
+class HashOf : public testing::Test {};
+using Kinds = testing::Types<Word, Pointer, Text, Mac, Ip>;
+TYPED_TEST_SUITE(HashOf, Kinds, );
+
+TYPED_TEST(HashOf, RandomOperationsFollowTheModel) {
+    for (const int32_t buckets : {1, 7, 300}) {
+        HashSequence<TypeParam> sequence(static_cast<uint64_t>(buckets), buckets);
+        for (int i = 0; i < 4000 && !testing::Test::HasFailure(); i++) {
+            SCOPED_TRACE(std::to_string(buckets) + " buckets, step " + std::to_string(i));
+            sequence.step();
+        }
     }
-    EXPECT_GT(failures, 0);
-    HashReset(table);
-    const long warm = allocations();
-    for (quill_word key = 1; key <= 700; key++) EXPECT_EQ(HashInsert(table, key), 1);
-    EXPECT_EQ(allocations(), warm);
-    HashDestroy(table);
 }
 
-TEST(Hash, RandomOperationsOnWordsFollowTheModel) { quill::test::expect_model_followed<Word>(); }
+TYPED_TEST(HashOf, FailedAllocationsLeaveTheTableAsItWas) {
+    sHash *table = TypeParam::create(1);
+    int held = 0;
+    const auto value = [](int key) { return static_cast<quill_word>(key + 1); };
+    const auto unchanged = [&] {
+        EXPECT_EQ(HashEntries(table), held);
+        EXPECT_EQ(table->max_collisions, std::max(held, 1) - 1);
+        for (int key = 0; key <= held; key++)
+            EXPECT_EQ(TypeParam::find(table, TypeParam(key, false)), key < held ? value(key) : 0);
+    };
+    for (; held < TypeParam::kKeys - 1; held++) {
+        const TypeParam key(held, true);
+        const bool updates = held % 2 && !TypeParam::kIsWord;
+        const auto insert = [&] {
+            return (updates ? TypeParam::update : TypeParam::insert)(table, key, value(held)) == 1;
+        };
+        expect_failures_survived(insert, unchanged, held == 0 ? 1 : 0);  // the first may find the pool empty
+    }
+    unchanged();
 
-TEST(Hash, RandomOperationsOnPointersFollowTheModel) { quill::test::expect_model_followed<Pointer>(); }
+    const sHashElem *newest = table->buckets[0];
+    const TypeParam last(held - 1, true);
+    TypeParam::remove(table, last);
+    {
+        NthAllocation failing(1);
+        if (TypeParam::insert(table, last, 1)) TypeParam::remove(table, last);  // an element is all it needs
+    }
+    TypeParam::insert(table, last, 1);
+    EXPECT_EQ(table->buckets[0], newest);  // the pool had got it back
+    TypeParam::destroy(table);
+}
+
+TEST(Hash, BucketsOfTextsComeFromPearsonsPermutation) {
+    uint32_t fnv = 0x811C9DC5u;
+    for (const uint32_t number : permutation()) fnv = (fnv ^ number) * 0x01000193u;
+    EXPECT_EQ(fnv, 0x1D158531u);  // FNV-1a of the published numbers
+}
+
+TEST(Hash, PresenceOfAMacAddressTellsTheValueAndMayPlaceTheCursor) {
+    sHash *table = _HashCreate(5, "walk", 1);
+    for (int key = 0; key < 30; key++) Mac::insert(table, Mac(key, true), static_cast<quill_word>(key + 1));
+    for (int key = 0; key < 30; key++) {
+        const Mac here(key, false), absent(31, false);
+        quill_word value = 0;
+        EXPECT_EQ(HashIsMacPresentandValue(table, here, &value) + HashIsMacPresentandValue(table, here, nullptr), 2);
+        EXPECT_EQ(HashIsMacPresentandValue(table, absent, &value), 0);
+        EXPECT_EQ(value, static_cast<quill_word>(key + 1));
+        EXPECT_EQ(HashIsMacPresentAndSetHashState(table, here), 1);
+        EXPECT_EQ(HashIsMacPresentAndSetHashState(table, absent), 0);  // leaves the cursor alone
+        EXPECT_EQ(table->cursor.bucket, static_cast<int32_t>(here.hash() % 5));
+        EXPECT_EQ(table->cursor.element->value, value);
+    }
+    HashDestroy(table);
+}
 
 TEST(Hash, NullTablesMissingBucketsAndEndedWalksGiveNothing) {
     sHash *table = _HashCreate(3, "buckets", 1);
@@ -127,14 +260,11 @@ TEST(Hash, NullTablesMissingBucketsAndEndedWalksGiveNothing) {
     HashGet(table, HASH_OP_FIRST, 0);
     sHashCursor cursor = table->cursor;
     for (const int op : {HASH_OP_FIRST, HASH_OP_NEXT, HASH_OP_SKIP_100, HASH_OP_SKIP_N}) {
-        EXPECT_EQ(HashGet(nullptr, op, 0), 0u);
-        EXPECT_EQ(HashGetR(nullptr, op, 0, &cursor), 0u);
-        EXPECT_EQ(HashGetFromBucket(nullptr, op, 0, 0), 0u);
-        EXPECT_EQ(HashGetRFromBucket(nullptr, op, 0, 0, &cursor), 0u);
-        for (const uint32_t bucket : {3u, UINT32_MAX}) {
-            EXPECT_EQ(HashGetFromBucket(table, op, 0, bucket), 0u);
-            EXPECT_EQ(HashGetRFromBucket(table, op, 0, bucket, &cursor), 0u);
-        }
+        EXPECT_EQ(HashGet(nullptr, op, 0) | HashGetR(nullptr, op, 0, &cursor), 0u);
+        EXPECT_EQ(HashIpAfGet(nullptr, op, 0) | HashIpAfGetR(nullptr, op, 0, &cursor), 0u);
+        EXPECT_EQ(HashGetFromBucket(nullptr, op, 0, 0) | HashGetRFromBucket(nullptr, op, 0, 0, &cursor), 0u);
+        for (const uint32_t bucket : {3u, UINT32_MAX})
+            EXPECT_EQ(HashGetFromBucket(table, op, 0, bucket) | HashGetRFromBucket(table, op, 0, bucket, &cursor), 0u);
     }
     EXPECT_EQ(cursor.element, table->cursor.element);
     EXPECT_EQ(HashGet(table, HASH_OP_NEXT, 0), 5u);
@@ -145,33 +275,41 @@ TEST(Hash, NullTablesMissingBucketsAndEndedWalksGiveNothing) {
 }
 
 TEST(Hash, StatisticsDescribeTheTablesInTheirOrder) {
-    const std::string before = stats();
-    const std::string others = before.substr(4);
-    const auto expect_after_others = [&](const std::vector<std::string> &records) {
-        std::string wanted = number(static_cast<uint32_t>(others.size() / 76 + records.size())) + others;
-        for (const std::string &r : records) wanted += r;
-        EXPECT_EQ(stats(), wanted);
-    };
-    const std::string longest(63, 'n');
-    sHash *first = _HashCreate(10, (longest + "cut").c_str(), 1);
-    sHash *second = HashCreateLocked(1);
+    const std::string others = records(), longest(63, 'n');
+    sHash *first = _HashCreate(10, (longest + "cut").c_str(), 1), *second = HashCreateLocked(1);
     sHash *third = HashCreateExt(3, nullptr, nullptr, "", 1);
     for (const quill_word key : {7u, 17u, 27u, 8u}) HashInsert(first, key);
     HashRemove(first, 27);
-    expect_after_others({record(10, 3, 2, longest), record(1, 0, 0, "HashCreateLocked"), record(3, 0, 0, "")});
+    EXPECT_EQ(records(),
+              others + record({10, 3, 2}, longest) + record({1, 0, 0}, "HashCreateLocked") + record({3, 0, 0}, ""));
     HashReset(first);
     HashDestroy(second);
     HashInsert(third, 1);
     hash_add_table_to_list(third);  // which creation has done
-    expect_after_others({record(10, 3, 0, longest), record(3, 1, 0, "")});
+    EXPECT_EQ(records(), others + record({10, 3, 0}, longest) + record({3, 1, 0}, ""));
     HashDestroy(first);
     HashDestroy(third);
-    EXPECT_EQ(stats(), before);
+    EXPECT_EQ(records(), others);
 
     void *buffer = nullptr;
     EXPECT_EQ(
         expect_failures_survived([&] { return hash_get_stats(&buffer) != 0; }, [&] { EXPECT_EQ(buffer, nullptr); }), 1);
     free(buffer);
+}
+
+TEST(Hash, ADestroyedTableOfAddressesKeepsItsPlaceInTheStatistics) {
+    const std::string before = records();
+    for (const bool without_memory : {true, false}) {
+        sHash *destroyed = _HashCreate(5, "destroyed", 1), *after = _HashCreate(7, "after", 1);
+        Ip::insert(destroyed, Ip(1, true), 1);
+        {
+            NthAllocation failing(without_memory ? 1 : 1000);
+            HashDestroyIpAf(destroyed);
+        }
+        // Without memory for the record of zeros, nothing of the table may stay.
+        EXPECT_EQ(records(), before + std::string(without_memory ? 0 : 76, '\0') + record({7, 0, 0}, "after"));
+        HashDestroy(after);
+    }
 }
 
 std::string stats_in_creation;
@@ -181,46 +319,44 @@ void warm_up() { HashDestroy(_HashCreate(1, "first", 1)); }
 
 TEST(Hash, StatisticsShowATableUnderCreationWithoutAName) {
     warm_up();
-    const std::string others = stats().substr(4);
+    const std::string others = records();
     const long before = allocations();
     HashDestroy(_HashCreate(6, "counted", 1));
     const long count = allocations() - before;
-    NthAllocation naming(static_cast<int>(count), [] { stats_in_creation = stats(); });  // the name's, the last
+    NthAllocation naming(static_cast<int>(count), [] { stats_in_creation = records(); });  // the name's, the last
     sHash *table = _HashCreate(6, "named", 1);
-    EXPECT_EQ(stats_in_creation.substr(4), others + record(6, 0, 0, ""));
-    EXPECT_EQ(stats().substr(4), others + record(6, 0, 0, "named"));
+    EXPECT_EQ(stats_in_creation, others + record({6, 0, 0}, ""));
+    EXPECT_EQ(records(), others + record({6, 0, 0}, "named"));
     HashDestroy(table);
 }
 
 TEST(Hash, StatisticsListTheFirst64Tables) {
     std::vector<sHash *> tables;
     while (listed() < 64) tables.push_back(_HashCreate(1, "listed", 1));
-    const std::string full = stats();
+    const std::string full = records();
     sHash *beyond = _HashCreate(2, "beyond", 1);
-    EXPECT_EQ(HashInsert(beyond, 3), 1);
-    EXPECT_EQ(HashFind(beyond, 3), 3u);
-    EXPECT_EQ(stats(), full);
+    EXPECT_EQ(records(), full);
     HashDestroy(beyond);
     HashDestroyIpAf(_HashCreate(2, "beyond", 1));
-    EXPECT_EQ(stats(), full);
+    EXPECT_EQ(records(), full);
 
     HashDestroy(tables.back());
     tables.back() = _HashCreate(4, "follows", 1);
-    EXPECT_EQ(stats(), full.substr(0, full.size() - 76) + record(4, 0, 0, "follows"));
+    EXPECT_EQ(records(), full.substr(0, full.size() - 76) + record({4, 0, 0}, "follows"));
     for (sHash *table : tables) HashDestroy(table);
 }
 
 sHash *one_bucket() { return _HashCreate(1, "contract", 1); }
 
 TEST(Hash, ContractViolationsAreReported) {
-    quill::test::expect_contracts({
-        {[] {
-             hash_table_list = nullptr;
-             sHash table = {};
-             NthAllocation failing(1);
-             hash_add_table_to_list(&table);
-         },
-         "hash_table_list", "hash", 183, "hash_add_table_to_list"},
+    const auto add_without_memory = [] {
+        hash_table_list = nullptr;
+        sHash table = {};
+        NthAllocation failing(1);
+        hash_add_table_to_list(&table);
+    };
+    expect_contracts({
+        {add_without_memory, "hash_table_list", "hash", 183, "hash_add_table_to_list"},
         {[] { _HashCreate(0, "name", 1); }, "buckets > 0", "hash", 100, "_HashCreate"},
         {[] { _HashCreate(1, nullptr, 1); }, "name", "hash", 101, "_HashCreate"},
         {[] { HashGetR(one_bucket(), HASH_OP_FIRST, 0, nullptr); }, "cursor", "hash", 102, "HashGetR"},
@@ -240,13 +376,11 @@ TEST(Hash, AThousandTablesAndAHundredThousandElementsMayLive) {
     EXPECT_EQ(_HashCreate(1, "refused", 1), nullptr);
     EXPECT_EQ(live_allocations(), filled);
     HashDestroy(tables.back());
-    tables.back() = _HashCreate(50021, "large", 1);
-    ASSERT_NE(tables.back(), nullptr);
+    sHash *large = tables.back() = _HashCreate(50021, "large", 1), *small = tables.front();
+    ASSERT_NE(large, nullptr);
 
-    sHash *large = tables.back(), *small = tables.front();
     for (quill_word key = 1; key <= 100000; key++) ASSERT_EQ(HashInsert(large, key), 1) << key;
-    EXPECT_EQ(HashInsert(large, 100001), 0);
-    EXPECT_EQ(HashInsert(small, 1), 0);
+    EXPECT_EQ(HashInsert(large, 100001) + HashInsert(small, 1), 0);
     EXPECT_EQ(HashEntries(large), 100000);
     EXPECT_EQ(HashFind(large, 100001), 0u);
     EXPECT_EQ(HashIsEmpty(small), 1);
@@ -259,3 +393,4 @@ TEST(Hash, AThousandTablesAndAHundredThousandElementsMayLive) {
 }
 
 }  // namespace
+}  // namespace quill::test

@@ -31,21 +31,13 @@ TEST(HashThreads, TheFirstTablesMayBeCreatedTogether) {
     EXPECT_EQ(ListEntries(hash_table_list), before);
 }
 
-constexpr int32_t kBuckets = 17;
-constexpr quill_word kKeys = 60;
-constexpr quill_word kSum = kKeys * (kKeys + 1) / 2;
+constexpr int32_t kBuckets = 17, kKeys = 60;
 
-quill_word sum_of(sHash *table) {
-    quill_word sum = 0;
-    HashGet(table, HASH_OP_FIRST, 0);
-    while (const quill_word value = HashGet(table, HASH_OP_NEXT, HASH_SEL_VALUE)) sum += value;
-    return sum;
-}
-
-// A table's whole life, by keys of each kind in turn.
+// A table's whole life, by keys of each kind in turn; whether it held them all.
 bool live_once(int kind) {
     sHash *table = _HashCreate(kBuckets, "worker", 1);
     ip_af_addr addr = {};
+    quill_word sum = 0;
     for (quill_word i = 1; i <= kKeys; i++) {
         addr.addr[3] = static_cast<uint8_t>(i);
         if (kind == 0) HashInsert(table, i);
@@ -53,9 +45,10 @@ bool live_once(int kind) {
         if (kind == 2) HashMacInsertKeyAndValue(table, addr.addr, i);
         if (kind == 3) HashIpAfAddrInsertKeyAndValue(table, &addr, i);
     }
-    const bool right = sum_of(table) == kSum && HashEntries(table) == static_cast<int32_t>(kKeys);
-    if (kind == 0)
-        for (quill_word i = 1; i <= kKeys; i++) HashRemove(table, i);
+    HashGet(table, HASH_OP_FIRST, 0);
+    while (const quill_word value = HashGet(table, HASH_OP_NEXT, HASH_SEL_VALUE)) sum += value;
+    const bool right = sum == kKeys * (kKeys + 1) / 2 && HashEntries(table) == kKeys;
+    for (quill_word i = 1; kind == 0 && i <= kKeys; i++) HashRemove(table, i);
     if (kind == 1) HashReset(table);
     (kind == 3 ? HashDestroyIpAf : HashDestroy)(table);
     return right;
@@ -65,10 +58,11 @@ bool live_once(int kind) {
 bool plausible(const char *record) {
     int32_t counts[3];
     memcpy(counts, record, sizeof counts);
+    const auto [buckets, entries, collisions] = counts;
     const std::string name(record + sizeof counts);
-    if (counts[0] == 0) return counts[1] == 0 && counts[2] == 0 && name.empty();
-    return counts[0] == kBuckets && 0 <= counts[1] && counts[1] <= static_cast<int32_t>(kKeys) && 0 <= counts[2] &&
-           counts[2] < static_cast<int32_t>(kKeys) && (name.empty() || name == "worker");
+    if (buckets == 0) return entries == 0 && collisions == 0 && name.empty();
+    return buckets == kBuckets && 0 <= entries && entries <= kKeys && 0 <= collisions && collisions < kKeys &&
+           (name.empty() || name == "worker");
 }
 
 TEST(HashThreads, StatisticsMayBeTakenWhileTablesLiveAndDie) {
