@@ -4,7 +4,8 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <iterator>
+#include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/contract.h"
@@ -24,15 +25,12 @@ struct sList {
     uint32_t count;
 };
 
+namespace quill::test {
 namespace {
-
-using quill::test::expect_failures_survived;
-using quill::test::live_allocations;
-using quill::test::Random;
 
 int objects[] = {0, 0, 1, 1, 2, 2, 3, 3};  // compared in pairs, told apart by address
 int unlisted;
-int compared;
+size_t compared;
 
 int compare(const void *new_object, const void *listed_object) {
     compared++;
@@ -42,159 +40,137 @@ int compare(const void *new_object, const void *listed_object) {
 
 quill_word word(const void *object) { return reinterpret_cast<quill_word>(object); }
 
-// What a list should hold, with its own cursor and one of a caller as positions; the size stands for a null cursor.
-struct Model {
-    std::vector<int *> held;
-    size_t own = 0;
-    size_t callers = 0;
+void *object_of(const sListNode *node) { return node ? node->objPtr : nullptr; }
 
-    void insert(size_t at, int *object) {
-        held.insert(held.begin() + static_cast<ptrdiff_t>(at), object);
-        callers += callers >= at;
-        own = at;
-    }
-    void erase(size_t at) {
-        held.erase(held.begin() + static_cast<ptrdiff_t>(at));
-        own -= own > at;
-        callers -= callers > at;
-    }
-    size_t find(const int *object) const {
-        return static_cast<size_t>(std::find(held.begin(), held.end(), object) - held.begin());
-    }
-    quill_word get(int op, size_t &cursor) const {
-        const size_t size = held.size();
-        switch (op) {
-            case LIST_OP_FIRST: cursor = 0; return size;
-            case LIST_OP_HEAD: return size ? word(held.front()) : 0;
-            case LIST_OP_TAIL: return size ? word(held.back()) : 0;
-            case LIST_OP_NEXT: return cursor < size ? word(held[cursor++]) : 0;
-            case LIST_OP_PREVIOUS:
-                if (cursor == 0) return 0;
-                cursor--;
-                return cursor ? word(held[cursor - 1]) : 0;
-            default: return 0;
-        }
-    }
-};
+sList *list_of(size_t count) {
+    sList *list = ListCreate();
+    for (size_t i = 0; i < count; i++) ListInsert(list, &objects[i]);
+    return list;
+}
 
+// Random operations on a list, and what it should then hold.
 class ListSequence {
 public:
     explicit ListSequence(uint64_t seed) : random_(seed), list_(ListCreate()) {}
     ~ListSequence() { ListDestroy(list_); }
 
     void step() {
-        int *object = &objects[random_.below(std::size(objects))];
-        const size_t size = model_.held.size(), at = model_.find(object);
-        switch (random_.below(16)) {
-            case 0:
-                EXPECT_EQ(ListInsert(list_, object), 1);
-                model_.insert(size, object);
+        int *const object = &objects[random_.below(8)], *const anchor = &objects[random_.below(8)];
+        const size_t size = held_.size(), at = find(object), behind = size == 0 ? 0 : find(anchor) + 1;
+        switch (random_.below(14)) {
+            case 0: insert(size, object, [&] { return ListInsert(list_, object) == 1; }); break;
+            case 1: insert(size, object, [&] { return object_of(ListInsertRN(list_, object)) == object; }); break;
+            case 2: insert(0, object, [&] { return ListInsertAt(list_, object, nullptr) == 1; }); break;
+            case 3: insert(behind, object, [&] { return ListInsertAt(list_, object, anchor) == 1; }); break;
+            case 4: insert_sorted(object); break;
+            case 5: EXPECT_EQ(ListExists(list_, object), at < size); [[fallthrough]];
+            case 6: remove(ListRemove(list_, object) == 1, at); break;
+            case 7: remove(ListGetAndRemoveHead(list_) == (size ? held_[0] : nullptr) && size > 0, 0); break;
+            case 8: remove_node(random_.below(8)); break;
+            case 9: append(random_.below(4)); break;
+            case 10:
+                if (random_.one_in(20)) reinitialise();
                 break;
-            case 1:
-                EXPECT_EQ(ListInsertRN(list_, object)->objPtr, object);
-                model_.insert(size, object);
-                break;
-            case 2: insert_at(object, &objects[random_.below(std::size(objects))]); break;
-            case 3: insert_at(object, nullptr); break;
-            case 4:
-            case 5: insert_sorted(object); break;
-            case 6:
-            case 7:
-                EXPECT_EQ(ListExists(list_, object), at < size);
-                EXPECT_EQ(ListRemove(list_, object), at < size);
-                if (at < size) erased(at);
-                break;
-            case 8:
-                if (size > 0) remove_node(random_.below(static_cast<uint32_t>(size)));
-                EXPECT_EQ(ListRemoveNode(list_, 1, nullptr), 0);
-                break;
-            case 9:
-                EXPECT_EQ(ListGetAndRemoveHead(list_), size ? model_.held[0] : nullptr);
-                if (size > 0) erased(0);
-                break;
-            case 10: append(random_.below(4)); break;
-            case 11:
-                if (!random_.one_in(20)) break;
-                EXPECT_EQ(ListReinit(list_), 1);
-                model_ = {};
-                cursor_ = nullptr;
-                break;
-            default: {
-                const int op = static_cast<int>(random_.below(7));
-                EXPECT_EQ(ListGet(list_, op), model_.get(op, model_.own)) << "op " << op;
-                const int callers_op = static_cast<int>(random_.below(7));
-                EXPECT_EQ(ListGetR(list_, callers_op, &cursor_), model_.get(callers_op, model_.callers));
-            }
+            default: walk(static_cast<int>(random_.below(7)), static_cast<int>(random_.below(7)));
         }
         check();
     }
 
 private:
-    void insert_at(int *object, int *anchor) {
-        const size_t size = model_.held.size(), at = model_.find(anchor);
-        const bool accepted = !anchor || size == 0 || at < size;
-        EXPECT_EQ(ListInsertAt(list_, object, anchor), accepted);
-        if (accepted) model_.insert(anchor && size > 0 ? at + 1 : 0, object);
+    size_t find(const int *object) const {
+        return static_cast<size_t>(std::find(held_.begin(), held_.end(), object) - held_.begin());
+    }
+    // Of the insertions some find no memory.
+    template <typename Insertion>
+    void insert(size_t at, int *object, Insertion insertion) {
+        bool inserted, failed;
+        {
+            const NthAllocation failing(random_.one_in(8) ? 1 : 2);
+            inserted = insertion();
+            failed = failing.reached();
+        }
+        ASSERT_EQ(inserted, at <= held_.size() && !failed);
+        if (!inserted) return;
+        held_.insert(held_.begin() + static_cast<ptrdiff_t>(at), object);
+        callers_ += callers_ >= at;
+        own_ = at;
     }
     void insert_sorted(int *object) {
-        const std::vector<int *> &held = model_.held;
+        const size_t size = held_.size();
         const auto not_after = [object](const int *listed) { return *object <= *listed; };
-        const auto at = static_cast<size_t>(std::find_if(held.begin(), held.end(), not_after) - held.begin());
+        const auto at = static_cast<size_t>(std::find_if(held_.begin(), held_.end(), not_after) - held_.begin());
         compared = 0;
-        EXPECT_EQ(ListInsertSorted(list_, object, compare), 1);
+        insert(at, object, [&] { return ListInsertSorted(list_, object, compare) == 1; });
+        if (held_.size() == size) return;
         // With several nodes the head is compared once more when it does not decide.
-        const size_t calls = held.size() < 2 ? held.size() : at == 0 ? 1 : 1 + std::min(at + 1, held.size());
-        EXPECT_EQ(compared, static_cast<int>(calls));
-        model_.insert(at, object);
+        EXPECT_EQ(compared, size < 2 ? size : at == 0 ? 1 : 1 + std::min(at + 1, size));
+    }
+    // A caller's cursor must not stay on a removed node.
+    void remove(bool removed, size_t at) {
+        ASSERT_EQ(removed, at < held_.size());
+        if (!removed) return;
+        held_.erase(held_.begin() + static_cast<ptrdiff_t>(at));
+        own_ -= own_ > at;
+        if (callers_ > at)
+            callers_--;
+        else if (callers_ == at)
+            walk(LIST_OP_HEAD, LIST_OP_FIRST);
     }
     void remove_node(size_t at) {
         sListNode *node = list_->head;
-        for (size_t i = 0; i < at; i++) node = node->next;
-        EXPECT_EQ(ListRemoveNode(list_, 0, node), 1);
-        erased(at);
+        for (size_t i = 0; node && i < at; i++) node = node->next;
+        if (node) remove(ListRemoveNode(list_, 0, node) == 1, at);
+        EXPECT_EQ(ListRemoveNode(list_, 1, nullptr), 0);
     }
     void append(uint32_t count) {
-        sList *source = ListCreate();
-        const bool callers_at_end = model_.callers == model_.held.size();
-        for (uint32_t i = 0; i < count; i++) {
-            ListInsert(source, &objects[i]);
-            model_.held.push_back(&objects[i]);
-        }
-        ListAppend(list_, source);
+        const bool callers_at_end = callers_ == held_.size();
+        for (uint32_t i = 0; i < count; i++) held_.push_back(&objects[i]);
+        ListAppend(list_, list_of(count));
         // A null own cursor moves only with nodes that arrive; a caller's stays null in any case.
-        if (count > 0) model_.own = 0;
-        if (callers_at_end) model_.callers = model_.held.size();
+        if (count > 0) own_ = 0;
+        if (callers_at_end) callers_ = held_.size();
     }
-    // A caller's cursor must not stay on a removed node.
-    void erased(size_t at) {
-        const bool under_callers = model_.callers == at;
-        model_.erase(at);
-        if (!under_callers) return;
-        EXPECT_EQ(ListGetR(list_, LIST_OP_FIRST, &cursor_), model_.get(LIST_OP_FIRST, model_.callers));
+    void reinitialise() {
+        EXPECT_EQ(ListReinit(list_), 1);
+        held_.clear();
+        own_ = callers_ = 0;
+        cursor_ = nullptr;
+    }
+    quill_word get(int op, size_t &cursor) const {
+        const size_t size = held_.size();
+        if (op == LIST_OP_FIRST) return cursor = 0, size;
+        if (op == LIST_OP_HEAD) return size ? word(held_.front()) : 0;
+        if (op == LIST_OP_TAIL) return size ? word(held_.back()) : 0;
+        if (op == LIST_OP_NEXT) return cursor < size ? word(held_[cursor++]) : 0;
+        // Of the object before the cursor's new place.
+        if (op == LIST_OP_PREVIOUS && cursor > 0) return --cursor ? word(held_[cursor - 1]) : 0;
+        return 0;
+    }
+    void walk(int op, int callers_op) {
+        EXPECT_EQ(ListGet(list_, op), get(op, own_)) << "op " << op;
+        EXPECT_EQ(ListGetR(list_, callers_op, &cursor_), get(callers_op, callers_)) << "op " << callers_op;
     }
     void check() const {
-        const size_t size = model_.held.size();
-        ASSERT_EQ(ListEntries(list_), size);
-        const sListNode *node = list_->head, *previous = nullptr;
-        for (size_t i = 0; i < size; i++) {
-            ASSERT_NE(node, nullptr) << i;
-            ASSERT_EQ(node->objPtr, model_.held[i]) << i;
-            ASSERT_EQ(node->prev, previous) << i;
-            ASSERT_EQ(list_->cursor == node, model_.own == i) << i;
-            ASSERT_EQ(cursor_ == node, model_.callers == i) << i;
-            previous = node;
-            node = node->next;
+        const size_t size = held_.size();
+        size_t own = list_->cursor ? SIZE_MAX : size, callers = cursor_ ? SIZE_MAX : size;
+        std::vector<int *> found;
+        const sListNode *previous = nullptr;
+        for (const sListNode *node = list_->head; node; previous = node, node = node->next) {
+            ASSERT_EQ(node->prev, previous);
+            if (node == list_->cursor) own = found.size();
+            if (node == cursor_) callers = found.size();
+            found.push_back(static_cast<int *>(node->objPtr));
         }
-        ASSERT_EQ(node, nullptr);
-        ASSERT_EQ(list_->tail, previous);
-        ASSERT_EQ(list_->cursor == nullptr, model_.own == size);
-        ASSERT_EQ(cursor_ == nullptr, model_.callers == size);
+        ASSERT_EQ(found, held_);
+        ASSERT_EQ(std::tuple(list_->tail, ListEntries(list_), own, callers),
+                  std::tuple(previous, size, own_, callers_));
     }
 
     Random random_;
     sList *list_;
     sListNode *cursor_ = nullptr;
-    Model model_;
+    std::vector<int *> held_;
+    size_t own_ = 0, callers_ = 0;  // where the list's cursor and the caller's stand; the size stands for null
 };
 
 TEST(List, RandomOperationsFollowTheModel) {
@@ -207,30 +183,13 @@ TEST(List, RandomOperationsFollowTheModel) {
     }
 }
 
-sList *list_of(size_t count) {
-    sList *list = ListCreate();
-    for (size_t i = 0; i < count; i++) ListInsert(list, &objects[i]);
-    return list;
-}
-
-TEST(List, PreviousAnswersTheObjectBeforeTheCursorsNewPlace) {
-    sList *list = list_of(3);
-    EXPECT_EQ(ListGet(list, LIST_OP_FIRST), 3u);
-    for (const quill_word wanted : {word(&objects[0]), word(&objects[1]), word(&objects[2]), quill_word{0}})
-        EXPECT_EQ(ListGet(list, LIST_OP_NEXT), wanted);
-    for (const quill_word wanted : {word(&objects[1]), word(&objects[0]), quill_word{0}, quill_word{0}})
-        EXPECT_EQ(ListGet(list, LIST_OP_PREVIOUS), wanted);
-    ListDestroy(list);
-}
-
 TEST(List, FreeDataFunctionsFreeEveryListedObjectOnce) {
     const long live = live_allocations();
-    sList *list = ListCreate();
+    sList *list = nullptr;
+    EXPECT_EQ(expect_failures_survived([&] { return (list = ListCreate()) != nullptr; }), 1);
     for (int i = 0; i < 4; i++) ListInsert(list, malloc(1));
-    void *first = reinterpret_cast<void *>(ListGet(list, LIST_OP_HEAD));
     EXPECT_EQ(ListRemoveFreeData(list, &unlisted), 0);
-    EXPECT_EQ(ListRemoveFreeData(list, first), 1);
-    EXPECT_EQ(ListEntries(list), 3u);
+    EXPECT_EQ(ListRemoveFreeData(list, list->head->objPtr), 1);
     EXPECT_EQ(live_allocations(), live + 1 + 2 * 3);
     ListDestroyFreeData(list);
     EXPECT_EQ(live_allocations(), live);
@@ -238,50 +197,20 @@ TEST(List, FreeDataFunctionsFreeEveryListedObjectOnce) {
 
 TEST(List, ANullListDoesNothing) {
     sListNode *cursor = nullptr;
-    EXPECT_EQ(ListInsert(nullptr, objects), 0);
-    EXPECT_EQ(ListInsertAt(nullptr, objects, nullptr), 0);
+    EXPECT_EQ(ListInsert(nullptr, objects) + ListInsertAt(nullptr, objects, nullptr), 0);
     EXPECT_EQ(ListInsertSorted(nullptr, objects, compare), 0);
     EXPECT_EQ(ListInsertRN(nullptr, objects), nullptr);
-    EXPECT_EQ(ListRemove(nullptr, objects), 0);
-    EXPECT_EQ(ListRemoveFreeData(nullptr, objects), 0);
+    EXPECT_EQ(ListRemove(nullptr, objects) + ListRemoveFreeData(nullptr, objects), 0);
     EXPECT_EQ(ListGetAndRemoveHead(nullptr), nullptr);
-    EXPECT_EQ(ListExists(nullptr, objects), 0);
+    EXPECT_EQ(ListExists(nullptr, objects) + ListReinit(nullptr), 0);
     EXPECT_EQ(ListEntries(nullptr), 0u);
-    for (int op = 0; op < 7; op++) {
-        EXPECT_EQ(ListGet(nullptr, op), 0u);
-        EXPECT_EQ(ListGetR(nullptr, op, &cursor), 0u);
-    }
-    EXPECT_EQ(ListReinit(nullptr), 0);
+    for (int op = 0; op < 7; op++) EXPECT_EQ(ListGet(nullptr, op) | ListGetR(nullptr, op, &cursor), 0u);
     ListDestroy(nullptr);
     ListDestroyFreeData(nullptr);
     sList *list = list_of(1);
     ListAppend(nullptr, list);
     ListAppend(list, nullptr);
     EXPECT_EQ(ListEntries(list), 1u);
-    ListDestroy(list);
-}
-
-TEST(List, FailedAllocationsLeaveTheListAsItWas) {
-    sList *list = nullptr;
-    EXPECT_EQ(expect_failures_survived([&] { return (list = ListCreate()) != nullptr; }), 1);
-    for (uint32_t held = 0; held < 3; held++) {  // each insertion finds the list empty, with one node, and with several
-        const auto unchanged = [&] {
-            EXPECT_EQ(ListEntries(list), held);
-            EXPECT_EQ(ListExists(list, &unlisted), 0);
-        };
-        const auto survives = [&](auto insert) {
-            EXPECT_EQ(expect_failures_survived(insert, unchanged), 1);
-            EXPECT_EQ(ListRemove(list, &unlisted), 1);
-        };
-        survives([&] { return ListInsert(list, &unlisted) == 1; });
-        survives([&] { return ListInsertAt(list, &unlisted, nullptr) == 1; });
-        survives([&] { return ListInsertSorted(list, &unlisted, compare) == 1; });
-        survives([&] { return ListInsertRN(list, &unlisted) != nullptr; });
-        ListInsert(list, &objects[held]);
-    }
-    const long live = live_allocations();
-    EXPECT_EQ(ListInsertAt(list, &unlisted, &unlisted), 0);
-    EXPECT_EQ(live_allocations(), live);
     ListDestroy(list);
 }
 
@@ -305,7 +234,7 @@ void remove_cut_off(sList *list, sListNode *sListNode::*link) {
 
 TEST(List, ContractViolationsAreReported) {
     constexpr char kRange[] = "-1 <= order && order <= 1";
-    quill::test::expect_contracts({
+    expect_contracts({
         {[] { ListInsert(list_of(1), nullptr); }, "objPtr", "list", 117, "ListInsert"},
         {[] { ListInsertAt(list_of(0), nullptr, objects); }, "objPtr", "list", 117, "ListInsert"},
         {[] { ListInsertAt(list_of(1), nullptr, nullptr); }, "objPtr", "list", 155, "ListInsertAt"},
@@ -324,3 +253,4 @@ TEST(List, ContractViolationsAreReported) {
 }
 
 }  // namespace
+}  // namespace quill::test
