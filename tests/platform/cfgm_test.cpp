@@ -1,8 +1,5 @@
-#include <errno.h>
 #include <gtest/gtest.h>
 #include <quill/cfgm.h>
-#include <stdlib.h>
-#include <sys/mount.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -11,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/case_file.h"
 #include "support/child_process.h"
 #include "support/device_test.h"
 
@@ -18,9 +16,6 @@ namespace {
 
 using quill::test::exit_code_of;
 using quill::test::read_file;
-using quill::test::status_of;
-using quill::test::write_file;
-using std::string;
 
 constexpr char kId[] = "/tmp/cfgmContId";
 constexpr char kFlag[] = "/flash/cfgmGlobalConfigEnable";
@@ -29,119 +24,84 @@ class Cfgm : public quill::test::DeviceTest {};
 
 int value(int semaphore) { return semctl(semaphore, 0, GETVAL); }
 
-}  // namespace
+// --- what the cases call
 
-TEST_F(Cfgm, SemaphoresByKeyAndForThePrivileged) {
-    const struct {
-        int (*init)();
-        key_t key;
-    } sets[] = {{init_cli_cfgm_sem, 82268220}, {init_cli_upgrade_sem, 82208220}, {dbbk_init_sem, 13221324}};
-    for (const auto &set : sets) {
-        EXPECT_EQ(semget(set.key, 1, 0), -1) << "not there yet";
-        const int semaphore = set.init();
-        EXPECT_EQ(semget(set.key, 1, 0), semaphore);
-        EXPECT_EQ(value(semaphore), 1);
-        union {
-            int val;
-            semid_ds *buf;
-        } argument;
-        semid_ds found = {};
-        argument.buf = &found;
-        EXPECT_EQ(semctl(semaphore, 0, IPC_STAT, argument), 0);
-        EXPECT_EQ(found.sem_perm.mode & 0777, 0);
-        EXPECT_EQ(found.sem_nsems, 1u);
+std::string shown;
 
-        EXPECT_EQ(cli_cfgm_sem_take(semaphore), 1);
-        EXPECT_EQ(exit_code_of([&] { _exit(set.init() == semaphore ? 7 : 1); }), 7);
-        EXPECT_EQ(value(semaphore), 0) << "taken, and another process's init leaves it so";
-        EXPECT_EQ(cli_cfgm_sem_give(semaphore), 1);
-        EXPECT_EQ(value(semaphore), 1);
-        status_of([&] { cli_cfgm_sem_take(semaphore); });
-        EXPECT_EQ(value(semaphore), 0) << "who dies with it leaves it taken";
-
-        semctl(semaphore, 0, IPC_RMID);
-        EXPECT_EQ(cli_cfgm_sem_take(semaphore), -1);
-        EXPECT_EQ(cli_cfgm_sem_give(semaphore), -1);
-    }
+const char *increment() {
+    const int id = incCfgmControllerId(init_cli_cfgm_sem());
+    return (shown = std::to_string(id) + ", " + read_file(kId)).c_str();
 }
 
-TEST_F(Cfgm, ControllerIdFromTheFirstOn) {
+const char *set(int id) {
+    const int result = setCfgmControllerId(id, init_cli_cfgm_sem());
+    return (shown = std::to_string(result) + ", " + read_file(kId)).c_str();
+}
+
+const char *flag() {
+    EXPECT_EQ(openCfgmGlobalConfigEnableFile(), 0);
+    return (shown = read_file(kFlag)).c_str();
+}
+
+constexpr quill::test::CaseFunction kFunctions[] = {
+    QUILL_CASE_FUNCTION(checkAndCreateControllerId),
+    QUILL_CASE_FUNCTION(closeCfgmGlobalConfigEnableFile),
+    QUILL_CASE_FUNCTION(flag),
+    QUILL_CASE_FUNCTION(getCfgmControllerId),
+    QUILL_CASE_FUNCTION(increment),
+    QUILL_CASE_FUNCTION(isCfgmGlobalConfigEnable),
+    QUILL_CASE_FUNCTION(openCfgmGlobalConfigEnableFile),
+    QUILL_CASE_FUNCTION(set),
+};
+
+TEST_F(Cfgm, Cases) {
+    quill::test::expect_cases("platform/cfgm.cases", kFunctions);
     const int semaphore = init_cli_cfgm_sem();
-    EXPECT_EQ(incCfgmControllerId(semaphore), 0) << "the first one";
-    EXPECT_EQ(read_file(kId), "0");
-    EXPECT_EQ(incCfgmControllerId(semaphore), 1);
-    EXPECT_EQ(setCfgmControllerId(41, semaphore), 1);
-    EXPECT_EQ(incCfgmControllerId(semaphore), 42);
-    EXPECT_EQ(read_file(kId), "42");
-    EXPECT_EQ(getCfgmControllerId(), 42);
-    EXPECT_EQ(checkAndCreateControllerId(), 1);
-    EXPECT_EQ(setCfgmControllerId(-7, semaphore), 1);
-    EXPECT_EQ(read_file(kId), "-7");
-    EXPECT_EQ(incCfgmControllerId(semaphore), -6);
-    EXPECT_EQ(setCfgmControllerId(INT32_MAX, semaphore), 1);
-    EXPECT_EQ(incCfgmControllerId(semaphore), INT32_MIN);
     EXPECT_EQ(value(semaphore), 1);
-
-    ASSERT_EQ(unlink(kId), 0);
-    EXPECT_EQ(checkAndCreateControllerId(), 0);
-    EXPECT_EQ(checkAndCreateControllerId(), 1);
-    ASSERT_EQ(unlink(kId), 0);
-    EXPECT_EQ(getCfgmControllerId(), 0);
-    EXPECT_EQ(read_file(kId), "0");
-    ASSERT_EQ(unlink(kId), 0);
-    EXPECT_EQ(setCfgmControllerId(5, semaphore), 1);
-    EXPECT_EQ(read_file(kId), "5");
-
-    const struct {
-        const char *content;
-        int id;
-    } contents[] = {{"", 0}, {"x", 0}, {" \n\t 12 apples", 12}, {"+3", 3}, {"99999999999", INT32_MAX}, {"-", 0}};
-    for (const auto &c : contents) {
-        write_file(kId, c.content);
-        EXPECT_EQ(getCfgmControllerId(), c.id) << c.content;
-    }
-    write_file(kId, "");
-    EXPECT_EQ(incCfgmControllerId(semaphore), 1) << "cut off while it was written";
-
     semctl(semaphore, 0, IPC_RMID);
     EXPECT_EQ(incCfgmControllerId(semaphore), 0);
     EXPECT_EQ(setCfgmControllerId(9, semaphore), 0);
     EXPECT_EQ(read_file(kId), "1") << "nothing is changed without the semaphore";
-}
-
-TEST_F(Cfgm, FlagIsAFile) {
-    EXPECT_EQ(isCfgmGlobalConfigEnable(), 0);
-    EXPECT_EQ(closeCfgmGlobalConfigEnableFile(), 0);
-    for (int twice = 0; twice < 2; twice++) {
-        EXPECT_EQ(openCfgmGlobalConfigEnableFile(), 0);
-        EXPECT_EQ(isCfgmGlobalConfigEnable(), 1);
-        EXPECT_EQ(read_file(kFlag), "");
-    }
-    write_file(kFlag, "kept");
-    EXPECT_EQ(openCfgmGlobalConfigEnableFile(), 0);
-    EXPECT_EQ(read_file(kFlag), "kept");
-    for (int twice = 0; twice < 2; twice++) {
-        EXPECT_EQ(closeCfgmGlobalConfigEnableFile(), 0);
-        EXPECT_EQ(isCfgmGlobalConfigEnable(), 0);
-    }
-}
-
-TEST_F(Cfgm, FlagThatCannotBeHadEndsTheProcess) {
     ASSERT_EQ(mkdir(kFlag, 0755), 0);
     EXPECT_EQ(isCfgmGlobalConfigEnable(), 1);
-    EXPECT_EQ(exit_code_of([] { closeCfgmGlobalConfigEnableFile(); }), 778 % 256);
+    EXPECT_EQ(exit_code_of([] { closeCfgmGlobalConfigEnableFile(); }), 778 % 256) << "a flag that cannot be had";
+}
+
+TEST_F(Cfgm, SemaphoresByKeyAndForThePrivileged) {
+    const std::pair<int (*)(), key_t> sets[] = {
+        {init_cli_cfgm_sem, 82268220}, {init_cli_upgrade_sem, 82208220}, {dbbk_init_sem, 13221324}};
+    for (const auto &[init, key] : sets) {
+        EXPECT_EQ(semget(key, 1, 0), -1) << "not there yet";
+        const int semaphore = init();
+        EXPECT_EQ(semget(key, 1, 0), semaphore);
+        EXPECT_EQ(value(semaphore), 1);
+        semid_ds found = {};
+        union {
+            semid_ds *buf;
+        } argument = {&found};
+        EXPECT_EQ(semctl(semaphore, 0, IPC_STAT, argument), 0);
+        EXPECT_TRUE((found.sem_perm.mode & 0777) == 0 && found.sem_nsems == 1);
+
+        EXPECT_EQ(cli_cfgm_sem_take(semaphore), 1);
+        EXPECT_EQ(exit_code_of([=, init = init] { _exit(init() == semaphore ? 7 : 1); }), 7);
+        EXPECT_EQ(value(semaphore), 0) << "taken, and another process's init leaves it so";
+        EXPECT_EQ(cli_cfgm_sem_give(semaphore), 1);
+        EXPECT_EQ(value(semaphore), 1);
+        EXPECT_EQ(exit_code_of([=] { cli_cfgm_sem_take(semaphore); }), 0);
+        EXPECT_EQ(value(semaphore), 0) << "who dies with it leaves it taken";
+        semctl(semaphore, 0, IPC_RMID);
+        EXPECT_TRUE(cli_cfgm_sem_take(semaphore) == -1 && cli_cfgm_sem_give(semaphore) == -1);
+    }
 }
 
 TEST_F(Cfgm, IdsOfManyProcessesAreUnique) {
     constexpr int kProcesses = 8, kIds = 1000;
     const int semaphore = init_cli_cfgm_sem();
     const mode_t before = umask(0);
-    EXPECT_EQ(incCfgmControllerId(semaphore), 0);
     EXPECT_EQ(setCfgmControllerId(-1, semaphore), 1);
     umask(before);
     struct stat file;
-    EXPECT_EQ(stat(kId, &file), 0);
-    EXPECT_EQ(file.st_mode & 0777u, 0644u);
+    EXPECT_TRUE(stat(kId, &file) == 0 && (file.st_mode & 0777) == 0644);
     int ids[2];
     ASSERT_EQ(pipe(ids), 0);
     for (int i = 0; i < kProcesses; i++) {
@@ -153,18 +113,18 @@ TEST_F(Cfgm, IdsOfManyProcessesAreUnique) {
         _exit(0);
     }
     close(ids[1]);
-    std::vector<bool> seen(kProcesses * kIds);
-    int count = 0, last = -1;
-    for (int id; read(ids[0], &id, sizeof id) == sizeof id; count++) {
+    std::vector<int> seen(kProcesses * kIds);
+    int last = -1;
+    for (int id; read(ids[0], &id, sizeof id) == sizeof id;) {
         const int now = getCfgmControllerId();
         EXPECT_GE(now, last) << "a file that is being written";
         last = now;
-        ASSERT_TRUE(id >= 0 && id < kProcesses * kIds) << id;
-        ASSERT_FALSE(seen[static_cast<size_t>(id)]) << id;
-        seen[static_cast<size_t>(id)] = true;
+        seen.at(static_cast<size_t>(id))++;
     }
     close(ids[0]);
     for (int status; wait(&status) != -1;) EXPECT_EQ(status, 0);
-    EXPECT_EQ(count, kProcesses * kIds);
+    EXPECT_EQ(seen, std::vector<int>(kProcesses * kIds, 1));
     EXPECT_EQ(read_file(kId), std::to_string(kProcesses * kIds - 1));
 }
+
+}  // namespace
