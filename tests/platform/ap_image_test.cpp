@@ -7,10 +7,10 @@
 
 namespace {
 
-const char *all_images() {
+std::string all_images() {
     static std::string called_with;
     ap_get_all_image_filenames([](const char *filename) { called_with += filename + std::string(" "); });
-    return called_with.c_str();
+    return called_with;
 }
 
 constexpr quill::test::CaseFunction kFunctions[] = {

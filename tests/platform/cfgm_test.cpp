@@ -26,21 +26,19 @@ int value(int semaphore) { return semctl(semaphore, 0, GETVAL); }
 
 // --- what the cases call
 
-std::string shown;
-
-const char *increment() {
+std::string increment() {
     const int id = incCfgmControllerId(init_cli_cfgm_sem());
-    return (shown = std::to_string(id) + ", " + read_file(kId)).c_str();
+    return std::to_string(id) + ", " + read_file(kId);
 }
 
-const char *set(int id) {
+std::string set(int id) {
     const int result = setCfgmControllerId(id, init_cli_cfgm_sem());
-    return (shown = std::to_string(result) + ", " + read_file(kId)).c_str();
+    return std::to_string(result) + ", " + read_file(kId);
 }
 
-const char *flag() {
+std::string flag() {
     EXPECT_EQ(openCfgmGlobalConfigEnableFile(), 0);
-    return (shown = read_file(kFlag)).c_str();
+    return read_file(kFlag);
 }
 
 constexpr quill::test::CaseFunction kFunctions[] = {

@@ -19,8 +19,6 @@ using std::string;
 
 class Identity : public quill::test::DeviceAndProcTest {};
 
-string shown;
-
 // Content for a file; null removes it, and "/" makes a folder in its place.
 void put(const char *file, const char *content, size_t size = 0) {
     std::filesystem::remove(file);
@@ -31,23 +29,23 @@ void put(const char *file, const char *content, size_t size = 0) {
     quill::test::write_file(file, filled);
 }
 
-const char *numbers(const char *content) {
+string numbers(const char *content) {
     for (const char *file : {"/proc/ap_model", "/proc/fl_var", "/proc/booted", "/tmp/mesh_role", "/tmp/installation"})
         put(file, content);
     ApType = 0;  // as a process that has not asked yet
-    shown = std::to_string(getApType());
+    string shown = std::to_string(getApType());
     for (const int number : {getApFlashVariant(), get_ap_booted_partition(), get_mesh_role(),
                              get_ap_installation_type("/tmp/installation")})
         shown += " " + std::to_string(number);
-    return shown.c_str();
+    return shown;
 }
 
-const char *uptime(const char *content, size_t size) {
+string uptime(const char *content, size_t size) {
     put("/proc/uptime", content, size);
     char both[64];
     testing::internal::CaptureStderr();
     snprintf(both, sizeof both, "%d %g", getSysUptime(), getSysUptime_d());
-    return (shown = testing::internal::GetCapturedStderr() + both).c_str();
+    return testing::internal::GetCapturedStderr() + both;
 }
 
 int mesh_vap(uint8_t type, uint32_t selector) {

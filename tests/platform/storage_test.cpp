@@ -46,12 +46,10 @@ private:
 
 // --- what the cases call
 
-string shown;
-
-const char *flash_room(const char *size, size_t used) {
+string flash_room(const char *size, size_t used) {
     const Mounted flash("/flash", size);
     write_file("/flash/data", string(used, 'd'));
-    return (shown = std::to_string(freeFlash()) + " " + std::to_string(sizeFlash())).c_str();
+    return std::to_string(freeFlash()) + " " + std::to_string(sizeFlash());
 }
 
 uint32_t flash1_room(const char *size) {
@@ -59,7 +57,7 @@ uint32_t flash1_room(const char *size) {
     return freeFlash1();
 }
 
-const char *memory(const char *content) {
+string memory(const char *content) {
     fs::remove("/proc/meminfo");
     if (content && *content == '/') mkdir("/proc/meminfo", 0755);
     if (content && *content != '/') write_file("/proc/meminfo", content);
@@ -68,56 +66,51 @@ const char *memory(const char *content) {
     EXPECT_EQ(get_free_mem(&same_total, &same_usable), result);
     EXPECT_TRUE(same_total == total && same_usable == usable);
     EXPECT_TRUE(result == 0 || (total == 1 && usable == 2 && cached == 3));
-    shown = std::to_string(result);
+    string shown = std::to_string(result);
     for (const int64_t number : {total, usable, cached})
         if (result == 0) shown += (number == total ? ", " : " ") + std::to_string(number);
-    return shown.c_str();
+    return shown;
 }
 
-const char *ram_disk(const char *size, int64_t free) {
+string ram_disk(const char *size, int64_t free) {
     memory(free ? ("a: b: c: d: e: f:\nMem: 67108864 2 " + std::to_string(free) + " 4 5 1").c_str() : nullptr);
     const Mounted tmp("/tmp", size);
-    return (shown = std::to_string(freeDisk(0)) + " " + std::to_string(freeDisk(1))).c_str();
+    return std::to_string(freeDisk(0)) + " " + std::to_string(freeDisk(1));
 }
 
-const char *place(int need, const char *flash_size, const char *tmp_size, const char *flash1_size) {
+string place(int need, const char *flash_size, const char *tmp_size, const char *flash1_size) {
     memory(nullptr);
     const Mounted flash("/flash", flash_size), tmp("/tmp", tmp_size), flash1("/flash1", flash1_size);
     const char *directory = nullptr, *without_second = nullptr;
     const int code = get_temp_dir2(need, &directory), code_without = get_temp_dir(need, &without_second);
     EXPECT_EQ(is_flash1_present(), flash1_size != nullptr);
     EXPECT_TRUE(code == QUILL_TEMP_FLASH1 || (code == code_without && directory == without_second));
-    return (shown = std::to_string(code) + directory).c_str();
+    return std::to_string(code) + directory;
 }
 
-const char *written(const char *text) {
+string written(const char *text) {
     write_file("/tmp/text", "longer than what is written into it");
     EXPECT_EQ(write_str_to_file("/tmp/text", text), 0);
-    return (shown = read_file("/tmp/text")).c_str();
+    return read_file("/tmp/text");
 }
 
-// Behind /mnt/usbdisk/. What is not found zeroes the whole room.
-const char *behind_usb(const char *found, char *out) {
-    for (size_t i = 0; !found && i < QUILL_USB_PATH_SIZE; i++) EXPECT_EQ(out[i], '\0');
-    if (!found) return nullptr;
-    shown = found;
-    EXPECT_TRUE(found == out && shown.starts_with("/mnt/usbdisk/"));
-    return shown.c_str() + strlen("/mnt/usbdisk/");
-}
-
-char *room() {
+// Behind /mnt/usbdisk/; nothing where nothing is found, which zeroes the whole room.
+template <typename Find>
+string behind_usb(Find find) {
     static quill::test::GuardedPage page;
-    return reinterpret_cast<char *>(page.room(QUILL_USB_PATH_SIZE, 'x'));
+    char *const out = reinterpret_cast<char *>(page.room(QUILL_USB_PATH_SIZE, 'x'));
+    const bool found = find(out);
+    EXPECT_EQ(string(out, 13), found ? "/mnt/usbdisk/" : string(13, '\0'));
+    EXPECT_TRUE(found || string(out, QUILL_USB_PATH_SIZE) == string(QUILL_USB_PATH_SIZE, '\0'));
+    return found ? out + 13 : "";
 }
 
-const char *on_usb(const char *path) {
-    char *const out = room();
-    return behind_usb(chkUsbPath(path, out), out);
+string on_usb(const char *path) {
+    return behind_usb([=](char *out) { return chkUsbPath(path, out) == out; });
 }
 
-const char *in_slot(const char *name, int slot, int partition) {
-    char *const out = room();
-    return behind_usb(chkUsbSlotPartPath(name, slot, partition, out) ? out : nullptr, out);
+string in_slot(const char *name, int slot, int partition) {
+    return behind_usb([=](char *out) { return chkUsbSlotPartPath(name, slot, partition, out); });
 }
 
 constexpr quill::test::CaseFunction kFunctions[] = {
@@ -151,9 +144,9 @@ TEST_F(Storage, Cases) {
     write_file(usb + "slot1/2/" + longest, "");
     EXPECT_EQ(on_usb(longest.c_str()), (longest + "/").substr(0, 255 - usb.size()));
     EXPECT_EQ(on_usb((longest + "x").c_str()), longest.substr(0, 255 - usb.size())) << "255 characters count";
-    EXPECT_EQ(on_usb(("d/" + longest).c_str()), nullptr);
+    EXPECT_EQ(on_usb(("d/" + longest).c_str()), "");
     EXPECT_EQ(in_slot(longest.c_str(), 1, 2), ("slot1/2/" + longest).substr(0, 255 - usb.size()));
-    EXPECT_EQ(in_slot(string(5000, 'n').c_str(), 1, 2), nullptr);
+    EXPECT_EQ(in_slot(string(5000, 'n').c_str(), 1, 2), "");
     fs::remove_all("/mnt/usbdisk");
     char out[QUILL_USB_PATH_SIZE] = "as it was";
     EXPECT_EQ(chkUsbPath("b.bin", out), nullptr);

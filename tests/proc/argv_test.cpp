@@ -10,13 +10,12 @@
 namespace {
 
 // "COUNT[WORD]...", of the words that find room.
-const char *split(int capacity, const char *line) {
-    static std::string shown;
+std::string split(int capacity, const char *line) {
     std::vector<char *> words(16);
     const int count = cmdline_to_argv(capacity, words.data(), const_cast<char *>(line));
-    shown = std::to_string(count);
+    std::string shown = std::to_string(count);
     for (int i = 0; i < std::min(count, capacity); i++) shown += std::string("[") + words[static_cast<size_t>(i)] + "]";
-    return shown.c_str();
+    return shown;
 }
 
 // Behind the last word stand a null pointer, and words that it hides.
