@@ -129,35 +129,39 @@ void expect_end(int status = 0) {
 
 // --- what the cases call
 
-string shown;
-
-const char *direct(const char *command) {
+string direct(const char *command) {
     const int status = execute_command_status_no_io(const_cast<char *>(command), "/tmp/words", "/tmp/errors");
-    shown = read_file("/tmp/words");
-    std::replace(shown.begin(), shown.end(), '\0', '|');
-    return (shown = std::to_string(status) + " " + shown).c_str();
+    string words = read_file("/tmp/words");
+    std::replace(words.begin(), words.end(), '\0', '|');
+    return std::to_string(status) + " " + words;
 }
 
-const char *detached(const char *command) {
+string detached(const char *command) {
     EXPECT_EQ(launch(command), 0);
     expect_end();
-    return (shown = read_file("/tmp/status") + (exists("/tmp/remove") ? "is kept" : "has gone")).c_str();
+    return read_file("/tmp/status") + (exists("/tmp/remove") ? "is kept" : "has gone");
 }
 
-const char *named(const char *process) {
+string named(const char *process) {
     unlink("/tmp/args");
-    shown = std::to_string(process_normal(process));
-    return (shown += read_file("/tmp/args")).c_str();
+    const string result = std::to_string(process_normal(process));
+    return result + read_file("/tmp/args");
 }
 
-const char *failed_copy(const char *to, const char *from) {
+// The error, and how much of the destination is there.
+string failed_copy(const char *to, const char *from) {
     const Interruptions interruptions;
-    failing_close = 1;  // of those that clean up, whose error is not told
+    const int standard_input = fcntl(0, F_DUPFD_CLOEXEC, 10);
+    failing_close = 1;  // the error of those that clean up is not told
     EXPECT_EQ(cp_file_to_from(to, from), 0) << to;
-    shown = strerror(errno);
+    string shown = std::to_string(errno);
     failing_close = 0;
     struct stat file;
-    return (shown += stat(to, &file) == 0 ? ", " + std::to_string(file.st_size) : "").c_str();
+    if (stat(to, &file) == 0) shown += ", " + std::to_string(file.st_size);
+    if (fcntl(0, F_GETFD) == -1) shown += ", and descriptor 0 is closed";
+    dup2(standard_input, 0);
+    close(standard_input);
+    return shown;
 }
 
 constexpr quill::test::CaseFunction kFunctions[] = {
@@ -183,7 +187,11 @@ TEST_F(Command, Cases) {
     ASSERT_EQ(mount("tmpfs", "/tmp/full", "tmpfs", 0, "size=64k"), 0);
     ASSERT_EQ(mkfifo("/tmp/fifo", 0600), 0);
     const int fifo = open("/tmp/fifo", O_RDWR | O_CLOEXEC);
+    FILE *const buffered = fopen("/tmp/buffered", "we");
+    fputs("once", buffered);  // what the caller has not written out yet, no child does
     quill::test::expect_cases("proc/command.cases", kFunctions);
+    fclose(buffered);
+    EXPECT_EQ(read_file("/tmp/buffered"), "once");
     close(fifo);
     EXPECT_EQ(process_normal(string(244, '\'').c_str()), 1);
     EXPECT_EQ(process_normal(string(245, 'a').c_str()), 0);
@@ -336,17 +344,6 @@ TEST_F(Command, TheWorkerHoldsNoPipes) {
     }
 }
 
-// What the caller has not written out yet is written once.
-TEST_F(Command, BuffersOfTheCallerAreItsOwn) {
-    FILE *const file = fopen("/tmp/buffered", "w");
-    fputs("once", file);
-    EXPECT_EQ(launch("exit 0"), 0);
-    expect_end();
-    EXPECT_EQ(run("no-such-program"), kExit1);
-    fclose(file);
-    EXPECT_EQ(read_file("/tmp/buffered"), "once");
-}
-
 // --- files
 
 TEST_F(Command, OneCharacterIntoAFile) {
@@ -372,19 +369,6 @@ TEST_F(Command, CopiesOfFiles) {
         EXPECT_EQ(mode_of("/tmp/to"), 0640u);
     }
     umask(callers);
-}
-
-// The close of descriptor 0 is on purpose.
-TEST_F(Command, ACopyWhoseCloseFailsClosesDescriptor0) {
-    write_file("/tmp/from", "content");
-    const int standard_input = fcntl(0, F_DUPFD_CLOEXEC, 10);
-    failing_close = 1;
-    EXPECT_EQ(cp_file_to_from("/tmp/to", "/tmp/from"), 0);
-    EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(fcntl(0, F_GETFD), -1);
-    EXPECT_EQ(read_file("/tmp/to"), "content");
-    dup2(standard_input, 0);
-    close(standard_input);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <quill/command.h>
 #include <quill/pipe.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -42,22 +41,6 @@ int run(int way, const string &file, int code) {
     return used ? quill_pclose_thr(pipe, child) : -1;
 }
 
-// Each descriptor is what it was opened as until it is closed: nobody else closes it.
-void open_and_close(const std::atomic<bool> &done) {
-    for (unsigned n = 0; !done; n++, std::this_thread::yield()) {
-        int fds[4];
-        struct stat opened, found;
-        const char *const device = n % 2 ? "/dev/null" : "/dev/zero";
-        for (int &fd : fds) fd = open(device, O_RDONLY | O_CLOEXEC);
-        ASSERT_EQ(stat(device, &opened), 0);
-        for (const int fd : fds) {
-            ASSERT_EQ(fstat(fd, &found), 0);
-            ASSERT_EQ(found.st_ino, opened.st_ino);
-            ASSERT_EQ(close(fd), 0);
-        }
-    }
-}
-
 TEST(CommandThreads, EachHasItsOwnStatusAndNoOthersDescriptors) {
     ENTER_PRIVATE_DEVICE();
 #if defined(__SANITIZE_THREAD__) || defined(__powerpc__)
@@ -74,21 +57,21 @@ TEST(CommandThreads, EachHasItsOwnStatusAndNoOthersDescriptors) {
         alone[way] = read_list("/tmp/alone");
         ASSERT_NE(alone[way].find("/proc/self/fd/2"), string::npos);
     }
-    std::atomic<bool> done = false;
-    std::atomic<int> wrong_statuses = 0, leaks = 0;
-    std::thread opener([&] { open_and_close(done); });
+    std::atomic<int> wrong_statuses = 0, leaks = 0, closed_by_others = 0;
     quill::test::Threads(8, [&](int t) {
         const string file = "/tmp/list" + std::to_string(t);
         for (int i = 0; i < kCommands; i++) {
             const int way = i % kWays, code = (t * 31 + i) % 256;
+            const int mine = open("/dev/null", O_RDONLY | O_CLOEXEC);
             wrong_statuses += run(way, file, code) != code << 8;
             leaks += read_list(file) != alone[way];
+            closed_by_others += close(mine) != 0;
             unlink(file.c_str());
         }
     });
-    done = true;
-    opener.join();
-    EXPECT_TRUE(wrong_statuses == 0 && leaks == 0) << wrong_statuses << " wrong statuses, " << leaks << " leaks";
+    EXPECT_EQ(wrong_statuses, 0);
+    EXPECT_EQ(leaks, 0);
+    EXPECT_EQ(closed_by_others, 0);
     EXPECT_EQ(open_descriptors(), before);
 }
 
