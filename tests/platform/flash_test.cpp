@@ -18,7 +18,6 @@
 #include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/fake_drivers.h"
-#include "support/private_device.h"
 
 namespace {
 

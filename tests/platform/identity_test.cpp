@@ -11,7 +11,6 @@
 
 #include "support/case_file.h"
 #include "support/device_test.h"
-#include "support/private_device.h"
 
 namespace {
 
