@@ -13,12 +13,10 @@ std::string all_images() {
     return called_with;
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(all_images),         QUILL_CASE_FUNCTION(ap_get_image_filename),
-    QUILL_CASE_FUNCTION(ap_get_image_type),  QUILL_CASE_FUNCTION(isImgCompatWithCfg),
-    QUILL_CASE_FUNCTION(isImgCompatWithCPU),
-};
-
-TEST(ApImage, Cases) { quill::test::expect_cases("platform/ap_image.cases", kFunctions); }
+TEST(ApImage, Cases) {
+    quill::test::expect_cases("platform/ap_image.cases",
+                              QUILL_CASE_FUNCTIONS(all_images, ap_get_image_filename, ap_get_image_type,
+                                                   isImgCompatWithCfg, isImgCompatWithCPU));
+}
 
 }  // namespace

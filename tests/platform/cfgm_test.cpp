@@ -41,19 +41,11 @@ std::string flag() {
     return read_file(kFlag);
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(checkAndCreateControllerId),
-    QUILL_CASE_FUNCTION(closeCfgmGlobalConfigEnableFile),
-    QUILL_CASE_FUNCTION(flag),
-    QUILL_CASE_FUNCTION(getCfgmControllerId),
-    QUILL_CASE_FUNCTION(increment),
-    QUILL_CASE_FUNCTION(isCfgmGlobalConfigEnable),
-    QUILL_CASE_FUNCTION(openCfgmGlobalConfigEnableFile),
-    QUILL_CASE_FUNCTION(set),
-};
-
 TEST_F(Cfgm, Cases) {
-    quill::test::expect_cases("platform/cfgm.cases", kFunctions);
+    quill::test::expect_cases(
+        "platform/cfgm.cases",
+        QUILL_CASE_FUNCTIONS(checkAndCreateControllerId, closeCfgmGlobalConfigEnableFile, flag, getCfgmControllerId,
+                             increment, isCfgmGlobalConfigEnable, openCfgmGlobalConfigEnableFile, set));
     const int semaphore = init_cli_cfgm_sem();
     EXPECT_EQ(value(semaphore), 1);
     semctl(semaphore, 0, IPC_RMID);

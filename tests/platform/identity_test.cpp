@@ -68,15 +68,10 @@ int wifi_dev(int mode, uint8_t mask, uint8_t base, uint8_t last_byte) {
     return bssid_to_wifi_dev(&first, &second, bssid);
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(is_mesh_ap), QUILL_CASE_FUNCTION(isHalvoraAp), QUILL_CASE_FUNCTION(mesh_vap),
-    QUILL_CASE_FUNCTION(numbers),    QUILL_CASE_FUNCTION(uptime),      QUILL_CASE_FUNCTION(wifi_dev),
-    QUILL_CASE_FUNCTION(wifi_vap),
-};
-
 TEST_F(Identity, Cases) {
     EXPECT_EQ(get_ap_installation_type(nullptr), 0);
-    quill::test::expect_cases("platform/identity.cases", kFunctions);
+    quill::test::expect_cases("platform/identity.cases", QUILL_CASE_FUNCTIONS(is_mesh_ap, isHalvoraAp, mesh_vap,
+                                                                              numbers, uptime, wifi_dev, wifi_vap));
     put("/proc/uptime", nullptr);
     ASSERT_EQ(symlink("/proc/self/mem", "/proc/uptime"), 0);  // opens, and cannot be read at its start
     testing::internal::CaptureStderr();

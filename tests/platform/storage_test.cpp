@@ -115,21 +115,6 @@ string in_slot(const char *name, int slot, int partition) {
     return behind_usb([=](char *out) { return chkUsbSlotPartPath(name, slot, partition, out); });
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(flash1_room),
-    QUILL_CASE_FUNCTION(flash_room),
-    QUILL_CASE_FUNCTION(in_slot),
-    QUILL_CASE_FUNCTION(is_file_present),
-    QUILL_CASE_FUNCTION(is_flash1_present),
-    QUILL_CASE_FUNCTION(is_flash_crash_present),
-    QUILL_CASE_FUNCTION(memory),
-    QUILL_CASE_FUNCTION(on_usb),
-    QUILL_CASE_FUNCTION(place),
-    QUILL_CASE_FUNCTION(ram_disk),
-    QUILL_CASE_FUNCTION(write_str_to_file),
-    QUILL_CASE_FUNCTION(written),
-};
-
 TEST_F(Storage, Cases) {
     const string usb = "/mnt/usbdisk/", longest(255, 'n');
     for (const char *folder : {"sda1/d/e", "sdb1/d/a.bin", "sdb1/100%s%n", "slot1/2/folder"})
@@ -140,7 +125,10 @@ TEST_F(Storage, Cases) {
     fs::create_symlink("b.bin", usb + "sda1/link.bin");
     fs::create_directory_symlink("d", usb + "sda1/link");
     umask(022);
-    quill::test::expect_cases("platform/storage.cases", kFunctions);
+    quill::test::expect_cases(
+        "platform/storage.cases",
+        QUILL_CASE_FUNCTIONS(flash1_room, flash_room, in_slot, is_file_present, is_flash1_present,
+                             is_flash_crash_present, memory, on_usb, place, ram_disk, write_str_to_file, written));
 
     // The longest names: what is written is cut.
     fs::create_directories(usb + longest);

@@ -35,9 +35,7 @@ int join(char *line, int size, int count, const char *slashed) {
     return length;
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(join), QUILL_CASE_FUNCTION(split)};
-
-TEST(Argv, Cases) { quill::test::expect_cases("proc/argv.cases", kFunctions); }
+TEST(Argv, Cases) { quill::test::expect_cases("proc/argv.cases", QUILL_CASE_FUNCTIONS(join, split)); }
 
 TEST(Argv, WordsBeyondTheCapacityAreEnded) {
     char line[] = "one 'two' three", buffer[] = "x";

@@ -163,16 +163,6 @@ string failed_copy(const char *to, const char *from) {
     return shown;
 }
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(detached),
-    QUILL_CASE_FUNCTION(direct),
-    QUILL_CASE_FUNCTION(execute_command),
-    QUILL_CASE_FUNCTION(execute_command_no_io),
-    QUILL_CASE_FUNCTION(execute_command_status),
-    QUILL_CASE_FUNCTION(failed_copy),
-    QUILL_CASE_FUNCTION(named),
-};
-
 TEST_F(Command, Cases) {
     // A killall that shows what it was run with, and finds everything.
     mkdir("/tmp/bin", 0755);
@@ -188,7 +178,9 @@ TEST_F(Command, Cases) {
     const int fifo = open("/tmp/fifo", O_RDWR | O_CLOEXEC);
     FILE *const buffered = fopen("/tmp/buffered", "we");
     fputs("once", buffered);  // what the caller has not written out yet, no child does
-    quill::test::expect_cases("proc/command.cases", kFunctions);
+    quill::test::expect_cases("proc/command.cases",
+                              QUILL_CASE_FUNCTIONS(detached, direct, execute_command, execute_command_no_io,
+                                                   execute_command_status, failed_copy, named));
     fclose(buffered);
     EXPECT_EQ(read_file("/tmp/buffered"), "once");
     close(fifo);

@@ -11,13 +11,11 @@ namespace {
 
 using std::string;
 
-constexpr quill::test::CaseFunction kFunctions[] = {
-    QUILL_CASE_FUNCTION(ip_rep_threat_mask_string),
-    QUILL_CASE_FUNCTION(web_cc_cat_string),
-    QUILL_CASE_FUNCTION(web_cc_get_cat_rep_id),
-};
-
-TEST(WebCategory, Cases) { quill::test::expect_cases("security/web_category.cases", kFunctions); }
+TEST(WebCategory, Cases) {
+    quill::test::expect_cases(
+        "security/web_category.cases",
+        QUILL_CASE_FUNCTIONS(ip_rep_threat_mask_string, web_cc_cat_string, web_cc_get_cat_rep_id));
+}
 
 // What all the names together must be, so that the tables do not stand here once more.
 string digest_of(const string &names) {
