@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 
 #include "support/case_file.h"
@@ -60,6 +61,7 @@ pid_t __wrap__ZN5quill11start_childEPFvPKvES1_(void (*body)(const void *), const
 
 namespace {
 
+namespace fs = std::filesystem;
 using quill::test::read_file;
 using quill::test::write_file;
 using std::string;
@@ -70,27 +72,15 @@ int run(string command, const char *output = nullptr, const char *errors = nullp
     return execute_command_status_no_io(command.data(), output, errors);
 }
 
-bool exists(const char *path) { return access(path, F_OK) == 0; }
+int mode_of(const char *path) { return static_cast<int>(fs::status(path).permissions()); }
 
-mode_t mode_of(const char *path) {
-    struct stat file = {};
-    stat(path, &file);
-    return file.st_mode & 07777;
+// Signals that come all the time, to interrupt what waits; 0 for no more.
+void interrupt_every(useconds_t microseconds) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    ualarm(microseconds, microseconds);
 }
-
-// Signals that come all the time, to interrupt what waits.
-struct Interruptions {
-    Interruptions() {
-        struct sigaction action = {};
-        action.sa_handler = [](int) {};
-        sigaction(SIGALRM, &action, nullptr);
-        ualarm(20000, 20000);
-    }
-    ~Interruptions() {
-        ualarm(0, 0);
-        signal(SIGALRM, SIG_DFL);
-    }
-};
 
 bool gets_orphans;  // not under qemu-user
 int held_by_worker;
@@ -138,7 +128,7 @@ string direct(const char *command) {
 string detached(const char *command) {
     EXPECT_EQ(launch(command), 0);
     expect_end();
-    return read_file("/tmp/status") + (exists("/tmp/remove") ? "is kept" : "has gone");
+    return read_file("/tmp/status") + (fs::exists("/tmp/remove") ? "is kept" : "has gone");
 }
 
 string named(const char *process) {
@@ -149,14 +139,14 @@ string named(const char *process) {
 
 // The error, and how much of the destination is there.
 string failed_copy(const char *to, const char *from) {
-    const Interruptions interruptions;
     const int standard_input = fcntl(0, F_DUPFD_CLOEXEC, 10);
+    interrupt_every(20000);
     failing_close = 1;  // the error of those that clean up is not told
     EXPECT_EQ(cp_file_to_from(to, from), 0) << to;
     string shown = std::to_string(errno);
+    interrupt_every(0);
     failing_close = 0;
-    struct stat file;
-    if (stat(to, &file) == 0) shown += ", " + std::to_string(file.st_size);
+    if (fs::exists(to)) shown += ", " + std::to_string(fs::file_size(to));
     if (fcntl(0, F_GETFD) == -1) shown += ", and descriptor 0 is closed";
     dup2(standard_input, 0);
     close(standard_input);
@@ -186,7 +176,7 @@ TEST_F(Command, Cases) {
     close(fifo);
     EXPECT_EQ(process_normal(string(244, '\'').c_str()), 1);
     EXPECT_EQ(process_normal(string(245, 'a').c_str()), 0);
-    EXPECT_FALSE(exists("/tmp/x"));
+    EXPECT_FALSE(fs::exists("/tmp/x"));
 }
 
 // --- by the shell, and directly
@@ -212,7 +202,7 @@ TEST_F(Command, FilesForOutput) {
     errno = ERANGE;
     EXPECT_EQ(run("no-such-program", "/tmp/new"), kExit1);
     EXPECT_EQ(errno, ERANGE) << "the child's error is not the caller's";
-    EXPECT_TRUE(exists("/tmp/new"));
+    EXPECT_TRUE(fs::exists("/tmp/new"));
     EXPECT_EQ(execute_command_status_no_io(nullptr, nullptr, nullptr), kExit1);
 }
 
@@ -228,17 +218,18 @@ TEST_F(Command, WhatCannotBeStarted) {
     failing_fork = 1;
     EXPECT_EQ(execute_command_status_no_io_nowait("exit 3", nullptr, nullptr, "/tmp/status", nullptr), -1);
     EXPECT_EQ(execute_command_status_no_io_nowait(nullptr, nullptr, nullptr, "/tmp/status", nullptr), -1);
-    EXPECT_FALSE(exists("/tmp/status"));
+    EXPECT_FALSE(fs::exists("/tmp/status"));
 }
 
 TEST_F(Command, WaitsThatFail) {
     for (const auto call : {+[] { return run("sh -c sleep\t0.4;exit\t3"); },
                             +[] { return execute_command_status("sleep 0.4; exit 3"); }}) {
-        const Interruptions interruptions;
         int status;
+        interrupt_every(20000);
         EXPECT_EQ(call(), -1);
         EXPECT_EQ(errno, EINTR);
-        while (waitpid(-1, &status, 0) == -1) continue;
+        interrupt_every(0);
+        waitpid(-1, &status, 0);
         EXPECT_EQ(status, 3 << 8) << "the child is the caller's to wait for";
     }
     signal(SIGCHLD, SIG_IGN);
@@ -254,21 +245,21 @@ TEST_F(Command, WaitsThatFail) {
 
 // The thread ends after the call, which has waited for its command.
 TEST_F(Command, ACancelledThreadFinishesItsCall) {
-    static int statuses[2];
+    static char status[16];
     pthread_t thread;
     const auto body = [](void *) -> void * {
-        static char direct_command[] = "sh -c exit\t4";
+        char direct_command[] = "sh -c exit\t4";
         pthread_cancel(pthread_self());
-        statuses[0] = execute_command_status("exit 3");
-        statuses[1] = execute_command_status_no_io(direct_command, nullptr, nullptr);
+        const int by_shell = execute_command_status("exit 3");
+        snprintf(status, sizeof status, "%x %x", by_shell,
+                 execute_command_status_no_io(direct_command, nullptr, nullptr));
         pthread_testcancel();
         return nullptr;
     };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
     void *result;
-    pthread_join(thread, &result);
+    ASSERT_TRUE(pthread_create(&thread, nullptr, body, nullptr) == 0 && pthread_join(thread, &result) == 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(statuses[0] == 3 << 8 && statuses[1] == 4 << 8);
+    EXPECT_STREQ(status, "300 400");
 }
 
 // --- detached
@@ -285,7 +276,7 @@ TEST_F(Command, TheStatusFileTellsHowItGoes) {
         // The second time it has the end of the first one, until it has the new beginning.
         for (string status = read_file("/tmp/status"); status != "1\n"; status = read_file("/tmp/status"))
             EXPECT_TRUE(code == "0" || status != "") << "a file that is being written";
-        EXPECT_TRUE(exists("/tmp/remove"));
+        EXPECT_TRUE(fs::exists("/tmp/remove"));
         write_file("/tmp/go", "");
         expect_end();
         EXPECT_EQ(read_file("/tmp/status"), code == "0" ? "3\n" : "2\n");
@@ -294,11 +285,11 @@ TEST_F(Command, TheStatusFileTellsHowItGoes) {
     }
     EXPECT_EQ(launch("exit 0", nullptr, nullptr, nullptr), 0);
     expect_end();
-    EXPECT_FALSE(exists("/tmp/remove"));
+    EXPECT_FALSE(fs::exists("/tmp/remove"));
     // Without the status file that is wanted, the command is not run.
     EXPECT_EQ(launch("touch /tmp/run", "/no-such-folder/status"), 0);
     expect_end(255 << 8);
-    EXPECT_FALSE(exists("/tmp/run"));
+    EXPECT_FALSE(fs::exists("/tmp/run"));
 }
 
 // The first child, in which the second fork fails, comes back as a second copy of the caller.
@@ -314,7 +305,7 @@ TEST_F(Command, ASecondForkThatFailsReturnsTwice) {
     EXPECT_EQ(result, 0);
     expect_end(-1);  // there is no worker
     EXPECT_EQ(read_file("/tmp/copy"), "-1");
-    EXPECT_FALSE(exists("/tmp/status") || exists("/tmp/run"));
+    EXPECT_FALSE(fs::exists("/tmp/status") || fs::exists("/tmp/run"));
 }
 
 // The worker does not keep a stream's reader from seeing the end, as a program that is run does not.
@@ -352,7 +343,7 @@ TEST_F(Command, FilesThatAreWritten) {
         EXPECT_EQ(cp_file_to_from("/tmp/to", "/tmp/from"), 1);
         awkward_writes = false;
         EXPECT_TRUE(read_file("/tmp/to") == content) << size;
-        EXPECT_EQ(mode_of("/tmp/to"), 0640u);
+        EXPECT_EQ(mode_of("/tmp/to"), 0640);
     }
     umask(callers);
 }
