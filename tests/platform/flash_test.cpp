@@ -1,7 +1,9 @@
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <quill/flash.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/mount.h>
@@ -11,19 +13,44 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include "base/endian.h"
 #include "support/child_process.h"
 #include "support/device_test.h"
-#include "support/fake_drivers.h"
+
+// The drivers of the board's devices; the program is linked with --wrap for them.
+
+namespace {
+std::string request;  // "DEVICE ACCESS CODE WORD...", the last one
+int driver_error;     // what every request fails with
+}  // namespace
+
+extern "C" int __wrap_ioctl(int fd, unsigned long code, ...);
+extern "C" int __wrap_ioctl(int fd, unsigned long code, ...) {
+    va_list arguments;
+    va_start(arguments, code);
+    auto *const words = va_arg(arguments, uint32_t *);
+    const size_t length = va_arg(arguments, size_t);
+    va_end(arguments);
+    std::ostringstream text;
+    text << std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)).string() << std::hex << " "
+         << (fcntl(fd, F_GETFL) & O_ACCMODE) << " " << code;
+    for (size_t i = 0; i < length / sizeof *words; i++) text << " " << words[i];
+    request = text.str();
+    errno = driver_error;
+    if (driver_error) return -1;
+    if (code == 0x435AE5) **reinterpret_cast<uint8_t **>(words + 2) = 0xa5;
+    if (code == 0x43590F) words[1] = 0xabcd1234;
+    return 0;
+}
 
 namespace {
 
 using quill::load_be;
 using quill::test::exit_code_of;
-using quill::test::FakeDrivers;
 using quill::test::open_descriptors;
 using quill::test::read_file;
 using quill::test::write_file;
@@ -91,29 +118,26 @@ uint8_t byte;
 uint16_t half;
 const struct {
     int (*call)();
-    unsigned long code;
-    std::vector<uint32_t> words;
+    const char *request;
 } kBoardRequests[] = {
-    {[] { return ReadCPLD(7, &byte); }, 0x43590F, {7, 0}},
-    {[] { return ReadCPLD16(7, &half); }, 0x43590F, {7, 0}},
-    {[] { return WriteCPLD(8, &byte); }, 0x435910, {8, 0x34}},
-    {[] { return WriteCPLD16(8, &half); }, 0x435910, {8, 0x1234}},
-    {[] { return ReadNvram(1, 0xffffffff, 3); }, 0x435930, {1, 0xffffffff, 3}},
-    {[] { return WriteNvram(4, 5, 0x80000000); }, 0x435931, {4, 5, 0x80000000}},
+    {[] { return ReadCPLD(7, &byte); }, "/dev/mxc 0 43590f 7 0"},
+    {[] { return ReadCPLD16(7, &half); }, "/dev/mxc 0 43590f 7 0"},
+    {[] { return WriteCPLD(8, &byte); }, "/dev/mxc 0 435910 8 34"},
+    {[] { return WriteCPLD16(8, &half); }, "/dev/mxc 0 435910 8 1234"},
+    {[] { return ReadNvram(1, 0xffffffff, 3); }, "/dev/mxc 0 435930 1 ffffffff 3"},
+    {[] { return WriteNvram(4, 5, 0x80000000); }, "/dev/mxc 0 435931 4 5 80000000"},
 };
 
 TEST_F(Flash, BoardRequestsToTheWord) {
-    FakeDrivers &drivers = FakeDrivers::install();
-    drivers.registers = {{7, 0xabcd1234}};
-    drivers.machine_type = 0xa5;
-    for (const auto &[call, code, words] : kBoardRequests) {
+    for (const char *device : {"/dev/mxc", "/dev/sam0"}) write_file(device, "");
+    for (const auto &[call, wanted] : kBoardRequests) {
         EXPECT_EQ(call(), 0);
-        EXPECT_EQ(drivers.requests.back(), (FakeDrivers::Request{"/dev/mxc", code, words, 4 * words.size(), O_RDONLY}));
+        EXPECT_EQ(request, wanted);
     }
-    EXPECT_TRUE(byte == 0x34 && half == 0x1234 && drivers.registers[8] == 0x1234);
+    EXPECT_TRUE(byte == 0x34 && half == 0x1234);
     uint8_t buffer[8] = {};
     EXPECT_EQ(ReadSamMachType(buffer), 0xa5);
-    EXPECT_EQ(drivers.requests.back().access, O_RDONLY);
+    EXPECT_TRUE(request.starts_with("/dev/sam0 0 435ae5 0 0 ")) << request;
     EXPECT_EQ(tpm_hw_init(77), 77u);
     const int device = quill_open_device(O_RDWR);
     EXPECT_EQ(fcntl(device, F_GETFL) & O_ACCMODE, O_RDWR);
@@ -124,16 +148,16 @@ TEST_F(Flash, BoardRequestsToTheWord) {
 TEST_F(Flash, BoardRequestsThatFail) {
     byte = 0x55, half = 0x5555;
     const auto expect_messages = [&](const string &board, const string &machine_type) {
-        for (const auto &request : kBoardRequests) EXPECT_EQ(messages(request.call), "-1 " + board);
+        for (const auto &r : kBoardRequests) EXPECT_EQ(messages(r.call), "-1 " + board);
         EXPECT_EQ(messages([] { return ReadSamMachType(&byte); }), "0 " + machine_type);
         EXPECT_TRUE(byte == 0x55 && half == 0x5555);
         EXPECT_EQ(open_descriptors(), descriptors_);
+        for (const char *device : {"/dev/mxc", "/dev/sam0"}) write_file(device, "");
     };
     expect_messages("/dev/mxc: No such file or directory\nopen /dev/mxc: No such file or directory\n",
                     "ReadFlash open /dev/sam0: No such file or directory\n");
-    FakeDrivers::install().error = EIO;
-    const string why = string(": ") + strerror(EIO) + "\n";
-    expect_messages("ioctl /dev/mxc" + why, "ioctl /dev/sam0" + why);
+    driver_error = ENOSPC;
+    expect_messages("ioctl /dev/mxc: No space left on device\n", "ioctl /dev/sam0: No space left on device\n");
 }
 
 // --- transfers
