@@ -5,19 +5,19 @@
 #include <quill/quill.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "support/child_process.h"
 #include "support/device_test.h"
 #include "support/failing_alloc.h"
+#include "support/log_daemon.h"
 
 namespace {
 
@@ -56,25 +56,14 @@ bool returns(Call call) {
            }) == 0;
 }
 
-// A log daemon's end, which allocates nothing.
-int log_socket = -1;
+std::optional<quill::test::LogDaemon> log_daemon;
 char record[1024];
-
-void listen_for_records() {
-    if (log_socket != -1) return;
-    sockaddr_un here = {};
-    here.sun_family = AF_UNIX;
-    strcpy(here.sun_path, "/dev/log");
-    unlink(here.sun_path);
-    log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(log_socket, reinterpret_cast<sockaddr *>(&here), sizeof here), 0);
-}
 
 bool log_record() {
     openlog("runs_out", 0, 0);
     syslog(LOG_USER | LOG_INFO, "text");
     closelog();
-    return recv(log_socket, record, sizeof record, MSG_DONTWAIT) > 0;
+    return recv(log_daemon->socket(), record, sizeof record, MSG_DONTWAIT) > 0;
 }
 
 bool read_by_pipe() {
@@ -119,7 +108,6 @@ const Call kCalls[] = {
      holds("/flash/cfgmGlobalConfigEnable", ""), missing("/flash/cfgmGlobalConfigEnable")},
     {"get_mesh_role", [] { return get_mesh_role() == 7; }},
     {"get_ap_installation_type", [] { return get_ap_installation_type("/tmp/installation") == 7; }},
-    {"getSysUptime_d", [] { return getSysUptime_d() > 12; }},
     {"syslog", log_record, [] { return strcmp(strstr(record, "runs_out"), "runs_out: text") == 0; }},
     // As far as it comes with a table that nobody has signed.
     {"parse_validate_encrypted_signed_reg_tbl_file",
@@ -146,10 +134,9 @@ protected:
     };
 
     static void prepare() {
-        listen_for_records();
         tzset();  // the C library keeps the time zone that it reads
         const std::pair<const char *, std::string> files[] = {
-            {"/proc/uptime", "12.5 1\n" + std::string(256, ' ')},
+            {"/proc/uptime", "12.5 1\n"},
             {"/proc/meminfo", "a: b: c: d: e: f:\nMem: 100000000 20000000 80000000 0 0 5000000\n"},
             {"/tmp/table",
              "-----BEGIN FILE-----\nUS\n-----END FILE-----\n-----BEGIN VERSION-----\n1\n-----END VERSION-----\n"},
@@ -173,6 +160,7 @@ protected:
 
     // Makes each call with more and more room, until nothing is refused to it any more.
     void give_more_and_more(bool call_once_before, Outcome (*attempt)(int room, const std::function<bool()> &call)) {
+        log_daemon.emplace();
         for (const Call &call : kCalls) {
             SCOPED_TRACE(call.name);
             prepare();
@@ -192,8 +180,7 @@ protected:
             }
             EXPECT_LT(room, 50) << "it never succeeds";
         }
-        close(log_socket);
-        log_socket = -1;
+        log_daemon.reset();
     }
 };
 
