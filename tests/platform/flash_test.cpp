@@ -18,6 +18,7 @@
 #include <string>
 
 #include "base/endian.h"
+#include "support/case_file.h"
 #include "support/child_process.h"
 #include "support/device_test.h"
 
@@ -58,14 +59,6 @@ using std::string;
 
 constexpr char kHistory[] = "/tmp/flashophist";
 constexpr size_t kSize = 16808, kRecord = 84;
-
-// What call prints to standard error, behind its result.
-template <typename Call>
-string messages(Call call) {
-    testing::internal::CaptureStderr();
-    const auto result = std::to_string(call());
-    return result + " " + testing::internal::GetCapturedStderr();
-}
 
 uint32_t number(const string &history, size_t at) { return load_be<uint32_t>(history.data() + at); }
 uint32_t next_record(const string &history) { return number(history, 4); }
@@ -112,55 +105,58 @@ protected:
     }
 };
 
-// --- requests to the board
+// --- what the cases call
 
-uint8_t byte;
-uint16_t half;
-const struct {
-    int (*call)();
-    const char *request;
-} kBoardRequests[] = {
-    {[] { return ReadCPLD(7, &byte); }, "/dev/mxc 0 43590f 7 0"},
-    {[] { return ReadCPLD16(7, &half); }, "/dev/mxc 0 43590f 7 0"},
-    {[] { return WriteCPLD(8, &byte); }, "/dev/mxc 0 435910 8 34"},
-    {[] { return WriteCPLD16(8, &half); }, "/dev/mxc 0 435910 8 1234"},
-    {[] { return ReadNvram(1, 0xffffffff, 3); }, "/dev/mxc 0 435930 1 ffffffff 3"},
-    {[] { return WriteNvram(4, 5, 0x80000000); }, "/dev/mxc 0 435931 4 5 80000000"},
-};
-
-TEST_F(Flash, BoardRequestsToTheWord) {
+void drivers(int error) {
     for (const char *device : {"/dev/mxc", "/dev/sam0"}) write_file(device, "");
-    for (const auto &[call, wanted] : kBoardRequests) {
-        EXPECT_EQ(call(), 0);
-        EXPECT_EQ(request, wanted);
-    }
-    EXPECT_TRUE(byte == 0x34 && half == 0x1234);
-    uint8_t buffer[8] = {};
-    EXPECT_EQ(ReadSamMachType(buffer), 0xa5);
+    driver_error = error;
+}
+
+string asked() { return request; }
+
+// To standard error, since it was asked last.
+string said() {
+    const string text = testing::internal::GetCapturedStderr();
+    testing::internal::CaptureStderr();
+    return text;
+}
+
+string read_at(int offset, uint32_t length, const char *device) {
+    char bytes[16] = "";
+    const int result = ReadApFlash(offset, length, bytes, device);
+    return std::to_string(result) + " " + bytes;
+}
+
+int write_at(int offset, const char *text, const char *device) {
+    return WriteApFlash(offset, static_cast<uint32_t>(strlen(text)), text, device);
+}
+
+uint32_t records() { return next_record(read_file(kHistory)); }
+
+TEST_F(Flash, Cases) {
+    testing::internal::CaptureStderr();
+    quill::test::expect_cases(
+        "platform/flash.cases",
+        QUILL_CASE_FUNCTIONS(asked, drivers, read_at, ReadCPLD, ReadCPLD16, ReadNvram, ReadSamMachType, records, said,
+                             tpm_hw_init, write_at, WriteCPLD, WriteCPLD16, WriteNvram));
+    EXPECT_EQ(said(), "");
+    EXPECT_EQ(semaphore_value(), 0);
     EXPECT_TRUE(request.starts_with("/dev/sam0 0 435ae5 0 0 ")) << request;
-    EXPECT_EQ(tpm_hw_init(77), 77u);
+    // No semaphore to be had. The lock of the file is given back all the same.
+    semctl(semaphore(), 0, IPC_RMID);
+    write_file("/proc/sys/kernel/sem", "1 1 1 0");
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "open semaphore error: No space left on device\n");
+    EXPECT_EQ(open_descriptors(), descriptors_ + 1);
+    write_file("/proc/sys/kernel/sem", "32000 1024000000 500 32000");
+    EXPECT_EQ(WriteApFlash(0, 1, "x", nullptr), 0);
+    unlink("/tmp/mtd");
+    EXPECT_EQ(transfer(), 0) << "no key file is no failure";
+    EXPECT_EQ(semctl(semget(-1, 1, 0), 0, GETVAL), 0) << "the semaphore of the key that ftok fails with";
     const int device = quill_open_device(O_RDWR);
     EXPECT_EQ(fcntl(device, F_GETFL) & O_ACCMODE, O_RDWR);
     close(device);
-    EXPECT_EQ(open_descriptors(), descriptors_);
 }
-
-TEST_F(Flash, BoardRequestsThatFail) {
-    byte = 0x55, half = 0x5555;
-    const auto expect_messages = [&](const string &board, const string &machine_type) {
-        for (const auto &r : kBoardRequests) EXPECT_EQ(messages(r.call), "-1 " + board);
-        EXPECT_EQ(messages([] { return ReadSamMachType(&byte); }), "0 " + machine_type);
-        EXPECT_TRUE(byte == 0x55 && half == 0x5555);
-        EXPECT_EQ(open_descriptors(), descriptors_);
-        for (const char *device : {"/dev/mxc", "/dev/sam0"}) write_file(device, "");
-    };
-    expect_messages("/dev/mxc: No such file or directory\nopen /dev/mxc: No such file or directory\n",
-                    "ReadFlash open /dev/sam0: No such file or directory\n");
-    driver_error = ENOSPC;
-    expect_messages("ioctl /dev/mxc: No space left on device\n", "ioctl /dev/sam0: No space left on device\n");
-}
-
-// --- transfers
 
 TEST_F(Flash, DeviceNameIsCutAndItsLengthTold) {
     EXPECT_STREQ(get_ap_flash_dev_name(), "/dev/mtd0");
@@ -168,59 +164,21 @@ TEST_F(Flash, DeviceNameIsCutAndItsLengthTold) {
     EXPECT_EQ(get_ap_flash_dev_name(), string(127, 'n'));
     EXPECT_EQ(set_ap_flash_dev_name(get_ap_flash_dev_name() + 7), 120u);
     EXPECT_EQ(get_ap_flash_dev_name(), string(120, 'n'));
-    EXPECT_EQ(set_ap_flash_dev_name("/dev/other"), 10u);
+    set_ap_flash_dev_name("/dev/other");
     write_file("/dev/other", "content");
-    char buffer[8] = {};
-    EXPECT_EQ(ReadApFlash(3, 4, buffer, nullptr), 0);
-    EXPECT_STREQ(buffer, "tent");
+    EXPECT_EQ(read_at(3, 4, nullptr), "0 tent");
 }
 
-TEST_F(Flash, TransfersAndTheirFailures) {
-    static char buffer[8];
-    EXPECT_EQ(WriteApFlash(1000, 5, "flash", "/dev/mtd0"), 0);
-    EXPECT_EQ(read_file("/dev/mtd0").substr(999, 7),
-              "\xff"
-              "flash\xff");
-    EXPECT_EQ(ReadApFlash(1001, 4, buffer, nullptr), 0);
-    EXPECT_STREQ(buffer, "lash");
-    EXPECT_EQ(ReadApFlash(65532, 8, buffer, nullptr), 0) << "a part is a transfer";
-    const string history = read_file(kHistory);
-    EXPECT_EQ(next_record(history), 3u);
-
-    const std::pair<const char *, int (*)()> failures[] = {
-        {"0 ", [] { return ReadApFlash(0, 0, buffer, nullptr); }},
-        {"0 ", [] { return ReadApFlash(65536, 1, buffer, nullptr); }},
-        {"-1 ReadFlash open /dev/none: No such file or directory",
-         [] { return ReadApFlash(0, 1, buffer, "/dev/none"); }},
-        {"-1 WriteFlash open /dev: Is a directory", [] { return WriteApFlash(0, 1, buffer, "/dev"); }},
-        {"-1 lseek: Invalid argument\n", [] { return WriteApFlash(-1, 1, buffer, nullptr); }},
-        {"-1 ", [] { return ReadApFlash(0, 1, buffer, "/dev"); }},
-        {"-1 ", [] { return WriteApFlash(0, 1, "x", "/dev/full"); }},
-    };
-    for (const auto &[said, call] : failures) {
-        EXPECT_EQ(messages(call), said);
-        EXPECT_EQ(read_file(kHistory), history) << "no record of it";
-        EXPECT_TRUE(semaphore_value() == 0 && open_descriptors() == descriptors_ + 1);
-    }
-    // A program without standard descriptors: what is printed goes nowhere.
+// What is printed goes nowhere.
+TEST_F(Flash, AProgramWithoutStandardDescriptors) {
     const string content = read_file("/dev/mtd0");
     EXPECT_EQ(exit_code_of([] {
                   for (int fd = 0; fd <= STDERR_FILENO; fd++) close(fd);
-                  WriteApFlash(-1, 1, buffer, nullptr);
+                  WriteApFlash(-1, 1, "x", nullptr);
                   _exit(transfer() == 0 && write(1, "out", 3) == -1 && write(2, "err", 3) == -1 ? 0 : 1);
               }),
               0);
     EXPECT_EQ(read_file("/dev/mtd0"), content);
-
-    // No semaphore to be had. The lock of the file is given back all the same.
-    semctl(semaphore(), 0, IPC_RMID);
-    write_file("/proc/sys/kernel/sem", "1 1 1 0");
-    EXPECT_EQ(messages(transfer), "-1 open semaphore error: No space left on device\n");
-    write_file("/proc/sys/kernel/sem", "32000 1024000000 500 32000");
-    EXPECT_EQ(WriteApFlash(0, 1, "x", nullptr), 0);
-    unlink("/tmp/mtd");
-    EXPECT_EQ(transfer(), 0) << "no key file is no failure";
-    EXPECT_EQ(semctl(semget(-1, 1, 0), 0, GETVAL), 0) << "the semaphore of the key that ftok fails with";
 }
 
 // The lock of the file is waited for first, without the semaphore; then the semaphore, with the lock. A signal, in
