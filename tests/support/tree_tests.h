@@ -154,8 +154,7 @@ void expect_model_followed() {
             } else if (random.one_in(growing ? 4 : 2)) {
                 tree.erase(key, held);
                 tree.held.erase(key);
-            } else {
-                tree.insert(key, held);
+            } else if (tree.insert(key, held)) {
                 tree.held.insert(key);
             }
             tree.check();

@@ -1,0 +1,229 @@
+#include <quill/savl.h>
+#include <quill/savle.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+#include <bit>
+#include <iterator>
+#include <vector>
+
+#include "support/case_file.h"
+#include "support/tree_tests.h"
+
+namespace quill::test {
+namespace {
+
+struct Savl {
+    using Node = savl;
+    using Tree = savl_tree;
+    struct Object {
+        int key;
+        savl node;
+    };
+    static void empty_tree(savl_tree &tree) { tree = SAVL_TREE_INIT(tree, compare_numbers); }
+    static void set_key(Object &object) { object.node.key = &object.key; }
+    static constexpr auto find = savl_find;
+    static constexpr auto insert = savl_insert;
+    static constexpr auto erase = savl_delete;
+};
+
+int the_context;
+
+int compare_in_context(void *context, const void *searched, const void *key) {
+    foreign_arguments += context != &the_context;
+    return compare_numbers(searched, key);
+}
+
+struct Savle {
+    using Node = savle;
+    using Tree = savle_tree;
+    struct Object {
+        int key;
+        uint32_t other;
+        savle node;
+    };
+    static void empty_tree(savle_tree &tree) {
+        tree = SAVLE_TREE_INIT(tree, compare_in_context, Object, node, key, &the_context);
+    }
+    static void set_key(Object &) {}
+    static constexpr auto find = savle_find;
+    static constexpr auto insert = savle_insert;
+    static constexpr auto erase = savle_delete;
+};
+
+// Watched from outside: nodes are told by their addresses.
+template <typename Flavour>
+class AvlTree {
+public:
+    using Node = typename Flavour::Node;
+    using Object = typename Flavour::Object;
+
+    AvlTree() : objects_(kKeys + 1) {
+        Flavour::empty_tree(tree);
+        for (int key = 0; key <= kKeys; key++) object(key).key = key;
+    }
+    void find(int key, bool here) {
+        Node *at = nullptr, *const found = here ? &object(key).node : nullptr;
+        int side = -1;
+        ASSERT_EQ(Flavour::find(&tree, search_for(wanted + key), nullptr, nullptr), found);
+        ASSERT_EQ(Flavour::find(&tree, search_for(wanted + key), &at, &side), found);
+        ASSERT_EQ(at == nullptr, here);
+    }
+    void look_up(int) {}
+    bool insert(int key, bool here) {
+        if (here) return false;
+        Node *at = nullptr;
+        int side = -1;
+        EXPECT_EQ(Flavour::find(&tree, search_for(wanted + key), &at, &side), nullptr);
+        Object &o = object(key);
+        memset(&o.node, 0xff, sizeof o.node);
+        Flavour::set_key(o);
+        Flavour::insert(&o.node, at, side);
+        model_.insert(key);
+        return true;
+    }
+    void erase(int key, bool here) {
+        if (!here) return;
+        Node &node = object(key).node;
+        Flavour::erase(&node);
+        EXPECT_EQ(node.parent, nullptr);
+        Flavour::erase(&node);  // in no tree: nothing
+        model_.erase(key);
+    }
+    void check() const {
+        check_subtree(tree.head.right, model_.root(), &tree.head, 1);
+        ASSERT_EQ(tree.head.parent, nullptr);
+        const Node *node = &tree.head;
+        for (const int key : held) {
+            ASSERT_EQ(node->next, &object(key).node);
+            ASSERT_EQ(node->next->prev, node);
+            node = node->next;
+        }
+        ASSERT_EQ(node->next, &tree.head);
+        ASSERT_EQ(tree.head.prev, node);
+    }
+    // A walk may delete the node that it is at.
+    void check_walks() {
+        std::vector<int> walked;
+        const std::vector<int> expected(held.begin(), held.end());
+        for (Node &node : in_order(tree)) {
+            walked.push_back(SAVL_OBJECT(&node, Object, node)->key);
+            if (walked.back() % 16 > 0) continue;
+            erase(walked.back(), true);
+            held.erase(walked.back());
+        }
+        EXPECT_EQ(walked, expected);
+        const auto range = in_order(tree);
+        EXPECT_EQ(static_cast<size_t>(std::distance(range.begin(), range.end())), held.size());
+        check();
+    }
+
+    typename Flavour::Tree tree;
+    std::set<int> held;
+
+private:
+    Object &object(int key) { return objects_[static_cast<size_t>(key)]; }
+    const Object &object(int key) const { return objects_[static_cast<size_t>(key)]; }
+    // Returns the real height.
+    int check_subtree(const Node *node, int key, const Node *parent, int side) const {
+        EXPECT_EQ(node, key ? &object(key).node : nullptr);
+        if (!node || !key || testing::Test::HasFailure()) return 0;
+        EXPECT_EQ(node->parent, parent);
+        EXPECT_EQ(node->side, side);
+        const int left = check_subtree(node->left, model_.child(key, 0), node, 0);
+        const int right = check_subtree(node->right, model_.child(key, 1), node, 1);
+        EXPECT_EQ(node->balance, right - left);
+        return 1 + std::max(left, right);
+    }
+
+    std::vector<Object> objects_;
+    TreeModel model_{true};
+};
+
+TEST(Savl, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<Savl>>(); }
+
+TEST(Savle, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<Savle>>(); }
+
+// --- the library's comparisons: searches with them are compiled apart from those that call one
+
+int sign(int n) { return (n > 0) - (n < 0); }
+
+// How a compares with b, alone and where b is the only key of a tree.
+template <typename Flavour, typename Tree, typename Node>
+void expect_found(Tree &tree, Node &node, const void *a, int order) {
+    Node *at = nullptr;
+    int side = -1;
+    EXPECT_EQ(Flavour::find(&tree, a, &at, &side), nullptr);
+    Flavour::insert(&node, at, side);
+    EXPECT_EQ(Flavour::find(&tree, a, &at, &side), order == 0 ? &node : nullptr);
+    EXPECT_TRUE(order == 0 || (at == &node && side == (order > 0)));
+}
+
+// Bytes given by their digits, and zeros; the first ones are a number.
+struct Key {
+    alignas(8) uint8_t bytes[20] = {};
+
+    Key(const char *digits, size_t number) {
+        for (uint8_t *byte = bytes; *digits; digits += 2) sscanf(digits, "%2hhx", byte++);
+        if (std::endian::native == std::endian::little) std::reverse(bytes, bytes + number);
+    }
+};
+
+const void *pointer(const char *text) { return text; }
+const void *pointer(const Key &key) { return key.bytes; }
+
+template <typename T>
+int order_of(savl_comparison compare, const T &a, const T &b) {
+    savl_tree tree = SAVL_TREE_INIT(tree, compare);
+    savl node = {};
+    node.key = pointer(b);
+    const int order = compare(pointer(a), pointer(b));
+    expect_found<Savl>(tree, node, pointer(a), order);
+    return order;
+}
+
+template <typename T>
+int order_of(savle_comparison compare, const T &a, const T &b) {
+    struct Object {
+        savle node;
+        T key;
+    } object = {{}, b};
+    savle_tree tree = SAVLE_TREE_INIT(tree, compare, Object, node, key, nullptr);
+    const int order = compare(nullptr, &a, &b);
+    expect_found<Savle>(tree, object.node, &a, order);
+    return order;
+}
+
+template <auto kCompare>
+int text(const char *a, const char *b) {
+    return sign(order_of(kCompare, a, b));
+}
+
+template <auto kCompare, size_t kNumber>
+int bytes(const char *a, const char *b) {
+    return order_of(kCompare, Key(a, kNumber), Key(b, kNumber));
+}
+
+template <auto kSavl, auto kSavle>
+int both(const char *a, const char *b) {
+    const int order = kSavl(a, b);
+    EXPECT_EQ(kSavle(a, b), order);
+    return order;
+}
+
+TEST(Savl, ComparisonsOrderAsDescribed) {
+    constexpr CaseFunction kFunctions[] = {
+        {"string", BoundFunction<both<text<savl_string_compare>, text<savle_string_compare>>>::call},
+        {"string_ic", BoundFunction<both<text<savl_string_compare_ic>, text<savle_string_compare_ic>>>::call},
+        {"u32", BoundFunction<both<bytes<savl_u32_compare, 4>, bytes<savle_u32_compare, 4>>>::call},
+        {"mac_addr", BoundFunction<both<bytes<savl_mac_addr_compare, 0>, bytes<savle_mac_addr_compare, 0>>>::call},
+        {"ipv6", BoundFunction<both<bytes<savl_ipv6_compare, 0>, bytes<savle_ipv6_compare, 0>>>::call},
+        {"savl_ipaddr", BoundFunction<bytes<savl_ipaddr_compare, 2>>::call},
+        {"savle_ipaddr", BoundFunction<bytes<savle_ipaddr_compare, 2>>::call},
+    };
+    expect_cases("containers/avl.cases", kFunctions);
+}
+
+}  // namespace
+}  // namespace quill::test
