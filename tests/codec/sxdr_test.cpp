@@ -1,20 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #define EXPECT ASSERT_TRUE
+#include "support/case_file.h"
 #include "support/codec_model.h"
 #include "support/failing_alloc.h"
+#include "support/hex.h"
 
+namespace quill::test {
 namespace {
-
-using quill::test::Bytes;
-using quill::test::kUnused;
-
-Bytes operator+(Bytes a, const Bytes &b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
 
 // What one writer leaves in a buffer: the bytes it counts, with a check that it wrote no others.
 Bytes written(const std::function<uint32_t(void *)> &write) {
@@ -25,63 +21,51 @@ Bytes written(const std::function<uint32_t(void *)> &write) {
     return buffer;
 }
 
-template <typename T>
-T in_memory(const Bytes &bytes) {
-    T value;
-    memcpy(&value, bytes.data(), sizeof value);
-    return value;
+template <auto kWrite, typename... T>
+const char *bytes(T... values) {
+    static std::string shown;
+    return (shown = hex(written([&](void *to) { return kWrite(values..., to); }))).c_str();
 }
 
-const Bytes kMac = {0x00, 0x1b, 0x63, 0xaa, 0xbb, 0xcc};
-const Bytes kIpv6 = {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-const ip_af_addr kIpAf = {QUILL_AF_INET6, {0, 0}, {0x20, 1, 0xd, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+uint32_t write_ip(const uint8_t *address, void *to) {
+    uint32_t word;
+    memcpy(&word, address, sizeof word);
+    return sxdr_write_ip(word, to);
+}
+
+uint32_t write_ip_af(uint16_t family, const uint8_t *address, void *to) {
+    ip_af_addr both = {family, {0, 0}, {}};
+    std::copy_n(address, 16, both.addr);
+    return sxdr_write_ip_af(&both, to);
+}
+
+uint32_t write_str2(const char *text, uint32_t length, void *to) { return sxdr_write_str2(text, to, length); }
 
 TEST(Sxdr, WritesTheSameBytesOnEveryHost) {
-    const struct {
-        const char *what;
-        std::function<uint32_t(void *)> write;
-        uint32_t size;  // as the sxdr_size functions have it, before the element is written; or 0
-        Bytes expected;
-    } cases[] = {
-        {"u8", [](void *b) { return sxdr_write_u8(0xab, b); }, sxdr_size_u8(), {2, 0xab}},
-        {"u16", [](void *b) { return sxdr_write_u16(0x1234, b); }, sxdr_size_u16(), {3, 0x12, 0x34}},
-        {"u32", [](void *b) { return sxdr_write_u32(0x12345678, b); }, sxdr_size_u32(), {4, 0x12, 0x34, 0x56, 0x78}},
-        {"u64",
-         [](void *b) { return sxdr_write_u64(0x0102030405060708, b); },
-         sxdr_size_u64(),
-         {9, 1, 2, 3, 4, 5, 6, 7, 8}},
-        {"ip",
-         [](void *b) {
-             return sxdr_write_ip(in_memory<uint32_t>({10, 0, 0, 1}), b);
-         },
-         sxdr_size_ip(),
-         {5, 10, 0, 0, 1}},
-        {"ipv6", [](void *b) { return sxdr_write_ipv6(kIpv6.data(), b); }, sxdr_size_ipv6(), Bytes{10} + kIpv6},
-        {"ip_af", [](void *b) { return sxdr_write_ip_af(&kIpAf, b); }, sxdr_size_ip_af(),
-         Bytes{11, 0, 10, 0, 0} + kIpv6},
-        {"mac", [](void *b) { return sxdr_write_mac(kMac.data(), b); }, sxdr_size_mac(), Bytes{1} + kMac},
-        {"bool of 5", [](void *b) { return sxdr_write_bool(5, b); }, sxdr_size_bool(7), {7, 2, 1}},
-        {"bool of 256", [](void *b) { return sxdr_write_bool(256, b); }, 0, {7, 2, 1}},
-        {"bool of 0", [](void *b) { return sxdr_write_bool(0, b); }, 0, {7, 2, 0}},
-        {"s32 of -1", [](void *b) { return sxdr_write_s32(-1, b); }, sxdr_size_s32(), {6, 7, 2, 1, 4, 0, 0, 0, 1}},
-        {"s32 of 0", [](void *b) { return sxdr_write_s32(0, b); }, 0, {6, 7, 2, 0, 4, 0, 0, 0, 0}},
-        {"s32 lowest", [](void *b) { return sxdr_write_s32(INT32_MIN, b); }, 0, {6, 7, 2, 1, 4, 0x80, 0, 0, 0}},
-        {"str",
-         [](void *b) { return sxdr_write_str("hello", b); },
-         sxdr_size_str("hello"),
-         {0, 0, 5, 'h', 'e', 'l', 'l', 'o'}},
-        {"empty str", [](void *b) { return sxdr_write_str("", b); }, 0, {0, 0, 0}},
-        {"str2 cut", [](void *b) { return sxdr_write_str2("abcdef", b, 4); }, 0, {0, 0, 4, 'a', 'b', 'c', 'd'}},
-        {"str2 whole", [](void *b) { return sxdr_write_str2("ab", b, 0xffff0002); }, 0, {0, 0, 2, 'a', 'b'}},
-        {"str3", [](void *b) { return sxdr_write_str3("ab", b); }, 0, {12, 0, 0, 0, 2, 'a', 'b'}},
-        {"hex", [](void *b) { return sxdr_write_hex("\0\xff", 2, b); }, sxdr_size_hex("ab", 2), {8, 0, 2, 0, 0xff}},
-        {"hex32", [](void *b) { return sxdr_write_hex32("\0\xff", 2, b); }, 0, {14, 0, 0, 0, 2, 0, 0xff}},
-        {"hex_len32", [](void *b) { return sxdr_write_hex_len32(0x01020304, b); }, 0, {13, 1, 2, 3, 4}},
+    constexpr CaseFunction kFunctions[] = {
+        {"u8", BoundFunction<bytes<sxdr_write_u8, uint8_t>>::call},
+        {"u16", BoundFunction<bytes<sxdr_write_u16, uint16_t>>::call},
+        {"u32", BoundFunction<bytes<sxdr_write_u32, uint32_t>>::call},
+        {"u64", BoundFunction<bytes<sxdr_write_u64, uint64_t>>::call},
+        {"s32", BoundFunction<bytes<sxdr_write_s32, int32_t>>::call},
+        {"bool", BoundFunction<bytes<sxdr_write_bool, int32_t>>::call},
+        {"ip", BoundFunction<bytes<write_ip, const uint8_t *>>::call},
+        {"ipv6", BoundFunction<bytes<sxdr_write_ipv6, const uint8_t *>>::call},
+        {"ip_af", BoundFunction<bytes<write_ip_af, uint16_t, const uint8_t *>>::call},
+        {"mac", BoundFunction<bytes<sxdr_write_mac, const uint8_t *>>::call},
+        {"str", BoundFunction<bytes<sxdr_write_str, const char *>>::call},
+        {"str2", BoundFunction<bytes<write_str2, const char *, uint32_t>>::call},
+        {"str3", BoundFunction<bytes<sxdr_write_str3, const char *>>::call},
+        {"hex", BoundFunction<bytes<sxdr_write_hex, const uint8_t *, uint32_t>>::call},
+        {"hex32", BoundFunction<bytes<sxdr_write_hex32, const uint8_t *, uint32_t>>::call},
+        {"hex_len32", BoundFunction<bytes<sxdr_write_hex_len32, uint32_t>>::call},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(written(c.write), c.expected) << c.what;
-        EXPECT_TRUE(c.size == 0 || c.size == c.expected.size()) << c.what;
-    }
+    expect_cases("codec/sxdr.cases", kFunctions);
+    const std::vector<uint32_t> sizes = {sxdr_size_u8(),    sxdr_size_u16(),        sxdr_size_u32(),
+                                         sxdr_size_u64(),   sxdr_size_ip(),         sxdr_size_ipv6(),
+                                         sxdr_size_ip_af(), sxdr_size_mac(),        sxdr_size_bool(7),
+                                         sxdr_size_s32(),   sxdr_size_str("hello"), sxdr_size_hex("ab", 2)};
+    EXPECT_EQ(sizes, (std::vector<uint32_t>{2, 3, 5, 9, 5, 17, 21, 7, 3, 9, 8, 5}));
 }
 
 TEST(Sxdr, LengthsOf16BitsWrap) {
@@ -109,10 +93,8 @@ TEST(Sxdr, ReadersOfDataIntoNewBuffers) {
         uint8_t unchanged, *out = &unchanged;
         EXPECT_EQ(c.read(&out, c.other.data()), 0u);
         EXPECT_EQ(c.read(&out, c.nothing.data()), c.nothing.size());
-        EXPECT_EQ(
-            quill::test::expect_failures_survived([&] { return c.read(&out, c.element.data()) == c.element.size(); },
-                                                  [&] { EXPECT_EQ(out, &unchanged); }),
-            1);
+        const auto whole = [&] { return c.read(&out, c.element.data()) == c.element.size(); };
+        EXPECT_EQ(expect_failures_survived(whole, [&] { EXPECT_EQ(out, &unchanged); }), 1);
         EXPECT_EQ(Bytes(out, out + 2), (Bytes{1, 2}));
         free(out);
     }
@@ -135,4 +117,121 @@ TEST(Sxdr, ReadersWithAnOffset) {
     EXPECT_EQ(sxdr_read_hex_new(out, sizeof out, nullptr, 0, 6), 0u);
 }
 
+TEST(SxdrSafe, WritesAndReadsEachKind) {
+    for (const Kind &kind : kinds()) {
+        SCOPED_TRACE(kind.name);
+        const auto size = static_cast<uint32_t>(kind.element.size());
+        const auto width = static_cast<uint32_t>(kind.value.size()), stored = width + kind.text;
+        for (const uint32_t before : {0u, 1u, 7u}) {
+            GuardedPage page;
+            uint8_t *message = page.room(before + size, kUnused);
+            uint32_t cursor = before;
+            ASSERT_EQ(kind.write(kind.value.data(), width, message, before + size, &cursor), static_cast<int>(width));
+            EXPECT_EQ(cursor, before + size);
+            EXPECT_EQ(Bytes(message + before, message + before + size), kind.element);
+            EXPECT_TRUE(std::all_of(message, message + before, [](uint8_t b) { return b == kUnused; }));
+            expect_answers(kind, {message, before + size}, before, stored);
+        }
+        // Without a cursor everything is at offset 0.
+        Bytes message(size), out(stored);
+        EXPECT_EQ(kind.write(kind.value.data(), width, message.data(), size, nullptr), static_cast<int>(width));
+        EXPECT_EQ(message, kind.element);
+        EXPECT_EQ(kind.read(message.data(), size, nullptr, out.data(), stored), static_cast<int>(width));
+        EXPECT_EQ(out, kind.stored(kind.value));
+    }
+}
+
+TEST(SxdrSafe, AnswersEveryTruncation) {
+    for (const Kind &kind : kinds())
+        for (size_t size = 0; size <= kind.element.size(); size++)
+            for (const uint32_t before : {0u, 3u})
+                for (uint32_t capacity = 0; capacity <= kind.value.size() + 2; capacity++) {
+                    SCOPED_TRACE(testing::Message() << kind.name << ", bytes " << size << ", capacity " << capacity);
+                    Bytes message(before, 0x55);
+                    message.insert(message.end(), kind.element.begin(), kind.element.begin() + long(size));
+                    expect_answers(kind, message, before, capacity);
+                    expect_answers(kind, message, before + uint32_t(size) + 1, capacity);
+                    expect_answers(kind, message, UINT32_MAX, capacity);
+                }
+}
+
+TEST(SxdrSafe, AnswersEveryChangeOfOneByte) {
+    for (const Kind &kind : kinds())
+        for (size_t changed = 0; changed < kind.element.size(); changed++)
+            for (unsigned value = 0; value < 256; value++) {
+                SCOPED_TRACE(testing::Message() << kind.name << ", byte " << changed << " is " << value);
+                Bytes message = kind.element;
+                message[changed] = static_cast<uint8_t>(value);
+                const auto stored = static_cast<uint32_t>(kind.stored(kind.value).size());
+                for (const uint32_t capacity : {0u, stored - 1, stored}) expect_answers(kind, message, 0, capacity);
+            }
+}
+
+TEST(SxdrSafe, WritersRefuse) {
+    for (const Kind &kind : kinds()) {
+        SCOPED_TRACE(kind.name);
+        const auto size = static_cast<uint32_t>(kind.element.size()), width = static_cast<uint32_t>(kind.value.size());
+        const uint8_t *const value = kind.value.data();
+        Bytes message(size + 4, kUnused);
+        const auto refused = [&](int error, const void *source, uint32_t source_size, void *to, uint32_t room,
+                                 uint32_t at) {
+            uint32_t cursor = at;
+            EXPECT_EQ(kind.write(source, source_size, to, room, &cursor), -1);
+            EXPECT_EQ(std::exchange(errno, 0), error);
+            EXPECT_EQ(cursor, at);
+            EXPECT_EQ(message, Bytes(size + 4, kUnused));
+        };
+        refused(EINVAL, nullptr, width, message.data(), size, 0);
+        refused(EINVAL, value, width, nullptr, size, 0);
+        for (uint32_t room = 0; room < size; room++) refused(EOVERFLOW, value, width, message.data(), room, 0);
+        for (const uint32_t at : {1u, size + 1, UINT32_MAX}) refused(EOVERFLOW, value, width, message.data(), size, at);
+        for (uint32_t less = 0; less < kind.width; less++) refused(ENODATA, value, less, message.data(), size, 0);
+        if (!kind.probe) refused(ENODATA, value, 0, message.data(), 0, 0);  // looked at before the room
+        if (kind.probe && kind.header == 3) refused(EINVAL, value, 65536, message.data(), size, 0);
+        if (kind.probe && kind.header == 5) {
+            refused(ENODATA, value, 0, message.data(), size, 0);
+            refused(EOVERFLOW, value, UINT32_MAX, message.data(), size, 0);
+        }
+
+        const auto invalid = [](int result) { EXPECT_TRUE(result == -1 && std::exchange(errno, 0) == EINVAL); };
+        invalid(kind.read(nullptr, size, nullptr, message.data(), size));
+        invalid(kind.read(message.data(), size, nullptr, nullptr, size));
+        if (kind.probe) invalid(kind.probe(nullptr, size, 0));
+    }
+}
+
+TEST(SxdrSafe, LongestText) {
+    const std::string text(65535, 'y');
+    Bytes message(65538);
+    EXPECT_EQ(sxdr_write_str_safe(text.data(), 65535, message.data(), 65538, nullptr), 65535);
+    std::string back(65536, 'z');
+    EXPECT_EQ(sxdr_read_str_safe(message.data(), 65538, nullptr, back.data(), 65536), 65535);
+    EXPECT_EQ(back, text + '\0');
+}
+
+TEST(SxdrSafe, SendsABoolByteAsItIs) {
+    Bytes message(3);
+    EXPECT_EQ(sxdr_write_bool_safe(Bytes{2}.data(), 1, message.data(), 3, nullptr), 1);
+    EXPECT_EQ(message, (Bytes{7, 2, 2}));
+}
+
+TEST(SxdrSafe, NewBufferWithoutMemoryOrArguments) {
+    const Bytes message = {2, 9, 8, 0, 2, 'a', 'b'};
+    uint8_t unchanged, *out = &unchanged;
+    uint32_t out_size = 77, cursor = 2;
+    const auto read = [](const Bytes *from, uint32_t *at, uint8_t **to, uint32_t *size) {
+        return sxdr_read_hex_malloc_safe(from ? from->data() : nullptr, 7, at, to, size);
+    };
+    const auto nothing_done = [&] { EXPECT_TRUE(cursor == 2 && out == &unchanged && out_size == 77); };
+    for (const int result : {read(nullptr, &cursor, &out, &out_size), read(&message, nullptr, &out, &out_size),
+                             read(&message, &cursor, nullptr, &out_size), read(&message, &cursor, &out, nullptr)})
+        EXPECT_TRUE(result == -1 && errno == EINVAL);
+    nothing_done();
+    const auto whole = [&] { return read(&message, &cursor, &out, &out_size) == 2; };
+    EXPECT_EQ(expect_failures_survived(whole, nothing_done), 1);
+    EXPECT_EQ(Bytes(out, out + out_size), (Bytes{'a', 'b'}));
+    free(out);
+}
+
 }  // namespace
+}  // namespace quill::test
