@@ -2,47 +2,37 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <limits.h>
 #include <stddef.h>
 #include <string.h>
 #include <syslog.h>
 
 #include <string>
 
+#include "support/case_file.h"
 #include "support/failing_alloc.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
 
+namespace quill::test {
 namespace {
 
-using quill::test::LogDaemon;
-using quill::test::without_time;
-
-TEST(ComponentLog, EachPlaceHasItsThreshold) {
-    ENTER_PRIVATE_DEVICE();
+// What a message is printed and logged as, of two thresholds and its level.
+const char *logs(int stderr_level, int syslog_level, int level) {
+    static std::string shown;
     LogDaemon daemon;
-    // The two thresholds, the message's level, whether it is printed, and the priority that it is logged with, if it is.
-    static constexpr int kCases[][5] = {{1, 3, 0, 1, 26},
-                                        {1, 3, 1, 1, 27},
-                                        {1, 3, 2, 0, 28},
-                                        {1, 3, 3, 0, 29},
-                                        {1, 3, 4, 0, 0},
-                                        {3, 1, 3, 1, 0},
-                                        {5, 5, 4, 1, 30},
-                                        {5, 5, 5, 1, 31},
-                                        {-1, -1, 0, 0, 0},
-                                        {-1, 0, INT_MIN, 1, 26},
-                                        {-1, INT_MAX, INT_MAX, 0, 31}};  // clamped to the levels that there are
-    for (const auto &[stderr_level, syslog_level, level, printed, priority] : kCases) {
-        SCOPED_TRACE(testing::Message() << stderr_level << ' ' << syslog_level << ' ' << level);
-        LogHandle *log = CreateLog(stderr_level, syslog_level, "placed", 99, LOG_DAEMON);
-        testing::internal::CaptureStderr();
-        QuillLog(log, level, "%d %s", 7, "m");
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), printed ? "placed: 7 m\n" : "");
-        const std::string logged = "<" + std::to_string(priority) + ">placed: 7 m$";
-        EXPECT_EQ(without_time(daemon.receive()), priority ? logged : "");
-        DestroyLog(log);
-    }
+    LogHandle *log = CreateLog(stderr_level, syslog_level, "placed", 99, LOG_DAEMON);
+    testing::internal::CaptureStderr();
+    QuillLog(log, level, "%d %s", 7, "m");
+    shown = testing::internal::GetCapturedStderr() + without_time(daemon.receive());
+    DestroyLog(log);
+    return shown.c_str();
+}
+
+constexpr CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(logs)};
+
+TEST(ComponentLog, Cases) {
+    ENTER_PRIVATE_DEVICE();
+    expect_cases("hash/component_log.cases", kFunctions);
 }
 
 TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
@@ -66,7 +56,7 @@ TEST(ComponentLog, WithoutMemoryTheSystemLogStaysAsItWas) {
     ENTER_PRIVATE_DEVICE();
     LogDaemon daemon;
     openlog("before", 0, 0);
-    quill::test::expect_failures_survived(
+    expect_failures_survived(
         [] {
             LogHandle *log = CreateLog(5, 5, "after", 0, 0);
             if (log) DestroyLog(log);
@@ -80,3 +70,4 @@ TEST(ComponentLog, WithoutMemoryTheSystemLogStaysAsItWas) {
 }
 
 }  // namespace
+}  // namespace quill::test

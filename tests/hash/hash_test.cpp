@@ -199,36 +199,14 @@ TYPED_TEST(HashOf, RandomOperationsFollowTheModel) {
     }
 }
 
-TYPED_TEST(HashOf, FailedAllocationsLeaveTheTableAsItWas) {
-    sHash *table = TypeParam::create(1);
-    int held = 0;
-    const auto value = [](int key) { return static_cast<quill_word>(key + 1); };
-    const auto unchanged = [&] {
-        EXPECT_EQ(HashEntries(table), held);
-        EXPECT_EQ(table->max_collisions, std::max(held, 1) - 1);
-        for (int key = 0; key <= held; key++)
-            EXPECT_EQ(TypeParam::find(table, TypeParam(key, false)), key < held ? value(key) : 0);
-    };
-    for (; held < TypeParam::kKeys - 1; held++) {
-        const TypeParam key(held, true);
-        const bool updates = held % 2 && !TypeParam::kIsWord;
-        const auto insert = [&] {
-            return (updates ? TypeParam::update : TypeParam::insert)(table, key, value(held)) == 1;
-        };
-        expect_failures_survived(insert, unchanged, held == 0 ? 1 : 0);  // the first may find the pool empty
-    }
-    unchanged();
-
-    const sHashElem *newest = table->buckets[0];
-    const TypeParam last(held - 1, true);
-    TypeParam::remove(table, last);
-    {
-        NthAllocation failing(1);
-        if (TypeParam::insert(table, last, 1)) TypeParam::remove(table, last);  // an element is all it needs
-    }
-    TypeParam::insert(table, last, 1);
-    EXPECT_EQ(table->buckets[0], newest);  // the pool had got it back
-    TypeParam::destroy(table);
+TEST(Hash, AKeyWithoutMemoryGivesItsElementBack) {
+    sHash *table = _HashCreate(1, "texts", 1);
+    HashStringInsert(table, "key");
+    const sHashElem *const element = table->buckets[0];
+    HashStringRemove(table, "key");
+    EXPECT_EQ(expect_failures_survived([&] { return HashStringInsert(table, "key") == 1; }), 1);
+    EXPECT_EQ(table->buckets[0], element);
+    HashDestroy(table);
 }
 
 TEST(Hash, BucketsOfTextsComeFromPearsonsPermutation) {

@@ -26,12 +26,9 @@ std::vector<char *> take_all(Mpool *pool) {
 }
 
 TEST(ObjectPool, GivesDistinctAlignedObjectsUpToItsLimit) {
-    static constexpr uint32_t kCases[][5] = {// size, objects a slab, alignment, limit, heap calls
-                                             {1, 1, 1, 1, 1},
-                                             {5, 3, 4, 10, 4},
-                                             {24, 8, 8, 24, 3},
-                                             {37, 16, 16, 15, 1},
-                                             {100, 7, 4, 0, 0}};
+    // Size, objects a slab, alignment, limit, heap calls.
+    static constexpr uint32_t kCases[][5] = {
+        {1, 1, 1, 1, 1}, {5, 3, 4, 10, 4}, {24, 8, 8, 24, 3}, {37, 16, 16, 15, 1}, {100, 7, 4, 0, 0}};
     for (const auto &[size, grow, alignment, limit, heap_calls] : kCases) {
         SCOPED_TRACE(size);
         Mpool *pool = new_pool(size, grow, alignment, limit);

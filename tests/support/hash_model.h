@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "hash/hash_table.h"
+#include "support/failing_alloc.h"
 #include "support/random.h"
 
 namespace quill::test {
@@ -106,13 +107,7 @@ public:
         const quill_word value = random_.below(4), before = here ? found->value : 0;
         switch (random_.below(9)) {
             case 0: insert(stored, key, value, !here || (Key::kIsWord && before == 0)); break;
-            case 1:
-                EXPECT_EQ(Key::update(table_, stored, value), here || !Key::kIsWord);
-                if (here)
-                    found->value = value;
-                else if (!Key::kIsWord)
-                    model_.insert(bucket_of(stored), key, value);
-                break;
+            case 1: update(stored, key, value, found); break;
             case 2:
                 EXPECT_EQ(Key::remove(table_, searched), here);
                 if (here) remove(found);
@@ -136,10 +131,28 @@ private:
     int32_t bucket_of(const Key &key) const {
         return static_cast<int32_t>(key.hash() % static_cast<uint32_t>(model_.buckets));
     }
+    // Some operations find no memory.
+    template <typename Operation, typename... T>
+    int attempt(Operation operation, const Key &key, T... value) {
+        const NthAllocation failing(random_.one_in(2) ? 1 + static_cast<int>(random_.below(2)) : 9);
+        const int result = operation(table_, key, value...);
+        failed_ = failing.reached();
+        return result;
+    }
     void insert(const Key &stored, int key, quill_word value, bool accepted) {
         const bool shortly = random_.one_in(4);
-        EXPECT_EQ(shortly ? Key::insert_short(table_, stored) : Key::insert(table_, stored, value), accepted);
-        if (accepted) model_.insert(bucket_of(stored), key, shortly ? stored.short_value() : value);
+        const int inserted = shortly ? attempt(Key::insert_short, stored) : attempt(Key::insert, stored, value);
+        EXPECT_EQ(inserted, accepted && !failed_);
+        if (inserted) model_.insert(bucket_of(stored), key, shortly ? stored.short_value() : value);
+    }
+    void update(const Key &stored, int key, quill_word value, HashModel::Place found) {
+        const bool here = found != model_.held.end();
+        const int updated = attempt(Key::update, stored, value);
+        EXPECT_EQ(updated, here || (!Key::kIsWord && !failed_));
+        if (here)
+            found->value = value;
+        else if (updated)
+            model_.insert(bucket_of(stored), key, value);
     }
     void remove(HashModel::Place found) {
         const bool under_callers = found->id == model_.callers.id;
@@ -214,6 +227,7 @@ private:
     sHash *table_;
     sHashCursor cursor_ = {};
     HashModel model_;
+    bool failed_ = false;
 };
 
 }  // namespace quill::test
