@@ -3,6 +3,8 @@
 #include <quill/btree.h>
 #include <stdlib.h>
 
+#include <array>
+
 #include "support/failing_alloc.h"
 #include "support/tree_tests.h"
 
@@ -27,10 +29,33 @@ void *next_by_rule(const btree *node, std::vector<const void *> &asked) {
     return number(node) * 7 % 5 > 2 ? node->key : next_by_rule(node->right, asked);
 }
 
+// The shape that a tree should have: the children of each key; 0 is none.
+struct Shape {
+    int root = 0;
+    std::array<int, 2> children[kKeys + 1] = {};
+
+    int *link_to(int key) {
+        int *link = &root;
+        while (*link && *link != key) link = &children[*link][key > *link];
+        return link;
+    }
+    void insert(int key) { children[*link_to(key) = key] = {}; }
+    // With two children, the next node goes first, and then takes the place.
+    void erase(int key) {
+        auto [heir, right] = children[key];
+        if (heir && right) {
+            for (heir = right; children[heir][0];) heir = children[heir][0];
+            erase(heir);
+            children[heir] = children[key];
+        }
+        *link_to(key) = heir ? heir : right;
+    }
+};
+
 struct Btree {
     btree *root = nullptr;
     std::set<int> held;
-    TreeModel model{false};
+    Shape shape;
     int insertions = 0;
 
     ~Btree() {
@@ -53,7 +78,7 @@ struct Btree {
         const btree *node = btree_search(search_for((here ? wanted : numbers) + key), &root, compare_numbers);
         EXPECT_EQ(node ? node->key : nullptr, failing.reached() ? nullptr : numbers + key);
         if (here || !node) return false;
-        model.insert(key);
+        shape.insert(key);
         return true;
     }
     void erase(int key, bool here) {
@@ -64,14 +89,14 @@ struct Btree {
         }
         const btree *result = btree_delete(search_for(wanted + key), &root, compare_numbers);
         EXPECT_EQ(result, here ? parent : nullptr);
-        if (here) model.erase(key);
+        if (here) shape.erase(key);
     }
     bool same(const btree *node, int key) const {
         if (!node || !key) return !node && !key;
-        return node->key == numbers + key && same(node->left, model.child(key, 0)) &&
-               same(node->right, model.child(key, 1));
+        const auto &[left, right] = shape.children[key];
+        return node->key == numbers + key && same(node->left, left) && same(node->right, right);
     }
-    void check() const { EXPECT_TRUE(same(root, model.root())); }
+    void check() const { EXPECT_TRUE(same(root, shape.root)); }
     void check_walks() const {
         std::vector<Visit> expected;
         add_visits<btree>(expected, root, nullptr, [](const btree *node) { return node; });

@@ -1,9 +1,8 @@
-// What the tests of all trees have in common: numbers as keys, a comparison that watches what it gets, the shape that a
-// tree should have, and random operations.
+// What the tests of all trees have in common: numbers as keys, a comparison that watches what it gets, and random
+// operations.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <numeric>
@@ -41,80 +40,6 @@ inline int compare_numbers(const void *a, const void *b) {
     const int x = *static_cast<const int *>(a), y = *static_cast<const int *>(b);
     return x < y ? -3 : x > y ? 3 : 0;
 }
-
-// A textbook tree. Balanced, it is an AVL tree that works by heights, without balances, parents or threads.
-class TreeModel {
-public:
-    explicit TreeModel(bool balanced) : balanced_(balanced), nodes_(kKeys + 1) {}
-
-    // Keys count from 1; 0 is no node.
-    int root() const { return root_; }
-    int child(int node, int side) const { return nodes_[static_cast<size_t>(node)].child[side]; }
-
-    void insert(int key) { root_ = insert(root_, key); }
-    // With two children, the next node goes first, and then takes the place.
-    void erase(int key) {
-        int heir = child(key, 1);
-        if (!heir || !child(key, 0)) {
-            root_ = take(root_, key);
-            return;
-        }
-        while (child(heir, 0)) heir = child(heir, 0);
-        root_ = take(root_, heir);
-        at(heir) = at(key);
-        *link_to(key) = heir;
-    }
-
-private:
-    struct Node {
-        int child[2];
-        int height;
-    };
-    Node &at(int node) { return nodes_[static_cast<size_t>(node)]; }
-    int balance(int node) { return at(at(node).child[1]).height - at(at(node).child[0]).height; }
-
-    int *link_to(int key) {
-        int *link = &root_;
-        while (*link != key) link = &at(*link).child[key > *link];
-        return link;
-    }
-    int insert(int node, int key) {
-        if (!node) {
-            at(key) = {{0, 0}, 1};
-            return key;
-        }
-        int &below = at(node).child[key > node];
-        below = insert(below, key);
-        return mend(node);
-    }
-    int take(int node, int key) {
-        if (node == key) return child(node, 0) ? child(node, 0) : child(node, 1);
-        int &below = at(node).child[key > node];
-        below = take(below, key);
-        return mend(node);
-    }
-    int measure(int node) {
-        at(node).height = 1 + std::max(at(child(node, 0)).height, at(child(node, 1)).height);
-        return node;
-    }
-    int raise_child(int node, int side) {
-        const int top = child(node, side);
-        at(node).child[side] = child(top, !side);
-        at(top).child[!side] = measure(node);
-        return measure(top);
-    }
-    int mend(int node) {
-        if (!balanced_ || abs(balance(node)) < 2) return measure(node);
-        const int heavy = balance(node) > 0, outward = heavy ? 1 : -1;
-        const int below = child(node, heavy);
-        if (balance(below) == -outward) at(node).child[heavy] = raise_child(below, !heavy);
-        return raise_child(node, heavy);
-    }
-
-    bool balanced_;
-    std::vector<Node> nodes_;
-    int root_ = 0;
-};
 
 // A walk's visit of a node, or of its key.
 struct Visit {
