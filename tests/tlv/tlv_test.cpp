@@ -139,16 +139,8 @@ TEST(Tlv, SaysWhatItCannotSetOrGet) {
     expect_contracts({{without_a_table, "tlvDefn", "tlv", 100, "initTLVLib"}});
 }
 
-// The table is reached through its operations as well, in this order.
 TEST(Tlv, OperationsTable) {
-    const struct {
-        decltype(&tlvreset) reset;
-        decltype(&tlvset) set;
-        decltype(&tlvisset) isset;
-        decltype(&tlvget) get;
-        decltype(&settlvBuffer) pack;
-        decltype(&readtlvBuffer) read;
-    } expected = {tlvreset, tlvset, tlvisset, tlvget, settlvBuffer, readtlvBuffer};
+    const tlv_operations expected = {tlvreset, tlvset, tlvisset, tlvget, settlvBuffer, readtlvBuffer};
     EXPECT_EQ(memcmp(&HBMSG, &expected, sizeof expected), 0);
 }
 
