@@ -103,8 +103,8 @@ struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyA
     bool holds(const sHashElem &e) const { return !e.key && !e.key_copy && !e.address && has_bytes(e, bytes + 1, 6); }
 };
 
-// Of eight keys three pairs differ in their family alone; 5 and 7 hash alike through different words. IPv4 keys are their
-// hash and four bytes: 4 and 6 differ in a byte that shows in the hash alone, and two bytes never show.
+// Of eight keys three pairs differ in their family alone; 5 and 7 hash alike through different words. IPv4 keys are
+// their hash and four bytes: 4 and 6 differ in a byte that shows in the hash alone, and two bytes never show.
 struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAfAddrUpdateKeyAndValue,
                      HashIpAfAddrRemove, HashIpAfAddrFind, HashIsIpAfAddrPresent> {
     static constexpr bool kSkipsN = false;
