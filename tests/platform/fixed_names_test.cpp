@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <tuple>
 
 #include "support/child_process.h"
 #include "support/device_test.h"
@@ -27,12 +28,6 @@ bool uses_history() {
     return ReadApFlash(0, 1, &byte, nullptr) != 0 || flash_ophist_init();
 }
 
-struct Use {
-    string file;
-    bool (*uses)();   // whether the file is used
-    int refused = 1;  // exit code
-};
-
 int exit_code_of_use(bool (*uses)()) {
     return exit_code_of([=] {
         alarm(10);
@@ -41,12 +36,13 @@ int exit_code_of_use(bool (*uses)()) {
 }
 
 TEST_F(FixedNames, NothingPlantedIsFollowedOrWaitedFor) {
-    const Use use_of_all[] = {
+    // Of each file, whether it is used, and what a process ends with that refuses it.
+    const std::tuple<string, bool (*)(), int> use_of_all[] = {
         {"/tmp/cfgmContId", [] { return getCfgmControllerId() == 1; }, 666 % 256},
         {"/tmp/cfgmContId", [] { return incCfgmControllerId(init_cli_cfgm_sem()) == 2; }, 666 % 256},
         {"/tmp/cfgmContId", [] { return setCfgmControllerId(3, init_cli_cfgm_sem()) == 1; }, 666 % 256},
-        {"/tmp/mesh_role", [] { return syslog(7, "text"), get_mesh_role() == 1; }},
-        {"/tmp/flashophist", uses_history},
+        {"/tmp/mesh_role", [] { return syslog(7, "text"), get_mesh_role() == 1; }, 1},
+        {"/tmp/flashophist", uses_history, 1},
     };
     const int semaphore = init_cli_cfgm_sem();
     write_file("/dev/mtd0", "flash");
