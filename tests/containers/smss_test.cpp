@@ -118,7 +118,7 @@ TEST(Smss, ALaterKeyIsAskedForOnlyWhereEarlierOnesTie) {
 }
 
 TEST(Smss, ATextWithoutTerminatorEndsWithItsBuffer) {
-    for (const size_t length : {128, 129})
+    for (const size_t length : {128u, 129u})
         EXPECT_STREQ(found(0, ("n=" + std::string(length, 'a')).c_str(), "n=asc"), length == 128 ? "i" : "");
 }
 
