@@ -1,20 +1,15 @@
 #include <gtest/gtest.h>
-#include <limits.h>
 #include <quill/ap_version.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
-#include <iterator>
 #include <string>
 
 #include "support/case_file.h"
 #include "support/device_test.h"
-#include "support/random.h"
 
 namespace {
 
-using quill::test::Random;
 using quill::test::write_file;
 using std::string;
 
@@ -32,21 +27,6 @@ TEST(ApVersion, NothingToCut) {
     char output[] = "uu";
     for (char *const source : uncut) EXPECT_EQ(ap_version_format(source, output, 0, 0), output);
     EXPECT_STREQ(output, "uu");
-}
-
-TEST(ApVersion, Ranges) {
-    using Version = std::array<int32_t, 3>;
-    const int32_t values[] = {INT_MIN, -1, 0, 1, 2, INT_MAX};
-    Random random(87);
-    const auto some = [&] { return values[random.below(std::size(values))]; };
-    for (int i = 0; i < 20000; i++) {
-        const Version low = {some(), some(), some()};
-        const Version end = random.one_in(4) ? Version{} : Version{some(), some(), some()};
-        const Version version = random.one_in(3) ? low : random.one_in(3) ? end : Version{some(), some(), some()};
-        const int32_t range[] = {low[0], low[1], low[2], end[0], end[1], end[2]};
-        const bool within = version >= low && (end == Version{} || version < end);
-        ASSERT_EQ(version_within_range(range, version.data()), within);
-    }
 }
 
 TEST_F(ApVersionOfDevice, LongFilesAndNone) {
