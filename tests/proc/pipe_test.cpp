@@ -18,7 +18,6 @@
 
 namespace {
 
-using quill::test::read_file;
 using std::string;
 
 class Pipe : public quill::test::DeviceTest {};
@@ -33,23 +32,17 @@ string output_of(const string &command) {
     return std::to_string(quill_pclose_thr(from, child)) + " " + text;
 }
 
-// Its status, after it has read text to the end.
-int status_of_reader(int code, const char *text) {
-    int child;
-    FILE *const to = quill_popen_thr(("cat >/tmp/got; exit " + std::to_string(code)).c_str(), "w", &child);
-    EXPECT_TRUE(to && child > 0 && fputs(text, to) >= 0);
-    const int status = quill_pclose_thr(to, child);
-    EXPECT_EQ(read_file("/tmp/got"), text);
-    return status;
-}
-
 // The ends of a pipe come to stand where the program has closed its standard descriptors, too.
 TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
     quill::test::with_standard_descriptors_closed([] {
         umask(077);
         EXPECT_EQ(output_of("umask; exit 0"), "0 0022\n");
         EXPECT_EQ(output_of("exit 255"), "65280 ");
-        EXPECT_EQ(status_of_reader(2, "what was written"), 2 << 8);
+        int child;
+        FILE *const to = quill_popen_thr("cat >/tmp/got; exit 2", "w", &child);
+        EXPECT_TRUE(to && child > 0 && fputs("what was written", to) >= 0);
+        EXPECT_EQ(quill_pclose_thr(to, child), 2 << 8);
+        EXPECT_EQ(quill::test::read_file("/tmp/got"), "what was written");
         EXPECT_EQ(umask(0), 077u) << "the caller's umask has changed";
     });
 }
