@@ -22,37 +22,24 @@ using std::string;
 
 class Storage : public quill::test::DeviceAndProcTest {};
 
-// A file system of a size, or one without blocks, in a folder's place for a while; null for none.
-class Mounted {
-public:
-    Mounted(const char *folder, const char *size) : folder_(size ? folder : nullptr) {
-        if (!size) return;
-        const bool proc = size == string("proc");
-        mkdir(folder, 0755);
-        EXPECT_EQ(mount("none", folder, proc ? "proc" : "tmpfs", 0, proc ? nullptr : ("size=" + string(size)).c_str()),
-                  0);
-    }
-    ~Mounted() {
-        if (folder_) umount2(folder_, MNT_DETACH);
-        rmdir("/flash1");  // the only folder that is not always there
-    }
-    Mounted(const Mounted &) = delete;
-    Mounted &operator=(const Mounted &) = delete;
-
-private:
-    const char *folder_;
-};
+// A file system of a size, or one without blocks, in a folder's place, over what was there; nothing for null.
+void mount_at(const char *folder, const char *size) {
+    if (!size) return;
+    mkdir(folder, 0755);
+    const bool proc = size == string("proc");
+    EXPECT_EQ(mount("none", folder, proc ? "proc" : "tmpfs", 0, proc ? nullptr : ("size=" + string(size)).c_str()), 0);
+}
 
 // --- what the cases call
 
 string flash_room(const char *size, size_t used) {
-    const Mounted flash("/flash", size);
+    mount_at("/flash", size);
     write_file("/flash/data", string(used, 'd'));
     return std::to_string(freeFlash()) + " " + std::to_string(sizeFlash());
 }
 
 uint32_t flash1_room(const char *size) {
-    const Mounted flash1("/flash1", size);
+    mount_at("/flash1", size);
     return freeFlash1();
 }
 
@@ -73,13 +60,15 @@ string memory(const char *content) {
 
 string ram_disk(const char *size, int64_t free) {
     memory(free ? ("a: b: c: d: e: f:\nMem: 67108864 2 " + std::to_string(free) + " 4 5 1").c_str() : nullptr);
-    const Mounted tmp("/tmp", size);
+    mount_at("/tmp", size);
     return std::to_string(freeDisk(0)) + " " + std::to_string(freeDisk(1));
 }
 
 string place(int need, const char *flash_size, const char *tmp_size, const char *flash1_size) {
     memory(nullptr);
-    const Mounted flash("/flash", flash_size), tmp("/tmp", tmp_size), flash1("/flash1", flash1_size);
+    mount_at("/flash", flash_size);
+    mount_at("/tmp", tmp_size);
+    mount_at("/flash1", flash1_size);
     const char *directory = nullptr, *without_second = nullptr;
     const int code = get_temp_dir2(need, &directory), code_without = get_temp_dir(need, &without_second);
     EXPECT_EQ(is_flash1_present(), flash1_size != nullptr);
