@@ -17,11 +17,13 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "base/endian.h"
 #include "support/case_file.h"
 #include "support/child_process.h"
 #include "support/device_test.h"
+#include "support/random.h"
 
 // The drivers of the board's devices; the program is linked with --wrap for them.
 
@@ -54,6 +56,7 @@ namespace {
 using quill::load_be;
 using quill::test::exit_code_of;
 using quill::test::open_descriptors;
+using quill::test::Random;
 using quill::test::read_file;
 using quill::test::write_file;
 using std::string;
@@ -308,6 +311,67 @@ TEST_F(Flash, WithoutAHistoryTransfersGoOn) {
     EXPECT_EQ(open_descriptors(), descriptors_);
     ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", MS_REMOUNT, "size=1m"), 0);
     EXPECT_NE(flash_ophist_init(), nullptr);
+}
+
+// --- many processes, one after the other of which is killed at some point of its work
+
+class FlashFaults : public Flash {};
+
+// Each offset goes with one length and one kind of transfer, so that a record can be seen to be of one piece.
+constexpr uint32_t kLongest = 3000;
+uint32_t length_at(uint32_t offset) { return 1 + offset * 7 % kLongest; }
+
+bool one_transfer(uint32_t offset) {
+    static char buffer[kLongest];
+    const auto at = static_cast<int>(offset);
+    return (offset % 2 ? ReadApFlash(at, length_at(offset), buffer, nullptr)
+                       : WriteApFlash(at, length_at(offset), buffer, nullptr)) == 0;
+}
+
+pid_t start_worker() {
+    static uint64_t seed = 1;
+    Random random(seed++);
+    const pid_t child = fork();
+    if (child != 0) return child;
+    while (one_transfer(random.below(50000))) continue;
+    _exit(1);
+}
+
+// How many of the history's records are not what one transfer writes.
+int broken_records() {
+    const string history = read_file(kHistory), parent = "[" + std::to_string(getpid()) + "]";
+    int broken = history.size() == kSize ? 0 : 200;
+    for (size_t at = 8; broken < 200 && at < history.size(); at += kRecord) {
+        const uint32_t offset = number(history, at + 4);
+        const string process = history.data() + at + 20, parents = history.data() + at + 52;
+        broken += number(history, at + 12) != length_at(offset) || number(history, at + 8) != offset % 2 ||
+                  !process.starts_with("flash_test[") || !process.ends_with("]") ||
+                  !(parents.ends_with(parent) || process.ends_with(parent));
+    }
+    return broken;
+}
+
+TEST_F(FlashFaults, KilledProcessesLeaveTheLocksFreeAndTheHistoryWhole) {
+    constexpr int kProcesses = 16, kRounds = 25, kKills = 20;
+    alarm(300);  // a lost semaphore would stop the test here
+    Random random(1);
+    for (int round = 0; round < kRounds; round++) {
+        for (uint32_t i = 0; i < 200; i++) ASSERT_TRUE(one_transfer(i + 1));
+        EXPECT_EQ(broken_records(), 0) << "nothing goes on breaking them";
+        std::vector<pid_t> workers(kProcesses);
+        for (pid_t &worker : workers) worker = start_worker();
+        for (int kills = 0; kills < kKills + kProcesses; kills++) {
+            if (kills < kKills) usleep(random.below(3000));
+            pid_t &worker = workers[kills < kKills ? random.below(kProcesses) : static_cast<size_t>(kills - kKills)];
+            int status;
+            kill(worker, SIGKILL);
+            ASSERT_EQ(waitpid(worker, &status, 0), worker);
+            ASSERT_EQ(status, SIGKILL) << "no transfer has failed";
+            if (kills < kKills) worker = start_worker();
+        }
+        EXPECT_LE(broken_records(), kKills + kProcesses) << "a kill breaks the one record that is being written";
+        EXPECT_EQ(semaphore_value(), 0);
+    }
 }
 
 }  // namespace
