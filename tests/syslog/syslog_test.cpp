@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "support/case_file.h"
+#include "support/child_process.h"
 #include "support/descriptors.h"
 #include "support/log_daemon.h"
 #include "support/private_device.h"
@@ -28,6 +29,7 @@
 
 namespace {
 
+using quill::test::exit_code_of;
 using quill::test::kTime;
 using quill::test::LogDaemon;
 using quill::test::open_descriptors;
@@ -86,84 +88,46 @@ protected:
     void TearDown() override { closelog(); }
 };
 
-// --- the mesh role, which a process reads once: in children, before this process has logged anything
+// --- the mesh role, which a process reads once: in children
 
-// A child that logs; ends as its body returns.
-class Child {
-public:
-    template <typename Body>
-    explicit Child(Body body) : pid_(fork()) {
-        if (pid_ != 0) return;
-        alarm(30);
-        _exit(body());
-    }
-    int wait() const {
-        int status = -1;
-        waitpid(pid_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    void wait_until_stopped() const { waitpid(pid_, nullptr, WUNTRACED); }
-    void resume() const { kill(pid_, SIGCONT); }
-
-private:
-    pid_t pid_;
-};
-
-// The role is read until there is one: with no file at all it is none, for good.
-TEST_F(Syslog, TheMeshRoleIsReadOnce) {
+// Whether the connection does not wait, with a role at first, and another when it is made.
+int mesh_point(const char *at_first, const char *later) {
     LogDaemon daemon;
-    for (const auto &[at_first, later, mesh_point] : {std::tuple("", "1", true),
-                                                      {"x", "1", true},
-                                                      {"-1", "1", true},
-                                                      {"1", "0", true},
-                                                      {" 1", "0", true},
-                                                      {"0", "1", false},
-                                                      {"2", "1", false},
-                                                      {"none", "1", false}}) {
-        SCOPED_TRACE(at_first);
-        write_file("/tmp/mesh_role", at_first);
-        if (at_first == string("none")) unlink("/tmp/mesh_role");
-        const Child child([&] {
-            openlog("role", 0, 0);
-            write_file("/tmp/mesh_role", later);
-            const int connection = open("/dev/null", O_RDONLY);
-            close(connection);  // the lowest free one, which the connection will get
-            openlog("role", LOG_NDELAY, 0);
-            return fcntl(connection, F_GETFL) & O_NONBLOCK ? 1 : 0;
-        });
-        EXPECT_EQ(child.wait(), mesh_point);
-    }
+    if (at_first) write_file("/tmp/mesh_role", at_first);
+    const int waits_not = exit_code_of([&] {
+        openlog("role", 0, 0);
+        write_file("/tmp/mesh_role", later);
+        const int connection = open("/dev/null", O_RDONLY);
+        close(connection);  // the lowest free one, which the connection will get
+        openlog("role", LOG_NDELAY, 0);
+        _exit(fcntl(connection, F_GETFL) & O_NONBLOCK ? 1 : 0);
+    });
+    unlink("/tmp/mesh_role");
+    return waits_not;
 }
 
+// What comes through comes in order, from the first on, and nothing goes to the console.
 TEST_F(Syslog, AMeshPointNeverWaits) {
     write_file("/tmp/mesh_role", "1\n");
-    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
-        constexpr int kMessages = 2000;
-        LogDaemon daemon(type);
-        // The child keeps its connection while this process reads.
-        const Child child([] {
-            openlog("mesh", LOG_CONS, 0);
-            for (int i = 0; i < kMessages; i++) syslog(LOG_ERR, "%0900d", i);
-            raise(SIGSTOP);
-            syslog(LOG_ERR, "room again");
-            return 0;
-        });
-        child.wait_until_stopped();
-        // What came through came in order, from the first on, and nothing went to the console.
-        int received = 0;
-        for (string record; !(record = daemon.receive()).empty(); received++) {
-            ASSERT_EQ(record.size(), strlen("<427>") + kTime + strlen("mesh: ") + 900 + 1);
-            ASSERT_EQ(atoi(record.c_str() + record.size() - 5), received);
-        }
-        EXPECT_GT(received, 5);
-        EXPECT_LT(received, kMessages);
-        EXPECT_EQ(read_file("/dev/console"), "");
-        std::cout << "mesh point, socket type " << type << ": " << received << " queued, " << kMessages - received
-                  << " dropped\n";
-        child.resume();
-        EXPECT_EQ(child.wait(), 0);
-        EXPECT_EQ(shown(daemon.receive()), "<427>mesh: room again$");
-    }
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM})
+        EXPECT_EQ(exit_code_of([=] {
+                      constexpr int kMessages = 2000;
+                      alarm(30);
+                      LogDaemon daemon(type);
+                      openlog("mesh", LOG_CONS, 0);
+                      for (int i = 0; i < kMessages; i++) syslog(LOG_ERR, "%0900d", i);
+                      int received = 0;
+                      for (string record; !(record = daemon.receive()).empty(); received++) {
+                          ASSERT_EQ(record.size(), strlen("<427>") + kTime + strlen("mesh: ") + 900 + 1);
+                          ASSERT_EQ(atoi(record.c_str() + record.size() - 5), received);
+                      }
+                      EXPECT_TRUE(received > 5 && received < kMessages) << received;
+                      EXPECT_EQ(read_file("/dev/console"), "");
+                      syslog(LOG_ERR, "room again");
+                      EXPECT_EQ(shown(daemon.receive()), "<427>mesh: room again$");
+                  }),
+                  0);
+    unlink("/tmp/mesh_role");
 }
 
 // --- one process
@@ -206,7 +170,7 @@ string standard_error(const char *identity, int options, const char *text) {
 }
 
 TEST_F(Syslog, Cases) {
-    quill::test::expect_cases("syslog/syslog.cases", QUILL_CASE_FUNCTIONS(record, console, standard_error));
+    quill::test::expect_cases("syslog/syslog.cases", QUILL_CASE_FUNCTIONS(mesh_point, record, console, standard_error));
 }
 
 TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
@@ -443,13 +407,12 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
     constexpr int kChildren = 100;
     int good = 0;
     for (int i = 0; i < kChildren; i++) {
-        const Child child([] {
-            struct sigaction action;
-            const bool own = sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-            syslog(LOG_ERR, "child");
-            return own ? 0 : 1;
-        });
-        good += child.wait() == 0;
+        good += exit_code_of([] {
+                    alarm(30);
+                    struct sigaction action;
+                    EXPECT_TRUE(sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN);
+                    syslog(LOG_ERR, "child");
+                }) == 0;
     }
     stop = true;
     threads.join();
