@@ -39,6 +39,13 @@ string numbers(const char *content) {
     return shown;
 }
 
+// As this process sees it, which reads it once.
+int model(const char *content) {
+    put("/proc/ap_model", content);
+    EXPECT_EQ(getApType(), ApType);
+    return ApType;
+}
+
 string uptime(const char *content, size_t size) {
     put("/proc/uptime", content, size);
     char both[64];
@@ -70,22 +77,14 @@ int wifi_dev(int mode, uint8_t mask, uint8_t base, uint8_t last_byte) {
 
 TEST_F(Identity, Cases) {
     EXPECT_EQ(get_ap_installation_type(nullptr), 0);
-    quill::test::expect_cases("platform/identity.cases", QUILL_CASE_FUNCTIONS(is_mesh_ap, isHalvoraAp, mesh_vap,
-                                                                              numbers, uptime, wifi_dev, wifi_vap));
+    quill::test::expect_cases("platform/identity.cases",
+                              QUILL_CASE_FUNCTIONS(dpi_is_enabled, forceGetEnv, getEnv, is_mesh_ap, isHalvoraAp,
+                                                   mesh_vap, model, numbers, uptime, wifi_dev, wifi_vap));
     put("/proc/uptime", nullptr);
     ASSERT_EQ(symlink("/proc/self/mem", "/proc/uptime"), 0);  // opens, and cannot be read at its start
     testing::internal::CaptureStderr();
     EXPECT_TRUE(getSysUptime() == -1 && getSysUptime_d() == -1.0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), string("fread: ") + strerror(EIO) + "\n");
-}
-
-TEST_F(Identity, ModelIsReadOnce) {
-    ApType = 0;
-    for (const auto &[content, model] : {std::pair{"0\n", 0}, {"42\n", 42}, {"43\n", 42}}) {
-        put("/proc/ap_model", content);
-        EXPECT_EQ(getApType(), model);
-        EXPECT_EQ(ApType, model);
-    }
 }
 
 TEST(IdentityTime, ClockIsMonthDayYear) {
@@ -121,9 +120,7 @@ TEST(IdentityPlatform, WhatItDoesNotHave) {
     char buffer[8] = "version";
     EXPECT_EQ(getSwVersion(buffer), 0);
     EXPECT_EQ(string(buffer, 8), string("\0\0\0\0\0on\0", 8));
-    EXPECT_TRUE(getEnv("bootargs", buffer) == -1 && forceGetEnv("bootargs", buffer) == -1);
-    EXPECT_STREQ(buffer + 5, "on");
-    EXPECT_TRUE(dpi_is_enabled() == 0 && isinitdifn == 0 && gettid() == getpid());
+    EXPECT_TRUE(isinitdifn == 0 && gettid() == getpid());
     pid_t other = 0;
     std::thread([&] { other = gettid(); }).join();
     EXPECT_TRUE(other != 0 && other != getpid());

@@ -43,7 +43,7 @@ std::function<bool()> holds(const char *file, const char *content) {
 char bytes[8], echo[] = "echo word", path[QUILL_USB_PATH_SIZE], *version;
 int64_t total, usable;
 ip_af_addr address;
-int child;
+int child, device;
 
 // The controller's functions end the process that they fail in. Nothing fails after the call: the compiler allocates
 // when it saves the child's coverage counters, and does not survive a failure.
@@ -71,11 +71,6 @@ bool read_by_pipe() {
     return stream && fgets(bytes, sizeof bytes, stream) && quill_pclose_thr(stream, child) == 0;
 }
 
-bool open_device() {
-    const int device = quill_open_device(O_RDONLY);
-    return device >= 0 && close(device) == 0;
-}
-
 constexpr char kParsed[] = "/quill/reg_table/temp_parsed_file.bin";
 
 const Call kCalls[] = {
@@ -93,7 +88,7 @@ const Call kCalls[] = {
      missing("/tmp/to")},
     {"ReadApFlash", [] { return ReadApFlash(0, 8, bytes, nullptr) == 0; }, [] { return bytes[7] == 'f'; },
      [] { return bytes[7] == 0; }, 1},
-    {"quill_open_device", open_device},
+    {"quill_open_device", [] { return (device = quill_open_device(O_RDONLY)) >= 0 && close(device) == 0; }},
     {"WriteApFlash", [] { return WriteApFlash(0, 8, "written!", nullptr) == 0; }, holds("/dev/mtd0", "written!"),
      holds("/dev/mtd0", "ffffffff")},
     {"get_free_mem", [] { return get_free_mem(&total, &usable) == 0; }},
