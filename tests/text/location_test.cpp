@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 #include <quill/location.h>
 
+#include <array>
 #include <string>
 
 #include "support/case_file.h"
 #include "support/guard_page.h"
-#include "support/location_model.h"
 
 namespace {
 
 using quill::test::GuardedPage;
-using quill::test::Parts;
+using Parts = std::array<std::string, 4>;
 
 constexpr auto kFunctions =
     QUILL_CASE_FUNCTIONS(fqln_crack, fqln_escape_dot, fqln_build, fqln_is_well_formed, fqln_find_part_after_name,
