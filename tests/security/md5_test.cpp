@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <quill/md5.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
 
@@ -57,31 +58,19 @@ string lengths(unsigned piece) {
     return digest_of(digests);
 }
 
-// What the end adds is made by hand: what waits, 0x80, zeros, and the bits from the lowest byte up.
-TEST(Md5, CountsBitsModulo2To64) {
-    const string input(0x10000, 'x');
-    for (const uint64_t start : {uint64_t{0xfffffff8}, uint64_t{0xfffffffffff80000}, uint64_t{0x1234567ffffffff8}}) {
-        for (const unsigned length : {1u, 63u, 65u, 0x10000u}) {
-            md5_context context;
-            MD5Init(&context);
-            context.count[0] = static_cast<uint32_t>(start);
-            context.count[1] = static_cast<uint32_t>(start >> 32);
-            memset(context.buffer, 'x', sizeof context.buffer);
-            MD5Update(&context, input.data(), length);
-            const uint64_t bits = start + uint64_t{length} * 8;
-            EXPECT_EQ(context.count[1] * 0x100000000u + context.count[0], bits);
-            md5_context by_hand = context;
-            string end = "\x80" + string((119 - bits / 8 % 64) % 64, '\0');
-            for (int i = 0; i < 8; i++) end += static_cast<char>(bits >> 8 * i);
-            MD5Update(&by_hand, end.data(), size_of(end));
-            string state;
-            for (const uint32_t word : by_hand.state)
-                for (int i = 0; i < 32; i += 8) state += static_cast<char>(word >> i);
-            uint8_t digest[16];
-            MD5Final(digest, &context);
-            EXPECT_EQ(string(digest, digest + 16), state) << start << " + " << length;
-        }
-    }
+// The bits after more bytes, and the digest, of a context that has counted so many and holds what of them waits.
+string counted(uint32_t high, uint32_t low, unsigned length) {
+    md5_context context;
+    MD5Init(&context);
+    context.count[0] = low;
+    context.count[1] = high;
+    memset(context.buffer, 'x', sizeof context.buffer);
+    MD5Update(&context, string(length, 'x').data(), length);
+    char bits[32];
+    snprintf(bits, sizeof bits, "%x:%08x ", context.count[1], context.count[0]);
+    uint8_t digest[16];
+    MD5Final(digest, &context);
+    return bits + hex(digest);
 }
 
 TEST(Md5, MoreThan2To32Bits) {
@@ -117,7 +106,7 @@ string hmac(const char *key, int keys, const char *data, int datas) {
 
 string md5(const char *text) { return digest_of(text); }
 
-TEST(Md5, Cases) { quill::test::expect_cases("security/md5.cases", QUILL_CASE_FUNCTIONS(md5, lengths, hmac)); }
+TEST(Md5, Cases) { quill::test::expect_cases("security/md5.cases", QUILL_CASE_FUNCTIONS(md5, lengths, counted, hmac)); }
 
 TEST(HmacMd5, RefusedArguments) {
     uint8_t mac[16] = {1, 2, 3};
