@@ -33,11 +33,10 @@ std::string words(const idx_table *table, uint32_t first, uint32_t last) {
 }
 
 // What the operations give; see the cases.
-const char *ids(uint32_t first, uint32_t last, const char *operations) {
-    static std::string shown;
+std::string ids(uint32_t first, uint32_t last, const char *operations) {
     idx_table *table = idx_table_create(first, last);
     std::istringstream input(operations);
-    shown = table ? "" : "none";
+    std::string shown = table ? "" : "none";
     char operation;
     for (uint32_t number = 0; table && input >> operation;) {
         if (operation != '?') input >> number;
@@ -55,12 +54,10 @@ const char *ids(uint32_t first, uint32_t last, const char *operations) {
         shown += ' ';
     }
     idx_table_free(table);
-    return shown.c_str();
+    return shown;
 }
 
-constexpr CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(ids)};
-
-TEST(IdxTable, Cases) { expect_cases("alloc/idx_table.cases", kFunctions); }
+TEST(IdxTable, Cases) { expect_cases("alloc/idx_table.cases", QUILL_CASE_FUNCTIONS(ids)); }
 
 TEST(IdxTable, AFailedAllocationGivesNoTable) {
     idx_table *table = nullptr;

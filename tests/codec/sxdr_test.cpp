@@ -22,9 +22,8 @@ Bytes written(const std::function<uint32_t(void *)> &write) {
 }
 
 template <auto kWrite, typename... T>
-const char *bytes(T... values) {
-    static std::string shown;
-    return (shown = hex(written([&](void *to) { return kWrite(values..., to); }))).c_str();
+std::string bytes(T... values) {
+    return hex(written([&](void *to) { return kWrite(values..., to); }));
 }
 
 uint32_t write_ip(const uint8_t *address, void *to) {

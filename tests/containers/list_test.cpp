@@ -68,9 +68,8 @@ std::string state(const sList *list, const sListNode *cursor) {
 }
 
 // What the operations of a script return, and the list at its spaces; operations after % find no memory.
-const char *operate(sList *list, const char *script) {
-    static std::string shown;
-    shown.clear();
+std::string operate(sList *list, const char *script) {
+    std::string shown;
     shown.reserve(400);
     sListNode *cursor = nullptr;
     for (const char *s = script; *s; s++) {
@@ -100,16 +99,14 @@ const char *operate(sList *list, const char *script) {
         }
     }
     ListDestroy(list);
-    return shown.c_str();
+    return shown;
 }
 
-const char *list(const char *script) { return operate(ListCreate(), script); }
+std::string list(const char *script) { return operate(ListCreate(), script); }
 
-const char *null_list(const char *script) { return operate(nullptr, script); }
+std::string null_list(const char *script) { return operate(nullptr, script); }
 
-constexpr CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(list), QUILL_CASE_FUNCTION(null_list)};
-
-TEST(List, Cases) { expect_cases("containers/list.cases", kFunctions); }
+TEST(List, Cases) { expect_cases("containers/list.cases", QUILL_CASE_FUNCTIONS(list, null_list)); }
 
 TEST(List, FreeDataFunctionsFreeEveryListedObjectOnce) {
     const long live = live_allocations();

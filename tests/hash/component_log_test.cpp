@@ -17,22 +17,19 @@ namespace quill::test {
 namespace {
 
 // What a message is printed and logged as, of two thresholds and its level.
-const char *logs(int stderr_level, int syslog_level, int level) {
-    static std::string shown;
+std::string logs(int stderr_level, int syslog_level, int level) {
     LogDaemon daemon;
     LogHandle *log = CreateLog(stderr_level, syslog_level, "placed", 99, LOG_DAEMON);
     testing::internal::CaptureStderr();
     QuillLog(log, level, "%d %s", 7, "m");
-    shown = testing::internal::GetCapturedStderr() + without_time(daemon.receive());
+    const std::string shown = testing::internal::GetCapturedStderr() + without_time(daemon.receive());
     DestroyLog(log);
-    return shown.c_str();
+    return shown;
 }
-
-constexpr CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(logs)};
 
 TEST(ComponentLog, Cases) {
     ENTER_PRIVATE_DEVICE();
-    expect_cases("hash/component_log.cases", kFunctions);
+    expect_cases("hash/component_log.cases", QUILL_CASE_FUNCTIONS(logs));
 }
 
 TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
