@@ -155,21 +155,19 @@ TEST(Smss, FailedAllocationsOnlyLeaveThingsOut) {
     std::vector<Station> stations;
     for (uint32_t i = 0; i < 1100; i++) stations.push_back({'x', i * 7 % 1100, 0, i % 3 ? "Eth" : "", ""});
     const size_t matches = 733;
-    for (int i = 2, reached = 1; reached; i++) {
-        SCOPED_TRACE(i);
+    // So many bytes of the pool's first block are left: each string in turn is the first that needs another block.
+    for (int i = 0, left[] = {1, 3, 5, 7, 12, 14}, n = 1; i < 6; n++) {
+        SCOPED_TRACE(testing::Message() << n << " with " << left[i]);
         const long live = live_allocations();
         {
-            const NthAllocation failing(i / 2);
+            const NthAllocation failing(n);
             Query query(stations);
             smss_ctx &context = query.context;
-            // Of the pool's first block, room is left for nothing, or for the criterion's word alone.
-            const int room = context.pool_capacity - context.pool_used;
-            smss_add_string(&context, nullptr, i % 2 ? room + 1 : std::max(room - 4, 0));
+            smss_add_string(&context, nullptr, context.pool_capacity - context.pool_used - left[i] - 1);
             query.add(smss_add_search_criterion, "n=E");
             query.add(smss_add_sort_criterion, "s=desc,v=asc");
             const size_t count = query.ids(0, 10000).size();
-            reached = failing.reached();
-            EXPECT_TRUE(reached ? count <= matches : count == matches) << count;
+            EXPECT_TRUE(failing.reached() ? count <= matches : count == matches) << count;
             const bool finds = context.search[0] && context.search[1] && context.text1;
             EXPECT_TRUE(finds || count == 0);
             const auto *results = reinterpret_cast<const Station *const *>(context.results);
@@ -177,6 +175,7 @@ TEST(Smss, FailedAllocationsOnlyLeaveThingsOut) {
                 EXPECT_STREQ(results[at]->n, "Eth");
                 EXPECT_TRUE(at == 0 || !context.sort[2] || results[at - 1]->v < results[at]->v) << at;
             }
+            if (!failing.reached()) i++, n = 0;
         }
         EXPECT_EQ(live_allocations(), live);
     }

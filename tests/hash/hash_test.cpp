@@ -447,14 +447,21 @@ TEST(Hash, AThousandTablesAndAHundredThousandElementsMayLive) {
     sHash *large = tables.back() = _HashCreate(50021, "large", 1), *small = tables.front();
     ASSERT_NE(large, nullptr);
 
-    for (quill_word key = 1; key <= 100000; key++) ASSERT_EQ(HashInsert(large, key), 1) << key;
-    EXPECT_EQ(HashInsert(large, 100001) + HashInsert(small, 1), 0);
-    EXPECT_EQ(HashEntries(large), 100000);
-    EXPECT_EQ(HashFind(large, 100001), 0u);
-    EXPECT_EQ(HashIsEmpty(small), 1);
-    EXPECT_EQ(HashRemove(large, 50000), 1);
-    EXPECT_EQ(HashInsert(small, 1), 1);
-    EXPECT_EQ(HashInsert(large, 50000), 0);
+    for (const auto give_back : {HashReset, HashDestroy}) {
+        quill_word key = 1;
+        while (HashInsert(large, key) == 1) key++;
+        EXPECT_EQ(key, 100001u);
+        EXPECT_EQ(HashInsert(small, 1), 0);
+        EXPECT_EQ(HashFind(large, 100001), 0u);
+        EXPECT_EQ(HashIsEmpty(small), 1);
+        EXPECT_EQ(HashRemove(large, 50000), 1);
+        EXPECT_EQ(HashInsert(small, 1), 1);
+        EXPECT_EQ(HashInsert(large, 50000), 0);
+        give_back(large);
+        EXPECT_EQ(HashInsert(small, 2), 1);
+        HashReset(small);
+    }
+    tables.pop_back();
     for (sHash *table : tables) HashDestroy(table);
     constexpr long kMaxSlabs = 1000 / 128 + 1 + 100000 / 512 + 1;
     EXPECT_LE(live_allocations(), live + kMaxSlabs);
