@@ -32,12 +32,8 @@ struct Call {
     int kept = 0;                                           // descriptors that a success keeps on purpose
 };
 
-std::function<bool()> missing(const char *file) {
-    return [=] { return access(file, F_OK) != 0; };
-}
-std::function<bool()> holds(const char *file, const char *content) {
-    return [=] { return read_file(file) == content; };
-}
+const auto missing = [](const char *file) { return [=] { return access(file, F_OK) != 0; }; };
+const auto holds = [](const char *file, const char *text) { return [=] { return read_file(file) == text; }; };
 
 // What the calls have for arguments and results.
 char bytes[8], echo[] = "echo word", path[QUILL_USB_PATH_SIZE], *version;
