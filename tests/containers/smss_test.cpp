@@ -83,33 +83,30 @@ struct Query {
     }
 };
 
-const char *found(int any, const char *filters, const char *sorts) {
-    static std::string ids;
+std::string found(int any, const char *filters, const char *sorts) {
     Query query(kStations);
     query.context.match_any = static_cast<uint32_t>(any);
     query.add(smss_add_search_criterion, filters);
     query.add(smss_add_sort_criterion, sorts);
-    return (ids = query.ids(0, 100)).c_str();
+    return query.ids(0, 100);
 }
 
 // What the accessors are asked: once for each criterion that is looked at.
-const char *asks(int any, const char *filters) { return found(any, filters, ""), asked.c_str(); }
+std::string asks(int any, const char *filters) {
+    found(any, filters, "");
+    return asked;
+}
 
 // Start, number of results and total of a page of so many objects.
-const char *page(int objects, int start, int size) {
-    static std::string shown;
+std::string page(int objects, int start, int size) {
     std::vector<Station> stations(static_cast<size_t>(objects));
     Query query(stations);
     const auto count = static_cast<int32_t>(query.ids(start, size).size()), from = query.context.page_start;
     for (int i = 0; i < count; i++) EXPECT_EQ(query.context.results[i], &stations[static_cast<size_t>(from + i)]);
-    shown = std::to_string(from) + " " + std::to_string(count) + " " + std::to_string(query.context.total);
-    return shown.c_str();
+    return std::to_string(from) + " " + std::to_string(count) + " " + std::to_string(query.context.total);
 }
 
-constexpr CaseFunction kFunctions[] = {QUILL_CASE_FUNCTION(found), QUILL_CASE_FUNCTION(asks),
-                                       QUILL_CASE_FUNCTION(page)};
-
-TEST(Smss, Cases) { expect_cases("containers/smss.cases", kFunctions); }
+TEST(Smss, Cases) { expect_cases("containers/smss.cases", QUILL_CASE_FUNCTIONS(found, asks, page)); }
 
 TEST(Smss, ALaterKeyIsAskedForOnlyWhereEarlierOnesTie) {
     found(0, "", "v=desc,n=desc");
@@ -119,7 +116,7 @@ TEST(Smss, ALaterKeyIsAskedForOnlyWhereEarlierOnesTie) {
 
 TEST(Smss, ATextWithoutTerminatorEndsWithItsBuffer) {
     for (const size_t length : {128u, 129u})
-        EXPECT_STREQ(found(0, ("n=" + std::string(length, 'a')).c_str(), "n=asc"), length == 128 ? "i" : "");
+        EXPECT_EQ(found(0, ("n=" + std::string(length, 'a')).c_str(), "n=asc"), length == 128 ? "i" : "");
 }
 
 TEST(Smss, ASecondSearchAppendsToThePage) {

@@ -218,9 +218,8 @@ std::string state(const sHash *table, const sHashCursor &cursor) {
 
 // What the operations of a script give, and the table at its spaces; see the cases.
 template <typename Key>
-const char *operate(int32_t buckets, const char *script) {
-    static std::string shown;
-    shown.clear();
+std::string operate(int32_t buckets, const char *script) {
+    std::string shown;
     shown.reserve(500);
     sHash *table = Key::create(buckets);
     sHashCursor cursor = {};
@@ -263,7 +262,7 @@ const char *operate(int32_t buckets, const char *script) {
         shown += std::to_string(given);
     }
     Key::destroy(table);
-    return shown.c_str();
+    return shown;
 }
 
 TEST(Hash, Cases) {

@@ -133,7 +133,6 @@ constexpr auto bind_functions(std::string_view names) {
     return std::array{CaseFunction{next(), BoundFunction<kFunctions>::call}...};
 }
 #define QUILL_CASE_FUNCTIONS(...) quill::test::bind_functions<__VA_ARGS__>(#__VA_ARGS__)
-#define QUILL_CASE_FUNCTION(function) quill::test::bind_functions<function>(#function)[0]
 
 // Expects of each case of tests/FILE what it says. A function that is not bound, one without a case, a line that is not
 // whole and a file without cases fail. Others may be left out, for a test that only tries some functions again.
