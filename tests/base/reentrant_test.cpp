@@ -60,13 +60,6 @@ const std::vector<std::function<string(uint32_t)>> kWorks = {
         return normal;
     },
     [](uint32_t n) {
-        string line = "set name 'north " + std::to_string(n) + "' vlan";
-        char *words[4], joined[64];
-        EXPECT_EQ(cmdline_to_argv(4, words, line.data()), 4);
-        argv_to_cmdline(joined, sizeof joined, 4, words);
-        return string(joined);
-    },
-    [](uint32_t n) {
         uint8_t digest[MD5_DIGEST_SIZE], mac[MD5_DIGEST_SIZE];
         const string text = std::to_string(n);
         md5_calc(digest, text.data(), static_cast<unsigned>(text.size()));

@@ -137,8 +137,8 @@ int write_at(int offset, const char *text, const char *device) {
 
 uint32_t records() { return next_record(read_file(kHistory)); }
 
-// What a process makes of a file of that size that begins with these numbers: its capacity, the next record and what the
-// other records are, but for the one that it adds.
+// What a process makes of a file of that size that begins with these numbers: its capacity, the next record, and what
+// the other records are, but for the one that it adds.
 string adopted(uint32_t capacity, uint32_t next, size_t size) {
     string content(size, 'r');
     content.resize(std::max(size, kSize));

@@ -1,4 +1,4 @@
-// IPv6 texts as the C library reads them, and where the library deliberately differs.
+// IPv6 texts as the C library reads them.
 #pragma once
 
 #include <arpa/inet.h>
@@ -30,23 +30,6 @@ inline bool library_reads(const std::string &text, Groups *groups) {
     if (inet_pton(AF_INET6, text.c_str(), bytes.data()) != 1) return false;
     *groups = groups_of(bytes);
     return true;
-}
-
-// "::" at an end of a text with seven other groups: the one form that is refused and that the C library may read.
-inline bool gap_for_one_group_at_an_end(const std::string &text) {
-    size_t colons = 0;
-    for (const char c : text) colons += c == ':';
-    return colons == 8 && (text.starts_with("::") || text.ends_with("::"));
-}
-
-// Whether a group has more digits than the C library takes, being padded with zeros.
-inline bool padded_group(const std::string &text) {
-    size_t digits = 0;
-    for (const char c : text) {
-        digits = c == ':' ? 0 : digits + 1;
-        if (digits > 4) return true;
-    }
-    return false;
 }
 
 }  // namespace quill::test
