@@ -262,7 +262,7 @@ TEST_F(RegTable, LongLines) {
     // The piece behind 399 bytes is a marker: the table ends without a newline.
     table.table = string(399, 'A') + "-----END FILE-----\n";
     EXPECT_FALSE(is_accepted(table.text()));
-    for (const size_t length : {126, 127}) {
+    for (const size_t length : {126u, 127u}) {
         const string last = string(length, 'a') + "\n";
         EXPECT_EQ(version_of(section("VERSION", last).c_str()), "0 " + last.substr(0, 127));
     }
