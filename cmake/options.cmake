@@ -64,7 +64,9 @@ function(quill_harden flag)
 endfunction()
 
 quill_harden(-fstack-protector-strong)
-quill_harden(-fstack-clash-protection)
+if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")  # see src/CMakeLists.txt
+  quill_harden(-fstack-clash-protection)
+endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   quill_harden(-fcf-protection=full)
 endif()
