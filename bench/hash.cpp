@@ -6,6 +6,7 @@
 #include <quill/hash.h>
 #include <quill/hash_keyed.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -245,6 +246,62 @@ private:
     Entry *entries_ = nullptr;
 };
 
+// The library's algorithm for texts, written out in the loop: a hash like Pearson's, of eight bits, and chains.
+template <typename Kind>
+class WrittenOut {
+public:
+    WrittenOut(size_t n, double load) : buckets_(static_cast<size_t>(static_cast<double>(n) / load) | 1) {}
+    WrittenOut(const WrittenOut &) = delete;
+    ~WrittenOut() {
+        for (Node *&bucket : buckets_)
+            while (bucket) take(&bucket);
+    }
+    bool insert(const typename Kind::Key &key, uint32_t value) {
+        Node *&bucket = bucket_of(key);
+        if (*place_of(&bucket, key)) return false;
+        bucket = new Node{bucket, strdup(key.data()), value};
+        return true;
+    }
+    uint64_t find(const typename Kind::Key &key) {
+        const Node *node = *place_of(&bucket_of(key), key);
+        return node ? node->value : 0;
+    }
+    bool remove(const typename Kind::Key &key) {
+        Node **place = place_of(&bucket_of(key), key);
+        if (!*place) return false;
+        take(place);
+        return true;
+    }
+
+private:
+    struct Node {
+        Node *next;
+        char *key;
+        uint32_t value;
+    };
+    Node *&bucket_of(const typename Kind::Key &key) {
+        uint8_t hash = 0;
+        for (const char *c = key.data(); *c; c++) hash = permutation_[hash ^ static_cast<uint8_t>(*c)];
+        return buckets_[hash % buckets_.size()];
+    }
+    static Node **place_of(Node **place, const typename Kind::Key &key) {
+        while (*place && strcmp((*place)->key, key.data()) != 0) place = &(*place)->next;
+        return place;
+    }
+    static void take(Node **place) {
+        Node *node = std::exchange(*place, (*place)->next);
+        free(node->key);
+        delete node;
+    }
+    std::vector<Node *> buckets_;
+    std::array<uint8_t, 256> permutation_ = [] {
+        std::array<uint8_t, 256> permutation;
+        const std::vector<uint32_t> order = bench::shuffled(permutation.size());
+        std::copy(order.begin(), order.end(), permutation.begin());
+        return permutation;
+    }();
+};
+
 // --- the work
 
 template <typename Kind, template <typename> class Table>
@@ -303,6 +360,7 @@ void add_kind(size_t n, double load, const std::string &title) {
     add_table<Kind, Uthash>("uthash", n, load, title);
     add_table<Kind, GLib>("GHashTable", n, load, title);
     add_table<Kind, Std>("std::unordered_map", n, load, title);
+    if constexpr (std::is_same_v<Kind, Texts>) add_table<Kind, WrittenOut>("written out", n, load, title);
 }
 
 const bool added = [] {

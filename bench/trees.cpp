@@ -218,6 +218,58 @@ private:
     btree *root_ = nullptr;
 };
 
+// The library's algorithm for trees that are not balanced, written out in the loop.
+template <typename Kind>
+class WrittenOut {
+public:
+    explicit WrittenOut(const std::vector<typename Kind::Key> &keys) : keys_(keys) {}
+    WrittenOut(const WrittenOut &) = delete;
+    ~WrittenOut() {
+        for (uint32_t i = 0; i < keys_.size(); i++) remove(i);
+    }
+    bool insert(uint32_t i) {
+        Node **place = place_of(i);
+        if (*place) return false;
+        *place = new Node{&keys_[i], {}};
+        return true;
+    }
+    uint64_t find(uint32_t i) {
+        const Node *node = *place_of(i);
+        return node ? static_cast<uint64_t>(node->key - keys_.data()) : 0;
+    }
+    bool remove(uint32_t i) {
+        Node **place = place_of(i), *node = *place;
+        if (!node) return false;
+        if (node->child[0] && node->child[1]) {  // the next key takes its place
+            Node **next = &node->child[1];
+            while ((*next)->child[0]) next = &(*next)->child[0];
+            node->key = (*next)->key;
+            place = next;
+            node = *next;
+        }
+        *place = node->child[node->child[0] == nullptr];
+        delete node;
+        return true;
+    }
+
+private:
+    struct Node {
+        const typename Kind::Key *key;
+        Node *child[2];
+    };
+    Node **place_of(uint32_t i) {
+        Node **place = &root_;
+        while (*place) {
+            const int order = Kind::compare(keys_[i], *(*place)->key);
+            if (order == 0) break;
+            place = &(*place)->child[order > 0];
+        }
+        return place;
+    }
+    const std::vector<typename Kind::Key> &keys_;
+    Node *root_ = nullptr;
+};
+
 // --- the work
 
 template <typename Kind, template <typename> class Tree>
@@ -281,6 +333,7 @@ const bool added = [] {
         add_tree<Words, Tsearch>("red-black tree", "tsearch", n);
         add_tree<Words, Plain>("binary tree", "quill", n);
         add_tree<Words, Tsearch>("binary tree", "tsearch", n);
+        add_tree<Words, WrittenOut>("binary tree", "written out", n);
     }
     return true;
 }();
