@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <optional>
+#include <utility>
 
 #include "base/cancellation.h"
 #include "base/descriptor.h"
@@ -82,6 +83,14 @@ std::optional<int> load_id() {
     return id;
 }
 
+// Without the semaphore, a read may meet a write halfway: 9990, of 999 and 1000. Two reads that agree have not.
+std::optional<int> load_id_beside_writers() {
+    std::optional<int> id = load_id();
+    for (int i = 0; i < 10; i++)
+        if (const auto again = std::exchange(id, load_id()); again == id) break;
+    return id;
+}
+
 std::optional<int> next_id() {
     const auto there = check_or_create_id();
     if (!there || !*there) return there;  // the first id that is handed out is 0
@@ -130,7 +139,7 @@ int checkAndCreateControllerId() {
 
 int getCfgmControllerId() {
     const NoCancellation no_cancellation;
-    return value_or_exit(check_or_create_id()) ? value_or_exit(load_id()) : 0;
+    return value_or_exit(check_or_create_id()) ? value_or_exit(load_id_beside_writers()) : 0;
 }
 
 int incCfgmControllerId(int semaphore) { return with_semaphore(semaphore, next_id); }
