@@ -87,7 +87,7 @@ std::optional<int> load_id() {
 std::optional<int> load_id_beside_writers() {
     std::optional<int> id = load_id();
     for (int i = 0; i < 10; i++)
-        if (const auto again = std::exchange(id, load_id()); again == id) break;
+        if (const auto before = std::exchange(id, load_id()); before == id) break;
     return id;
 }
 

@@ -26,14 +26,12 @@ folder=$(dirname "$(find "$stage" -name quillConfig.cmake)")
     "$cmake" --build "$work/a build"; } >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 echo "built and run through find_package"
 
-libraries=$(dirname "$(find "$stage" -name libquill.so)")
-export PKG_CONFIG_LIBDIR="$libraries/pkgconfig" LD_LIBRARY_PATH="$libraries"
+. "$source/tests/package/installed.sh"
+use_installed "$stage"
 cd "$work"
 # usage: build_and_run COMPILER SOURCE [static]
 build_and_run() {
-    flags=$(pkg-config --cflags --libs ${3:+--static} quill)
-    [ -z "${3-}" ] || flags="-Wl,-Bstatic $flags -Wl,-Bdynamic"
-    eval "$1 '$programs/$2' -o program $flags"
+    link_installed "$1" "$programs/$2" program "${3-}"
     $RUN ./program
 }
 build_and_run "$CC -std=c11" consumer.c

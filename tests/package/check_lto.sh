@@ -16,14 +16,12 @@ if [ "${5-}" = bitcode ]; then
     grep -q "the archive is of bitcode" "$work/log" || { echo "the build does not say that it is bitcode"; exit 1; }
 fi
 "$cmake" --install "$build" --prefix "$work/stage" >"$work/log" || { cat "$work/log"; exit 1; }
-libraries=$(dirname "$(find "$work/stage" -name libquill.so)")
-export PKG_CONFIG_LIBDIR="$libraries/pkgconfig" LD_LIBRARY_PATH="$libraries"
+. "$source/tests/package/installed.sh"
+use_installed "$work/stage"
 cd "$work"
 # usage: build PROGRAM FLAG [static]
 build() {
-    flags=$(pkg-config --cflags --libs ${3:+--static} quill)
-    [ -z "${3-}" ] || flags="-Wl,-Bstatic $flags -Wl,-Bdynamic"
-    eval "$CC -O2 $2 '$source/tests/package/consumer/hot_calls.c' -o $1 $flags"
+    link_installed "$CC -O2 $2" "$source/tests/package/consumer/hot_calls.c" "$1" "${3-}"
     $RUN "./$1" 1000 >"$1.out"
     ! $RUN "./$1" 2>"$1.report" || { echo "$1 goes on after a broken contract"; exit 1; }
     sed "s/$1/program/" "$1.report" >"$1.contract"
