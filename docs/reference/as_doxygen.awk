@@ -98,7 +98,7 @@ in_comment {
     print substr($0, 1, at - 1) "/**<" escaped(substr($0, at + 2))
     next
 }
-/^(extern )?QUILL_API/ {
+/^(extern )?QUILL_(API|INLINE)/ {
     if (comment != "" && first != "") {
         print "/** See @ref " first " \"" first "\". */"
     } else {

@@ -67,33 +67,31 @@ const char *placement_policy_name(uint8_t policy) {
     return policy < sizeof names / sizeof *names ? names[policy] : NULL;
 }
 
-static int write_element(const struct element *e, const void *value, void *message, uint32_t size, uint32_t *cursor) {
+static void write_element(const struct element *e, const void *value, quill_writer *out) {
     switch (e->kind) {
-        case STR: return sxdr_write_str_safe(value, (uint32_t)strlen(value), message, size, cursor);
-        case MAC: return sxdr_write_mac_safe(value, e->size, message, size, cursor);
-        case U8: return sxdr_write_u8_safe(value, e->size, message, size, cursor);
-        case U32: return sxdr_write_u32_safe(value, e->size, message, size, cursor);
+        case STR: quill_write_str(out, e->meaning, value); break;
+        case MAC: quill_write_mac(out, e->meaning, value); break;
+        case U8: quill_write_u8(out, e->meaning, *(const uint8_t *)value); break;
+        case U32: quill_write_u32(out, e->meaning, *(const uint32_t *)value); break;
         case END: break;
     }
-    return -1;
 }
 
-static int read_element(const struct element *e, void *value, const void *message, uint32_t length, uint32_t *cursor) {
+static void read_element(const struct element *e, void *value, quill_reader *in) {
     switch (e->kind) {
-        case STR: return sxdr_read_str_safe(message, length, cursor, value, e->size);
-        case MAC: return sxdr_read_mac_safe(message, length, cursor, value, e->size);
-        case U8: return sxdr_read_u8_safe(message, length, cursor, value, e->size);
-        case U32: return sxdr_read_u32_safe(message, length, cursor, value, e->size);
+        case STR: quill_read_str(in, e->meaning, value, e->size); break;
+        case MAC: quill_read_mac(in, e->meaning, value); break;
+        case U8: quill_read_u8(in, e->meaning, value); break;
+        case U32: quill_read_u32(in, e->meaning, value); break;
         case END: break;
     }
-    return -1;
 }
 
 uint32_t placement_encode(const struct placement_msg *msg, void *message, uint32_t size) {
-    uint32_t end = 0;
+    quill_writer out = quill_writer_init(message, size);
     for (const struct element *e = layout_of(msg->event); e->kind != END; e++)
-        if (write_element(e, (const char *)msg + e->place, message, size, &end) < 0) return 0;
-    return end;
+        write_element(e, (const char *)msg + e->place, &out);
+    return quill_write_end(&out) ? out.next : 0;
 }
 
 static const char *kind_name(enum kind kind) {
@@ -127,60 +125,60 @@ static void describe(const struct element *e, const void *value, char *out, size
 }
 
 /* What stands where an element was expected. Lengths are shown because a false one is how a message lies. */
-static void describe_found(const uint8_t *message, uint32_t length, uint32_t at, char *out, size_t size) {
+static void describe_found(const quill_reader *in, char *out, size_t size) {
     static const char *const kinds[] = {"str", "mac", "u8",   "u16",   "u32",  "ip",        "s32",  "bool",
                                         "hex", "u64", "ipv6", "ip_af", "str3", "hex_len32", "hex32"};
-    const uint8_t *found = message + at;
-    if (at == length)
+    const uint8_t *found = in->message + in->offset;
+    const uint32_t left = in->length - in->offset;
+    if (left == 0)
         snprintf(out, size, "the end");
     else if (found[0] >= sizeof kinds / sizeof *kinds)
         snprintf(out, size, "unknown tag %u", found[0]);
-    else if (found[0] == 0 && length - at >= 3)
-        snprintf(out, size, "str of %u bytes, %lu left", found[1] << 8 | found[2], (unsigned long)(length - at - 3));
+    else if (found[0] == 0 && left >= 3)
+        snprintf(out, size, "str of %u bytes, %lu left", found[1] << 8 | found[2], (unsigned long)(left - 3));
     else
-        snprintf(out, size, "%s, %lu bytes left", kinds[found[0]], (unsigned long)(length - at));
+        snprintf(out, size, "%s, %lu bytes left", kinds[found[0]], (unsigned long)left);
 }
 
 /* Reads the element into *msg and notes it; a refused one is noted as the field that the trace ends before. */
-static int decode_element(const struct element *e, const uint8_t *message, uint32_t length, uint32_t *at,
-                          struct placement_msg *msg, struct placement_field *field) {
-    uint32_t cursor = *at;
+static void decode_element(const struct element *e, quill_reader *in, struct placement_msg *msg,
+                           struct placement_field *field) {
     void *value = (char *)msg + e->place;
-    field->offset = cursor;
+    read_element(e, value, in);
+    field->offset = in->offset;
     field->kind = kind_name(e->kind);
     field->meaning = e->meaning;
-    if (read_element(e, value, message, length, &cursor) < 0) {
-        describe_found(message, length, cursor, field->value, sizeof field->value);
-        return -1;
+    if (in->error) {
+        describe_found(in, field->value, sizeof field->value);
+        return;
     }
-    field->size = cursor - field->offset;
+    field->size = in->next - in->offset;
     describe(e, value, field->value, sizeof field->value);
-    if (e->allowed && !e->allowed(value)) {
-        errno = EPROTO;
-        return -1;
-    }
-    *at = cursor;
-    return 0;
+    quill_read_check(in, !e->allowed || e->allowed(value));
 }
 
-static int decode_end(const uint8_t *message, uint32_t length, uint32_t at, struct placement_field *field) {
-    if (at == length) return 0;
-    field->offset = at;
+static int decode_end(quill_reader *in, struct placement_field *field) {
+    if (quill_read_end(in)) return 0;
+    field->offset = in->offset;
     field->kind = field->meaning = "end";
-    describe_found(message, length, at, field->value, sizeof field->value);
+    describe_found(in, field->value, sizeof field->value);
     errno = EPROTO;
     return -1;
 }
 
 int placement_decode(const void *message, uint32_t length, struct placement_msg *msg, struct placement_trace *trace) {
     const struct element *layout = event_layout;
-    uint32_t at = 0;
+    quill_reader in = quill_reader_init(message, length);
     for (trace->count = 0; layout[trace->count].kind != END; trace->count++) {
         const struct element *e = &layout[trace->count];
-        if (decode_element(e, message, length, &at, msg, &trace->field[trace->count]) < 0) return -1;
+        decode_element(e, &in, msg, &trace->field[trace->count]);
+        if (in.error) {
+            errno = in.error;
+            return -1;
+        }
         if (e->place == offsetof(struct placement_msg, event)) layout = layout_of(msg->event);
     }
-    return decode_end(message, length, at, &trace->field[trace->count]);
+    return decode_end(&in, &trace->field[trace->count]);
 }
 
 uint32_t placement_vlans(const vmap *map, uint16_t *ids) {

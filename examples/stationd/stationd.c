@@ -3,12 +3,11 @@
  *     stationd SOCKET              keeps which VLAN each station is on, until SIGTERM
  *     stationd SOCKET MAC VLAN     tells it of one; VLAN 0: the station has left */
 #define _GNU_SOURCE /* ppoll */
-#include <errno.h>
 #include <poll.h>
 #include <quill/address.h>
 #include <quill/component_log.h>
 #include <quill/hash_keyed.h>
-#include <quill/sxdr_safe.h>
+#include <quill/message.h>
 #include <quill/validators.h>
 #include <signal.h>
 #include <stdbool.h>
@@ -29,16 +28,18 @@ static void end(int signal) {
     ended = 1;
 }
 
-/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: each step is checked.
- */
+/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: the first element that
+ * is not as it should be is named. */
 static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
-    uint8_t mac[6];
-    uint32_t vlan, at = 0;
-    if (sxdr_read_mac_safe(message, length, &at, mac, sizeof mac) < 0 ||
-        sxdr_read_u32_safe(message, length, &at, &vlan, sizeof vlan) < 0) {
-        QuillLog(log, QUILL_LEVEL_WARNING, "message refused at offset %u: %s", (unsigned)at, strerror(errno));
-    } else if (at != length || vlan > LARGEST_VLAN) {
-        QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %u bytes, VLAN %u", (unsigned)length, (unsigned)vlan);
+    uint8_t mac[6] = {0};
+    uint32_t vlan = 0;
+    quill_reader in = quill_reader_init(message, length);
+    quill_read_mac(&in, "station", mac);
+    quill_read_u32(&in, "VLAN", &vlan);
+    quill_read_check(&in, vlan <= LARGEST_VLAN);
+    if (!quill_read_end(&in)) {
+        QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %s at offset %u: %s", in.what, (unsigned)in.offset,
+                 strerror(in.error));
     } else if (vlan != 0) {
         if (HashMacUpdateKeyAndValue(stations, mac, vlan))
             QuillLog(log, QUILL_LEVEL_INFO, "%s is on VLAN %u", mac_to_str(mac), (unsigned)vlan);
@@ -90,14 +91,16 @@ static int serve(int receiver, const struct sockaddr_un *address) {
 
 static int tell(int sender, const struct sockaddr_un *address, const char *mac_text, const char *vlan_text) {
     uint8_t mac[6], message[16];
-    uint32_t vlan, length = 0;
+    uint32_t vlan;
     if (strlen(mac_text) != 17 || !valid_mac(mac, mac_text) || !is_numeric(vlan_text, &vlan) || vlan > LARGEST_VLAN) {
         fprintf(stderr, "stationd: expected a MAC address and a VLAN: %s %s\n", mac_text, vlan_text);
         return 2;
     }
-    if (sxdr_write_mac_safe(mac, sizeof mac, message, sizeof message, &length) >= 0 &&
-        sxdr_write_u32_safe(&vlan, sizeof vlan, message, sizeof message, &length) >= 0 &&
-        sendto(sender, message, length, 0, (const struct sockaddr *)address, sizeof *address) >= 0) {
+    quill_writer out = quill_writer_init(message, sizeof message);
+    quill_write_mac(&out, "station", mac);
+    quill_write_u32(&out, "VLAN", vlan);
+    if (quill_write_end(&out) &&
+        sendto(sender, message, out.next, 0, (const struct sockaddr *)address, sizeof *address) >= 0) {
         return EXIT_SUCCESS;
     }
     perror("stationd");

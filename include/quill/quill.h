@@ -21,6 +21,7 @@
 #include <quill/location.h>
 #include <quill/machine_info.h>
 #include <quill/md5.h>
+#include <quill/message.h>
 #include <quill/names.h>
 #include <quill/pipe.h>
 #include <quill/rbtree.h>

@@ -55,6 +55,10 @@
 /* QUILL_API marks what the shared object exports; everything else in it is hidden. */
 #define QUILL_API __attribute__((visibility("default")))
 
+/* QUILL_INLINE marks functions that headers define: they are compiled into the caller, and the library has no symbol
+ * for them. */
+#define QUILL_INLINE static inline __attribute__((unused))
+
 /* QUILL_THROWS_NOTHING marks functions that the C library declares as well: it promises C++ that they throw nothing,
  * and a second declaration has to say the same. */
 #if defined(__cplusplus) && defined(__THROW)

@@ -1,0 +1,278 @@
+/* quill/message.h: whole messages over the checked codec, with one check at the end.
+ *
+ * A quill_reader and a quill_writer hold a message, the place in it, and the first failure. Each call reads or writes
+ * one element. After a failure, later calls do nothing. So a program reads all fields, and then checks once; the
+ * failure says which field it was, and where:
+ *
+ *     quill_reader in = quill_reader_init(message, length);
+ *     quill_read_mac(&in, "station", mac);
+ *     quill_read_u32(&in, "vlan", &vlan);
+ *     quill_read_check(&in, vlan <= 4094);
+ *     if (!quill_read_end(&in))
+ *         QuillLog(log, QUILL_LEVEL_WARNING, "message refused: %s at offset %u: %s", in.what, (unsigned)in.offset,
+ *                  strerror(in.error));
+ *
+ *     quill_writer out = quill_writer_init(message, sizeof message);
+ *     quill_write_mac(&out, "station", mac);
+ *     quill_write_u32(&out, "vlan", vlan);
+ *     if (quill_write_end(&out)) send(channel, message, out.next, 0);
+ *
+ * The elements, and what each function checks, are those of quill/sxdr_safe.h. The message of a reader may hold any
+ * bytes. A destination that was not read keeps what it held: a program that uses one before the check initialises it.
+ *
+ * Every function takes the name of the field, which is kept as a pointer and only for the report; it may be null.
+ *
+ * The functions are inline: the library has no symbols for them. They are reentrant. Readers and writers own nothing:
+ * they may be copied, and need no release.
+ */
+#ifndef QUILL_MESSAGE_H
+#define QUILL_MESSAGE_H
+
+#include <errno.h>
+#include <quill/sxdr_safe.h>
+#include <quill/types.h>
+#include <string.h>
+
+QUILL_BEGIN_DECLS
+
+/* quill_reader is a message that is being read. Its fields are for reading. */
+typedef struct quill_reader {
+    const uint8_t *message; /* borrowed */
+    uint32_t length;        /* bytes in message */
+    uint32_t offset;        /* of the element that was read or refused last, in bytes */
+    uint32_t next;          /* of the element after it; offset itself when it was refused */
+    int error;              /* 0, or the errno value of the first failure */
+    const char *what;       /* the name of the element at offset */
+} quill_reader;
+
+/* quill_writer is a message that is being written. Its fields are for reading. */
+typedef struct quill_writer {
+    uint8_t *message; /* borrowed */
+    uint32_t size;    /* bytes that message has room for */
+    uint32_t offset;  /* of the element that was written or refused last, in bytes */
+    uint32_t next;    /* of the element after it: the bytes written so far */
+    int error;        /* 0, or the errno value of the first failure */
+    const char *what; /* the name of the element at offset */
+} quill_writer;
+
+/* quill_reader_init returns a reader at the start of message, which has length bytes and must outlive it. */
+QUILL_INLINE quill_reader quill_reader_init(const void *message, uint32_t length) {
+    const quill_reader in = {(const uint8_t *)message, length, 0, 0, 0, NULL};
+    return in;
+}
+
+/* quill_writer_init returns a writer at the start of message, which has room for size bytes and must outlive it. */
+QUILL_INLINE quill_writer quill_writer_init(void *message, uint32_t size) {
+    const quill_writer out = {(uint8_t *)message, size, 0, 0, 0, NULL};
+    return out;
+}
+
+/* quill_read_begin_ and quill_read_done_ stand around each read of an element: whether it is to be done, and its
+ * result. Programs do not call them. */
+QUILL_INLINE int quill_read_begin_(quill_reader *in, const char *what) {
+    if (in->error) return 0;
+    in->what = what;
+    in->offset = in->next;
+    return 1;
+}
+QUILL_INLINE int quill_read_done_(quill_reader *in, int result) {
+    if (result < 0) in->error = errno;
+    return result;
+}
+
+/* quill_text_length_ is strlen for a message: a longer text than a length can say is refused by its length. */
+QUILL_INLINE uint32_t quill_text_length_(const char *text) {
+    const size_t length = strlen(text);
+    return length < UINT32_MAX ? (uint32_t)length : UINT32_MAX;
+}
+
+/* quill_write_begin_ and quill_write_done_ are the same for the writers. */
+QUILL_INLINE int quill_write_begin_(quill_writer *out, const char *what) {
+    if (out->error) return 0;
+    out->what = what;
+    out->offset = out->next;
+    return 1;
+}
+QUILL_INLINE void quill_write_done_(quill_writer *out, int result) {
+    if (result < 0) out->error = errno;
+}
+
+/* --- Readers. They take the reader, the name of the field, and the destination. */
+
+/* quill_read_u8 reads a u8 element into *out. The next four functions read the kind that their name says. */
+QUILL_INLINE void quill_read_u8(quill_reader *in, const char *what, uint8_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_u8_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+QUILL_INLINE void quill_read_u16(quill_reader *in, const char *what, uint16_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_u16_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+QUILL_INLINE void quill_read_u32(quill_reader *in, const char *what, uint32_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_u32_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+QUILL_INLINE void quill_read_u64(quill_reader *in, const char *what, uint64_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_u64_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+QUILL_INLINE void quill_read_s32(quill_reader *in, const char *what, int32_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_s32_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+
+/* quill_read_bool reads a bool element: *out becomes 1 for a byte of exactly 1, else 0. */
+QUILL_INLINE void quill_read_bool(quill_reader *in, const char *what, uint8_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_bool_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+
+/* quill_read_ip reads an IPv4 address in network order, as in in_addr.s_addr. */
+QUILL_INLINE void quill_read_ip(quill_reader *in, const char *what, uint32_t *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_ip_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+
+/* quill_read_ipv6 reads an IPv6 address into the 16 bytes of out, in transmission order. */
+QUILL_INLINE void quill_read_ipv6(quill_reader *in, const char *what, uint8_t out[16]) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_ipv6_safe(in->message, in->length, &in->next, out, 16));
+}
+
+/* quill_read_ip_af reads an address with its family. */
+QUILL_INLINE void quill_read_ip_af(quill_reader *in, const char *what, ip_af_addr *out) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_ip_af_safe(in->message, in->length, &in->next, out, sizeof *out));
+}
+
+/* quill_read_mac reads a MAC address into the 6 bytes of out, in transmission order. */
+QUILL_INLINE void quill_read_mac(quill_reader *in, const char *what, uint8_t out[6]) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_mac_safe(in->message, in->length, &in->next, out, 6));
+}
+
+/* quill_read_str and quill_read_long_str read a text into out, which has capacity bytes: the text's length + 1 or more,
+ * else the text is refused. It ends with a NUL, and may have others. */
+QUILL_INLINE void quill_read_str(quill_reader *in, const char *what, char *out, uint32_t capacity) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_str_safe(in->message, in->length, &in->next, out, capacity));
+}
+QUILL_INLINE void quill_read_long_str(quill_reader *in, const char *what, char *out, uint32_t capacity) {
+    if (quill_read_begin_(in, what))
+        quill_read_done_(in, sxdr_read_long_str_safe(in->message, in->length, &in->next, out, capacity));
+}
+
+/* quill_read_hex and quill_read_long_hex read data into out, which has capacity bytes, and store its length in
+ * *length. */
+QUILL_INLINE void quill_read_hex(quill_reader *in, const char *what, void *out, uint32_t capacity, uint32_t *length) {
+    if (!quill_read_begin_(in, what)) return;
+    const int got = quill_read_done_(in, sxdr_read_hex_safe(in->message, in->length, &in->next, out, capacity));
+    if (got >= 0) *length = (uint32_t)got;
+}
+QUILL_INLINE void quill_read_long_hex(quill_reader *in, const char *what, void *out, uint32_t capacity,
+                                      uint32_t *length) {
+    if (!quill_read_begin_(in, what)) return;
+    const int got = quill_read_done_(in, sxdr_read_long_hex_safe(in->message, in->length, &in->next, out, capacity));
+    if (got >= 0) *length = (uint32_t)got;
+}
+
+/* quill_read_check refuses the element that was read last, with EPROTO, when holds is 0. A program calls it with what
+ * the value must meet. */
+QUILL_INLINE void quill_read_check(quill_reader *in, int holds) {
+    if (in->error || holds) return;
+    in->error = EPROTO;
+    in->next = in->offset;
+}
+
+/* quill_read_end returns 1 when nothing was refused and the message ends here, else 0. Bytes after the last element are
+ * refused with EMSGSIZE, as the field "end". */
+QUILL_INLINE int quill_read_end(quill_reader *in) {
+    if (quill_read_begin_(in, "end") && in->next != in->length) in->error = EMSGSIZE;
+    return !in->error;
+}
+
+/* --- Writers. They take the writer, the name of the field, and the value. */
+
+/* quill_write_u8 writes a u8 element. The next four functions write the kind that their name says. */
+QUILL_INLINE void quill_write_u8(quill_writer *out, const char *what, uint8_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_u8_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_u16(quill_writer *out, const char *what, uint16_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_u16_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_u32(quill_writer *out, const char *what, uint32_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_u32_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_u64(quill_writer *out, const char *what, uint64_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_u64_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_s32(quill_writer *out, const char *what, int32_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_s32_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+
+/* quill_write_bool writes a bool element: 0 for 0, and 1 for any other value. */
+QUILL_INLINE void quill_write_bool(quill_writer *out, const char *what, int value) {
+    const uint8_t truth = value != 0;
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_bool_safe(&truth, sizeof truth, out->message, out->size, &out->next));
+}
+
+/* quill_write_ip writes an IPv4 address that is in network order, as in in_addr.s_addr. */
+QUILL_INLINE void quill_write_ip(quill_writer *out, const char *what, uint32_t value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_ip_safe(&value, sizeof value, out->message, out->size, &out->next));
+}
+
+/* quill_write_ipv6 writes the 16 bytes of an IPv6 address in transmission order. */
+QUILL_INLINE void quill_write_ipv6(quill_writer *out, const char *what, const uint8_t value[16]) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_ipv6_safe(value, 16, out->message, out->size, &out->next));
+}
+
+/* quill_write_ip_af writes an address with its family. */
+QUILL_INLINE void quill_write_ip_af(quill_writer *out, const char *what, const ip_af_addr *value) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_ip_af_safe(value, sizeof *value, out->message, out->size, &out->next));
+}
+
+/* quill_write_mac writes the 6 bytes of a MAC address in transmission order. */
+QUILL_INLINE void quill_write_mac(quill_writer *out, const char *what, const uint8_t value[6]) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_mac_safe(value, 6, out->message, out->size, &out->next));
+}
+
+/* quill_write_str and quill_write_long_str write a text that ends with a NUL, of at most 65,535 bytes for a str. An
+ * empty text is refused as a long_str. */
+QUILL_INLINE void quill_write_str(quill_writer *out, const char *what, const char *text) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out,
+                          sxdr_write_str_safe(text, quill_text_length_(text), out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_long_str(quill_writer *out, const char *what, const char *text) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(
+            out, sxdr_write_long_str_safe(text, quill_text_length_(text), out->message, out->size, &out->next));
+}
+
+/* quill_write_hex and quill_write_long_hex write length bytes of data, at most 65,535 for a hex. Empty data is refused
+ * as a long_hex. */
+QUILL_INLINE void quill_write_hex(quill_writer *out, const char *what, const void *data, uint32_t length) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_hex_safe(data, length, out->message, out->size, &out->next));
+}
+QUILL_INLINE void quill_write_long_hex(quill_writer *out, const char *what, const void *data, uint32_t length) {
+    if (quill_write_begin_(out, what))
+        quill_write_done_(out, sxdr_write_long_hex_safe(data, length, out->message, out->size, &out->next));
+}
+
+/* quill_write_end returns 1 when every element was written, and the message is the first out->next bytes; else 0. */
+QUILL_INLINE int quill_write_end(const quill_writer *out) { return !out->error; }
+
+QUILL_END_DECLS
+
+#endif
