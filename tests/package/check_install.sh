@@ -39,15 +39,27 @@ build_and_run "$CC -std=c11" consumer.c static
 case " $* " in *" -DCXX_PROGRAMS=ON "*) build_and_run "$CXX -std=c++17" consumer.cpp ;; esac
 echo "built and run through pkg-config"
 
-# What the guide has the reader type, where the compiler of this machine is meant: ~/quill is the stage.
+# What the guides have the reader type, where the compiler of this machine is meant: ~/quill is the stage.
 case "$*" in *TOOLCHAIN*) exit 0 ;; esac
 [ -z "$RUN" ] && [ "$libraries" = "$stage/lib" ] || exit 0
-guide="$source/docs/getting-started.md"
-indented() { sed -n "/$1/,/$2/s/^    //p" "$guide" | sed "s|/tmp/stationd|$work/socket|g"; }
-mkdir home guide
+mkdir home
 ln -s "$stage" home/quill
-cp "$source/examples/stationd/stationd.c" guide
-cd guide
+# usage: run_guide GUIDE: its C programs, its commands, which stand after "$ ", and what they print
+run_guide() {
+    guide="$source/docs/$1.md"
+    mkdir "$work/$1"
+    cd "$work/$1"
+    awk '/^```c$/ { getline; file = $3 } /^```$/ { file = "" } file { print >file }
+        /^    \$ / { shown = 1; print substr($0, 7) >"commands"; next }
+        !/^    / { shown = 0 }
+        shown { print substr($0, 5) >"wanted" }' "$guide"
+    HOME="$work/home" timeout 60 sh -e ./commands >got 2>&1 || { cat got; exit 1; }
+    diff wanted got || { echo "$1.md: its commands print otherwise"; exit 1; }
+}
+run_guide from-32-to-64-bits
+run_guide from-syslog
+run_guide getting-started
+indented() { sed -n "/$1/,/$2/s/^    //p" "$guide" | sed "s|/tmp/stationd|$work/socket|g"; }
 indented '^## Build and run it' '^prints' >commands
 indented '^prints' '^With CMake' >wanted
 indented '^With CMake' '^configured with' >CMakeLists.txt
@@ -55,4 +67,4 @@ indented '^With CMake' '^configured with' >CMakeLists.txt
 HOME="$work/home" timeout 60 sh -e ./commands >got 2>&1 || { cat got; exit 1; }
 grep -v '^$' wanted | diff - got || { echo "the guide prints otherwise"; exit 1; }
 { "$cmake" -B build -G Ninja "-DCMAKE_PREFIX_PATH=$stage" && "$cmake" --build build; } >log 2>&1 || { cat log; exit 1; }
-echo "built and run as the guide says"
+echo "built and run as the guides say"
