@@ -5,6 +5,7 @@
 #include <pb_encode.h>
 #include <quill/sxdr.h>
 #include <quill/sxdr_safe.h>
+#include <quill/quill.hpp>
 
 #include <bit>
 #include <cstdlib>
@@ -138,6 +139,26 @@ struct Checked {
         const int got = sxdr_read_hex_safe(from, size, &at, e.capabilities, sizeof e.capabilities);
         must(got >= 0);
         e.capabilities_size = static_cast<uint32_t>(got);
+    }
+};
+
+struct InCxx {
+    size_t write(const Event &e, uint8_t *to) {
+        quill::message_writer out(to, 512);
+        out.u32("sequence", e.sequence).u8("event", e.event).str("interface", e.interface).mac("station", e.station);
+        out.ip("ip", e.ip).ipv6("ipv6", e.ipv6).u16("vlan", e.vlan).u64("received", e.received);
+        out.s32("signal", e.signal).boolean("authorized", e.authorized != 0).str("ssid", e.ssid);
+        must(out.hex("capabilities", e.capabilities, e.capabilities_size).end());
+        return out.size();
+    }
+    void read(const uint8_t *from, size_t length, Event &e) {
+        bool authorized = false;
+        quill::message_reader in(from, static_cast<uint32_t>(length));
+        in.u32("sequence", e.sequence).u8("event", e.event).str("interface", e.interface).mac("station", e.station);
+        in.ip("ip", e.ip).ipv6("ipv6", e.ipv6).u16("vlan", e.vlan).u64("received", e.received);
+        in.s32("signal", e.signal).boolean("authorized", authorized).str("ssid", e.ssid);
+        must(in.hex("capabilities", e.capabilities, e.capabilities_size).end());
+        e.authorized = authorized;
     }
 };
 
@@ -326,6 +347,7 @@ const bool added = [] {
     add_codec<Msgpack>("msgpack-c", "");
     add_codec<Nanopb>("nanopb", "");
     add_codec<Checked>("quill", ", checked");
+    add_codec<InCxx>("quill, in C++", ", checked");
     add_codec<Msgpack>("msgpack-c", ", checked");
     add_codec<Nanopb>("nanopb", ", checked");
 

@@ -2,6 +2,8 @@
 #include <glib.h>
 #include <quill/list.h>
 
+#include <quill/quill.hpp>
+
 #include <list>
 #include <memory>
 
@@ -108,9 +110,24 @@ void add_list(const char *contender, size_t n) {
     });
 }
 
+// The same walk by the range of C++.
+void add_range(size_t n) {
+    bench::add("list: walk", "quill, in C++", n, n, [n] {
+        auto list = std::make_shared<quill::list<void>>();
+        for (uintptr_t i = 1; i <= n; i++)
+            if (!list->push_back(reinterpret_cast<void *>(i))) abort();
+        return bench::Work{[list] {
+            uint64_t sum = 0;
+            for (const void *object : *list) sum += reinterpret_cast<uintptr_t>(object);
+            return sum;
+        }};
+    });
+}
+
 const bool added = [] {
     for (const size_t n : {100u, 1000u, 10000u, 100000u, 1000000u}) {
         add_list<Quill>("quill", n);
+        add_range(n);
         add_list<Glib>("GQueue", n);
         add_list<Std>("std::list", n);
     }
