@@ -17,6 +17,8 @@ if(QUILL_PROGRAM)
     COMPONENT tools)
 endif()
 
+install(FILES tools/python/quill.py DESTINATION lib/python3/dist-packages COMPONENT python)
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/quill)
 configure_package_config_file(cmake/quillConfig.cmake.in ${PROJECT_BINARY_DIR}/quillConfig.cmake
   INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)

@@ -44,6 +44,7 @@ chroot root sh -ec "
     sign-reg-table --help >/dev/null
     quill vlan 1-10,20 + 30 - 5 | grep -qx 1-4,6-10,20,30
     man quill | grep -q 'flash-history'
+    env -i PATH=/usr/bin PYTHONDONTWRITEBYTECODE=1 python3 -c 'import quill; assert quill.VlanSet([1])'
     bash -c '. /usr/share/bash-completion/completions/quill; complete -p quill'
     test -s /usr/share/doc/libquill-doc/html/index.html
     cd /usr/share/doc/libquill-doc
@@ -56,7 +57,7 @@ chroot root sh -ec "
         cmake -S \$example -B /mnt/example >/dev/null && cmake --build /mnt/example >/dev/null && rm -r /mnt/example
     done
     cd /
-    dpkg --purge quill-tools-dbgsym quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
+    dpkg --purge python3-quill quill-tools-dbgsym quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
     $list >/mnt/after
 " >log 2>&1 || { cat log; exit 1; }
 diff before after || { echo "removed, the packages leave that behind"; exit 1; }

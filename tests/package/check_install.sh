@@ -42,6 +42,9 @@ echo "built and run through pkg-config"
 # What the guides have the reader type, where the compiler of this machine is meant: ~/quill is the stage.
 case "$*" in *TOOLCHAIN*) exit 0 ;; esac
 [ -z "$RUN" ] && [ "$libraries" = "$stage/lib" ] || exit 0
+# The module for Python finds the library of its own installation, and does what it shows.
+module="$stage/lib/python3/dist-packages/quill.py"
+(cd / && env -i PATH="$PATH" PYTHONDONTWRITEBYTECODE=1 python3 -m doctest "$module") || exit 1
 mkdir home
 ln -s "$stage" home/quill
 # usage: run_guide GUIDE: its C programs, its commands, which stand after "$ ", and what they print
