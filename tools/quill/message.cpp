@@ -1,0 +1,112 @@
+#include "message.h"
+
+#include <stdio.h>
+
+#include "command.h"
+#include "elements.h"
+#include "json_input.h"
+
+namespace quill::cli {
+namespace {
+
+constexpr Column kColumns[] = {{"offset", 6, true}, {"kind", -9}, {"length", 6}, {"value", 0}};
+
+void show(const Element &element, Report &report) {
+    report.begin_row();
+    report.number("offset", element.offset);
+    report.text(also_plain("kind"), element.kind->name);
+    report.number("length", element.length);
+    element.kind->show(element, report);
+    report.end_row();
+}
+
+// A text in the form that a kind's write() reads.
+void append_quoted(Bytes &out, std::string_view text) {
+    append(out, "\"");
+    for (const char c : text) {
+        char escape[8];
+        snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(c)));
+        append(out, escape);
+    }
+    append(out, "\"");
+}
+
+// An element as decode shows it: its kind, and its value, or bytes in place of what has none.
+void encode_object(JsonInput &json, Bytes &message) {
+    const Kind *kind = nullptr;
+    Bytes value, family, raw;
+    bool is_hex = false;
+    while (json.next_member()) {
+        size_t fault;
+        const std::string_view key = json.key();
+        if (key == "kind" && !(kind = find_kind(json.value()))) json.refuse("a kind of element before this");
+        if (key == "family") append(family, json.value());
+        if (key == "bytes" && !parse_hex(json.value(), raw, fault)) json.refuse("bytes in hexadecimal before this");
+        if (key != "value" && key != "hex") continue;
+        is_hex = key == "hex";
+        append(value, json.value());
+    }
+    if (!kind) json.refuse("an element's kind before this");
+    if (!raw.empty()) return append(message, raw.view());
+    Bytes text;
+    size_t fault;
+    if (kind->is_text) {
+        Bytes content;
+        if (is_hex && !parse_hex(value.view(), content, fault)) json.refuse("bytes in hexadecimal before this");
+        append_quoted(text, is_hex ? content.view() : value.view());
+    } else {
+        append(text, family.view());
+        if (!family.empty()) append(text, " ");
+        append(text, value.view());
+    }
+    if (const char *wanted = kind->write(text.view(), message)) json.refuse(wanted);
+}
+
+}  // namespace
+
+bool show_message(std::span<const uint8_t> message, Report &report, Damage &damage) {
+    bool whole = true;
+    report.number(json_only("length"), message.size());
+    report.begin_list("elements");
+    report.columns(kColumns);
+    Element element;
+    for (size_t at = 0; whole && at < message.size(); at += element.length) {
+        whole = read_element(message, static_cast<uint32_t>(at), element, damage);
+        if (whole) show(element, report);
+    }
+    report.end_list();
+    report_damage(whole ? nullptr : &damage, report);
+    return whole;
+}
+
+bool decode_message(std::span<const uint8_t> message, Report &report, const char *name) {
+    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
+    Damage damage;
+    report.begin_object();
+    const bool whole = show_message(message, report, damage);
+    report.end_object();
+    if (!whole) damage.complain_of(name);
+    return whole;
+}
+
+void encode_line(std::string_view line, Bytes &message, const char *name, size_t number) {
+    line = trimmed(line);
+    if (line.empty() || line[0] == '#') return;
+    if (line.find('\0') != std::string_view::npos) fail("%s:%zu: a NUL byte in the line", name, number);
+    const size_t end = line.find_first_of(" \t");
+    const std::string_view word = part(line, 0, end);
+    const std::string_view value = trimmed(part(line, word.size()));
+    const auto shown = [](std::string_view text) { return static_cast<int>(text.size() < 60 ? text.size() : 60); };
+    const Kind *const kind = find_kind(word);
+    if (!kind) fail("%s:%zu: no kind \"%.*s\"", name, number, shown(word), word.data());
+    if (const char *wanted = kind->write(value, message))
+        fail("%s:%zu: %s: expected %s, found %.*s", name, number, kind->name, wanted, value.empty() ? 7 : shown(value),
+             value.empty() ? "nothing" : value.data());
+}
+
+void encode_json(std::string_view text, Bytes &message, const char *name) {
+    JsonInput json(text, name);
+    for (bool more = json.enter("elements"); more; more = json.next_object()) encode_object(json, message);
+}
+
+}  // namespace quill::cli
