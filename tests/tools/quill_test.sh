@@ -199,6 +199,95 @@ $typing send-keys '02 03' Enter C-d
 timeout 20 $typing wait-for typed && grep -q 'u8' typed || complain "one Ctrl-D does not end the input"
 $typing kill-server
 
+# --- sockets
+
+expect 1 "quill listen --count 4 s & printf 'mac 00:1b:63:aa:bb:cc\\nu32 20\\n\\n# a comment\\n\\nu8 1
+{\"elements\":[{\"kind\":\"str\",\"value\":\"two\"}]}' | quill send --wait 60 s
+printf '\\003' | quill send --raw s
+wait \$!" <<'END_OF_OUTPUT'
+1
+offset  kind       length  value
+     0  mac             7  00:1b:63:aa:bb:cc
+     7  u32             5  20
+
+2
+offset  kind       length  value
+     0  u8              2  1
+
+3
+offset  kind       length  value
+     0  str             6  "two"
+
+4
+offset  kind       length  value
+quill listen: s:4: offset 0: expected 3 bytes of u16, found 1 left
+END_OF_OUTPUT
+head -c 1100000 /dev/zero >long
+expect 1 "for type in seqpacket stream; do
+    quill listen --type \$type --json --count 3 s &
+    printf '{\"elements\":[]}\\nu8 2\\n\\nu8 3\\n' | quill send --wait 60 s
+    [ \$type = seqpacket ] || quill send --raw s long 2>/dev/null
+    wait \$!
+done" <<'END_OF_OUTPUT'
+{"message":1,"length":0,"elements":[],"damage":null}
+{"message":2,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":2}],"damage":null}
+{"message":3,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
+{"message":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":2}],"damage":null}
+{"message":2,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
+quill listen: s:3: a message of more than 1048576 bytes
+END_OF_OUTPUT
+
+# What stands at a path stays, and so does what has taken the place of the program's own socket.
+expect 1 "ln -s nowhere link
+for path in message.txt link . nowhere/s \$(printf %0108d 0); do quill listen \$path; done; rm link
+quill listen s & until [ -S s ]; do sleep 0.1; done
+quill listen --type stream s; echo u8 1 | quill send --type stream s
+kill -KILL \$!; wait; quill listen s; echo u8 1 | quill send s; rm s
+for signal in HUP TERM; do
+    quill listen s & until [ -S s ]; do sleep 0.1; done
+    [ \$signal != TERM ] || { mv s moved; : >s; }
+    kill -\$signal \$!; wait; ls -1 s moved 2>/dev/null
+done; rm s moved; quill listen s --count 0 && test ! -e s; quill send nowhere long" <<'END_OF_OUTPUT'
+quill listen: cannot listen at message.txt: another file is there
+quill listen: cannot listen at link: a symbolic link is there
+quill listen: cannot listen at .: a folder is there
+quill listen: cannot listen at nowhere/s: No such file or directory
+quill listen: expected a path of 1 to 107 bytes, found 108: 000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000
+quill listen: cannot listen at s: another process does
+quill send: s: the socket there is of another type
+quill listen: cannot listen at s: the socket of a process that has ended is there; remove it
+quill send: s: no process listens there
+moved
+s
+quill send: long:1: a NUL byte in the line
+END_OF_OUTPUT
+cat >answer.py <<'PYTHON'
+import socket
+import sys
+
+server = socket.socket(socket.AF_UNIX, getattr(socket, "SOCK_" + sys.argv[1]))
+server.bind("s")
+if sys.argv[1] == "DGRAM":
+    server.sendto(*server.recvfrom(99))
+else:
+    server.listen()
+    peer = server.accept()[0]
+    peer.send(peer.recv(99))
+PYTHON
+
+expect 1 "for type in DGRAM SEQPACKET STREAM; do
+    python3 answer.py \$type &
+    printf 'u8 1\\n' | quill send --wait 60 --reply --json s; wait; rm s
+done
+quill listen s >/dev/null & printf 'u8 1' | quill send --wait 60 --reply --timeout 1 s; kill \$!; wait
+quill listen --type seqpacket --count 1 s >/dev/null & printf 'u8 1' | quill send --wait 60 --reply s" <<'END_OF_OUTPUT'
+{"message":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":1}],"damage":null}
+{"message":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":1}],"damage":null}
+{"message":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":1}],"damage":null}
+quill send: s: no reply within the timeout
+quill send: s: the connection was closed without a reply
+END_OF_OUTPUT
+
 # --- the other readers
 
 expect 0 "echo '001b 0001 0004 00000014 0003 0005 68656c6c6f 0004 0006 001b63aabbcc' | quill tlv --hex" <<'END_OF_OUTPUT'

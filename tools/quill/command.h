@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include <span>
 
@@ -31,6 +32,8 @@ public:
     [[noreturn]] int no_operation();
     // Of "--option VALUE" or "--option=VALUE"; null when it is not there.
     const char *take_value(const char *option);
+    // The same for a number of at most `limit`; `otherwise` when it is not there.
+    uint64_t take_number(const char *option, uint64_t limit, uint64_t otherwise);
     std::span<char *> operands(size_t least, size_t most);
     // The words as they are, for a command that hands them on.
     std::span<char *> rest() const { return words_; }
@@ -53,8 +56,13 @@ private:
 // The same, and the program's end with kData.
 [[noreturn, gnu::format(printf, 1, 2)]] void fail(const char *format, ...);
 
+// Hands on what was printed. The program ends with kData when it cannot be written.
+void flush_output();
+
 int decode(Arguments &arguments);
 int encode(Arguments &arguments);
+int listen(Arguments &arguments);
+int send(Arguments &arguments);
 int tlv(Arguments &arguments);
 int vlan(Arguments &arguments);
 int flash_history(Arguments &arguments);
@@ -70,8 +78,8 @@ int argv(Arguments &arguments);
 int info(Arguments &arguments);
 int dump(Arguments &arguments);
 
-extern const char kDecodeHelp[], kEncodeHelp[], kTlvHelp[], kVlanHelp[], kFlashHistoryHelp[], kRegtableHelp[],
-    kVersionHelp[], kMd5Help[], kHmacHelp[], kScrambleHelp[], kUnscrambleHelp[], kFqlnHelp[], kAddrHelp[], kArgvHelp[],
-    kInfoHelp[], kDumpHelp[];
+extern const char kDecodeHelp[], kEncodeHelp[], kListenHelp[], kSendHelp[], kTlvHelp[], kVlanHelp[],
+    kFlashHistoryHelp[], kRegtableHelp[], kVersionHelp[], kMd5Help[], kHmacHelp[], kScrambleHelp[], kUnscrambleHelp[],
+    kFqlnHelp[], kAddrHelp[], kArgvHelp[], kInfoHelp[], kDumpHelp[];
 
 }  // namespace quill::cli

@@ -22,8 +22,10 @@ void Damage::find(const char *format, ...) {
     va_end(values);
 }
 
-void Damage::complain_of(const char *where) const {
-    complain("%s: offset %zu: expected %s, found %s", where, offset, expected, found);
+void Damage::complain_of(const char *where, size_t number) const {
+    char which[24] = "";
+    if (number > 0) snprintf(which, sizeof which, ":%zu", number);
+    complain("%s%s: offset %zu: expected %s, found %s", where, which, offset, expected, found);
 }
 
 void report_damage(const Damage *damage, Report &report) {

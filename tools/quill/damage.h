@@ -15,7 +15,8 @@ struct Damage {
     [[gnu::format(printf, 3, 4)]] void expect(size_t at, const char *format, ...);
     [[gnu::format(printf, 2, 3)]] void find(const char *format, ...);
 
-    void complain_of(const char *where) const;
+    // Of the number of several; 0 for the only one.
+    void complain_of(const char *where, size_t number = 0) const;
 };
 
 // The member "damage" of an object of JSON: null where there is none.

@@ -53,30 +53,24 @@ constexpr char kEncodeHelp[] =
 
 namespace {
 
+bool decode_line(std::string_view line, Report &report, const char *name, size_t number) {
+    Bytes message;
+    size_t fault;
+    if (parse_hex(line, message, fault)) return decode_message(message, report, name, "line", number);
+    Damage damage;
+    damage.expect(message.size(), "hexadecimal digits, two a byte");
+    damage.find("none at character %zu", fault + 1);
+    begin_message(report, "line", number);
+    report_damage(&damage, report);
+    report.end_object();
+    damage.complain_of(name, number);
+    return false;
+}
+
 bool decode_lines(std::string_view text, Report &report, const char *name) {
     bool all = true;
     size_t number = 0;
-    for (std::string_view line; next_line(text, line);) {
-        char where[512], title[24];
-        snprintf(where, sizeof where, "%s:%zu", name, ++number);
-        snprintf(title, sizeof title, "%zu", number);
-        Bytes message;
-        size_t fault;
-        Damage damage;
-        report.begin_object(nullptr, title);
-        report.number(json_only("line"), number);
-        bool whole = parse_hex(line, message, fault);
-        if (whole) {
-            whole = show_message(message, report, damage);
-        } else {
-            damage.expect(message.size(), "hexadecimal digits, two a byte");
-            damage.find("none at character %zu", fault + 1);
-            report_damage(&damage, report);
-        }
-        report.end_object();
-        if (!whole) damage.complain_of(where);
-        all = all && whole;
-    }
+    for (std::string_view line; next_line(text, line);) all &= decode_line(line, report, name, ++number);
     return all;
 }
 
@@ -84,13 +78,11 @@ bool decode_lines(std::string_view text, Report &report, const char *name) {
 
 int decode(Arguments &arguments) {
     const bool hex = arguments.take("--hex"), lines = arguments.take("--lines");
-    const bool plain_form = arguments.take("--plain"), json = arguments.take("--json");
+    Report report(take_form(arguments));
     const auto operands = arguments.operands(0, 1);
     if (hex && lines) arguments.misused("--hex or --lines, not both");
-    if (plain_form && json) arguments.misused("--plain or --json, not both");
     const char *path = operands.empty() ? nullptr : operands[0];
     const char *name = name_of_input(path);
-    Report report(json ? Form::kJson : plain_form ? Form::kPlain : Form::kTable);
     const Bytes input = hex ? read_dump(path) : read_input(path);
     const bool whole = lines ? decode_lines(input.view(), report, name) : decode_message(input, report, name);
     return whole ? kDone : kData;

@@ -168,7 +168,7 @@ private:
 [[noreturn]] void follow(History &history, Snapshot &now, Report &report) {
     Follower follower(now);
     for (;;) {
-        if (fflush(stdout) != 0 || ferror(stdout)) fail("cannot write what was asked for");
+        flush_output();
         usleep(kPoll);
         if (history.was_replaced()) follower.forget();
         history.read(now);

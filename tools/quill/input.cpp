@@ -1,7 +1,6 @@
 #include "input.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -67,9 +66,26 @@ bool next_line(std::string_view &text, std::string_view &line) {
 
 const char *name_of_input(const char *path) { return is_standard_input(path) ? "standard input" : path; }
 
-Bytes read_input(const char *path) {
-    FILE *file = is_standard_input(path) ? stdin : fopen(path, "rbe");
+FILE *open_input(const char *path) {
+    FILE *const file = is_standard_input(path) ? stdin : fopen(path, "rbe");
     if (!file) fail("cannot open %s: %s", path, strerror(errno));
+    return file;
+}
+
+void close_input(FILE *file, const char *path) {
+    if (ferror(file)) fail("cannot read %s: %s", name_of_input(path), strerror(errno));
+    if (file != stdin) fclose(file);
+}
+
+bool read_line(FILE *file, Bytes &line) {
+    line.resize(0);
+    int c;
+    while ((c = getc(file)) != EOF && c != '\n') line.append(static_cast<uint8_t>(c));
+    return c != EOF || !line.empty();
+}
+
+Bytes read_input(const char *path) {
+    FILE *const file = open_input(path);
     Bytes bytes;
     constexpr size_t kPart = 65536;
     for (size_t got = kPart; got == kPart;) {  // a second read at the end would take a second Ctrl-D at a terminal
@@ -78,15 +94,14 @@ Bytes read_input(const char *path) {
         got = fread(bytes.data() + used, 1, kPart, file);
         bytes.resize(used + got);
     }
-    if (ferror(file)) fail("cannot read %s: %s", name_of_input(path), strerror(errno));
-    if (file != stdin) fclose(file);
+    close_input(file, path);
     return bytes;
 }
 
 Bytes read_text(std::span<char *> operands) {
     Bytes bytes;
     if (operands.empty()) {
-        for (int c; (c = getchar()) != EOF && c != '\n';) bytes.append(static_cast<uint8_t>(c));
+        read_line(stdin, bytes);
         if (bytes.view().find('\0') != std::string_view::npos) fail("a NUL byte in the text");
     } else {
         bytes.resize(strlen(operands[0]));

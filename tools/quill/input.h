@@ -3,6 +3,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <span>
@@ -52,7 +53,12 @@ std::string_view trimmed(std::string_view text);
 // The next line, without its end; false behind the last one.
 bool next_line(std::string_view &text, std::string_view &line);
 
-// All of a file, of standard input for null and "-". The program ends when it cannot be read.
+// A file that is read, standard input for null and "-". The program ends when it cannot be opened or read.
+FILE *open_input(const char *path);
+void close_input(FILE *file, const char *path);
+// The next line of a file without its end; false after the last one.
+bool read_line(FILE *file, Bytes &line);
+// All of such a file.
 Bytes read_input(const char *path);
 // How a message names that input.
 const char *name_of_input(const char *path);

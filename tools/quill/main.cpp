@@ -1,4 +1,5 @@
 // quill: a look into what the library's processes exchange and keep.
+#include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,6 +11,7 @@
 
 #include "command.h"
 #include "console.h"
+#include "input.h"
 
 namespace quill::cli {
 namespace {
@@ -17,6 +19,8 @@ namespace {
 constexpr Command kCommands[] = {
     {"decode", "show the elements of a codec message", kDecodeHelp, decode},
     {"encode", "make a codec message from a text", kEncodeHelp, encode},
+    {"listen", "show the codec messages that arrive at a socket", kListenHelp, listen},
+    {"send", "send codec messages to a socket", kSendHelp, send},
     {"tlv", "show the records of a TLV buffer", kTlvHelp, tlv},
     {"vlan", "combine sets of VLANs", kVlanHelp, vlan},
     {"flash-history", "show which processes used the flash, newest last", kFlashHistoryHelp, flash_history},
@@ -158,6 +162,13 @@ const char *Arguments::once(const char *option, const char *value) {
     return value;
 }
 
+uint64_t Arguments::take_number(const char *option, uint64_t limit, uint64_t otherwise) {
+    const char *const value = take_value(option);
+    if (value && !parse_number(value, limit, otherwise))
+        misused("%s: expected a number up to %" PRIu64 ", found \"%s\"", option, limit, value);
+    return otherwise;
+}
+
 std::span<char *> Arguments::operands(size_t least, size_t most) {
     for (size_t i = 0; i < words_.size(); i++) {
         if (strcmp(words_[i], "--") == 0) {
@@ -205,10 +216,14 @@ void fail(const char *format, ...) {
     exit(kData);
 }
 
+void flush_output() {
+    if (fflush(stdout) != 0 || ferror(stdout)) fail("cannot write what was asked for");
+}
+
 }  // namespace quill::cli
 
 int main(int argc, char **argv) {
     const int status = quill::cli::run({argv + 1, static_cast<size_t>(argc > 0 ? argc - 1 : 0)});
-    if (fflush(stdout) != 0 || ferror(stdout)) quill::cli::fail("cannot write what was asked for");
+    quill::cli::flush_output();
     return status;
 }

@@ -79,13 +79,24 @@ bool show_message(std::span<const uint8_t> message, Report &report, Damage &dama
     return whole;
 }
 
-bool decode_message(std::span<const uint8_t> message, Report &report, const char *name) {
+void begin_message(Report &report, const char *key, size_t number) {
+    char title[24];
+    snprintf(title, sizeof title, "%zu", number);
+    report.begin_object(nullptr, title);
+    report.number(json_only(key), number);
+}
+
+bool decode_message(std::span<const uint8_t> message, Report &report, const char *name, const char *key,
+                    size_t number) {
     if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
     Damage damage;
-    report.begin_object();
+    if (key)
+        begin_message(report, key, number);
+    else
+        report.begin_object();
     const bool whole = show_message(message, report, damage);
     report.end_object();
-    if (!whole) damage.complain_of(name);
+    if (!whole) damage.complain_of(name, number);
     return whole;
 }
 

@@ -4,9 +4,16 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "command.h"
 #include "console.h"
 
 namespace quill::cli {
+
+Form take_form(Arguments &arguments) {
+    const bool plain = arguments.take("--plain"), json = arguments.take("--json");
+    if (plain && json) arguments.misused("--plain or --json, not both");
+    return json ? Form::kJson : plain ? Form::kPlain : Form::kTable;
+}
 
 // --- structure
 

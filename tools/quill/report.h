@@ -10,6 +10,8 @@
 
 namespace quill::cli {
 
+class Arguments;
+
 enum class Form { kTable, kPlain, kJson };
 
 // What a value is called: its key in JSON, and in a table its name, or "" for a value that stands alone.
@@ -34,6 +36,9 @@ struct Column {
     int width;  // negative for texts, which are aligned to the left; 0 for the last one
     bool is_faint = false;
 };
+
+// Of --plain and --json, which a command takes at most one of.
+Form take_form(Arguments &arguments);
 
 class Report {
 public:

@@ -1,0 +1,184 @@
+// quill listen.
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "command.h"
+#include "message.h"
+#include "report.h"
+#include "socket.h"
+
+namespace quill::cli {
+
+constexpr char kListenHelp[] =
+    "usage: quill listen [--type TYPE] [--count N] [--plain | --json] SOCKET\n"
+    "\n"
+    "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
+    "as quill decode does. A damaged message is told, and the next one is shown. The\n"
+    "socket is removed at the end, also when a signal ends the program. Nothing that\n"
+    "stood at the path before is removed. The socket's permissions follow the umask:\n"
+    "after \"umask 0\", each user may send.\n"
+    "\n"
+    "  --type TYPE  datagram (default), seqpacket or stream; on a stream, all that a\n"
+    "               sender writes until it closes the connection is one message\n"
+    "  --count N    end after N messages, with status 1 if one was damaged; without\n"
+    "               it, go on until interrupted\n"
+    "  --plain      print what quill send reads\n"
+    "  --json       print a JSON object for each message, one a line\n"
+    "\n"
+    "Messages of more than 1 MiB are refused. At most 32 senders are connected at a\n"
+    "time, and others wait.\n"
+    "\n"
+    "example: quill listen --json --count 10 /tmp/events.sock\n";
+
+namespace {
+
+// The socket's file. The open socket keeps its inode, so that no other file gets the same number meanwhile.
+struct {
+    char path[sizeof sockaddr_un::sun_path];
+    struct stat made;
+} own_file;
+
+// Safe in a handler of signals.
+void remove_own_file() {
+    struct stat now;
+    if (*own_file.path && lstat(own_file.path, &now) == 0 && now.st_ino == own_file.made.st_ino &&
+        now.st_dev == own_file.made.st_dev)
+        unlink(own_file.path);
+    *own_file.path = '\0';
+}
+
+void remove_and_end(int signal) {
+    remove_own_file();
+    raise(signal);  // for which there is no handler any more
+}
+
+void remove_at_end() {
+    atexit(remove_own_file);
+    struct sigaction action = {}, before;
+    action.sa_handler = remove_and_end;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : {SIGHUP, SIGINT, SIGPIPE, SIGTERM})
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+            sigaction(signal, &action, nullptr);
+}
+
+[[noreturn]] void explain(const char *path, const sockaddr_un &address) {
+    struct stat found;
+    if (errno != EADDRINUSE || lstat(path, &found) != 0) fail("cannot listen at %s: %s", path, strerror(errno));
+    if (!S_ISSOCK(found.st_mode))
+        fail("cannot listen at %s: %s is there", path,
+             S_ISLNK(found.st_mode)   ? "a symbolic link"
+             : S_ISDIR(found.st_mode) ? "a folder"
+                                      : "another file");
+    // A listener of another type refuses a datagram socket for its type, and does not notice.
+    if (!is_connected(Socket(SOCK_DGRAM), address) && errno == ECONNREFUSED)
+        fail("cannot listen at %s: the socket of a process that has ended is there; remove it", path);
+    fail("cannot listen at %s: another process does", path);
+}
+
+Socket listen_at(const char *path, int type) {
+    const sockaddr_un address = address_of(path);
+    Socket socket(type);
+    remove_at_end();
+    sigset_t all, before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);  // none between the file and the note of it
+    const bool bound = bind(socket.fd(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    if (bound && lstat(path, &own_file.made) == 0) memcpy(own_file.path, address.sun_path, sizeof own_file.path);
+    const int error = errno;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    if (!bound) explain(path, address);
+    if (type != SOCK_DGRAM && ::listen(socket.fd(), SOMAXCONN) != 0)
+        fail("cannot listen at %s: %s", path, strerror(errno));
+    return socket;
+}
+
+// Receives from all senders at once, so that one that keeps its connection and sends nothing does not hold up others.
+class Listener {
+public:
+    Listener(const char *path, int type, Report &report)
+        : path_(path), type_(type), report_(report), socket_(listen_at(path, type)) {}
+
+    bool all_whole() const { return all_whole_; }
+    void receive_messages(uint64_t count) {
+        while (shown_ < count) {
+            wait();
+            if (polls_[0].revents != 0) take_new();
+            for (size_t i = 0; i < kConnections && shown_ < count; i++)
+                if (polls_[i + 1].revents != 0) take(connections_[i].socket, connections_[i].message);
+        }
+    }
+
+private:
+    static constexpr size_t kConnections = 32;
+    struct Connection {
+        Socket socket;
+        Bytes message;
+    };
+
+    Connection *unused() {
+        for (Connection &connection : connections_)
+            if (!connection.socket.is_open()) return &connection;
+        return nullptr;
+    }
+    void wait() {
+        polls_[0] = {unused() ? socket_.fd() : -1, POLLIN, 0};
+        for (size_t i = 0; i < kConnections; i++) polls_[i + 1] = {connections_[i].socket.fd(), POLLIN, 0};
+        while (poll(polls_, kConnections + 1, -1) < 0)
+            if (errno != EINTR) fail("cannot wait for messages: %s", strerror(errno));
+    }
+    void take_new() {
+        if (type_ == SOCK_DGRAM) return take(socket_, datagram_);
+        Connection &connection = *unused();
+        connection.socket = Socket::of_connection(socket_);
+        if (!connection.socket.is_open()) fail("cannot take a connection at %s: %s", path_, strerror(errno));
+        connection.message.resize(0);
+    }
+    void take(Socket &socket, Bytes &message) {
+        const Arrival arrival = receive(socket, type_, message);
+        const int error = errno;
+        if (arrival == Arrival::kPart) return;
+        if (arrival == Arrival::kMessage) {
+            if (!decode_message(message, report_, path_, "message", ++shown_)) all_whole_ = false;
+            flush_output();
+        } else if (arrival == Arrival::kTooLong) {
+            complain("%s:%zu: a message of more than %zu bytes", path_, ++shown_, kLongestMessage);
+            all_whole_ = false;
+        } else if (arrival == Arrival::kFailed) {
+            complain("%s: %s", path_, strerror(error));
+        }
+        const bool goes_on = arrival == Arrival::kMessage || arrival == Arrival::kTooLong;
+        if (type_ == SOCK_STREAM || (type_ == SOCK_SEQPACKET && !goes_on)) socket = Socket();
+    }
+
+    const char *path_;
+    int type_;
+    Report &report_;
+    Socket socket_;
+    Bytes datagram_;
+    Connection connections_[kConnections];
+    pollfd polls_[kConnections + 1];
+    size_t shown_ = 0;
+    bool all_whole_ = true;
+};
+
+}  // namespace
+
+int listen(Arguments &arguments) {
+    const int type = take_type(arguments, SOCK_DGRAM);
+    const uint64_t count = arguments.take_number("--count", UINT64_MAX, UINT64_MAX);
+    Report report(take_form(arguments));
+    Listener listener(arguments.operands(1, 1)[0], type, report);
+    listener.receive_messages(count);
+    remove_own_file();
+    return listener.all_whole() ? kDone : kData;
+}
+
+}  // namespace quill::cli
