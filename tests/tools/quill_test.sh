@@ -135,6 +135,37 @@ offset  kind       length  value
 {"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"value":5,"bytes":"0607029a0400000005"}],"damage":null}
 END_OF_OUTPUT
 
+# What elements are called, one name for all that are left, and messages of other elements.
+printf '# of events\n1: sequence, event,mac,vlan...\n00:1b:63:aa:bb:cc: mac\n' >names
+expect 1 "for names in event,kind,mac,vlan sequence,event @names; do
+    quill decode --names \$names --hex '0400000001 0203 01001b63aabbcc 030014'
+done
+echo 01001b63aabbcc | quill decode --hex --json --names @names
+quill decode --names @names --hex 0203; quill decode --names a,b --hex 0203" <<'END_OF_OUTPUT'
+offset  name   kind       length  value
+     0  event  u32             5  1
+     5  kind   u8              2  3
+     7  mac    mac             7  00:1b:63:aa:bb:cc
+    14  vlan   u16             3  20
+offset  name      kind       length  value
+     0  sequence  u32             5  1
+     5  event     u8              2  3
+     7            mac             7  00:1b:63:aa:bb:cc
+    14            u16             3  20
+quill decode: 0400000001 0203 01001b63aabbcc 030014: offset 7: expected the end, found mac
+offset  name      kind       length  value
+     0  sequence  u32             5  1
+     5  event     u8              2  3
+     7  mac       mac             7  00:1b:63:aa:bb:cc
+    14  vlan      u16             3  20
+{"length":7,"elements":[{"offset":0,"name":"mac","kind":"mac","length":7,"value":"00:1b:63:aa:bb:cc"}],"damage":null}
+offset  name      kind       length  value
+     0            u8              2  3
+quill decode: 0203: offset 0: expected a first element that is in the file of names, found another
+offset  name  kind       length  value
+     0  a     u8              2  3
+quill decode: 0203: offset 2: expected b, found the end
+END_OF_OUTPUT
 expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex
 printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
 quill encode: standard input:3: u8: expected a number up to 255, found 256
@@ -234,7 +265,8 @@ done" <<'END_OF_OUTPUT'
 {"message":3,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
 {"message":1,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":2}],"damage":null}
 {"message":2,"length":2,"elements":[{"offset":0,"kind":"u8","length":2,"value":3}],"damage":null}
-quill listen: s:3: a message of more than 1048576 bytes
+{"message":3,"damage":{"offset":1048576,"expected":"the end","found":"more bytes"}}
+quill listen: s:3: offset 1048576: expected the end, found more bytes
 END_OF_OUTPUT
 
 # What stands at a path stays, and so does what has taken the place of the program's own socket.
@@ -567,12 +599,15 @@ for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
     ! quill "$command" --nonsense a b c d e f g >/dev/null 2>&1 </dev/null || complain "quill $command --nonsense"
 done
 expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing
+quill decode --names a...,b
 quill vlan --nonsense 1" <<'END_OF_OUTPUT'
 quill hmac: --key is given twice
 usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]
 quill decode: no option "-x"
-usage: quill decode [--hex | --lines] [--plain | --json] [FILE]
+usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]
 quill: no command "nothing"; quill --help lists them
+quill decode: --names: expected names with commas between them
+usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]
 quill vlan: no option "--nonsense"
 usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
 END_OF_OUTPUT

@@ -8,25 +8,29 @@
 #include "damage.h"
 #include "input.h"
 #include "message.h"
-#include "report.h"
 
 namespace quill::cli {
 
 constexpr char kDecodeHelp[] =
-    "usage: quill decode [--hex | --lines] [--plain | --json] [FILE]\n"
+    "usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]\n"
     "\n"
     "Shows the elements of a codec message: offset, kind, length (tag included) and\n"
     "value, opaque data as a dump. The message is read from FILE, or from standard\n"
     "input. At damage it says where, what was expected and what was found, and ends\n"
     "with status 1; the elements before are shown.\n"
     "\n"
-    "  --hex    the message is text: hexadecimal digits, or what xxd, hexdump -C,\n"
-    "           od -tx1, tcpdump -x, strace -x, gdb's x/xb or a C array show; FILE\n"
-    "           may be the digits themselves\n"
-    "  --lines  each line is the digits of one message\n"
-    "  --plain  print what quill encode reads\n"
-    "  --json   print a JSON object for each message, with the number of its line;\n"
-    "           a u64 may be more than programs with 53-bit numbers can hold\n"
+    "  --hex          the message is text: hexadecimal digits, or what xxd,\n"
+    "                 hexdump -C, od -tx1, tcpdump -x, strace -x, gdb's x/xb or a C\n"
+    "                 array show; FILE may be the digits themselves\n"
+    "  --lines        each line is the digits of one message\n"
+    "  --names NAMES  what the elements are called, as in event,mac,vlan; \"...\" after\n"
+    "                 the last name makes it that of all elements to come. A message\n"
+    "                 with more or fewer elements is damaged. @FILE is a file with a\n"
+    "                 line for each value of a message's first element, such as\n"
+    "                 \"1: event,mac,vlan\"; the value * is any other\n"
+    "  --plain        print what quill encode reads\n"
+    "  --json         print a JSON object for each message, with the number of its\n"
+    "                 line; a u64 may be more than programs with 53-bit numbers hold\n"
     "\n"
     "example: quill decode --hex '02 03  03 00 14'\n";
 
@@ -53,39 +57,34 @@ constexpr char kEncodeHelp[] =
 
 namespace {
 
-bool decode_line(std::string_view line, Report &report, const char *name, size_t number) {
+void decode_line(std::string_view line, Decoder &decoder, const char *name, size_t number) {
     Bytes message;
     size_t fault;
-    if (parse_hex(line, message, fault)) return decode_message(message, report, name, "line", number);
+    if (parse_hex(line, message, fault)) return decoder.show(message, name, "line", number);
     Damage damage;
     damage.expect(message.size(), "hexadecimal digits, two a byte");
     damage.find("none at character %zu", fault + 1);
-    begin_message(report, "line", number);
-    report_damage(&damage, report);
-    report.end_object();
-    damage.complain_of(name, number);
-    return false;
-}
-
-bool decode_lines(std::string_view text, Report &report, const char *name) {
-    bool all = true;
-    size_t number = 0;
-    for (std::string_view line; next_line(text, line);) all &= decode_line(line, report, name, ++number);
-    return all;
+    decoder.refuse(damage, name, "line", number);
 }
 
 }  // namespace
 
 int decode(Arguments &arguments) {
     const bool hex = arguments.take("--hex"), lines = arguments.take("--lines");
-    Report report(take_form(arguments));
+    Decoder decoder(arguments);
     const auto operands = arguments.operands(0, 1);
     if (hex && lines) arguments.misused("--hex or --lines, not both");
     const char *path = operands.empty() ? nullptr : operands[0];
     const char *name = name_of_input(path);
     const Bytes input = hex ? read_dump(path) : read_input(path);
-    const bool whole = lines ? decode_lines(input.view(), report, name) : decode_message(input, report, name);
-    return whole ? kDone : kData;
+    if (!lines) {
+        decoder.show(input, name);
+        return decoder.status();
+    }
+    size_t number = 0;
+    std::string_view text = input.view();
+    for (std::string_view line; next_line(text, line);) decode_line(line, decoder, name, ++number);
+    return decoder.status();
 }
 
 int encode(Arguments &arguments) {

@@ -10,13 +10,13 @@
 
 #include "command.h"
 #include "message.h"
-#include "report.h"
 #include "socket.h"
 
 namespace quill::cli {
 
 constexpr char kListenHelp[] =
-    "usage: quill listen [--type TYPE] [--count N] [--plain | --json] SOCKET\n"
+    "usage: quill listen [--type TYPE] [--count N] [--names NAMES] [--plain | --json]\n"
+    "                    SOCKET\n"
     "\n"
     "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
     "as quill decode does. A damaged message is told, and the next one is shown. The\n"
@@ -24,12 +24,13 @@ constexpr char kListenHelp[] =
     "stood at the path before is removed. The socket's permissions follow the umask:\n"
     "after \"umask 0\", each user may send.\n"
     "\n"
-    "  --type TYPE  datagram (default), seqpacket or stream; on a stream, all that a\n"
-    "               sender writes until it closes the connection is one message\n"
-    "  --count N    end after N messages, with status 1 if one was damaged; without\n"
-    "               it, go on until interrupted\n"
-    "  --plain      print what quill send reads\n"
-    "  --json       print a JSON object for each message, one a line\n"
+    "  --type TYPE    datagram (default), seqpacket or stream; on a stream, all that\n"
+    "                 a sender writes until it closes the connection is one message\n"
+    "  --count N      end after N messages, with status 1 if one was damaged; without\n"
+    "                 it, go on until interrupted\n"
+    "  --names NAMES  what the elements are called; quill decode --help tells more\n"
+    "  --plain        print what quill send reads\n"
+    "  --json         print a JSON object for each message, one a line\n"
     "\n"
     "Messages of more than 1 MiB are refused. At most 32 senders are connected at a\n"
     "time, and others wait.\n"
@@ -103,10 +104,9 @@ Socket listen_at(const char *path, int type) {
 // Receives from all senders at once, so that one that keeps its connection and sends nothing does not hold up others.
 class Listener {
 public:
-    Listener(const char *path, int type, Report &report)
-        : path_(path), type_(type), report_(report), socket_(listen_at(path, type)) {}
+    Listener(const char *path, int type, Decoder &decoder)
+        : path_(path), type_(type), decoder_(decoder), socket_(listen_at(path, type)) {}
 
-    bool all_whole() const { return all_whole_; }
     void receive_messages(uint64_t count) {
         while (shown_ < count) {
             wait();
@@ -146,27 +146,28 @@ private:
         const int error = errno;
         if (arrival == Arrival::kPart) return;
         if (arrival == Arrival::kMessage) {
-            if (!decode_message(message, report_, path_, "message", ++shown_)) all_whole_ = false;
-            flush_output();
+            decoder_.show(message, path_, "message", ++shown_);
         } else if (arrival == Arrival::kTooLong) {
-            complain("%s:%zu: a message of more than %zu bytes", path_, ++shown_, kLongestMessage);
-            all_whole_ = false;
+            Damage damage;
+            damage.expect(kLongestMessage, "the end");
+            damage.find("more bytes");
+            decoder_.refuse(damage, path_, "message", ++shown_);
         } else if (arrival == Arrival::kFailed) {
             complain("%s: %s", path_, strerror(error));
         }
+        flush_output();
         const bool goes_on = arrival == Arrival::kMessage || arrival == Arrival::kTooLong;
         if (type_ == SOCK_STREAM || (type_ == SOCK_SEQPACKET && !goes_on)) socket = Socket();
     }
 
     const char *path_;
     int type_;
-    Report &report_;
+    Decoder &decoder_;
     Socket socket_;
     Bytes datagram_;
     Connection connections_[kConnections];
     pollfd polls_[kConnections + 1];
     size_t shown_ = 0;
-    bool all_whole_ = true;
 };
 
 }  // namespace
@@ -174,11 +175,11 @@ private:
 int listen(Arguments &arguments) {
     const int type = take_type(arguments, SOCK_DGRAM);
     const uint64_t count = arguments.take_number("--count", UINT64_MAX, UINT64_MAX);
-    Report report(take_form(arguments));
-    Listener listener(arguments.operands(1, 1)[0], type, report);
+    Decoder decoder(arguments);
+    Listener listener(arguments.operands(1, 1)[0], type, decoder);
     listener.receive_messages(count);
     remove_own_file();
-    return listener.all_whole() ? kDone : kData;
+    return decoder.status();
 }
 
 }  // namespace quill::cli

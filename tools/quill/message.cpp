@@ -2,23 +2,10 @@
 
 #include <stdio.h>
 
-#include "command.h"
-#include "elements.h"
 #include "json_input.h"
 
 namespace quill::cli {
 namespace {
-
-constexpr Column kColumns[] = {{"offset", 6, true}, {"kind", -9}, {"length", 6}, {"value", 0}};
-
-void show(const Element &element, Report &report) {
-    report.begin_row();
-    report.number("offset", element.offset);
-    report.text(also_plain("kind"), element.kind->name);
-    report.number("length", element.length);
-    element.kind->show(element, report);
-    report.end_row();
-}
 
 // A text in the form that a kind's write() reads.
 void append_quoted(Bytes &out, std::string_view text) {
@@ -64,40 +51,64 @@ void encode_object(JsonInput &json, Bytes &message) {
 
 }  // namespace
 
-bool show_message(std::span<const uint8_t> message, Report &report, Damage &damage) {
+Decoder::Decoder(Arguments &arguments)
+    : report_(take_form(arguments)),
+      names_(arguments),
+      columns_{{"offset", 6, true}, {"name", -names_.width()}, {"kind", -9}, {"length", 6}, {"value", 0}} {
+    if (!names_.are_given()) columns_[1] = columns_[0];
+}
+
+void Decoder::begin_message(const char *key, size_t number) {
+    char title[24];
+    snprintf(title, sizeof title, "%zu", number);
+    report_.begin_object(nullptr, key ? title : nullptr);
+    if (key) report_.number(json_only(key), number);
+}
+
+void Decoder::show(std::span<const uint8_t> message, const char *name, const char *key, size_t number) {
+    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
+    Damage damage;
+    begin_message(key, number);
+    const bool whole = show_elements(message, damage);
+    report_damage(whole ? nullptr : &damage, report_);
+    report_.end_object();
+    if (whole) return;
+    damage.complain_of(name, number);
+    all_whole_ = false;
+}
+
+void Decoder::refuse(const Damage &damage, const char *name, const char *key, size_t number) {
+    begin_message(key, number);
+    report_damage(&damage, report_);
+    report_.end_object();
+    damage.complain_of(name, number);
+    all_whole_ = false;
+}
+
+// False, with the damage, where not all of the message could be read, or it has not the elements that are named.
+bool Decoder::show_elements(std::span<const uint8_t> message, Damage &damage) {
+    report_.number(json_only("length"), message.size());
+    report_.begin_list("elements");
+    report_.columns(std::span(columns_).subspan(names_.are_given() ? 0 : 1));
     bool whole = true;
-    report.number(json_only("length"), message.size());
-    report.begin_list("elements");
-    report.columns(kColumns);
+    Labels labels = names_.are_given() ? names_.of(message, damage) : Labels();
     Element element;
     for (size_t at = 0; whole && at < message.size(); at += element.length) {
         whole = read_element(message, static_cast<uint32_t>(at), element, damage);
-        if (whole) show(element, report);
+        if (whole) show(element, labels.next(element, damage));
     }
-    report.end_list();
-    report_damage(whole ? nullptr : &damage, report);
-    return whole;
+    report_.end_list();
+    return whole && (!names_.are_given() || labels.fit(message.size(), damage));
 }
 
-void begin_message(Report &report, const char *key, size_t number) {
-    char title[24];
-    snprintf(title, sizeof title, "%zu", number);
-    report.begin_object(nullptr, title);
-    report.number(json_only(key), number);
-}
-
-bool decode_message(std::span<const uint8_t> message, Report &report, const char *name, const char *key,
-                    size_t number) {
-    if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
-    Damage damage;
-    if (key)
-        begin_message(report, key, number);
-    else
-        report.begin_object();
-    const bool whole = show_message(message, report, damage);
-    report.end_object();
-    if (!whole) damage.complain_of(name, number);
-    return whole;
+void Decoder::show(const Element &element, std::string_view label) {
+    report_.begin_row();
+    report_.number("offset", element.offset);
+    if (names_.are_given()) report_.text("name", label);
+    report_.text(also_plain("kind"), element.kind->name);
+    report_.number("length", element.length);
+    element.kind->show(element, report_);
+    report_.end_row();
 }
 
 void encode_line(std::string_view line, Bytes &message, const char *name, size_t number) {

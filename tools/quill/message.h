@@ -7,25 +7,42 @@
 #include <span>
 #include <string_view>
 
+#include "command.h"
 #include "damage.h"
+#include "elements.h"
 #include "input.h"
+#include "names.h"
 #include "report.h"
 
 namespace quill::cli {
 
-// The members of a message's object. False, with the damage, where not all of it could be read.
-bool show_message(std::span<const uint8_t> message, Report &report, Damage &damage);
-// The object itself, which of several has its number under a key. The damage is told on standard error, with the name of
-// where the message comes from.
-bool decode_message(std::span<const uint8_t> message, Report &report, const char *name, const char *key = nullptr,
-                    size_t number = 0);
-// Begins the object of a message that is one of several.
-void begin_message(Report &report, const char *key, size_t number);
+// Shows messages in the form that the user has chosen, and remembers whether one of them was damaged. Damage is told on
+// standard error, with the name of where the message comes from. Of several messages, each has a number under a key.
+class Decoder {
+public:
+    // Takes the options that all commands that show messages have.
+    explicit Decoder(Arguments &arguments);
+
+    void show(std::span<const uint8_t> message, const char *name, const char *key = nullptr, size_t number = 0);
+    // For one that could not be read.
+    void refuse(const Damage &damage, const char *name, const char *key, size_t number);
+    int status() const { return all_whole_ ? kDone : kData; }
+
+private:
+    void begin_message(const char *key, size_t number);
+    bool show_elements(std::span<const uint8_t> message, Damage &damage);
+    void show(const Element &element, std::string_view label);
+
+    Report report_;
+    Names names_;
+    Column columns_[5];
+    bool all_whole_ = true;
+};
 
 // Appends the element that a line of text describes; an empty line or a comment describes none. The program ends, with
 // the place, where the line is wrong.
 void encode_line(std::string_view line, Bytes &message, const char *name, size_t number);
-// Appends the elements of an object as show_message writes it.
+// Appends the elements of a message's object, as the decoder shows it in JSON.
 void encode_json(std::string_view text, Bytes &message, const char *name);
 
 }  // namespace quill::cli

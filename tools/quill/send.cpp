@@ -12,7 +12,6 @@
 
 #include "command.h"
 #include "message.h"
-#include "report.h"
 #include "socket.h"
 
 namespace quill::cli {
@@ -31,7 +30,7 @@ constexpr char kSendHelp[] =
     "  --raw              the input is one message as it is, and is not looked at\n"
     "  --wait SECONDS     wait up to that long until a process listens\n"
     "  --reply            wait for an answer to each message and show it as quill\n"
-    "                     decode does, with --plain or --json likewise\n"
+    "                     decode does, by its --names, --plain and --json\n"
     "  --timeout SECONDS  how long a receiver may take to read or to answer (5); 0 is\n"
     "                     no limit\n"
     "\n"
@@ -55,10 +54,9 @@ struct Settings {
 
 class Sender {
 public:
-    Sender(const char *path, const Settings &settings, Report &report)
-        : path_(path), address_(address_of(path)), settings_(settings), report_(report) {}
+    Sender(const char *path, const Settings &settings, Decoder &decoder)
+        : path_(path), address_(address_of(path)), settings_(settings), decoder_(decoder) {}
 
-    bool all_whole() const { return all_whole_; }
     void send(std::span<const uint8_t> message) {
         if (!socket_.is_open()) connect_within_wait();
         write(message);
@@ -126,18 +124,17 @@ private:
         if (arrival == Arrival::kFailed) fail("cannot receive from %s: %s", path_, strerror(errno));
         if (arrival == Arrival::kEnd) fail("%s: the connection was closed without a reply", path_);
         if (arrival == Arrival::kTooLong) fail("%s: a reply of more than %zu bytes", path_, kLongestMessage);
-        if (!decode_message(reply, report_, path_, "message", sent_)) all_whole_ = false;
+        decoder_.show(reply, path_, "message", sent_);
         flush_output();
     }
 
     const char *path_;
     sockaddr_un address_;
     Settings settings_;
-    Report &report_;
+    Decoder &decoder_;
     Socket socket_;
     int type_ = 0;
     size_t sent_ = 0;
-    bool all_whole_ = true;
 };
 
 void send_texts(const char *path, Sender &sender) {
@@ -175,15 +172,15 @@ int send(Arguments &arguments) {
     constexpr uint64_t kDay = 86400;
     const Settings settings = {type, arguments.take_number("--wait", kDay, 0),
                                arguments.take_number("--timeout", kDay, 5), wants_reply};
-    Report report(take_form(arguments));
+    Decoder decoder(arguments);
     const auto operands = arguments.operands(1, 2);
     const char *const input = operands.size() > 1 ? operands[1] : nullptr;
-    Sender sender(operands[0], settings, report);
+    Sender sender(operands[0], settings, decoder);
     if (is_raw)
         sender.send(read_input(input));
     else
         send_texts(input, sender);
-    return sender.all_whole() ? kDone : kData;
+    return decoder.status();
 }
 
 }  // namespace quill::cli
