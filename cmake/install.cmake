@@ -13,8 +13,10 @@ install(FILES tools/sign-reg-table.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 CO
 if(QUILL_PROGRAM)
   install(TARGETS quill_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES tools/quill/quill.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
-  install(FILES tools/quill/quill.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME quill
-    COMPONENT tools)
+  set(share ${CMAKE_INSTALL_DATADIR})
+  install(FILES tools/quill/quill.bash DESTINATION ${share}/bash-completion/completions RENAME quill COMPONENT tools)
+  install(FILES tools/quill/quill.zsh DESTINATION ${share}/zsh/site-functions RENAME _quill COMPONENT tools)
+  install(FILES tools/quill/quill.fish DESTINATION ${share}/fish/vendor_completions.d COMPONENT tools)
 endif()
 
 install(FILES tools/python/quill.py DESTINATION lib/python3/dist-packages COMPONENT python)

@@ -596,6 +596,9 @@ for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
     grep -q "^usage: quill $command" help || complain "quill $command --help has no usage"
     grep -q "^example: .*quill $command" help || complain "quill $command --help has no example"
     [ "$(awk '{ print length }' help | sort -n | tail -n 1)" -le 80 ] || complain "quill $command --help is too wide"
+    grep -E '^(usage:|       quill)' help | grep -oE -e '--[a-z][a-z-]*' | sort -u >used
+    quill --complete "$command" | cut -f 1 | sort | comm -13 - used | grep . &&
+        complain "quill $command --help does not tell what these are for"
     ! quill "$command" --nonsense a b c d e f g >/dev/null 2>&1 </dev/null || complain "quill $command --nonsense"
 done
 expect 2 "quill hmac --key a --key=b; quill decode --hex --hex -x; quill nothing
@@ -629,13 +632,24 @@ END_OF_OUTPUT
 [ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } ||
     complain "a full disk is not told"
 
-# Completion, and the manual page, say what the program says.
-for words in 'quill de:decode' 'quill help v:vlan version' 'quill decode --j:--json' 'quill encode --:--help --hex --json' 'quill fqln :split build'; do
-    bash -c '. "$1"; read -ra COMP_WORDS <<<"${2%:*}"
-        case $2 in *" :"*) COMP_WORDS+=("") ;; esac
-        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; [ "${COMPREPLY[*]}" = "${2#*:}" ] ||
-            { echo "${COMPREPLY[*]}"; exit 1; }' \
-        bash "$source/tools/quill/quill.bash" "$words" || complain "completion of ${words%:*}"
+# Completion in the shells that are here, and the manual page, say what the program says.
+mkdir nothing
+complete_in() { # complete_in SHELL LINE: the choices for the line's last word
+    case $1 in
+    bash) bash -c '. "$1"; read -ra COMP_WORDS <<<"$2"; [ "${2% }" = "$2" ] || COMP_WORDS+=("")
+        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quill; printf "%s\n" "${COMPREPLY[@]}"' bash "$source/tools/quill/quill.bash" "$2" ;;
+    zsh) zsh -fc 'words=("${(@s: :)2}") CURRENT=$#words PREFIX=$words[-1]
+        _describe() { print -rl -- ${(M)${(P)2}:#$PREFIX*}; }; . "$1"' zsh "$source/tools/quill/quill.zsh" "$2" ;;
+    fish) fish --no-config -c 'source $argv[1]; cd nothing; complete -C $argv[2]' "$source/tools/quill/quill.fish" "$2" ;;
+    esac | sed 's/[:[:blank:]].*//' | sort | paste -sd ' '
+}
+for shell in bash zsh fish; do
+    command -v $shell >/dev/null || { echo "not tried: completion, no $shell"; continue; }
+    for words in 'quill de:decode' 'quill help v:version vlan' 'quill decode --j:--json' \
+        'quill encode --:--help --hex --json' 'quill fqln :build split' 'quill listen --type :'; do
+        got=$(complete_in $shell "${words%:*}")
+        [ "$got" = "${words#*:}" ] || complain "completion of ${words%:*} by $shell: $got"
+    done
 done
 "$source/tools/quill/make-manual" quill | diff "$source/tools/quill/quill.1" - ||
     complain "tools/quill/quill.1 is old; tools/quill/make-manual says how it is renewed"

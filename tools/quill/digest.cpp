@@ -29,7 +29,10 @@ constexpr char kHmacHelp[] =
     "command line is seen by whoever may list processes: prefer --key-file, all of\n"
     "whose bytes count.\n"
     "\n"
-    "  --json  print a JSON object\n"
+    "  --key TEXT      the key\n"
+    "  --key-hex HEX   the key as hexadecimal digits\n"
+    "  --key-file KEY  a file with the key\n"
+    "  --json          print a JSON object\n"
     "\n"
     "example: printf 'what do ya want for nothing?' | quill hmac --key Jefe\n";
 

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "command.h"
+#include "complete.h"
 #include "console.h"
 #include "input.h"
 
@@ -54,6 +55,18 @@ void list_commands(FILE *to) {
         to);
 }
 
+// For the shells: what can follow the words.
+int complete(std::span<char *> words) {
+    const Command *const command = words.empty() ? nullptr : find_command(words[0]);
+    if (command) {
+        print_choices(*command, words.subspan(1));
+    } else if (words.empty() || (words.size() == 1 && strcmp(words[0], "help") == 0)) {
+        for (const Command &each : kCommands) printf("%s\t%s\n", each.name, each.summary);
+        puts("help\tshow the help of a command\n--help\tlist the commands\n--version\tprint the version");
+    }
+    return kDone;
+}
+
 bool asks_for_help(std::span<char *> words) {
     for (const char *word : words) {
         if (strcmp(word, "--") == 0) return false;
@@ -72,6 +85,7 @@ int run(std::span<char *> words) {
         puts("quill " QUILL_PROGRAM_VERSION);
         return kDone;
     }
+    if (strcmp(name, "--complete") == 0) return complete(words.subspan(1));
     const bool help = strcmp(name, "help") == 0;
     if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || (help && words.size() == 1)) {
         list_commands(stdout);

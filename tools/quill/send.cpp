@@ -18,7 +18,7 @@ namespace quill::cli {
 
 constexpr char kSendHelp[] =
     "usage: quill send [--type TYPE] [--wait SECONDS] [--raw] SOCKET [FILE]\n"
-    "       quill send --reply [--timeout SECONDS] [--plain | --json] SOCKET [FILE]\n"
+    "       quill send --reply [--timeout SECONDS] [OPTION]... SOCKET [FILE]\n"
     "\n"
     "Sends codec messages to the process that listens at the Unix socket SOCKET. They\n"
     "are read from FILE or standard input, as text that quill encode takes: an empty\n"
@@ -29,10 +29,12 @@ constexpr char kSendHelp[] =
     "                     On a stream, each message has a connection of its own\n"
     "  --raw              the input is one message as it is, and is not looked at\n"
     "  --wait SECONDS     wait up to that long until a process listens\n"
-    "  --reply            wait for an answer to each message and show it as quill\n"
-    "                     decode does, by its --names, --plain and --json\n"
+    "  --reply            wait for an answer to each message, and show it\n"
     "  --timeout SECONDS  how long a receiver may take to read or to answer (5); 0 is\n"
     "                     no limit\n"
+    "  --names NAMES      what the elements of an answer are called, as for decode\n"
+    "  --plain            print answers as text that quill encode reads\n"
+    "  --json             print answers as objects of JSON\n"
     "\n"
     "example: printf 'mac 00:1b:63:aa:bb:cc\\nu32 20\\n' | quill send /tmp/stationd\n";
 
