@@ -8,6 +8,12 @@ install(TARGETS quill quill_static EXPORT quill
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/quill DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN
   *.h PATTERN *.hpp)
+# gdb looks below share/gdb/auto-load for the whole path of a shared object, which is known at the installation.
+install(CODE "
+  set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" OUTPUT_VARIABLE libraries)
+  file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/gdb/auto-load\${libraries}\"
+    TYPE FILE FILES \"${PROJECT_BINARY_DIR}/src/libquill.so.${PROJECT_VERSION}-gdb.py\")" COMPONENT development)
 install(PROGRAMS tools/sign-reg-table DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(FILES tools/sign-reg-table.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 if(QUILL_PROGRAM)

@@ -41,6 +41,7 @@ chroot root sh -ec "
     dpkg --path-include='/usr/share/*' --install /mnt/*.deb
     cc /mnt/consumer.c -o /mnt/consumer \$(pkg-config --cflags --libs quill) && /mnt/consumer
     man HashCreateExt | grep -A 1 '^NAME' | grep HashCreateExt
+    gdb -batch -ex 'help info quill' /usr/lib/*/libquill.so.1 | grep -q '^Usage: info quill'
     sign-reg-table --help >/dev/null
     quill vlan 1-10,20 + 30 - 5 | grep -qx 1-4,6-10,20,30
     man quill | grep -q 'flash-history'
