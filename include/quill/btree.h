@@ -2,20 +2,20 @@
  * set.
  *
  * A tree is one pointer of yours to its root, null when empty. Each call gets the comparison. Nodes are small heap
- * records that hold your key pointer; keys are never copied or freed.
+ * records that hold your key pointer. Keys are never copied or freed.
  *
- * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. Nothing balances the tree: search,
- * insertion and deletion walk down one branch, about 2 ln(n) levels for keys that come in random order (14 for 1,000),
+ * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. Nothing balances the tree. Search,
+ * insertion and deletion walk down one branch: about 2 ln(n) levels for keys that come in random order (14 for 1,000),
  * but n levels for keys that come sorted. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
  *
  * btree_search, btree_find and btree_delete take the address of your root pointer, and return null when that address is
  * null. btree_walk and btree_next take the pointer itself, null for an empty tree.
  *
- * btree_search answers with the node, btree_find with the key pointer; both are meant. A node starts with its key
- * pointer, so a node pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null
- * result means that there is no such key.
+ * btree_search returns the node, but btree_find the key pointer. A node starts with its key pointer, so a node pointer
+ * may also be read as a pointer to the key pointer. Keys should not be null pointers: a null result means that there is
+ * no such key.
  *
- * No locking: a tree is used by one thread at a time; any number of threads may find and walk in one that nobody
+ * A tree has no lock: one thread at a time uses it. Any number of threads may find and walk in a tree that no thread
  * changes.
  *
  *     static int by_name(const void *a, const void *b) { return strcmp(a, b); }
@@ -23,8 +23,7 @@
  *     btree *names = NULL;
  *     btree *node = btree_search("eth0", &names, by_name);    // null: out of memory
  *     const char *same = btree_find("eth0", &names, by_name);
- *     while (names) btree_delete(names->key, &names, by_name);
- */
+ *     while (names) btree_delete(names->key, &names, by_name); */
 #ifndef QUILL_BTREE_H
 #define QUILL_BTREE_H
 
@@ -41,20 +40,20 @@ struct btree {
 };
 
 /* btree_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). In
- * btree_search, btree_find and btree_delete, a is the key given and b one in the tree; in btree_next it is the other
+ * btree_search, btree_find and btree_delete, a is the given key and b one in the tree. In btree_next it is the other
  * way round. So swapping a and b must swap the sign. */
 typedef int (*btree_comparison)(const void *a, const void *b);
 
-/* btree_search returns the node whose key is equal to key; when there is none, it inserts a new leaf with key (kept)
- * and returns that; an empty tree gets its first node. The node is borrowed and lasts until its key is deleted. Null
- * with the tree unchanged when out of memory. */
+/* btree_search returns the node whose key is equal to key. When the key is absent, it inserts a new leaf with key
+ * (kept) and returns that; an empty tree gets its first node. The node is borrowed and lasts until its key is deleted.
+ * Returns null with the tree unchanged when out of memory. */
 QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison compare);
 
 /* btree_find returns the key pointer in the tree that is equal to key, or null. */
 QUILL_API void *btree_find(const void *key, btree *const *root, btree_comparison compare);
 
-/* btree_delete takes the key equal to key out and frees its node; the key itself stays. Returns the parent of the node
- * that is gone, or, when that was the root, its former address, good only for telling that the key was there. Null when
+/* btree_delete takes the key equal to key out and frees its node; the key itself stays. Returns the parent of the freed
+ * node. When that was the root, returns its former address, which only tells that the key was there. Returns null when
  * the key is absent. */
 QUILL_API btree *btree_delete(const void *key, btree **root, btree_comparison compare);
 
@@ -63,13 +62,13 @@ typedef void (*btree_action)(const btree *node, int visit, int depth);
 
 /* btree_walk calls action for the visits of each node under root: at QUILL_POSTORDER and QUILL_LEAF the keys come in
  * ascending order. The action must not change the tree. Does nothing when root or action is null. It works on any
- * height: beyond 64 levels it keeps its way back on the heap, a pointer a level, and only when that is exhausted on the
+ * height. Beyond 64 levels it keeps its way back on the heap, a pointer a level, and only when that is exhausted on the
  * stack. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
 /* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the
- * nodes in ascending order up to that key, so it costs up to the size of the tree; of its way back it is as btree_walk.
- */
+ * nodes in ascending order up to that key, so it costs up to the size of the tree. It keeps its way back as btree_walk
+ * does. */
 QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
 
 QUILL_END_DECLS

@@ -1,14 +1,14 @@
 /* quill/hash.h: chained hash tables from a machine word to a machine word.
  *
  * For the small maps of a daemon: usage counts, sessions, handles. The bucket count is chosen at creation and never
- * changes; a new element goes to the front of its chain with no walk. Records and elements come from two fixed-size
+ * changes. A new element goes to the front of its chain without a walk. Records and elements come from two fixed-size
  * object pools of the process ("sHash": 1,000 tables, "sHashElem": 100,000 elements over all tables), so thousands of
- * small elements do not fragment the heap; an exhausted pool makes creation give null and insertion give 0.
+ * small elements do not fragment the heap. When a pool is exhausted, creation gives null and insertion 0.
  *
  * Cost: an element is 28 bytes on the device (48 on a 64-bit host), a bucket a pointer and a 32-bit count.
  *
- * Zero values: HashFind answers with the value, so a present key whose value is 0 looks absent to it, and to the two
- * inserts, which then add a second element for the key. Store non-zero values or pointers. The keyed tables of
+ * Zero values: HashFind returns the value, so it cannot tell a present key whose value is 0 from an absent one. The two
+ * inserts then add a second element for the key. Store non-zero values or pointers. The keyed tables of
  * quill/hash_keyed.h test presence by key and do not have this limit for insertion.
  *
  * Keys: on a 64-bit host a word is wider than an int, so that -1 and (uint32_t)-1 are two keys there, and one on the
@@ -16,13 +16,13 @@
  *
  * Statistics: every table registers under its name, the first 64 of them, for hash_get_stats.
  *
- * Threads: a table takes no lock; one thread uses it at a time. Threads may work on different tables, create and
- * destroy tables and take statistics at the same time (with a platform's pool in place of ours, as far as that allows
- * it). HashCreateLocked is only a name: its table has no lock either.
+ * Threads: a table has no lock; one thread uses it at a time. Threads may work on different tables, create and destroy
+ * tables and take statistics at the same time. With a platform's pool in place of the library's, that holds as far as
+ * the platform's pool allows it. HashCreateLocked is only a name: its table has no lock either.
  *
  * Walks: HashGet uses the table's own cursor, HashGetR one of the caller's. The element that was returned last may be
- * removed. Removing the one that the table's own cursor would return next ends that walk; a caller's cursor must not
- * rest on a removed element. A walk in progress may or may not meet an element inserted meanwhile. Order is by bucket,
+ * removed. Removing the one that the table's own cursor would return next ends that walk. A caller's cursor must not
+ * rest on a removed element. A walk may or may not meet an element that is inserted meanwhile. The order is by bucket,
  * then newest first. A selected field that is 0 looks like the end of the walk: select one that never is.
  *
  *     sHash *usage = HashCreate(31);
@@ -30,8 +30,7 @@
  *     HashGet(usage, HASH_OP_FIRST, 0);
  *     for (quill_word vlan; (vlan = HashGet(usage, HASH_OP_NEXT, HASH_SEL_KEY)) != 0;)
  *         printf("%u\n", (unsigned)vlan);
- *     HashDestroy(usage);
- */
+ *     HashDestroy(usage); */
 #ifndef QUILL_HASH_H
 #define QUILL_HASH_H
 
@@ -69,33 +68,35 @@ enum {
 /* HashFunction maps a key to a hash; the bucket is the hash modulo the bucket count. */
 typedef uint32_t (*HashFunction)(quill_word key);
 
-/* HashCompare returns non-zero when the stored key equals the searched one. It is asked only when the words differ. */
+/* HashCompare returns non-zero when the stored key equals the searched one. It is called only when the words differ. */
 typedef int (*HashCompare)(quill_word stored, quill_word searched);
 
 /* hash_table_list lists the registered tables as sHash pointers; null before the first table is created. The library
- * guards it with a lock of its own, so programs leave it alone and use hash_get_stats. */
+ * guards it with a lock of its own, so programs leave it alone and call hash_get_stats. */
 extern QUILL_API sList *hash_table_list;
 
-/* _HashCreate returns a new, empty table with the given number of buckets (at least 1, else the contract is broken;
- * used as given, and a prime spreads best), or null when out of memory. The first table of a process also makes the
- * list for hash_get_stats: when there is no memory for that, the process ends with a contract report. The name, cut to
- * 63 characters, is what statistics show: by convention the creating function's. The line is ignored. Release it with
- * HashDestroy. */
+/* _HashCreate returns a new, empty table, or null when out of memory. Release it with HashDestroy.
+ *
+ * buckets is at least 1, else the contract is broken. It is used as given; a prime spreads best. The name, cut to 63
+ * characters, is what statistics show: by convention the creating function's. The line is ignored.
+ *
+ * The first table of a process also makes the list for hash_get_stats. When memory runs out there, the process ends
+ * with a contract report. */
 QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
 
 /* HashCreate is _HashCreate with the name of the function that calls it, and the line. */
 #define HashCreate(buckets) _HashCreate(buckets, __func__, __LINE__)
 
-/* HashCreateExt is _HashCreate with the table's own hash and compare; null hash takes the low 32 bits of the key, null
- * compare tells keys apart by their words alone. Use it for keys that are pointers to something. */
+/* HashCreateExt is _HashCreate with the table's own hash and compare. A null hash takes the low 32 bits of the key. A
+ * null compare distinguishes keys by their words alone. Use it for keys that are pointers to something. */
 QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare compare, const char *name, int line);
 
-/* HashCreateLocked is _HashCreate with the name "HashCreateLocked". There is no lock. */
+/* HashCreateLocked is _HashCreate with the name "HashCreateLocked". The table has no lock. */
 QUILL_API sHash *HashCreateLocked(int32_t buckets);
 
-/* HashReset removes every element and ends a walk on the table's own cursor. Deliberately HashEntries goes on from what
- * it was: do not ask for the count of a table that was reset. Address copies of an IP table are not freed: whoever
- * resets one collects them first (HASH_SEL_ADDRESS) and hands them to free(). */
+/* HashReset removes every element and ends a walk on the table's own cursor. HashEntries counts on from its old number:
+ * do not use the count of a table that was reset. Address copies of an IP table are not freed: collect them first
+ * (HASH_SEL_ADDRESS) and pass them to free(). Compatibility: programs rely on the count. */
 QUILL_API void HashReset(sHash *table);
 
 /* HashDestroy frees the table with all its elements and takes it out of the statistics. For IP tables use
@@ -114,10 +115,10 @@ QUILL_API int HashInsertKeyAndValue(sHash *table, quill_word key, quill_word val
 /* HashUpdateKeyAndValue replaces the value under key. Returns 1, or 0 when the key is absent; it never inserts. */
 QUILL_API int HashUpdateKeyAndValue(sHash *table, quill_word key, quill_word value);
 
-/* HashRemove removes the newest element under key. Returns 1, or 0 when there is none. */
+/* HashRemove removes the newest element under key. Returns 1, or 0 when the key is absent. */
 QUILL_API int HashRemove(sHash *table, quill_word key);
 
-/* HashRemoveGet is HashRemove that returns the removed value, or 0 when there is none. */
+/* HashRemoveGet is HashRemove that returns the removed value, or 0 when the key is absent. */
 QUILL_API quill_word HashRemoveGet(sHash *table, quill_word key);
 
 /* HashGet does op (HASH_OP_…) on the table's own cursor; sel (HASH_SEL_…) says what a next step returns. Gives 0 for a
@@ -127,9 +128,9 @@ QUILL_API quill_word HashGet(sHash *table, int op, uint32_t sel);
 /* HashGetR is HashGet on the caller's cursor. */
 QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
-/* HashGetFromBucket walks one bucket on the table's own cursor: only HASH_OP_FIRST and HASH_OP_NEXT are served, and the
- * walk ends behind the bucket's last element, with the cursor on the next bucket that holds one. Gives 0 for a null
- * table or a bucket that does not exist. */
+/* HashGetFromBucket walks one bucket on the table's own cursor. It knows only HASH_OP_FIRST and HASH_OP_NEXT. The walk
+ * ends after the bucket's last element, with the cursor on the next bucket that holds one. Gives 0 for a null table or
+ * a bucket that does not exist. */
 QUILL_API quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket);
 
 /* HashGetRFromBucket is HashGetFromBucket on the caller's cursor. */
@@ -141,8 +142,8 @@ QUILL_API int HashIsEmpty(const sHash *table);
 /* HashEntries returns the number of elements; see HashReset. */
 QUILL_API int32_t HashEntries(const sHash *table);
 
-/* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation has done so
- * already: programs do not call it. A second call for a registered table changes nothing. */
+/* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation does so already, so
+ * programs do not call it. A second call for a registered table changes nothing. */
 QUILL_API void hash_add_table_to_list(sHash *table);
 
 /* hash_get_stats stores in *out a new buffer (release it with free()) that describes the registered tables, and returns

@@ -1,18 +1,17 @@
 /* quill/hash_keyed.h: hash tables keyed by texts, MAC addresses, and IP addresses with their family.
  *
- * A keyed table is an ordinary table from _HashCreate; the functions used on it decide what its keys are, and one table
+ * A keyed table is an ordinary table from _HashCreate. The functions used on it decide what its keys are, and one table
  * must not mix them. Walks (HashGet), counts, reset and statistics of quill/hash.h work unchanged. The table keeps its
  * own copy of every key. Costs, pools, threads and walks are those of quill/hash.h.
  *
- * Presence is tested by key, so a value of 0 is an ordinary value here; only the Find functions cannot tell it from
- * absence. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and HASH_SEL_KEY_BYTES. Update
- * inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept and
- * never freed: find it before an update or a removal lets go of it.
+ * Presence is tested by key, so a value of 0 is an ordinary value here; only the Find functions cannot distinguish it
+ * from absence. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and HASH_SEL_KEY_BYTES.
+ * Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept
+ * and never freed: find it before an update or a removal drops it.
  *
  *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);
- *     struct session *s = (struct session *)HashMacFind(stations, mac);
- */
+ *     struct session *s = (struct session *)HashMacFind(stations, mac); */
 #ifndef QUILL_HASH_KEYED_H
 #define QUILL_HASH_KEYED_H
 
@@ -99,8 +98,9 @@ QUILL_API quill_word HashIpAfGet(sHash *table, int op, uint32_t sel);
 /* HashIpAfGetR is HashIpAfGet on the caller's cursor. */
 QUILL_API quill_word HashIpAfGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
-/* HashDestroyIpAf frees the table with all its elements and their addresses. Deliberately it stays registered: it keeps
- * its place among the 64 of hash_get_stats, from now on as a record of zeros with an empty name. */
+/* HashDestroyIpAf frees the table with all its elements and their addresses. The table stays registered: it keeps its
+ * place among the 64 of hash_get_stats, from now on as a record of zeros with an empty name. Compatibility: readers of
+ * the statistics rely on it. */
 QUILL_API void HashDestroyIpAf(sHash *table);
 
 QUILL_END_DECLS

@@ -1,26 +1,26 @@
 /* quill/list.h: a doubly linked list of object pointers with a built-in cursor.
  *
  * For small collections whose order matters: the order of insertion, or one that a comparison gives. The list stores
- * pointers: it never copies an object, and frees one only in the two functions whose names say FreeData.
+ * pointers. It never copies an object, and frees one only in the two functions whose names say FreeData.
  *
  * Cost: one heap block of three words per object. Inserting at either end, removing a node by its handle and stepping
- * are constant time; everything that looks for an object compares pointers from the head.
+ * take constant time. Functions that search for an object compare pointers from the head.
  *
- * Cursor: the list has one of its own for ListGet. Every insertion moves it to the new node, so a next step right after
- * an insertion returns the inserted object; removing the node under it moves it on to the following node. A walk with
- * ListGetR has a cursor of the caller's, which removals do not know: it must not rest on a node that is removed.
+ * Cursor: the list has one cursor of its own, for ListGet. Every insertion moves it to the new node, so a next step
+ * right after an insertion returns the inserted object. Removing the node under the cursor moves it on to the following
+ * node. A walk with ListGetR has a cursor of the caller's. Removals do not adjust it, so it must not rest on a node
+ * that is removed.
  *
- * A null list is accepted everywhere but in ListRemoveNode: the call does nothing and returns 0 or null. Inserting a
- * null object breaks the contract; looking for one finds nothing. The same object may be inserted more than once;
- * searches then find the occurrence nearest to the head. No locking: a list belongs to one thread at a time.
+ * Every function except ListRemoveNode accepts a null list: it does nothing and returns 0 or null. Inserting a null
+ * object breaks the contract; searching for one finds nothing. The same object may be inserted more than once. Searches
+ * then find the occurrence nearest to the head. A list has no lock: one thread at a time uses it.
  *
  *     sList *queue = ListCreate();
  *     ListInsert(queue, station);
  *     ListGet(queue, LIST_OP_FIRST);
  *     for (void *s; (s = (void *)ListGet(queue, LIST_OP_NEXT)) != NULL;)
  *         serve(s);
- *     ListDestroy(queue);
- */
+ *     ListDestroy(queue); */
 #ifndef QUILL_LIST_H
 #define QUILL_LIST_H
 
@@ -50,18 +50,18 @@ QUILL_API sList *ListCreate(void);
 /* ListInsert appends object (kept) at the tail. Returns 1, or 0 for a null list or when out of memory. */
 QUILL_API int ListInsert(sList *list, void *object);
 
-/* ListInsertAt inserts object (kept) right after the first node that holds anchor, or at the head when anchor is null;
- * on an empty list it is ListInsert, whatever the anchor. Returns 1, or 0 with the list unchanged when anchor is not
- * listed, for a null list, or when out of memory. */
+/* ListInsertAt inserts object (kept) right after the first node that holds anchor, or at the head when anchor is null.
+ * On an empty list it is ListInsert, whatever the anchor. Returns 1. Returns 0 with the list unchanged when anchor is
+ * not listed, for a null list, or when out of memory. */
 QUILL_API int ListInsertAt(sList *list, void *object, const void *anchor);
 
 /* ListInsertSorted inserts object (kept) in the order of compare. An object equal to listed ones goes before the first
- * of them. The list must be in that order already. In a list of several, compare is asked twice about the head
- * when the object goes behind it. Returns 1, or 0 for a null list or when out of memory. */
+ * of them. The list must be in that order already. In a list of several objects, compare is called twice for the head
+ * when the object goes after it. Returns 1, or 0 for a null list or when out of memory. */
 QUILL_API int ListInsertSorted(sList *list, void *object, ListCompare compare);
 
-/* ListInsertRN appends object (kept) like ListInsert and returns its node, a borrowed handle for ListRemoveNode that
- * lasts until the object is removed; null for a null list or when out of memory. */
+/* ListInsertRN appends object (kept) like ListInsert and returns its node: a borrowed handle for ListRemoveNode, which
+ * lasts until the object is removed. Returns null for a null list or when out of memory. */
 QUILL_API sListNode *ListInsertRN(sList *list, void *object);
 
 /* ListRemove unlinks the first node that holds object; the object itself stays. Returns 1, or 0 when it is absent. */
@@ -71,8 +71,9 @@ QUILL_API int ListRemove(sList *list, const void *object);
 QUILL_API int ListRemoveFreeData(sList *list, void *object);
 
 /* ListRemoveNode unlinks node, a handle from ListInsertRN of this list, without a search; the object stays. The word is
- * ignored. Returns 1, or 0 for a null node. A null list breaks the contract. The node must be in this very list: one of
- * another list, or one removed before, corrupts both, and only sometimes is it caught as a breach of contract. */
+ * ignored. Returns 1, or 0 for a null node. A null list breaks the contract. The node must be in this very list. A node
+ * of another list, or one removed before, corrupts both lists; only some of these errors are caught as a breach of
+ * contract. */
 QUILL_API int ListRemoveNode(sList *list, quill_word ignored, sListNode *node);
 
 /* ListGetAndRemoveHead unlinks the head and returns its object, null when the list is empty. */
@@ -88,8 +89,8 @@ QUILL_API uint32_t ListEntries(const sList *list);
  * LIST_OP_FIRST the number of objects.
  *
  * LIST_OP_PREVIOUS moves the cursor to the node before it, or from past the end to the tail, and gives the object
- * before that node. So after a next step returned X, it gives the object before X; and from past the end its first
- * answer is the last but one. It gives 0 when there is no such object; on the head the cursor stays where it is. */
+ * before that node. So after a next step returned X, it gives the object before X. From past the end, its first result
+ * is the last but one. It gives 0 when there is no such object. On the head, the cursor stays where it is. */
 QUILL_API quill_word ListGet(sList *list, int op);
 
 /* ListGetR is ListGet on *cursor, the caller's own, which LIST_OP_FIRST sets: several walks at the same time.
@@ -99,9 +100,9 @@ QUILL_API quill_word ListGetR(const sList *list, int op, sListNode **cursor);
 /* ListReinit unlinks every node; the objects stay. Returns 1, or 0 for a null list. */
 QUILL_API int ListReinit(sList *list);
 
-/* ListAppend moves all nodes of source (taken: its handle is freed, also when it was empty) to the end of destination
- * and, when there were any, puts destination's cursor on its head. Does nothing when either is null; then source is not
- * freed. The two must be different lists. */
+/* ListAppend moves all nodes of source to the end of destination. When there were any, it puts destination's cursor on
+ * its head. The handle of source (taken) is freed, also when the list was empty. Does nothing when either is null; then
+ * source is not freed. The two must be different lists. */
 QUILL_API void ListAppend(sList *destination, sList *source);
 
 /* ListDestroy unlinks every node and frees the list (taken); the objects stay. */

@@ -67,8 +67,8 @@ QUILL_INLINE quill_writer quill_writer_init(void *message, uint32_t size) {
     return out;
 }
 
-/* quill_read_begin_ and quill_read_done_ stand around each read of an element: whether it is to be done, and its
- * result. Programs do not call them. */
+/* quill_read_begin_ and quill_read_done_ surround each read of an element: whether it is to be done, and its result.
+ * Programs do not call them. */
 QUILL_INLINE int quill_read_begin_(quill_reader *in, const char *what) {
     if (in->error) return 0;
     in->what = what;

@@ -1,19 +1,19 @@
 /* quill/rbtree.h: an ordered set of pointers to your records: a red-black tree with a heap node per key.
  *
- * The tree keeps key pointers, usually to records that carry the key, and gives them back: the given one, the next, the
- * nearest above or below. It frees keys only in rbterminate, when told to.
+ * The tree keeps key pointers, usually to records that carry the key. It finds the given key, the next one, and the
+ * nearest above or below. It frees keys only in rbterminate, and only when the caller says so.
  *
- * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most
- * 2 log2(n + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up are one
- * descent, and at most one climb of as many levels; a step of a cursor is constant time on average. Where records can
- * hold their nodes, quill/savl.h and quill/savle.h need no heap and are lower.
+ * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most 2 log2(n
+ * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up are one descent,
+ * and at most one climb of as many levels. A step of a cursor takes constant time on average. Where records can hold
+ * their nodes, quill/savl.h and quill/savle.h need no heap and are lower.
  *
- * A null tree or cursor is accepted everywhere: the call does nothing and returns null. Keys should not be null
- * pointers: a null result means that there is no such key.
+ * Every function accepts a null tree or cursor: it does nothing and returns null. Keys should not be null pointers: a
+ * null result means that there is no such key.
  *
- * Threads: deletions write rb_null, which all trees share. So a tree belongs to one thread at a time, and besides no
- * two threads may call rbdelete at the same time, even for different trees: guard all calls of it with one lock. The
- * other functions may run beside it, on other trees.
+ * Threads: one thread at a time uses a tree. Deletions also write rb_null, which all trees share, so two threads must
+ * not call rbdelete at the same time, even for different trees: guard all its calls with one lock. The other functions
+ * may run beside it, on other trees.
  *
  *     static int by_metric(const void *a, const void *b, void *config) {
  *         const struct route *x = a, *y = b;
@@ -25,8 +25,7 @@
  *     if (rbsearch(route, routes) != route) ...               // out of memory, or another has that metric
  *     const struct route wanted = {.metric = 10};
  *     struct route *best = rblookup(RB_LOOKUP_AT_LEAST, &wanted, routes);
- *     rbterminate(routes, 0);                                 // the routes stay
- */
+ *     rbterminate(routes, 0);                                 // the routes stay */
 #ifndef QUILL_RBTREE_H
 #define QUILL_RBTREE_H
 
@@ -44,8 +43,8 @@ struct rb_node {
     void *key;       /* borrowed: the program's object */
 };
 
-/* rb_null stands for every child and parent that is not there: black, null key, its links to itself. Deletions write
- * its up field. Programs compare with its address and otherwise leave it alone. */
+/* rb_null takes the place of every absent child and parent: black, null key, its links to itself. Deletions write its
+ * up field. Programs compare with its address and otherwise leave it alone. */
 extern QUILL_API rb_node rb_null;
 
 /* rb_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). When a search
@@ -88,15 +87,15 @@ QUILL_API rb_tree *__rbinit(rb_comparison compare, void *config);
 /* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also hands every key to free(). */
 QUILL_API void rbterminate(rb_tree *tree, int free_keys);
 
-/* rbsearch returns the key of tree that is equal to key; when there is none, it inserts key (kept) and returns key.
- * Null with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
+/* rbsearch returns the key of tree that is equal to key. When it is absent, it inserts key (kept) and returns key.
+ * Returns null with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
 QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 
 /* rbfind returns the key of tree that is equal to key, or null. */
 QUILL_API void *rbfind(const void *key, const rb_tree *tree);
 
-/* rbdelete takes the key equal to key out of tree and returns it; the key itself stays. Null when it is absent. A node
- * with two children stays where it is and gets the next greater key, whose own node is freed. */
+/* rbdelete takes the key equal to key out of tree and returns it; the key itself stays. Returns null when it is absent.
+ * A node with two children stays where it is and gets the next greater key, whose own node is freed. */
 QUILL_API void *rbdelete(const void *key, rb_tree *tree);
 
 /* rblookup returns the key of tree that mode (RB_LOOKUP_…) says, or null. With keys 10, 20 and 30,

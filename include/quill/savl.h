@@ -1,8 +1,8 @@
 /* quill/savl.h: an ordered map inside your own records: an AVL tree whose nodes are also a sorted list.
  *
- * The tree allocates nothing. A record of yours holds a node for each tree it is to be in, the node points at the key,
- * and the tree strings the nodes together: as a height-balanced search tree, and in key order on a circular list. For
- * trees of records that have their key at a fixed place, quill/savle.h saves the key pointer.
+ * The tree allocates nothing. A record of yours holds a node for each tree that it is to be in, and the node points at
+ * the key. The tree links the nodes in two ways: as a height-balanced search tree, and in key order on a circular list.
+ * For trees of records that have their key at a fixed place, quill/savle.h saves the key pointer.
  *
  *     tree record                     node "b" (root)
  *     right ──────────────────────▶   left ──▶ "a"     right ──▶ "c"
@@ -11,12 +11,12 @@
  * Cost: a node is 28 bytes on the device and 56 on a 64-bit host, a tree record 32 and 64. A tree of n nodes is at most
  * 1.45 log2(n) + 1 levels high: 14 for 1,000 nodes, 28 for a million. A search is one descent. Insertion and deletion
  * rebalance in at most as many steps as there are levels, and in a few on average. The smallest, the greatest, the next
- * and the previous node are one pointer step.
+ * and the previous node are one pointer step away.
  *
  * Find, then insert. A search that finds nothing says where the key belongs: the attachment point, which is a node and
- * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is good until the next change
- * of the tree: insert there at once, or search again. Insertion trusts its point; one from another tree, or from before
- * a change, corrupts the tree. Keys that compare equal are kept out by this order of calls and by nothing else.
+ * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is valid until the next change
+ * of the tree: insert there at once, or search again. Insertion trusts its point. One from another tree, or from before
+ * a change, corrupts the tree. Only this order of calls keeps out keys that compare equal.
  *
  *     struct station {
  *         uint32_t id;
@@ -48,9 +48,9 @@
  *
  * In C++ a walk is `for (savl &node : quill::in_order(stations))`.
  *
- * An object must not move or be freed, nor its key change, while a node of it is in a tree. No locking: a tree belongs
- * to one thread at a time; any number of threads may search and walk one that nobody changes. The comparisons are
- * reentrant. */
+ * An object must not move or be freed, nor its key change, while a node of it is in a tree. A tree has no lock: one
+ * thread at a time uses it. Any number of threads may search and walk a tree that no thread changes. The comparisons
+ * are reentrant. */
 #ifndef QUILL_SAVL_H
 #define QUILL_SAVL_H
 
@@ -100,26 +100,30 @@ typedef struct savl_tree {
 #endif
 
 /* SAVL_FOREACH(node, tree) is the head of a loop over the nodes of *tree in key order, each in turn as the variable
- * `savl *node`. Its body may delete node and free its object; it must not otherwise change the tree. From any node,
+ * `savl *node`. Its body may delete node and free its object, and must not otherwise change the tree. From any node,
  * node->next and node->prev are its neighbours, and &tree->head is the end. */
 #define SAVL_FOREACH(node, tree)                                                           \
     for (savl *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
 
-/* savl_find searches tree for key. Returns the node whose key compares equal (borrowed), or null. When there is none
- * and at is not null, it stores in *at and *side the attachment point for key: the last node that was visited, or the
- * tree record of an empty tree, and 0 for its left side or 1 for its right. Both are left alone when the key is found,
- * and side is not used when at is null. Calls the comparison once a level, as comparison(key, node's key); the
- * library's own comparisons below are not called but compiled into searches of their own. */
+/* savl_find searches tree for key. Returns the node whose key compares equal (borrowed), or null when the key is
+ * absent.
+ *
+ * For an absent key, and when at is not null, it stores the attachment point in *at and *side: the last node that was
+ * visited, or the tree record of an empty tree, and 0 for its left side or 1 for its right. Both stay as they were when
+ * the key is found. side is not used when at is null.
+ *
+ * It calls the comparison once a level, as comparison(key, node's key). The library's own comparisons below are
+ * compiled into searches of their own instead of being called. */
 QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side);
 
 /* savl_insert puts node (kept), which is in no tree and has its key set, at the attachment point that savl_find gave
  * for that key. */
 QUILL_API void savl_insert(savl *node, savl *at, int side);
 
-/* savl_delete takes node out of the tree that it is in; does nothing when it is in none, which its null parent tells.
- * The key and the object stay, and node may be inserted again. The other nodes stay at their addresses: a node with two
- * children gives its place to the next node itself. */
+/* savl_delete takes node out of its tree. It does nothing when the node is in no tree, which its null parent says. The
+ * key and the object stay, and node may be inserted again. The other nodes stay at their addresses: the next node
+ * itself takes the place of a node with two children. */
 QUILL_API void savl_delete(savl *node);
 
 /* savl_string_compare orders texts byte by byte, as strcmp does. */
@@ -133,19 +137,22 @@ QUILL_API int savl_u32_compare(const void *a, const void *b);
 
 /* savl_mac_addr_compare orders MAC key areas of 8 bytes: the 6 of the address and 2 that must be zero in every key.
  *
- * Beware: deliberately it is the difference of bytes 0-3 as a big-endian number, wrapped to 32 bits and read as signed,
- * and when that is 0 the same of bytes 4-7. This is an order only among addresses whose bytes 0-3 lie within half the
- * number range, and among those with equal bytes 0-3 only if their bytes 4-5 do. Stations of one vendor already break
- * that: of 1,000 stored ones about 10 were not found again. Trees that must find what they hold compare the bytes:
+ * It is an order only among some addresses. It subtracts bytes 0-3, as big-endian numbers, modulo 2^32, and takes the
+ * difference as signed. When that is 0, it does the same with bytes 4-7. So bytes 0-3 of all addresses must lie within
+ * half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes 4-5. Stations of one vendor
+ * already break that: of 1,000 stored ones about 10 were not found again. Trees that must find what they hold compare
+ * the bytes:
  *
  *     static int mac_order(const void *a, const void *b) { return memcmp(a, b, 8); }
- *     static savl_tree stations = SAVL_TREE_INIT(stations, mac_order); */
+ *     static savl_tree stations = SAVL_TREE_INIT(stations, mac_order);
+ *
+ * Compatibility: programs rely on the order as it is. */
 QUILL_API int savl_mac_addr_compare(const void *a, const void *b);
 
 /* savl_ipv6_compare orders IPv6 addresses of 16 bytes, byte by byte. */
 QUILL_API int savl_ipv6_compare(const void *a, const void *b);
 
-/* savl_ipaddr_compare orders ip_af_addr records by address: an IPv4 address (of any family but QUILL_AF_INET6) stands
+/* savl_ipaddr_compare orders ip_af_addr records by address. An IPv4 address (of any family except QUILL_AF_INET6) comes
  * where its IPv4-mapped IPv6 form does (RFC 4291, 2.5.5.2), so 10.0.0.1 equals ::ffff:10.0.0.1. */
 QUILL_API int savl_ipaddr_compare(const void *a, const void *b);
 
@@ -157,7 +164,7 @@ QUILL_END_DECLS
 namespace quill {
 
 /* tree_range walks the nodes of a tree of this header or of quill/savle.h in key order, as a forward range. The body of
- * a loop may delete the node that it is at and must not otherwise change the tree. */
+ * a loop may delete the node that it is at, and must not otherwise change the tree. */
 template <typename Node>
 class tree_range {
 public:

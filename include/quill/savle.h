@@ -87,17 +87,18 @@ QUILL_API void savle_delete(savle *node);
 
 /* The comparisons of quill/savl.h for keys inside objects; the context is ignored.
  *
- * For the two of texts the objects hold a pointer to the text: a and b are the addresses of such pointers, and so is
- * what is searched for:
+ * For the two comparisons of texts, the objects hold a pointer to the text. a and b are the addresses of such pointers,
+ * and so is the searched key:
  *
  *     const char *name = "eth0";
  *     savle_find(&interfaces, &name, NULL, NULL);
  *
- * They are not for an array of characters inside the object, which would be taken for an address: write a comparison
- * that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are always the texts themselves.)
+ * They are not for an array of characters inside the object, which would be taken for an address. For those, write a
+ * comparison that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are always the texts
+ * themselves.)
  *
- * savle_mac_addr_compare has the trap that is told at savl_mac_addr_compare. The key is a member of 8 bytes, uint8_t
- * mac[8], the last 2 of them zero, also in what is searched for. Trees that must find what they hold take
+ * savle_mac_addr_compare fails to find some keys, as savl_mac_addr_compare does. The key is a member of 8 bytes,
+ * uint8_t mac[8], the last 2 of them zero, also in the searched key. Trees that must find what they hold take
  *
  *     static int mac_order(void *context, const void *a, const void *b) {
  *         (void)context;
@@ -110,8 +111,8 @@ QUILL_API int savle_mac_addr_compare(void *context, const void *a, const void *b
 QUILL_API int savle_ipv6_compare(void *context, const void *a, const void *b);
 
 /* savle_ipaddr_compare orders ip_af_addr records by family as a number, then by the 2 bytes that follow it, then by all
- * 16 address bytes; those that the format says are zero must be. Deliberately not as savl_ipaddr_compare: 10.0.0.1 and
- * ::ffff:10.0.0.1 are two keys here. */
+ * 16 address bytes. The bytes that must be zero in the record must be so here. Unlike for savl_ipaddr_compare, 10.0.0.1
+ * and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on each order. */
 QUILL_API int savle_ipaddr_compare(void *context, const void *a, const void *b);
 
 QUILL_END_DECLS

@@ -1,7 +1,7 @@
 /* quill/sxdr.h: the tagged value codec of messages between processes, the form without bounds checks.
  *
  * A message is elements laid end to end, with no header, alignment or padding. An element is a tag byte, for some kinds
- * a length, and the value; every number on the wire is big-endian on every host, texts travel without their NUL:
+ * a length, and the value. Every number in a message is big-endian on every host, and texts have no NUL:
  *
  *     tag  kind       after the tag                                              element size
  *     0    str        u16 length n, n bytes of text                              n + 3
@@ -20,12 +20,12 @@
  *     13   hex_len32  u32 length n; n bytes of data follow                       5, or n + 5 with the data
  *     14   hex32      u32 length n, n bytes of data                              n + 5
  *
- * Trust: these functions check no bounds. Writers need a buffer sized with the sxdr_size functions; readers need a
- * message of the program's own. Messages of other processes are read with quill/sxdr_safe.h.
+ * Trust: these functions check no bounds. Writers need a buffer sized with the sxdr_size functions. Readers need a
+ * message that the program wrote itself. Messages of other processes are read with quill/sxdr_safe.h or
+ * quill/message.h.
  *
- * Writers return the bytes written. Readers return the bytes consumed, or 0 when the element is of another kind; the
- * output is then as each says. Buffers need no alignment. All functions are reentrant.
- */
+ * Writers return the bytes written. Readers return the bytes consumed, or 0 when the element is of another kind; each
+ * says what the output then is. Buffers need no alignment. All functions are reentrant. */
 #ifndef QUILL_SXDR_H
 #define QUILL_SXDR_H
 
@@ -48,8 +48,9 @@ QUILL_API uint32_t sxdr_write_mac(const void *value, void *buffer);
 QUILL_API uint32_t sxdr_write_bool(int value, void *buffer);
 QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
 
-/* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut, deliberately, to its length
- * modulo 65,536: use sxdr_write_str3 for it. Texts and data may stand in the very buffer they are written to. */
+/* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut to its length modulo 65,536: use
+ * sxdr_write_str3 for it. A text may be in the very buffer that it is written to, and so may data. Compatibility: peers
+ * rely on the cut. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
 /* sxdr_write_str2 is sxdr_write_str of at most maximum bytes: ("abcdef", buffer, 4) sends abcd and returns 7. */
@@ -67,10 +68,10 @@ QUILL_API uint32_t sxdr_write_hex32(const void *data, uint32_t length, void *buf
 /* sxdr_write_hex_len32 writes only the 5-byte head of a hex_len32 element; the caller appends the data. */
 QUILL_API uint32_t sxdr_write_hex_len32(uint32_t length, void *buffer);
 
-/* --- Readers of fixed size. On an element of another kind they return 0 and store zero, in sxdr_read_ipv6 deliberately
+/* --- Readers of fixed size. On an element of another kind they return 0 and store zero. sxdr_read_ipv6 then stores it
  * only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1, and only such a sign makes an
- * s32 negative; a bool or s32 element with a wrong element inside is one of another kind. The ipv6 and mac readers
- * store 16 and 6 bytes. */
+ * s32 negative. A bool or s32 element with a wrong element inside counts as another kind. The ipv6 and mac readers
+ * store 16 and 6 bytes. Compatibility: programs rely on the other 12 bytes of an IPv6 address. */
 QUILL_API uint32_t sxdr_read_u8(uint8_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u16(uint16_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u32(uint32_t *out, const void *source);
@@ -88,9 +89,10 @@ QUILL_API uint32_t sxdr_read_s32(int32_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_str(char *out, const void *source);
 
 /* sxdr_read_str2 reads a str element into out: the whole text when it has at most capacity bytes, else its first
- * capacity - 1; then a NUL, so out must hold capacity + 1 bytes (a capacity of 0 stores just the NUL). Deliberately it
- * returns the copied length + 3: after a text that was cut short, that is inside the element. Ask sxdr_read_str_size
- * first where more elements follow. */
+ * capacity - 1. It adds a NUL, so out must hold capacity + 1 bytes. A capacity of 0 stores just the NUL.
+ *
+ * Returns the copied length + 3. After a text that was cut, that is not the element's size: call sxdr_read_str_size
+ * first where more elements follow. Compatibility: programs rely on the result. */
 QUILL_API uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capacity);
 
 /* sxdr_read_str3 reads a str3 element with a NUL added. out must have room for all of it. */
@@ -104,16 +106,16 @@ QUILL_API uint32_t sxdr_read_str_new(char *out, uint32_t capacity, const void *s
 
 /* --- Readers of data. On an element of another kind they return 0. */
 
-/* sxdr_read_hex reads a hex element into a new buffer of just its length; release it with free(). Nothing is stored in
- * *out for an empty element (returns 3), one of another kind, or when memory runs out (both 0). */
+/* sxdr_read_hex reads a hex element into a new buffer of just its length; release it with free(). It stores nothing in
+ * *out for an empty element (returns 3), for one of another kind, or when memory runs out (both return 0). */
 QUILL_API uint32_t sxdr_read_hex(uint8_t **out, const void *source);
 
 /* sxdr_read_hex32 is sxdr_read_hex for a hex32 element (5 for an empty one). */
 QUILL_API uint32_t sxdr_read_hex32(uint8_t **out, const void *source);
 
-/* sxdr_read_hex2 reads a hex element into out (capacity bytes) and its length into *length, with a zero byte behind the
+/* sxdr_read_hex2 reads a hex element into out (capacity bytes) and its length into *length, with a zero byte after the
  * data when there is room. Longer data than capacity is skipped: out and *length keep what they held, and the result is
- * the element's size all the same. */
+ * still the element's size. */
 QUILL_API uint32_t sxdr_read_hex2(void *out, uint32_t capacity, uint32_t *length, const void *source);
 
 /* sxdr_read_hex2_len32 reads the head of a hex_len32 element into *length and returns 5; the data follows. */

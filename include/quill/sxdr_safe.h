@@ -1,12 +1,12 @@
 /* quill/sxdr_safe.h: the tagged value codec with every bound checked.
  *
  * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use it for
- * messages of other processes: the message may hold any bytes; sizes, cursors and pointers are the program's own and
- * must be true.
+ * messages of other processes: the message may hold any bytes. Sizes, cursors and pointers are the program's own and
+ * must be right. quill/message.h reads and writes whole messages over these functions, with one check at the end.
  *
  * Cursor: a byte offset into the message. On success it moves past the element, on failure it stays. A null cursor
- * means offset 0. Nothing asks for the end of a message: a reader that wants nothing behind the last element compares
- * the cursor with the length.
+ * means offset 0. No function checks that the message ends: a reader that allows nothing after the last element
+ * compares the cursor with the length.
  *
  * Every function returns the bytes of value it wrote or delivered, without tag and length: the width of a fixed kind,
  * the length of a text or of data. It returns -1 with errno set when it fails; then cursor, message and destination are
@@ -18,7 +18,7 @@
  *     EOVERFLOW  writer: the element does not fit in the rest of the message buffer;
  *                reader: the destination is too small;
  *                both: a length above INT32_MAX, which the result could not say
- *     EBADMSG    reader: an element of another kind stands there, or inside a bool or s32
+ *     EBADMSG    reader: the element is of another kind, or the one inside a bool or s32 is
  *     EMSGSIZE   reader: the stored length of a text or of data runs past the end of the message
  *
  * All functions are reentrant.
@@ -30,8 +30,7 @@
  *     …
  *     if (sxdr_read_mac_safe(message, end, &at, mac, 6) < 0 ||
  *         sxdr_read_u32_safe(message, end, &at, &got, sizeof got) < 0 || at != end)
- *         fprintf(stderr, "refused at offset %u: %s\n", (unsigned)at, strerror(errno));
- */
+ *         fprintf(stderr, "refused at offset %u: %s\n", (unsigned)at, strerror(errno)); */
 #ifndef QUILL_SXDR_SAFE_H
 #define QUILL_SXDR_SAFE_H
 

@@ -2,40 +2,38 @@
  *
  * What holds everywhere, unless a header says otherwise:
  *
- * Results      Hash tables, lists and VLAN sets answer 1 for done and 0 for not done (absent, already there, out of
- *              memory); look-ups answer the stored word, and 0 when there is none. Trees answer a node or a key
- *              pointer, and null when there is none or no memory. The index table answers 0 for done and -1 for not
- *              done. The codec answers bytes: the unchecked form 0 when another kind of element stands there, the
- *              checked one -1 with errno set.
- * Ownership    "new": the caller owns what is returned and releases it with the function named. "borrowed": the
- *              library or a container keeps it; the text says how long it lasts. Arguments are only read and may go
- *              away after the call, unless they are said to be "kept" (the pointer is stored) or "taken" (the library
- *              frees it).
+ * Results      Hash tables, lists and VLAN sets return 1 for done and 0 for not done (absent, already there, out of
+ *              memory). Look-ups return the stored word, or 0 when it is absent. Trees return a node or a key pointer,
+ *              or null when it is absent or memory ran out. The index table returns 0 for done and -1 for not done. The
+ *              codec returns bytes: the unchecked form returns 0 on another kind of element, the checked one returns -1
+ *              and sets errno.
+ * Ownership    "new": the caller owns the result and releases it with the function named. "borrowed": the library or a
+ *              container keeps it, and the text says how long it lasts. Arguments are only read, and may go away after
+ *              the call. "kept": the pointer is stored. "taken": the library frees it.
  * Null         A pointer argument must not be null unless its function says what null means.
  * Contracts    A call that breaks the contract ends the process through the C library's assertion report, also in
- *              builds with NDEBUG: going on would corrupt the program's own data. Headers name these calls; besides, a
- *              null table, key, name, cursor, comparison, result pointer, pool or MAC address breaks that of the
- *              hash tables, the list, the index table and the VLAN pool where nothing else is said. The place that is
- *              reported (as in "hash:90") is a fixed mark for searching logs, not one in the sources. Any other null
- *              pointer that a function does not allow has no defined effect.
- * Threads      "reentrant" functions touch nothing but their arguments. An object (table, list, map) is used by one
- *              thread at a time; different objects may be used by different threads at the same time.
- * Byte order   MAC and IPv6 addresses are in transmission order, an IPv4 address in a uint32_t in network order as in
- *              in_addr.s_addr. Bytes that leave the process are big-endian on every host.
+ *              builds with NDEBUG: to go on would corrupt the program's own data. Headers name these calls. A null
+ *              table, key, name, cursor, comparison, result pointer, pool or MAC address also breaks the contract of
+ *              the hash tables, the list, the index table and the VLAN pool, unless the text says otherwise. The place
+ *              in the report (such as "hash:90") is a fixed mark for searching logs, not a line of the sources. Any
+ *              other null pointer that a function does not allow has no defined effect.
+ * Threads      "reentrant" functions touch nothing but their arguments. One thread at a time uses an object (table,
+ *              list, map). Different threads may use different objects at the same time.
+ * Byte order   MAC and IPv6 addresses are in transmission order. An IPv4 address in a uint32_t is in network order, as
+ *              in in_addr.s_addr. Bytes that leave the process are big-endian on every host.
+ * Compatibility  Behaviour that looks like a slip but stays, because programs depend on it, ends with this word and
+ *              the reason.
+ * Since        Everything is part of version 1.0, unless the text names a later one. With glibc, a program that needs
+ *              names of a later version than the installed library does not start, and the loader names the version:
+ *              QUILL_1.1, for example.
  *
- * Deliberately What a header says with this word may look like a slip, but programs depend on it, and it stays.
- *
- * Since        All is of version 1.0 where nothing else is said. A program that needs names of a later version than the
- *              library it finds is not started (glibc), and is told which: QUILL_1.1, for example.
- *
- * Every header compiles alone as C11 and as C++17 or later. Link with -lquill.
- */
+ * Every header compiles alone as C11 and as C++17 or later. Link with -lquill. */
 #ifndef QUILL_TYPES_H
 #define QUILL_TYPES_H
 
 #include <stdint.h>
 
-/* The version of these headers, for #if; that of the library that a program runs with may be a later one. */
+/* The version of these headers, for #if. The library that a program runs with may be a later one. */
 #define QUILL_VERSION_MAJOR 1 /* changes with the interface */
 #define QUILL_VERSION_MINOR 0 /* grows with additions */
 #define QUILL_VERSION_PATCH 0 /* grows with corrections */
@@ -45,11 +43,11 @@
 #define QUILL_VERSION QUILL_VERSION_NUMBER(QUILL_VERSION_MAJOR, QUILL_VERSION_MINOR, QUILL_VERSION_PATCH)
 
 #ifdef __cplusplus
-#define QUILL_BEGIN_DECLS extern "C" { /* stands before declarations of C */
-#define QUILL_END_DECLS }              /* stands behind them */
+#define QUILL_BEGIN_DECLS extern "C" { /* opens declarations of C */
+#define QUILL_END_DECLS }              /* closes them */
 #else
-#define QUILL_BEGIN_DECLS /* stands before declarations of C */
-#define QUILL_END_DECLS   /* stands behind them */
+#define QUILL_BEGIN_DECLS /* opens declarations of C */
+#define QUILL_END_DECLS   /* closes them */
 #endif
 
 /* QUILL_API marks what the shared object exports; everything else in it is hidden. */
@@ -73,7 +71,7 @@ QUILL_BEGIN_DECLS
  * as a pointer elsewhere. */
 typedef uintptr_t quill_word;
 
-/* The families of an ip_af_addr. They are Linux's AF_INET and AF_INET6, and also what stands on the wire. */
+/* The families of an ip_af_addr: the numbers of Linux's AF_INET and AF_INET6, in memory and in messages. */
 enum { QUILL_AF_INET = 2, QUILL_AF_INET6 = 10 };
 
 /* ip_af_addr is an IP address with its family: 20 bytes. */

@@ -13,7 +13,7 @@ for page in "$source"/include/quill/*.h "$source"/docs/*.md; do
     grep -q "href=\"$link.html\"" "$work/html/index.html" || { echo "the first page does not lead to $page"; exit 1; }
 done
 grep -q 'Ownership' "$work/html/index.html" || { echo "the first page lacks the conventions"; exit 1; }
-grep -q 'href="hash_8h.html#[^"]*">HashFind</a> answers' "$work/html/hash_8h.html" ||
+grep -q 'href="hash_8h.html#[^"]*">HashFind</a> returns' "$work/html/hash_8h.html" ||
     { echo "no links in prose"; exit 1; }
 [ -s "$work/html/index.html" ] && [ -s "$work/html/search/all_0.js" ] || { echo "the HTML is not complete"; exit 1; }
 command -v man >/dev/null || { echo "man is not installed: not asked"; exit 0; }
