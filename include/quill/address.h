@@ -1,7 +1,7 @@
 /* quill/address.h: MAC and IP addresses to text and back, checks, and arithmetic on address words.
  *
- * Two kinds of functions make text. Those that take a destination, and the _r forms, are reentrant. The others return
- * a borrowed buffer out of a ring, so that several results can stand in one argument list:
+ * Two kinds of functions make text. Those that take a destination, and the _r forms, are reentrant. The others return a
+ * borrowed buffer out of a ring, so that one argument list can have several results:
  *
  *     printf("%s moved from %s to %s\n", mac_to_str(station), ip_to_str(before), ip_to_str(now));
  *
@@ -12,9 +12,8 @@
  *     ip_to_str2         1        the next
  *     str_to_mac         1        the next
  *
- * Rings belong to the process and nothing guards them: use them from one thread, or where a text that another thread
- * overwrites now and then does no harm. Texts are the same in every locale.
- */
+ * Rings belong to the process and have no lock. Use them from one thread, or where it does no harm that another thread
+ * overwrites a text now and then. Texts are the same in every locale. */
 #ifndef QUILL_ADDRESS_H
 #define QUILL_ADDRESS_H
 
@@ -42,22 +41,25 @@ QUILL_API char *mac_to_str_no_delemit(const uint8_t *mac, char *dst, int upper);
 /* mac_to_str returns 00:1a:2b:3c:4d:5e in the next buffer of its ring, UNKNOWN for a null mac. */
 QUILL_API char *mac_to_str(const uint8_t *mac);
 
-/* str_to_mac reads what people type and returns the address in its static buffer, all zeros when there are not exactly
- * six bytes: a failure cannot be told from 00:00:00:00:00:00.
+/* str_to_mac reads what people type and returns the address in its static buffer. When there are not exactly six bytes,
+ * it returns all zeros, as for 00:00:00:00:00:00.
  *
- * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits; ':', '-' and '.' separate, alone or several
- * of them, and none is needed after two digits: 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and 0x001a2b3c4d5e
- * all are 00:1a:2b:3c:4d:5e. Anything else ends the reading. Deliberately that is no failure once six bytes are there:
- * "00:1a:2b:3c:4d:5e/24" and "00:1a:2b:3c:4d:5e:zz" give the address, while a seventh byte gives zeros. */
+ * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits. ':', '-' and '.' separate, alone or several
+ * of them, and none is needed after two digits. 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and 0x001a2b3c4d5e
+ * all are 00:1a:2b:3c:4d:5e.
+ *
+ * Any other character ends the reading, which is not a failure once six bytes are there: "00:1a:2b:3c:4d:5e/24" and
+ * "00:1a:2b:3c:4d:5e:zz" give the address. A seventh byte gives zeros. Compatibility: programs pass addresses with such
+ * tails. */
 QUILL_API uint8_t *str_to_mac(const char *text);
 
 /* valid_mac returns 1 when text is exactly six groups of one or two hexadecimal digits with one ':' or '-' between
- * them, else 0, and stores the groups it reads, at most six, into the 6 bytes of mac_out on the way: of a refused text
- * the first ones, the rest left as it was.
+ * them, else 0. It stores the groups it reads, at most six, into the 6 bytes of mac_out: of a refused text the first
+ * ones, and the rest stays as it was. Reentrant.
  *
- * A group of one digit deliberately counts the separator before it as its high digit, as programs know it: ':' is 10
- * and '-' is 13, so "00:1:…" stores 0xa1 and "00-1-…" 0xd1. In the first group, which has none, the high digit is 0.
- * Read with str_to_mac where one digit may stand for a byte. Reentrant. */
+ * A group of one digit counts the separator before it as its high digit: ':' is 10 and '-' is 13, so "00:1:…" stores
+ * 0xa1 and "00-1-…" 0xd1. The first group has no separator, and its high digit is 0. Use str_to_mac where one digit may
+ * be a byte. Compatibility: programs know these values. */
 QUILL_API int valid_mac(uint8_t *mac_out, const char *text);
 
 /* valid_mac_range returns 1 when c is a hexadecimal digit in either case, else 0. Reentrant. */
@@ -73,8 +75,8 @@ QUILL_API uint32_t str_to_ip(const char *text);
 QUILL_API char *ip_to_str(uint32_t ip);
 QUILL_API char *ip_to_str2(uint32_t ip);
 
-/* is_unicast_ipaddr returns 0 for 0.0.0.0, for 127.x.x.x, for 224.0.0.0 to 239.255.255.255 (multicast) and,
- * deliberately, for every 255.x.x.x; else 1, class E (240 to 254) included. Reentrant. */
+/* is_unicast_ipaddr returns 0 for 0.0.0.0, for 127.x.x.x, for 224.0.0.0 to 239.255.255.255 (multicast) and for every
+ * 255.x.x.x; else 1, class E (240 to 254) included. Reentrant. Compatibility: programs rely on all of 255.x.x.x. */
 QUILL_API int is_unicast_ipaddr(uint32_t ip);
 
 /* --- addresses of either family */
@@ -84,10 +86,10 @@ QUILL_API int is_unicast_ipaddr(uint32_t ip);
  */
 QUILL_API char *quill_inet_ntop(ip_af_addr addr, char *buf);
 
-/* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf. Null when buf is, and when
- * the text does not fit; buf may then hold a part of it. Unlike quill_inet_ntop it deliberately takes every family but
- * QUILL_AF_INET6 for IPv4: an address without a family is printed as its first four bytes. Names are never looked up.
- * Reentrant. */
+/* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf. Returns null when buf is
+ * null, and when the text does not fit; buf may then hold a part of it. It takes every family except QUILL_AF_INET6 for
+ * IPv4, unlike quill_inet_ntop: an address without a family is printed as its first four bytes. Names are never looked
+ * up. Reentrant. Compatibility: programs print addresses without a family. */
 QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);
 
 /* quill_ip_to_str is quill_ip_to_str_r into the next buffer of the ring, and quill_ipv6_to_str the same for the 16
@@ -96,18 +98,21 @@ QUILL_API char *quill_ip_to_str(ip_af_addr addr);
 QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
 
 /* quill_inet_pton stores the address that text names, numeric or a host name, into *out with its unused bytes zero, and
- * returns 1. The empty text is the address without a family: all of *out zero, and deliberately also 1.
+ * returns 1. The empty text is the address without a family: all of *out zero, and the result is also 1.
  *
- * Plain numeric text never leaves the process. Anything else goes to the C library's resolver (getaddrinfo, RFC 3493),
- * which reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped), and else asks the hosts file and
- * name servers: that can take seconds. The first answer counts. Returns 0 with *out unchanged when there is none, and
- * when either pointer is null; 0 with the family alone stored should the first answer be of another family. As
- * thread-safe as getaddrinfo. */
+ * Plain numeric text never leaves the process. Any other text goes to the C library's resolver (getaddrinfo, RFC 3493).
+ * It reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped), and then queries the hosts file and
+ * name servers, which can take seconds. The first address that it returns counts.
+ *
+ * Returns 0 with *out unchanged when text names no address, and when either pointer is null. Returns 0 with only the
+ * family stored when the first address is of another family. As thread-safe as getaddrinfo. Compatibility: programs
+ * read an empty field with it. */
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
 /* validate_and_assign_ip_addr is quill_inet_pton for numeric text alone, as inet_pton (POSIX) reads it: host names are
- * refused, and nothing is looked up. Returns 1; or 0 with *out unchanged. The empty text zeroes *out and, deliberately
- * unlike quill_inet_pton, returns 0; null pointers give 0. Reentrant. */
+ * refused, and nothing is looked up. Returns 1, or 0 with *out unchanged. The empty text zeroes *out and returns 0,
+ * unlike in quill_inet_pton. Null pointers give 0. Reentrant. Compatibility: callers treat an empty field as refused.
+ */
 QUILL_API int validate_and_assign_ip_addr(const char *text, ip_af_addr *out);
 
 /* --- well-known addresses */
@@ -122,8 +127,8 @@ QUILL_API extern const uint8_t ipv6_loopback[16];
 QUILL_API extern ip_af_addr zero_ip_addr;
 QUILL_API extern ip_af_addr all_1_ip_addr;
 
-/* fix_zero_and_all_1_ip_addr sets zero_ip_addr and all_1_ip_addr to 0.0.0.0 and 255.255.255.255 for QUILL_AF_INET, to
- * the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only takes their family away. Call it once
+/* fix_zero_and_all_1_ip_addr sets zero_ip_addr and all_1_ip_addr to 0.0.0.0 and 255.255.255.255 for QUILL_AF_INET, and
+ * to the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only removes their family. Call it once
  * at the start of a process, before other threads run. */
 QUILL_API void fix_zero_and_all_1_ip_addr(int family);
 

@@ -1,18 +1,17 @@
 /* quill/ap_version.h: software versions of access points, and of the system that is running.
  *
- * A version is a quad, four decimal numbers with dots between them. A version text is the access point's own quad,
- * then, if the software was built against that of a controller, a hyphen and the controller's quad, and then a suffix
- * that '_' or '-' begins. A hyphen without a digit behind it begins a suffix, too:
+ * A version is a quad, four decimal numbers with dots between them. A version text is the access point's own quad. If
+ * the software was built against that of a controller, a hyphen and the controller's quad follow. It ends with a suffix
+ * that '_' or '-' begins. A hyphen without a digit after it begins a suffix, too:
  *
  *     8.10.0.0                      a quad
  *     8.10.0.0-rc                   a quad and a suffix
  *     8.10.0.0-8.10.0.5_12345       two quads and a suffix
  *
- * Numbers are read as the C library's "%d" does: spaces and a sign may stand before each, except right behind the
- * hyphen. One that does not fit becomes the nearest that does. All comparisons are signed.
+ * Numbers are read as the C library's "%d" does: spaces and a sign may precede each, except right after the hyphen.
+ * Values outside int32_t are clamped. All comparisons are signed.
  *
- * All functions but get_os_version are reentrant.
- */
+ * All functions but get_os_version are reentrant. */
 #ifndef QUILL_AP_VERSION_H
 #define QUILL_AP_VERSION_H
 
@@ -20,8 +19,8 @@
 
 QUILL_BEGIN_DECLS
 
-/* ap_version_format cuts the suffix off source, in place, and copies what mode asks for to output, which has size bytes
- * with the NUL; the copy is cut to it, and a size of 0 writes nothing. Returns output.
+/* ap_version_format cuts the suffix off source, in place, and copies what mode selects to output. output has size bytes
+ * with the NUL, and must not overlap source. The copy is cut to it, and a size of 0 writes nothing. Returns output.
  *
  *     mode                           0           1                      any other
  *     8.10.0.0-8.10.0.5_12345        8.10.0.5    8.10.0.0-8.10.0.5      nothing is written
@@ -29,22 +28,23 @@ QUILL_BEGIN_DECLS
  *     8.10.0.0_rc-2                  2           8.10.0.0_rc-2          nothing is written
  *     8.10.0.0_12345                 8.10.0.0_12345, in every mode: without a hyphen nothing is cut
  *
- * Deliberately a mode other than 0 and 1 still cuts a source that has two quads: callers rely on that. output must
- * not overlap source. */
+ * A mode other than 0 and 1 also cuts a source that has two quads. Compatibility: callers rely on that. */
 QUILL_API char *ap_version_format(char *source, char *output, uint32_t size, int mode);
 
 /* match_ap_version reads a version into parsed: the first quad into parsed[0] to [3], the second into [4] to [7].
- * Returns 8 for two quads, 4 for one, whatever follows it, and 0 for any other text, and for null.
+ * Returns 8 for two quads, and 4 for one, whatever follows it. Returns 0 for any other text, and for null.
  *
- * Zero parsed first: numbers that are not read keep what they were, while those before the place where text stops to
- * be a version are stored also when the result is 0. Of text 128 characters are looked at, and of the quads 31. */
+ * Set parsed to zero first: numbers that are not read keep what they were. Numbers before the place where text stops to
+ * be a version are stored also when the result is 0. Only the first 128 characters of text count, and 31 of each quad.
+ */
 QUILL_API int match_ap_version(const char *text, int32_t parsed[8]);
 
 /* compare_r_version_with_c_version compares the versions r and c, and stores what match_ap_version returns for each.
  * Returns 1 when c is the newer one, -1 when it is the older one, 0 when they are equal.
  *
- * Two versions that have a second quad are compared by it alone, and are equal also when the first ones differ; any
- * others by the first quad. Returns 1 also when a text is no version, or null; with a null text nothing is stored.
+ * Two versions that have a second quad are compared by it alone, and are equal also when the first ones differ. Any
+ * others are compared by the first quad. It also returns 1 when a text is not a version, or null; with a null text it
+ * stores nothing.
  *
  *     r                  c                  result
  *     6.4.0.0            6.5.0.0-8.0.0.0    1
@@ -52,21 +52,20 @@ QUILL_API int match_ap_version(const char *text, int32_t parsed[8]);
 QUILL_API int compare_r_version_with_c_version(const char *r, int *r_kind, const char *c, int *c_kind);
 
 /* version_within_range returns 1 when version (major, minor, patch) is in range, else 0, also for null. range is the
- * lowest version in it (major, minor, patch) and then the first version above it; 0, 0, 0 there means that there is
- * none. */
+ * lowest version in it (major, minor, patch), and then the first version above it. 0, 0, 0 there means no upper end. */
 QUILL_API int version_within_range(const int32_t range[6], const int32_t version[3]);
 
-/* check_eol_ap_version tells whether software still supports the access point models 42 and 43, which it has to be 4.2
- * or later for. Of two quads the second counts. Returns
- *     0    another model: version is not looked at
+/* check_eol_ap_version returns whether software still supports the access point models 42 and 43, which needs 4.2 or
+ * later. Of two quads the second counts. Returns
+ *     0    another model: version is not read
  *     1    too old for the model
  *     2    new enough
- *     3    no version, or null */
+ *     3    not a version, or null */
 QUILL_API int check_eol_ap_version(const char *version, uint32_t model);
 
-/* get_os_version returns the version of the running system, the third word of /proc/osbuild, and "Unknown" when that
- * has no third word within its first 127 bytes or cannot be read. Words end at one blank each, so that two blanks in a
- * row have an empty word between them; a line end belongs to the word.
+/* get_os_version returns the version of the running system: the third word of /proc/osbuild. It returns "Unknown" when
+ * the file cannot be read, or has no third word within its first 127 bytes. Words end at one blank each, so two blanks
+ * in a row have an empty word between them. A line end belongs to the word.
  *
  * The result is borrowed, and stays until the next call, which reads the file again. One thread at a time. */
 QUILL_API const char *get_os_version(void);

@@ -1,16 +1,14 @@
 /* quill/idx_table.h: hands out small indices from a range, always the free one nearest to the range's first value.
  *
  * The range runs upwards (first below last) or downwards, so a downward table gives its highest index first. It has at
- * most 4,096 indices, within 0 to 65535. Allocation, release and reservation are constant time: two bit scans. A table
- * is one heap block of 16 bytes and 8 for every 64 indices. No locking: a
- * table is used by one thread at a time.
+ * most 4,096 indices, within 0 to 65535. Allocation, release and reservation take constant time: two bit scans. A table
+ * is one heap block of 16 bytes and 8 for every 64 indices. A table has no lock: one thread at a time uses it.
  *
  *     idx_table *ids = idx_table_create(1, 64);
  *     uint16_t id;
  *     if (idx_table_index_alloc(ids, &id) == 0)
  *         use(id);                                        // 1
- *     idx_table_free(ids);
- */
+ *     idx_table_free(ids); */
 #ifndef QUILL_IDX_TABLE_H
 #define QUILL_IDX_TABLE_H
 
@@ -20,8 +18,8 @@ QUILL_BEGIN_DECLS
 
 typedef struct idx_table idx_table; /* a table, handled by pointer only */
 
-/* idx_table_create returns a new table of the indices first to last, both included, all free; null when the range has
- * more than 4,096 indices or leaves 0 to 65535, or when out of memory. Release it with idx_table_free. */
+/* idx_table_create returns a new table of the indices first to last, both included, all free. Returns null when the
+ * range has more than 4,096 indices or leaves 0 to 65535, or when out of memory. Release it with idx_table_free. */
 QUILL_API idx_table *idx_table_create(uint32_t first, uint32_t last);
 
 /* idx_table_free frees table (taken); null is fine. */
@@ -32,7 +30,7 @@ QUILL_API void idx_table_free(idx_table *table);
 QUILL_API int idx_table_index_alloc(idx_table *table, uint16_t *out);
 
 /* idx_table_index_free gives a taken index back. Returns 0, or -1 when it lies outside the range. Giving back an index
- * that is free breaks the contract: somebody else may already hold it. */
+ * that is free breaks the contract: another part of the program may hold it by now. */
 QUILL_API int idx_table_index_free(idx_table *table, uint32_t index);
 
 /* idx_table_index_reserve takes one particular index, as when restoring a saved configuration. Returns 0, or -1 when it

@@ -4,18 +4,17 @@
  * 2001:db8:: is 0x2001 on every machine. There are three texts and two readers:
  *
  *     function           of bytes or groups  2001:db8::1 becomes
- *     ip6_to_str         bytes               what the C library's inet_ntop says: "2001:db8::1"
+ *     ip6_to_str         bytes               the text of the C library's inet_ntop: "2001:db8::1"
  *     ipv6_to_str        groups              "2001:db8::1", the same on every C library, never with dotted IPv4
  *     ip6_to_str_long    bytes               "2001:0db8:0000:0000:0000:0000:0000:0001"
  *
  *     str_to_ip6         bytes               reads what the C library's inet_pton reads
- *     ipv6_str_to_addr   groups              reads groups and "::" alone, on every C library alike
+ *     ipv6_str_to_addr   groups              reads only groups and "::", the same on every C library
  *
- * Texts and the address of str_to_ip6 are borrowed: they stand in buffers of the process, which nothing guards. Those
- * of ip6_to_str and ip6_to_str_long last until the 10th call of the same function after it, those of ipv6_to_str until
- * the 8th, that of str_to_ip6 until the next. Every other function is reentrant. See quill/address.h for forms that
- * take a destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback.
- */
+ * Texts and the address of str_to_ip6 are borrowed: they are in buffers of the process, which have no lock. Those of
+ * ip6_to_str and ip6_to_str_long last until the 10th call of the same function after it, those of ipv6_to_str until the
+ * 8th, that of str_to_ip6 until the next. Every other function is reentrant. See quill/address.h for forms that take a
+ * destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback. */
 #ifndef QUILL_IPV6_H
 #define QUILL_IPV6_H
 
@@ -43,52 +42,58 @@ QUILL_API char *ip6_to_str_long(const uint8_t *addr16);
  * run of at least two zero groups, of equal ones the first. */
 QUILL_API char *ipv6_to_str(const uint16_t *groups8);
 
-/* ipv6_str_to_addr reads eight groups of hexadecimal digits in either case, or fewer with one "::" for the zeros left
- * out, into groups8. Returns 1, or 0 with groups8 unchanged.
+/* ipv6_str_to_addr reads eight groups of hexadecimal digits in either case into groups8, or fewer with one "::" for the
+ * zeros left out. Returns 1, or 0 with groups8 unchanged. It differs from inet_pton:
  *
- * Not inet_pton: a group may have any number of leading zeros (00000001::), and deliberately so; a dotted tail
- * (::ffff:1.2.3.4) and a scope (fe80::1%lo) are refused; and "::" may stand for a single group between others
- * (1:2:3::5:6:7:8) but not at an end of the text (1:2:3:4:5:6:7:: and ::2:3:4:5:6:7:8 are refused). */
+ *     00000001::             taken: a group may have any number of leading zeros
+ *     ::ffff:1.2.3.4         refused: a dotted tail
+ *     fe80::1%lo             refused: a scope
+ *     1:2:3::5:6:7:8         taken: "::" may be a single group between others
+ *     1:2:3:4:5:6:7::        refused: a single group at an end; also ::2:3:4:5:6:7:8
+ *
+ * Compatibility: configurations hold such texts. */
 QUILL_API int ipv6_str_to_addr(const char *text, uint16_t *groups8);
 
-/* ipv6_addr_incr adds one to the last group alone: deliberately nothing is carried, 1:ffff becomes 1:0. The address of
- * all ones becomes "::". */
+/* ipv6_addr_incr adds one to the last group alone, without a carry: 1:ffff becomes 1:0, and the address of all ones
+ * "::". Compatibility: callers count within a group. */
 QUILL_API void ipv6_addr_incr(uint16_t *groups8);
 
-/* format_ipv6_with_colon puts a ':' between every four of the 32 characters at hex32, which need no NUL, and stores the
- * 39 characters and a NUL in out, QUILL_IPV6_LONG_SIZE bytes. Returns 1; or 0 with the empty text in out when one of
- * the 32 is neither a hexadecimal digit nor, deliberately, a ':', which is copied like a digit. */
+/* format_ipv6_with_colon puts a ':' between every four of the 32 characters at hex32, which need no NUL. It stores the
+ * 39 characters and a NUL in out, QUILL_IPV6_LONG_SIZE bytes. Returns 1. Returns 0 with the empty text in out when one
+ * of the 32 is not a hexadecimal digit. A ':' counts as a digit and is copied. Compatibility: callers pass such texts.
+ */
 QUILL_API int format_ipv6_with_colon(const char *hex32, char *out);
 
-/* is_ipv6_link_local_address returns 1 when addr is IPv6 and its first group is fe80, is_ipv6_site_local_address when
- * it is fec0; else 0. Deliberately the whole group counts, not the ten bits of RFC 4291: fe81:: and febf:: are neither.
- */
+/* is_ipv6_link_local_address returns 1 when addr is IPv6 and its first group is fe80; is_ipv6_site_local_address when
+ * it is fec0; else 0. The whole group counts, not the ten bits of RFC 4291: fe81:: and febf:: are neither.
+ * Compatibility: programs rely on it. */
 QUILL_API int is_ipv6_link_local_address(ip_af_addr addr);
 QUILL_API int is_ipv6_site_local_address(ip_af_addr addr);
 
 /* --- prefix lengths, 0 to 128, and masks */
 
 /* ipv6_prefix2addr_mask reads "2001:db8::/32": the address into groups8 as ipv6_str_to_addr does, the decimal length
- * into *plen. Deliberately it cuts text at the '/', which leaves the caller the address, also when it then returns 0: a
- * length that is not all digits or above 128, or an address that is refused. Without a '/' it returns 0 and changes
- * nothing. A '/' with nothing behind it is length 0. On 0, *plen may hold what was read of the length. */
+ * into *plen. A '/' with nothing after it is length 0. It cuts text at the '/', so that text is then the address alone.
+ *
+ * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused;
+ * text is cut then as well, and *plen may hold what was read of the length. Without a '/' it returns 0 and changes
+ * nothing. Compatibility: callers use the cut text. */
 QUILL_API int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen);
 
-/* ipv6_wild2len reads a decimal length into *plen. Returns 1; or 0 for a null or empty text, anything but digits, and a
- * number above 128; *plen then holds what was read of the number, unless text is null. */
+/* ipv6_wild2len reads a decimal length into *plen. Returns 1. Returns 0 for a null or empty text, other characters than
+ * digits, and a number above 128. *plen then holds what was read of the number, unless text is null. */
 QUILL_API int ipv6_wild2len(const char *text, uint16_t *plen);
 
 /* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the bits
- * left over, 0 when there are none. What follows that byte is deliberately not written: clear mask16 first. A length of
- * 128 and any above it is sixteen bytes of ff.
+ * left over, which may be 0. It does not write the bytes after that one: clear mask16 first. A length of 128 or more is
+ * sixteen bytes of ff. Compatibility: callers keep the rest of their buffer.
  *
  *     uint8_t mask[16] = {0};
- *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000::
- */
+ *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000:: */
 QUILL_API void ipv6_plen_to_addr(uint32_t plen, uint8_t *mask16);
 
 /* ipv6_mask_to_plen returns how many bits are set in the eight groups, and ipv6_addr_mask_to_plen in the 16 bytes of an
- * address, whatever its family. Whether the bits are the first ones is not looked at: ff00:00ff:: gives 16. */
+ * address, whatever its family. The bits need not be the first ones: ff00:00ff:: gives 16. */
 QUILL_API uint16_t ipv6_mask_to_plen(const uint16_t *mask8);
 QUILL_API uint8_t ipv6_addr_mask_to_plen(ip_af_addr mask);
 

@@ -1,11 +1,10 @@
 /* quill/location.h: fully qualified location names, and the day codes, times and dates of schedules.
  *
- * A location name (fqln) is four parts with dots between them, part1.part2.part3.part4. A part holds a dot of its own
- * behind a backslash, which escapes the character after it: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that is
+ * A location name (fqln) is four parts with dots between them, part1.part2.part3.part4. A dot of a part's own has a
+ * backslash before it, which escapes the next character: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that is
  * not escaped is a separator.
  *
- * Names may hold any bytes. A null name, part or text is read like the empty one. All functions are reentrant.
- */
+ * Names may hold any bytes. A null name, part or text is read like the empty one. All functions are reentrant. */
 #ifndef QUILL_LOCATION_H
 #define QUILL_LOCATION_H
 
@@ -15,10 +14,12 @@ QUILL_BEGIN_DECLS
 
 /* --- location names */
 
-/* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL; parts that the name does not have
- * are empty. size counts characters, so each buffer needs size + 1 bytes. A part that fills its size ends the split:
- * deliberately the later parts then stay empty, rather than hold what follows a name cut short. What follows a fourth
- * separator is ignored. A null buffer drops its part, however long that is. Always returns 0. */
+/* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL. Parts that the name does not have
+ * are empty. size counts characters, so each buffer needs size + 1 bytes. Text after a fourth separator is ignored. A
+ * null buffer drops its part, however long that is. Always returns 0.
+ *
+ * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer no part to
+ * one after a name that was cut. */
 QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint32_t size2, char *part3,
                          uint32_t size3, char *part4, uint32_t size4);
 
@@ -28,30 +29,33 @@ QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *pa
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
- *     a\.b     a.b, deliberately: an escaped dot loses its escape, so escape a part only once
- *     a\b.c    ab.c: a backslash is dropped, and counts for the next dot or backslash, however far */
+ *     a\.b     a.b: an escaped dot loses its escape, so escape a part only once
+ *     a\b.c    ab.c: a backslash is dropped, and counts for the next dot or backslash, however far
+ *
+ * Compatibility: stored names were escaped so. */
 QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
 
 /* FQLN_PART_SIZE is the size with which fqln_build escapes each part. */
 enum { FQLN_PART_SIZE = 128 };
 
 /* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. Each part is
- * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE; the whole is cut to out, and a size of 0 writes nothing.
+ * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE. The whole is cut to out, and a size of 0 writes nothing.
  *
- * Deliberately it stops long before out is full: it adds up the length of the name after the first part, the second dot
- * and so on, and leaves out the parts after the second or third when that sum reaches size. Of four parts of 20
- * characters in a size of 128 the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). A size above 9 * n + 6, where n is
- * the length of the longest escaped part, always takes all four.
+ *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x */
+ * It may leave out parts long before out is full. It adds up the length of the name after the first part, after the
+ * second dot and so on, and leaves out the parts after the second or third when that sum reaches size. Of four parts of
+ * 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). A size above 9 * n + 6 always
+ * takes all four, where n is the length of the longest escaped part. Compatibility: peers compare names that were cut
+ * so. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 
 /* fqln_is_well_formed returns 1 when fqln has exactly three separators, else 0. Parts may be empty, as in "...". */
 QUILL_API int fqln_is_well_formed(const char *fqln);
 
-/* fqln_find_part_after_name returns the first separator of fqln (borrowed), behind which its second part begins, or
- * null when there is none. */
+/* fqln_find_part_after_name returns the first separator of fqln (borrowed), after which its second part begins, or null
+ * when fqln has no separator. */
 QUILL_API const char *fqln_find_part_after_name(const char *fqln);
 
 /* --- schedules */
@@ -65,12 +69,13 @@ QUILL_API int day_is_daily(uint32_t day);
 QUILL_API int day_is_wkend(uint32_t day);
 QUILL_API int day_is_wkday(uint32_t day);
 
-/* validate_time returns 1 when text is digits of ASCII and exactly one ':', else 0. Deliberately that is all it looks
- * at: 99:99 and : pass. */
+/* validate_time returns 1 when text is digits of ASCII and exactly one ':', else 0. It checks nothing else: 99:99 and :
+ * pass. Compatibility: stored schedules hold such texts. */
 QUILL_API int validate_time(const char *text);
 
-/* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. Deliberately
- * neither the order of year, month and day nor a number is looked at: 2024/01/01, 1/1/24 and // pass. */
+/* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. It checks
+ * neither the order of year, month and day nor the numbers: 2024/01/01, 1/1/24 and // pass. Compatibility: stored
+ * schedules hold such texts. */
 QUILL_API int validate_date(const char *text);
 
 QUILL_END_DECLS

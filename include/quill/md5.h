@@ -1,15 +1,14 @@
-/* quill/md5.h: the MD5 message digest (RFC 1321) and HMAC-MD5 (RFC 2104), for checksums and for peers that speak
- * nothing newer. MD5 is broken as a signature: whoever may choose the data can make two with the same digest.
+/* quill/md5.h: the MD5 message digest (RFC 1321) and HMAC-MD5 (RFC 2104), for checksums and for peers that support
+ * nothing newer. MD5 is broken as a signature: a party that chooses the data can make two with the same digest.
  *
- * A digest is 16 bytes, the same on every host. Data of any size and alignment is read where it stands. A context is
- * used by one thread at a time; all functions are reentrant and none allocates.
+ * A digest is 16 bytes, the same on every host. Data may have any size and alignment. One thread at a time uses a
+ * context. All functions are reentrant, and none allocates.
  *
  *     md5_context context;
  *     uint8_t digest[MD5_DIGEST_SIZE];
  *     MD5Init(&context);
  *     while ((n = fread(part, 1, sizeof part, file)) > 0) MD5Update(&context, part, (unsigned)n);
- *     MD5Final(digest, &context);
- */
+ *     MD5Final(digest, &context); */
 #ifndef QUILL_MD5_H
 #define QUILL_MD5_H
 
@@ -42,11 +41,10 @@ QUILL_API void md5_calc(uint8_t digest[MD5_DIGEST_SIZE], const void *input, unsi
 QUILL_API void md5_wd(const void *input, unsigned int length, uint8_t digest[MD5_DIGEST_SIZE]);
 
 /* calc_hmac_md5 writes the HMAC-MD5 of data_length bytes of data to mac. A key of more than 64 bytes is replaced by its
- * digest, as the standard says. mac may overlap key and data. Nothing of the key is left on the stack by way of the
- * pads.
+ * digest, as the standard says. mac may overlap key and data. The pads, which hold the key, are wiped from the stack.
  *
- * Returns 0; or 1, and leaves mac unchanged, when a pointer is null, key_length is 0 or negative, or data_length is 0:
- * deliberately so, although the standard defines the code of an empty message. */
+ * Returns 0. Returns 1, and leaves mac unchanged, when a pointer is null, key_length is 0 or negative, or data_length
+ * is 0. Compatibility: callers treat an empty message as an error, although the standard defines its code. */
 QUILL_API int calc_hmac_md5(const void *key, int key_length, const void *data, unsigned int data_length,
                             uint8_t mac[MD5_DIGEST_SIZE]);
 

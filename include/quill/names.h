@@ -1,9 +1,8 @@
 /* quill/names.h: radio, security and protocol quantities as the words that pages, command lines and logs show, and
  * back.
  *
- * Results that are texts are borrowed. Those said to be constant last as long as the process and may be used from any
- * thread. The others stand in a static buffer of their function, are overwritten by its next call, and are used by one
- * thread at a time:
+ * Texts that functions return are borrowed. Constant ones last as long as the process, and any thread may use them. The
+ * others are in a static buffer of their function. The next call overwrites it, and one thread at a time uses it:
  *
  *     sec_to_str, encr_to_str, loc_to_str                          one buffer each
  *     proto_to_str                                                 one buffer, for numbers without a name
@@ -12,9 +11,8 @@
  * All other functions are reentrant. Numbers are written and read as in the "C" locale, whatever locale the program has
  * set. A null text is read like the empty one.
  *
- * Power comes in three units: dBm; tenths of a dBm; and the level of radio management, 0 to 11, where 12 stands for
- * everything above.
- */
+ * Power comes in three units: dBm; tenths of a dBm; and the level of radio management, 0 to 11, and 12 for everything
+ * above. */
 #ifndef QUILL_NAMES_H
 #define QUILL_NAMES_H
 
@@ -24,7 +22,7 @@ QUILL_BEGIN_DECLS
 
 /* --- frames */
 
-/* The subtypes of management frames that intrusion detection has codes of its own for, and their numbers in IEEE 802.11
+/* The subtypes of management frames that intrusion detection has its own codes for, and their numbers in IEEE 802.11
  * (table "Valid type and subtype combinations"):
  *
  *     code  subtype  frame
@@ -50,17 +48,18 @@ QUILL_API const char *sec_to_str(uint32_t seconds);
 
 /* --- encryption */
 
-/* encr_to_str returns "xsec" when flags has bit 0x100, else "Open" when it has 0x1, else the names of the other bits,
- * in this order, with commas between them; the empty text when there are none:
+/* encr_to_str returns "xsec" when flags has bit 0x100, else "Open" when it has 0x1. Otherwise it returns the names of
+ * the other bits with commas between them, or the empty text. The order is that of the columns, each from top to
+ * bottom:
  *
  *     0x2   Static WEP        0x400  WPA 8021X AES         0x20    WPA2 PSK AES
  *     0x4   Dynamic WEP       0x200  WPA PSK AES           0x40    WPA2 8021X AES
  *     0x8   Static WPA        0x800  WPA2 PSK TKIP         0x2000  WPA2 AES GCM 128
  *     0x10  Dynamic WPA       0x1000 WPA2 8021X TKIP       0x4000  WPA2 AES GCM 256
  *
- * (down the columns). Deliberately that is not the order of the bits: programs compare the whole text.
+ *     encr_to_str(0x600)    WPA 8021X AES,WPA PSK AES
  *
- *     encr_to_str(0x600)    WPA 8021X AES,WPA PSK AES */
+ * Compatibility: the order is not that of the bits, and programs compare the whole text. */
 QUILL_API const char *encr_to_str(uint32_t encr_flags);
 
 /* --- locations */
@@ -71,9 +70,9 @@ QUILL_API const char *encr_to_str(uint32_t encr_flags);
  *     loc_to_str(0x01020003)    1.2.3 */
 QUILL_API const char *loc_to_str(uint32_t loc);
 
-/* str_to_loc returns the location of a text a.b.c, and 0, which is also 0.0.0, when text does not begin with three such
- * numbers. Like the C library's "%d.%d.%d" it takes spaces and a sign before each number and ignores what follows the
- * third. Of numbers of any size the low 8, 8 and 16 bits are used: 256.0.1 gives 0.0.1. */
+/* str_to_loc returns the location of a text a.b.c. Returns 0, which is also 0.0.0, when text does not begin with three
+ * such numbers. Like the C library's "%d.%d.%d" it takes spaces and a sign before each number and ignores what follows
+ * the third. The low 8, 8 and 16 bits of the numbers count: 256.0.1 gives 0.0.1. */
 QUILL_API uint32_t str_to_loc(const char *text);
 
 /* --- IP protocols */
@@ -89,8 +88,8 @@ QUILL_API uint32_t str_to_loc(const char *text);
 QUILL_API const char *proto_to_str(int proto);
 
 /* str_to_proto returns the number of a name in that table, in any case. Any other text is read as a decimal number,
- * after spaces and a sign and up to the first character that is no digit, of which the low 16 bits are used: 70000
- * gives 4464. An unknown word gives 0, like "any". */
+ * after spaces and a sign, up to the first character that is not a digit. Its low 16 bits count: 70000 gives 4464. An
+ * unknown word gives 0, like "any". */
 QUILL_API int str_to_proto(const char *text);
 
 /* --- rates */
@@ -101,8 +100,8 @@ QUILL_API int str_to_proto(const char *text);
  *     802.11b/g    1  2  5.5  6   9   11  12  18  24  36  48  54    "1 mbps" and so on, ofdm_only 0
  *     802.11a      6  9  12   18  24  36  48  54                    any other ofdm_only
  *
- * Deliberately 11 stands between 9 and 12 and not with the other 802.11b rates: offsets follow the rates upwards.
- * Offset 255 gives "N/A" and any other "-". */
+ * Offset 255 gives "N/A" and any other "-". Compatibility: 11 comes between 9 and 12, and not with the other 802.11b
+ * rates; offsets follow the rates upwards. */
 QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 
 /* --- power */
@@ -118,18 +117,19 @@ enum { DBM_PWR_NOT_SET = 2047 };
  *     dbm_pwr_to_str(-5)     -0.5 */
 QUILL_API const char *dbm_pwr_to_str(int tenths);
 
-/* str_to_pwr_dbm returns the tenths of a dBm that text says: an optional '-', digits, and optionally '.' and exactly
- * one digit; then the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it
- * reads 0. Deliberately a whole number with a newline is returned as it stands, neither times 10 nor negated: callers
- * that pass on such lines count on it, and the others cut the newline off first. Any other text, the empty one, and
- * numbers that no int holds give DBM_PWR_NOT_SET.
+/* str_to_pwr_dbm returns the tenths of a dBm in text: an optional '-', digits, and optionally '.' and exactly one
+ * digit. Then comes the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it
+ * reads 0. Any other text, the empty one, and numbers outside int give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
- *     -12.5    -125      12\n    12        17.5\n   175 */
+ *     -12.5    -125      12\n    12        17.5\n   175
+ *
+ * A whole number with a newline is returned as it is, neither times 10 nor negated. Compatibility: some callers pass
+ * such lines and expect it; the others cut the newline off first. */
 QUILL_API int str_to_pwr_dbm(const char *text);
 
-/* The level of radio management in dBm and in tenths of a dBm. Deliberately the rows do not agree, which looks like
- * a slip in one of them: in dBm a level is a step of 6, in tenths one of 3 dBm. Each side has programs that rely on it.
+/* The level of radio management in dBm and in tenths of a dBm. The rows do not agree: a level is a step of 6 dBm in
+ * one, and of 3 dBm in the other. Compatibility: each row has programs that rely on it.
  *
  *     level                      0  1   2   3   4    5    6    7    8    9    10   11   other
  *     radio_tpl_to_dbm_power     0  6   12  18  24   30   36   42   48   54   60   66   254
@@ -138,13 +138,14 @@ QUILL_API uint32_t radio_tpl_to_dbm_power(uint32_t level);
 QUILL_API int radio_tpl_to_dbm_10x_power(uint32_t level);
 
 /* The first level of the table above whose power is at least the argument less 4 dBm (20 tenths), so not always the
- * nearest: 5 dBm give level 1, and 4 dBm level 0. Powers above 70 (350) give 12. A negative power
- * gives 0 in tenths, and 12 in dBm, where the argument is unsigned. */
+ * nearest: 5 dBm give level 1, and 4 dBm level 0. Powers above 70 (350) give 12. A negative power gives 0 in tenths,
+ * and 12 in dBm, where the argument is unsigned. */
 QUILL_API uint32_t radio_dbm_to_tpl_power(uint32_t dbm);
 QUILL_API uint32_t radio_dbm_10x_to_tpl_power(int tenths);
 
 /* radio_tpl_old_to_new_power and radio_tpl_new_to_old_power convert between the old scale of levels, 0 to 4, and the
- * present one. They are deliberately no inverses: old 1 becomes 4, which becomes old 2.
+ * present one. They do not undo each other: old 1 becomes 4, which becomes old 2. Compatibility: stored configurations
+ * rely on it.
  *
  *     old    0  1  2  3  other          new    0  1  2  3  4  5  other
  *     new    0  4  5  6  9              old    0  1  1  1  2  3  4 */
@@ -153,8 +154,8 @@ QUILL_API uint32_t radio_tpl_new_to_old_power(uint32_t new_level);
 
 /* --- switches */
 
-/* get_boolean_value returns 1 when text is "true", "yes" or "1" or begins with "enable", in any case; otherwise 0, also
- * for "on". get_boolean_str returns "disable" for 0 and "enable" for anything else (constant). */
+/* get_boolean_value returns 1 when text is "true", "yes" or "1" or begins with "enable", in any case. Otherwise it
+ * returns 0, also for "on". get_boolean_str returns "disable" for 0 and "enable" for anything else (constant). */
 QUILL_API int get_boolean_value(const char *text);
 QUILL_API const char *get_boolean_str(int value);
 

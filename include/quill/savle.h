@@ -63,7 +63,7 @@ typedef struct savle_tree {
 } savle_tree;
 
 /* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises tree, the name of the variable itself, as an
- * empty tree of objects of type, with their node in the member link and their key in the member key. */
+ * empty tree. Its objects are of type, with their node in the member link and their key in the member key. */
 #define SAVLE_TREE_INIT(tree, comparison, type, link, key, context)                                                  \
     {                                                                                                                \
         {NULL, NULL, NULL, &(tree).head, &(tree).head, 0, 0}, comparison, offsetof(type, link), offsetof(type, key), \

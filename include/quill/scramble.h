@@ -1,8 +1,8 @@
-/* quill/scramble.h: reversible disguises of texts. Scrambling keeps stored texts from being read at a glance; escaping
- * takes one delimiter out of a text, so that it can travel in a list. Neither is cryptography: anyone can undo them.
+/* quill/scramble.h: reversible disguises of texts. Scrambling keeps stored texts from being read at a glance. Escaping
+ * removes one delimiter from a text, so that it can be an item of a list. Neither is cryptography: anyone can undo
+ * them.
  *
- * Texts may hold any bytes. All functions are reentrant. Inputs and outputs must not overlap.
- */
+ * Texts may hold any bytes. All functions are reentrant. Inputs and outputs must not overlap. */
 #ifndef QUILL_SCRAMBLE_H
 #define QUILL_SCRAMBLE_H
 
@@ -27,9 +27,9 @@ QUILL_API int scrambleString(const char *in, uint8_t *out);
 QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 
 /* scrambleStringAscii writes the beginning of the printable form of in, for display, to out, which has out_size bytes.
- * It cannot be undone, as it deliberately stops after 3 characters: programs show and compare just these.
+ * It stops after 3 characters, so it cannot be undone. Always returns 1.
  *
- * In the printable form every scrambled byte but 0, which is left out, is a pair: a digit for the class of the byte,
+ * In the printable form every scrambled byte except 0, which is left out, is a pair: a digit for the class of the byte,
  * and a character:
  *
  *     scrambled byte    0-48        49-125    126-174     175-255
@@ -41,13 +41,14 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
- * Behind the NUL, up to n, stand the bytes of scrambleString; the rest of out is 0. Have out_size at least n: a
- * smaller one counts in place of n, and nothing is written past it. Always returns 1. */
+ * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. Have out_size at least n: a smaller
+ * one counts in place of n, and nothing is written past it. Compatibility: programs show and compare just these
+ * characters. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
 /* unscrambleStringAscii writes the plain bytes of a printable form, which may be of any length, to out: one for each
- * pair of in, and one for a character left over, for which the missing one counts as 0. "0R" gives the byte
- * that was scrambled to 'R'. (strlen(in) + 1) / 2 bytes are written, for which out has room, and no terminator. Always
+ * pair of in. A character that is left over gives one more, for which the missing one counts as 0: "0R" gives the byte
+ * that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes, for which out has room, and no terminator. Always
  * returns 1. Besides the pairs above it reads:
  *
  *     digit     1     2    4          6      7    9     none
@@ -56,15 +57,15 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
 
 /* --- escaping */
 
-/* string_encode writes src to dest with pairs in place of each delimiter ch and of each escape character, which is
- * (ch & 0xf0) | 0x0a. A pair is the escape character and then (ch & 0x0f) | 0x50 for the delimiter, 'Z' for itself.
+/* string_encode writes src to dest with pairs in place of each delimiter ch and of each escape character, which is (ch
+ * & 0xf0) | 0x0a. A pair is the escape character, and then (ch & 0x0f) | 0x50 for the delimiter or 'Z' for itself.
  *
  *     char dest[11];
  *     string_encode("a,b*c", dest, sizeof dest - 1, ',')    0: a*\b*Zc
  *
- * DEST MUST HAVE size + 1 BYTES, unlike that of string_decode: size is the greatest length of the result, behind which
- * comes the NUL. Of ch the low 8 bits count, so a
- * char of either sign may be passed; 0 occurs in no text, and only escape characters are escaped then.
+ * DEST MUST HAVE size + 1 BYTES, unlike that of string_decode: size is the greatest length of the result, and a NUL
+ * follows it. The low 8 bits of ch count, so a char of either sign may be passed. 0 is in no text: only escape
+ * characters are escaped then.
  *
  * Returns
  *      0    done
@@ -73,10 +74,10 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  *     -4    the result would be longer than size
  * For -1 and -4 dest is unchanged.
  *
- * Choose the delimiter well: deliberately the pairs are as they are for all of them, which leaves some in the text, as
- * the second character of their own pair (P to _) or as their own escape character (newline, * : J Z j, and every
- * other ch that ends in hexadecimal a). string_decode still restores these texts, but a list cannot be split
- * at them. */
+ * Choose the delimiter well: some delimiters stay in the text. P to _ are the second character of their own pair.
+ * Newline, * : J Z j, and every other ch that ends in hexadecimal a, are their own escape character. string_decode
+ * still restores these texts, but a list cannot be split at them. Compatibility: stored lists hold the pairs as they
+ * are. */
 QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
 
 /* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes (and size above

@@ -1,8 +1,8 @@
 /* quill/smss.h: one page of the objects that match some filters, sorted by some columns: the engine of listing
  * commands.
  *
- * The program registers its objects, says by field names what it wants, and reads the page from the context. What
- * fields an object has, only the program's three accessors know.
+ * The program registers its objects, names fields and the values it searches for, and reads the page from the context.
+ * Only the program's three accessors know what fields an object has.
  *
  *     smss_ctx query;
  *     smss_init(&query);
@@ -18,14 +18,14 @@
  *     for (int i = 0; i < query.result_count; i++) show(query.results[i]);
  *     smss_deinit(&query);
  *
- * Cost: filtering calls field_type, and number or text, once for each criterion that is looked at: all of them, or up
- * to the one that decides. Sorting m matches makes in the order of m log m comparisons, each of which calls field_type
- * once and number or text twice for a sort key: accessors should be cheap. The second and later keys are looked at only
- * where those before tie. The context has 8 bytes (4 on the device) for each object and for each match, and the C
- * library's qsort may take as much again while it sorts.
+ * Cost: filtering calls field_type, and number or text, once for each criterion that is evaluated: all of them, or up
+ * to the one that decides. Sorting m matches takes about m log m comparisons. Each calls field_type once and number or
+ * text twice for a sort key: accessors should be cheap. The second and later keys are compared only where those before
+ * tie. The context has 8 bytes (4 on the device) for each object and for each match. The C library's qsort may take as
+ * much again while it sorts.
  *
- * When memory runs out, an object or a match is silently left out, and a criterion that lost its name or its value does
- * not hold for any object. Texts are compared without regard to the case of A to Z, whatever the locale.
+ * When memory runs out, an object or a match is left out without an error. A criterion that lost its name or its value
+ * then holds for no object. Texts are compared without regard to the case of A to Z, whatever the locale.
  *
  * A context serves one search, and only one search may run at a time in a process, also on different contexts. */
 #ifndef QUILL_SMSS_H
@@ -35,7 +35,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* What an accessor for the type of a field answers. Any other number: there is no such field. */
+/* What an accessor for the type of a field returns. Any other number: the object has no such field. */
 enum { SMSS_NUMBER = 0, SMSS_TEXT = 1 };
 
 /* SMSS_TEXT_SIZE is the most characters of a text that count: the buffer of the text accessor has room for them and a
@@ -79,26 +79,29 @@ QUILL_API void smss_deinit(smss_ctx *context);
 /* smss_add_object registers object (kept). */
 QUILL_API void smss_add_object(smss_ctx *context, void *object);
 
-/* smss_add_string returns a copy of length bytes of text, or of length unset bytes when text is null, and a NUL behind
- * them (borrowed: it stays where it is until smss_deinit). Null when out of memory or when length is negative. */
+/* smss_add_string returns a copy of length bytes of text, and a NUL after them (borrowed: it stays where it is until
+ * smss_deinit). When text is null, the bytes are not set. Returns null when out of memory or when length is negative.
+ */
 QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
 
-/* smss_add_search_criterion adds a filter by the field name: a number must equal value, a decimal number as atoi reads
- * it but modulo 2 to the 32, so that "3000000000" finds 3,000,000,000 and "-1" 4,294,967,295; a text must contain
- * value. Filters beyond 16 are ignored. */
+/* smss_add_search_criterion adds a filter by the field name. A text must contain value. A number must equal value, a
+ * decimal number as atoi reads it, but modulo 2 to the 32: "3000000000" finds 3,000,000,000, and "-1" finds
+ * 4,294,967,295. Filters beyond 16 are ignored. */
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,
- * else ascending. A number sorts by the difference of the two, wrapped to 32 bits and read as signed: numbers that are
- * half the range or more apart come out the other way round. The type of a field is asked of one of the two objects.
- * Sort keys beyond 16 are ignored. */
+ * else ascending. A number sorts by the difference of the two, wrapped to 32 bits and read as signed, so numbers that
+ * are half the range or more apart come out the other way round. field_type is called for one of the two objects. Sort
+ * keys beyond 16 are ignored. */
 QUILL_API void smss_add_sort_criterion(smss_ctx *context, const char *name, const char *order);
 
-/* smss_search filters, sorts, and leaves one page in context. The matches are divided into pages of page_size (10 when
- * that is below 1, and at most 100,000); the page is the one with the match number start, counted from 0, and below 0
- * taken as 0. With a page_size of 5, a start of 7 gives the matches 5 to 9, and page_start says 5. A start past the end
- * gives no results, while total says how many there are. Without filters every object matches. The order of objects
- * that tie is not determined. Always returns 0. */
+/* smss_search filters, sorts, and leaves one page in context. Without filters every object matches. The order of
+ * objects that tie is not determined. Always returns 0.
+ *
+ * The matches are divided into pages of page_size: 10 when that is below 1, and at most 100,000. The page is the one
+ * with the match number start, counted from 0; below 0 counts as 0. With a page_size of 5, a start of 7 gives the
+ * matches 5 to 9, and page_start is 5. A start past the end gives no results, while total is the number of all matches.
+ */
 QUILL_API int smss_search(smss_ctx *context, int start, int page_size);
 
 QUILL_END_DECLS

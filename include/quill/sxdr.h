@@ -99,8 +99,8 @@ QUILL_API uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capaci
 QUILL_API uint32_t sxdr_read_str3(char *out, const void *source);
 
 /* sxdr_read_str_new reads the str element at source, which is offset bytes into a message of message_length bytes, into
- * out (capacity bytes). Returns 0 with an empty text also when the element runs past the message, or when out has no
- * room for the text and its NUL; with a capacity of 0 nothing is written. */
+ * out (capacity bytes). It also returns 0 with an empty text when the element runs past the message, or when out has no
+ * room for the text and its NUL. With a capacity of 0 nothing is written. */
 QUILL_API uint32_t sxdr_read_str_new(char *out, uint32_t capacity, const void *source, uint32_t offset,
                                      uint32_t message_length);
 

@@ -17,8 +17,8 @@
  *     strhdlr    u16 length n, then n bytes of text, no NUL      2 + n
  *     bufhdlr    u16 length n, which is the row's size, n bytes  2 + n
  *
- * One process has one active table at a time: what initTLVLib stores, and tlvDefn. Nothing guards them, so one thread
- * uses the library at a time. A buffer that is read may hold any bytes; nothing behind its length is looked at.
+ * One process has one active table at a time: what initTLVLib stores, and tlvDefn. They have no lock, so one thread at
+ * a time uses the library. A buffer that is read may hold any bytes; bytes after its length are not read.
  *
  *     enum { T_UNUSED, T_VLAN, T_SEEN, T_NAME, T_MAC, T_COUNT };
  *     static struct { uint32_t vlan; int32_t seen; char name[32]; uint8_t mac[6]; } station;
@@ -40,8 +40,7 @@
  *
  *     tlvreset();
  *     if (readtlvBuffer(message, size) == size && tlvisset(T_VLAN))
- *         printf("VLAN %u\n", (unsigned)*(uint32_t *)tlvget(T_VLAN));
- */
+ *         printf("VLAN %u\n", (unsigned)*(uint32_t *)tlvget(T_VLAN)); */
 #ifndef QUILL_TLV_H
 #define QUILL_TLV_H
 
@@ -51,7 +50,7 @@ QUILL_BEGIN_DECLS
 
 typedef struct tlv_row tlv_row;
 
-/* What a handler is asked to do. */
+/* What a handler does. */
 enum {
     TLV_ENCODE = 0, /* write the row's value at wire, where remaining bytes are left; the bytes written */
     TLV_DECODE = 1, /* read the value at wire into the row's storage, at most remaining bytes; the bytes consumed */
@@ -73,41 +72,45 @@ struct tlv_row {
 /* tlvDefn points at the definition table, whose index is the type number. The program sets it, in its table hook. */
 extern QUILL_API tlv_row *tlvDefn;
 
-/* initTLVLib stores what all operations use: hook (may be null), which each calls first so that it can make tlvDefn and
- * its rows current; the number of rows; and the data area (kept), which a reset and a read clear. An operation that
- * finds rows but a null tlvDefn breaks the contract (reported as "tlv:100"). */
+/* initTLVLib stores what all operations use. Each of them calls hook (may be null) first, which can make tlvDefn and
+ * its rows current. rows is their number. A reset and a read clear the data area (kept). An operation that finds rows
+ * but a null tlvDefn breaks the contract (reported as "tlv:100"). */
 QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
 
 /* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */
 QUILL_API uint32_t tlvreset(void);
 
 /* tlvset sets the field type from what value points at: a number, a text, or as many bytes as the row's size. Returns
- * what the handler returned; when that is 0 (a text is too long, the row has no handler or no storage) it prints "Error
- * setting data for NAME" on standard output. A type beyond the table ends the process with abort(), also below. */
+ * what the handler returned. That is 0 when a text is too long, or the row has no handler or no storage; then it prints
+ * "Error setting data for NAME" on standard output. A type beyond the table ends the process with abort(), here and
+ * below. */
 QUILL_API int tlvset(uint32_t type, const void *value);
 
 /* tlvisset returns 1 when the field type is set, else 0. */
 QUILL_API uint32_t tlvisset(uint32_t type);
 
-/* tlvget returns the storage of the field type (borrowed from the program itself). Null when the row has none, and when
- * it is not set, which also prints "Error getting data for NAME when value is not set" on standard output. */
+/* tlvget returns the storage of the field type (borrowed from the program itself), or null when the row has no storage.
+ * When the field is not set, it returns null and prints "Error getting data for NAME when value is not set" on standard
+ * output. */
 QUILL_API void *tlvget(uint32_t type);
 
-/* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used, or 0
- * when they do not fit there or in a total of 65,535 bytes, or a handler refuses. Of a text or a buffer above 65,535
+/* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used. Returns
+ * 0 when they do not fit there or in a total of 65,535 bytes, or a handler refuses. Of a text or a buffer above 65,535
  * bytes, its length modulo 65,536 is packed. */
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
-/* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. Types without a row, a handler
- * or storage are skipped, and deliberately type 0 is, although settlvBuffer writes it: leave type 0 unused. Returns the
- * bytes consumed, or 0 for a damaged buffer; then fields before the damage are read, and the field at it counts as set.
- * Fields that are not in the buffer keep their mark: call tlvreset first to tell them apart. */
+/* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. It skips types without a row, a
+ * handler or storage, and type 0, although settlvBuffer writes type 0: leave it unused. Returns the bytes consumed.
+ *
+ * Returns 0 for a damaged buffer. The fields before the damage are then read, and the field at it counts as set. Fields
+ * that are not in the buffer keep their mark: call tlvreset first to distinguish them. Compatibility: peers send type 0
+ * as filler. */
 QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
-/* The handlers; see the table above. An op that is none of TLV_… ends the process with abort().
+/* The handlers; see the table above. An op other than TLV_… ends the process with abort().
  *
- * strhdlr wants two bytes more room than it writes, and on setting and decoding a row's size above the text's length. A
- * storage that the program has filled without a NUL counts as a text of the row's size. */
+ * strhdlr needs room for two bytes more than it writes. On setting and decoding, it needs a row's size above the text's
+ * length. A storage that the program has filled without a NUL counts as a text of the row's size. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

@@ -50,8 +50,9 @@ typedef quill_word (*vlan_alloc_log)(unsigned level, const char *message);
  * may look into it: HashFind(vlanPool_usage_hash_table, vlan) is the usage. */
 extern QUILL_API sHash *vlanPool_usage_hash_table;
 
-/* vlan_alloc_init creates the usage table and returns it as a word; without memory it returns what log returned, or 0,
- * and vlanPool_usage_hash_table is null. Calling it again replaces the table without destroying the first. */
+/* vlan_alloc_init creates the usage table and returns it as a word. Without memory it returns what log returned, or 0
+ * without a log, and vlanPool_usage_hash_table is null. Calling it again replaces the table without destroying the
+ * first. */
 QUILL_API quill_word vlan_alloc_init(vlan_alloc_log log);
 
 /* vlan_alloc_exit destroys the usage table, if there is one. */
@@ -67,15 +68,19 @@ QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_lo
 /* vlan_alloc_release forgets a VLAN, whatever its usage. Returns 1, or 0 when it was not known. */
 QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
 
-/* vlan_alloc_update counts one user more on a VLAN (allocate not 0) or one fewer (0). Usage never falls below 1: such a
- * release, and one of a VLAN that is not known, changes nothing and is logged. Returns, for an allocation, what log
- * returned, or without a log 1 (0 when memory ran out); for a release 1, or what log returned when nothing was changed,
- * or without a log the usage found. */
+/* vlan_alloc_update counts one user more on a VLAN (allocate not 0) or one fewer (0). Usage never falls below 1. A
+ * release that would, and one of a VLAN that is not known, changes nothing and is logged.
+ *
+ *     call                               returns
+ *     allocation                         what log returned; without a log 1, or 0 when memory ran out
+ *     release                            1
+ *     release that changed nothing       what log returned; without a log the usage found */
 QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), the first of several; 0
- * when there is none. Deliberately a list with just one VLAN gives list[0] as it stands: 0 when that slot is empty.
- * Costs a look-up for every entry, and another one as long as the best so far is not known. */
+ * when the list has no VLAN. A list with just one entry gives list[0] as it is: 0 when that slot is empty. Costs a
+ * look-up for every entry, and another one as long as the best so far is not known. Compatibility: programs rely on the
+ * single entry. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark, or over
@@ -85,7 +90,7 @@ QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint
                                                       const uint32_t *filter);
 
 /* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes): of the n VLANs in list,
- * the one at the XOR of the six bytes modulo n; 0 when there is none. */
+ * the one at the XOR of the six bytes modulo n. Returns 0 when the list has no VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac);
 
 /* vlan_alloc_assign_hashBased_filter is vlan_alloc_assign_hashBased over the VLANs that filter does not mark, or over

@@ -1,9 +1,9 @@
 /* quill/vmap.h: a set of VLAN ids (IEEE 802.1Q, 1 to 4094) as a bitmap, shared by reference counting.
  *
  * A map is 4,096 bits, a reference count and a cached text: 520 bytes on the device. Holders share one map with
- * vmap_clone; each releases its own reference with vmap_free. A function that changes bits takes the holder's handle:
- * when the map is shared it first makes a private copy and stores that in the handle (copy on modify), so other holders
- * never see the change.
+ * vmap_clone, and each releases its own reference with vmap_free. A function that changes bits takes the holder's
+ * handle. When the map is shared, it first makes a private copy and stores that in the handle (copy on modify), so
+ * other holders never see the change.
  *
  *     vmap *pool = vmap_from_string("10-20,30");
  *     if (pool && vmap_delete_range(&pool, 15, 15))
@@ -11,12 +11,11 @@
  *     vmap_free(pool);
  *
  * Range text, as vmap_from_string and vmap_validate_string accept it: "0" for no id, "all" (in any case) for 1-4094, or
- * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are fine; blanks, signs, empty items, an id of
+ * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are fine. Blanks, signs, empty items, an id of
  * 0 or above 4094 and a range that runs downwards are not. Order does not matter and items may overlap.
  *
- * A map is used by one thread at a time, shared ones included: the count is a plain number. Functions do not check for
- * a null map, except where they say so.
- */
+ * One thread at a time uses a map, also one that several holders share: the count is a plain number. A map must not be
+ * null, unless a function says otherwise. */
 #ifndef QUILL_VMAP_H
 #define QUILL_VMAP_H
 
@@ -31,8 +30,8 @@ enum {
     VMAP_RANGE_STR_SIZE = 1024 /* bytes of vmap_to_range_str's buffer */
 };
 
-/* vmap is public so that its words can be read, as the filter of quill/vlan_alloc.h for one. Only the functions below
- * change it. */
+/* vmap is public so that programs can read its words, for example as the filter of quill/vlan_alloc.h. Only the
+ * functions below change it. */
 typedef struct vmap {
     uint32_t words[VMAP_WORDS]; /* the ids */
     int32_t references;         /* holders; 1 after vmap_alloc */
@@ -54,8 +53,8 @@ QUILL_API vmap *vmap_copy_on_modify(vmap *map);
 
 /* The functions that change *map return 1, or 0 with everything unchanged when a copy was needed and memory ran out. */
 
-/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. Bits 0 to 4095 can be named; what lies
- * beyond is ignored, and a range that runs downwards changes nothing. */
+/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. Bits 0 to 4095 can be named; ids outside
+ * are ignored, and a range that runs downwards changes nothing. */
 QUILL_API int vmap_add_range(vmap **map, int32_t first, int32_t last);
 QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
 
@@ -70,16 +69,16 @@ QUILL_API int vmap_invert(vmap **map);
 /* vmap_set_bits replaces all bits by the VMAP_WORDS words. */
 QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
 
-/* vmap_clear empties *map in place unless it is shared. A shared one is replaced in the handle by a new empty map.
- * Deliberately the old map's count is not lowered: one of its other holders must call vmap_free once more, or it leaks.
- */
+/* vmap_clear empties *map in place unless it is shared. A shared map is replaced in the handle by a new empty one, and
+ * the old map keeps its count: one of its other holders must call vmap_free once more, or the map leaks. Compatibility:
+ * holders do so. */
 QUILL_API int vmap_clear(vmap **map);
 
 /* vmap_clear_string forgets the cached text and frees it. */
 QUILL_API void vmap_clear_string(vmap *map);
 
-/* vmap_to_string returns the ids as range text, "0" for none: borrowed, until the map changes or is freed. Null when
- * out of memory. Kept in the map, so a second call costs nothing. */
+/* vmap_to_string returns the ids as range text, "0" for an empty set: borrowed, until the map changes or is freed.
+ * Returns null when out of memory. The map keeps the text, so a second call costs nothing. */
 QUILL_API const char *vmap_to_string(vmap *map);
 
 /* vmap_from_string returns a new map of the ids in text (release it with vmap_free); null for a null, empty or invalid
@@ -90,31 +89,40 @@ QUILL_API vmap *vmap_from_string(const char *text);
 QUILL_API int vmap_validate_string(const char *text);
 
 /* vmap_to_range_str returns the ids as range text, or with invert the ids of 1 to 4094 that are not in the map; "" for
- * none. A null map is an empty one. The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes: the next
- * call overwrites it, and a longer text is cut at 1,023 characters. Deliberately a map whose reference count is 0
- * counts as empty, and one whose count is 4094 as full: so does a map with just that many holders. Not for several
- * threads: use vmap_to_string. */
+ * an empty set. A null map is an empty one.
+ *
+ * The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes. The next call overwrites it, and a longer
+ * text is cut at 1,023 characters. It is not for several threads: use vmap_to_string there.
+ *
+ * A map whose reference count is 0 counts as empty, and one whose count is 4094 as full, also with just that many
+ * holders. Compatibility: programs use the count as such a mark. */
 QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 
-/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h: a bool 1 and the range text when that str element
- * is shorter than 640 bytes, else a bool 0 and the 128 words as u32 elements (643 bytes), also when there is no memory
- * for the text. Returns the bytes written, at most what vmap_sxdr_size tells beforehand. */
+/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h. It writes a bool 1 and the range text when that str
+ * element is shorter than 640 bytes. Otherwise, and when there is no memory for the text, it writes a bool 0 and the
+ * 128 words as u32 elements: 643 bytes. Returns the bytes written, at most what vmap_sxdr_size returned before. */
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
-/* vmap_sxdr_read replaces the bits of map (not shared) by those of a message in which the elements are known to be
- * complete: lengths are not checked against its end. (From a stranger, take a set as a str element that
- * sxdr_read_str_safe and vmap_from_string read.) Only a bool of 1 means that a text follows. Returns the bytes
- * consumed, or 0: the first element is no bool (then map is as it was), the text has 640 bytes or more or another kind
- * of element is in its place (then map is empty), the text is invalid (then map holds the items before the fault), or
- * one of the 128 is no u32 (then the words before it are new, and it is 0). The cached text is forgotten with the first
- * change. */
+/* vmap_sxdr_read replaces the bits of map (not shared) by those of a message. The elements must be complete: it does
+ * not compare lengths with the message's end. From another process, take a set as a str element that sxdr_read_str_safe
+ * and vmap_from_string read. Only a bool of 1 means that a text follows.
+ *
+ * Returns the bytes consumed, or 0:
+ *
+ *     what is wrong                                           map then has
+ *     the first element is not a bool                         what it had
+ *     the text has 640 bytes or more, or is another kind      no id
+ *     the text is invalid                                     the items before the fault
+ *     one of the 128 elements is not a u32                    the words before it, and 0 there
+ *
+ * The first change drops the cached text. */
 QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);
 
 /* vmap_sxdr_size returns the bytes that vmap_sxdr_write will write, at most 643. */
 QUILL_API uint32_t vmap_sxdr_size(vmap *map);
 
-/* vmap_compare returns 0 when both maps have the same bits or both are null, 1 when just one is null, else what
- * memcmp over the words gives, whose sign depends on the host's byte order. */
+/* vmap_compare returns 0 when both maps have the same bits or both are null, and 1 when just one is null. Otherwise it
+ * returns what memcmp over the words gives, whose sign depends on the host's byte order. */
 QUILL_API int vmap_compare(const vmap *a, const vmap *b);
 
 /* vmap_is_empty returns 1 when none of the 4,096 bits is set, else 0. */
@@ -127,7 +135,7 @@ QUILL_API int vlan_idx_validate(const char *text);
  *
  * bitid_init returns a new array of bits for n ids, bit k being bit k % 8 of byte k / 8, a set bit meaning in use; null
  * when out of memory. The ids are 0 to n - 1; with a non-null reserve_zero they are 1 to n and bit 0 is in use. The
- * bits behind the last id are in use too, so a search for a clear bit may go byte by byte. Release it with
+ * bits after the last id are in use too, so a search for a clear bit may go byte by byte. Release it with
  * bitid_finish. */
 QUILL_API uint8_t *bitid_init(uint32_t n, const void *reserve_zero);
 
