@@ -166,6 +166,17 @@ offset  name  kind       length  value
      0  a     u8              2  3
 quill decode: 0203: offset 2: expected b, found the end
 END_OF_OUTPUT
+# A capture, but for the time.
+expect 1 "quill decode --pcap cap --hex 0203; { head -c 24 cap; tail -c 10 cap; } | od -An -tx1
+quill decode --pcap nowhere/cap --hex 0203" <<'END_OF_OUTPUT'
+offset  kind       length  value
+     0  u8              2  3
+ a1 b2 c3 d4 00 02 00 04 00 00 00 00 00 00 00 00
+ 00 04 00 00 00 00 00 93 00 00 00 02 00 00 00 02
+ 02 03
+quill decode: cannot make nowhere/cap: No such file or directory
+END_OF_OUTPUT
+
 expect 1 "printf '# a comment\\n\\nu8 256\\n' | quill encode --hex
 printf 'u8 \\033[31m' | quill encode --hex" <<'END_OF_OUTPUT'
 quill encode: standard input:3: u8: expected a number up to 255, found 256
@@ -607,10 +618,12 @@ quill vlan --nonsense 1" <<'END_OF_OUTPUT'
 quill hmac: --key is given twice
 usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]
 quill decode: no option "-x"
-usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]
+usage: quill decode [--hex | --lines] [--names NAMES] [--pcap OUT]
+                    [--plain | --json] [FILE]
 quill: no command "nothing"; quill --help lists them
 quill decode: --names: expected names with commas between them
-usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]
+usage: quill decode [--hex | --lines] [--names NAMES] [--pcap OUT]
+                    [--plain | --json] [FILE]
 quill vlan: no option "--nonsense"
 usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...
 END_OF_OUTPUT

@@ -12,7 +12,8 @@
 namespace quill::cli {
 
 constexpr char kDecodeHelp[] =
-    "usage: quill decode [--hex | --lines] [--names NAMES] [--plain | --json] [FILE]\n"
+    "usage: quill decode [--hex | --lines] [--names NAMES] [--pcap OUT]\n"
+    "                    [--plain | --json] [FILE]\n"
     "\n"
     "Shows the elements of a codec message: offset, kind, length (tag included) and\n"
     "value, opaque data as a dump. The message is read from FILE, or from standard\n"
@@ -28,6 +29,8 @@ constexpr char kDecodeHelp[] =
     "                 with more or fewer elements is damaged. @FILE is a file with a\n"
     "                 line for each value of a message's first element, such as\n"
     "                 \"1: event,mac,vlan\"; the value * is any other\n"
+    "  --pcap OUT     also write the messages to OUT, as packets of a capture that\n"
+    "                 Wireshark opens, with the dissector of libquill\n"
     "  --plain        print what quill encode reads\n"
     "  --json         print a JSON object for each message, with the number of its\n"
     "                 line; a u64 may be more than programs with 53-bit numbers hold\n"

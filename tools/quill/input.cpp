@@ -50,6 +50,10 @@ void append(Bytes &out, std::string_view text) {
     for (const char c : text) out.append(static_cast<uint8_t>(c));
 }
 
+void append_number(Bytes &out, uint64_t number, size_t size) {
+    for (size_t i = size; i-- > 0;) out.append(static_cast<uint8_t>(number >> 8 * i));
+}
+
 std::string_view trimmed(std::string_view text) {
     const size_t first = text.find_first_not_of(kBlanks);
     if (first == std::string_view::npos) return {};

@@ -47,6 +47,7 @@ inline std::string_view part(std::string_view text, size_t from, size_t count = 
 }
 
 void append(Bytes &out, std::string_view text);
+void append_number(Bytes &out, uint64_t number, size_t size);  // big-endian
 
 // Without the blanks at its ends.
 std::string_view trimmed(std::string_view text);

@@ -15,8 +15,8 @@
 namespace quill::cli {
 
 constexpr char kListenHelp[] =
-    "usage: quill listen [--type TYPE] [--count N] [--names NAMES] [--plain | --json]\n"
-    "                    SOCKET\n"
+    "usage: quill listen [--type TYPE] [--count N] [--names NAMES] [--pcap OUT]\n"
+    "                    [--plain | --json] SOCKET\n"
     "\n"
     "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
     "as quill decode does. A damaged message is told, and the next one is shown. The\n"
@@ -29,6 +29,8 @@ constexpr char kListenHelp[] =
     "  --count N      end after N messages, with status 1 if one was damaged; without\n"
     "                 it, go on until interrupted\n"
     "  --names NAMES  what the elements are called; quill decode --help tells more\n"
+    "  --pcap OUT     also write the messages to OUT, as for quill decode; a pipe of\n"
+    "                 mkfifo shows them as they come, with wireshark -k -i OUT\n"
     "  --plain        print what quill send reads\n"
     "  --json         print a JSON object for each message, one a line\n"
     "\n"

@@ -54,6 +54,7 @@ void encode_object(JsonInput &json, Bytes &message) {
 Decoder::Decoder(Arguments &arguments)
     : report_(take_form(arguments)),
       names_(arguments),
+      capture_(arguments, kCodecMessages),
       columns_{{"offset", 6, true}, {"name", -names_.width()}, {"kind", -9}, {"length", 6}, {"value", 0}} {
     if (!names_.are_given()) columns_[1] = columns_[0];
 }
@@ -67,6 +68,7 @@ void Decoder::begin_message(const char *key, size_t number) {
 
 void Decoder::show(std::span<const uint8_t> message, const char *name, const char *key, size_t number) {
     if (message.size() > UINT32_MAX) fail("%s: longer than a message can be", name);
+    capture_.add(message);
     Damage damage;
     begin_message(key, number);
     const bool whole = show_elements(message, damage);

@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 
+#include "capture.h"
 #include "command.h"
 #include "damage.h"
 #include "elements.h"
@@ -35,6 +36,7 @@ private:
 
     Report report_;
     Names names_;
+    Capture capture_;
     Column columns_[5];
     bool all_whole_ = true;
 };

@@ -33,6 +33,7 @@ constexpr char kSendHelp[] =
     "  --timeout SECONDS  how long a receiver may take to read or to answer (5); 0 is\n"
     "                     no limit\n"
     "  --names NAMES      what the elements of an answer are called, as for decode\n"
+    "  --pcap OUT         also write the answers to a file, as for decode\n"
     "  --plain            print answers as text that quill encode reads\n"
     "  --json             print answers as objects of JSON\n"
     "\n"

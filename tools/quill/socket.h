@@ -46,9 +46,8 @@ constexpr size_t kLongestMessage = 1 << 20;
 enum class Arrival { kMessage, kTooLong, kPart, kEnd, kFailed };
 
 // Receives the next message, for which `message` is emptied. On a stream, all bytes until the peer closes are one
-// message: kPart as long as it does not, and the next call appends to it. kEnd: the peer has closed, and there is no
-// message.
-// kFailed leaves the reason in errno.
+// message: the result is kPart as long as it does not, and the next call appends. kEnd: the peer has closed, and there
+// is no message. kFailed leaves the reason in errno.
 Arrival receive(const Socket &socket, int type, Bytes &message);
 
 }  // namespace quill::cli

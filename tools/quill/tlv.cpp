@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "capture.h"
 #include "command.h"
 #include "console.h"
 #include "damage.h"
@@ -15,7 +16,7 @@
 namespace quill::cli {
 
 constexpr char kTlvHelp[] =
-    "usage: quill tlv [--hex] [--plain | --json] [FILE]\n"
+    "usage: quill tlv [--hex] [--pcap OUT] [--plain | --json] [FILE]\n"
     "       quill tlv --encode [--json] [--hex] [FILE]\n"
     "\n"
     "Shows the records of a TLV buffer, FILE or standard input: offset, type,\n"
@@ -23,12 +24,14 @@ constexpr char kTlvHelp[] =
     "it is printable. What a type means, only its program knows. At damage it says\n"
     "where, and ends with status 1; the records before are shown.\n"
     "\n"
-    "  --hex     the buffer is text: bytes in hexadecimal, as for quill decode\n"
-    "  --plain   print what --encode reads\n"
-    "  --json    print a JSON object; with --encode, read one\n"
-    "  --encode  make a buffer of a text and write it to standard output, with --hex\n"
-    "            as digits. Each line is a type, and bytes in hexadecimal, a text in\n"
-    "            quotes, or u32 and a number; empty lines and # lines are skipped\n"
+    "  --hex       the buffer is text: bytes in hexadecimal, as for quill decode\n"
+    "  --pcap OUT  also write the buffer to a capture file, as quill decode does\n"
+    "  --plain     print what --encode reads\n"
+    "  --json      print a JSON object; with --encode, read one\n"
+    "  --encode    make a buffer of a text and write it to standard output, with\n"
+    "              --hex as digits. Each line is a type, and bytes in hexadecimal, a\n"
+    "              text in quotes, or u32 and a number; empty lines and # lines are\n"
+    "              skipped\n"
     "\n"
     "example: echo '0009 0003 0005 68656c6c6f' | quill tlv --hex\n";
 
@@ -111,10 +114,6 @@ bool read_records(std::span<const uint8_t> buffer, Damage &damage, Show show) {
 
 // --- making a buffer
 
-void append_number(Bytes &out, uint64_t number, size_t size) {
-    for (size_t i = size; i-- > 0;) out.append(static_cast<uint8_t>(number >> 8 * i));
-}
-
 void append_record(Bytes &buffer, uint64_t type, std::span<const uint8_t> value) {
     append_number(buffer, type, kTypeSize);
     append_number(buffer, value.size(), kLengthSize);
@@ -187,6 +186,7 @@ int encode_tlv(const char *path, bool hex, bool as_json) {
 int tlv(Arguments &arguments) {
     const bool hex = arguments.take("--hex"), as_json = arguments.take("--json");
     const bool as_plain = arguments.take("--plain"), encodes = arguments.take("--encode");
+    Capture capture(arguments, kTlvBuffers);
     const auto operands = arguments.operands(0, 1);
     if (as_plain && (as_json || encodes)) arguments.misused("--plain alone");
     if (encodes && !hex) arguments.refuse_terminal();
@@ -195,6 +195,7 @@ int tlv(Arguments &arguments) {
     const char *name = name_of_input(path);
     const Bytes buffer = hex ? read_dump(path) : read_input(path);
 
+    capture.add(buffer);
     Damage damage;
     Report report(as_json ? Form::kJson : as_plain ? Form::kPlain : Form::kTable);
     report.begin_object();
