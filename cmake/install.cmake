@@ -23,6 +23,7 @@ if(QUILL_PROGRAM)
   install(FILES tools/quill/quill.bash DESTINATION ${share}/bash-completion/completions RENAME quill COMPONENT tools)
   install(FILES tools/quill/quill.zsh DESTINATION ${share}/zsh/site-functions RENAME _quill COMPONENT tools)
   install(FILES tools/quill/quill.fish DESTINATION ${share}/fish/vendor_completions.d COMPONENT tools)
+  install(FILES tools/wireshark/quill.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
 endif()
 
 install(FILES tools/python/quill.py DESTINATION lib/python3/dist-packages COMPONENT python)

@@ -48,6 +48,7 @@ chroot root sh -ec "
     env -i PATH=/usr/bin PYTHONDONTWRITEBYTECODE=1 python3 -c 'import quill; assert quill.VlanSet([1])'
     bash -c '. /usr/share/bash-completion/completions/quill; complete -p quill'
     test -s /usr/share/zsh/vendor-completions/_quill -a -s /usr/share/fish/vendor_completions.d/quill.fish
+    ! command -v tshark >/dev/null || tshark -G protocols | grep -q quill_tlv
     test -s /usr/share/doc/libquill-doc/html/index.html
     cd /usr/share/doc/libquill-doc
     for page in README.md docs/*.md; do
