@@ -41,7 +41,7 @@ constexpr char kListenHelp[] =
 
 namespace {
 
-// The socket's file. The open socket keeps its inode, so that no other file gets the same number meanwhile.
+// The socket's file. As long as the socket is open, its inode is in use, and another file cannot have the same number.
 struct {
     char path[sizeof sockaddr_un::sun_path];
     struct stat made;
@@ -58,7 +58,7 @@ void remove_own_file() {
 
 void remove_and_end(int signal) {
     remove_own_file();
-    raise(signal);  // for which there is no handler any more
+    raise(signal);  // its handler was reset, so that it ends the program
 }
 
 void remove_at_end() {
@@ -155,6 +155,7 @@ private:
             damage.find("more bytes");
             decoder_.refuse(damage, path_, "message", ++shown_);
         } else if (arrival == Arrival::kFailed) {
+            if (type_ == SOCK_DGRAM) fail("cannot receive at %s: %s", path_, strerror(error));
             complain("%s: %s", path_, strerror(error));
         }
         flush_output();

@@ -20,7 +20,7 @@ public:
     Labels() = default;
     explicit Labels(std::string_view list) : left_(list), fits_(true) {}
 
-    // The name of the next element. Empty when there is no more; the first time, that is damage.
+    // The name of the next element. Empty after the last name; the first such element is damage.
     std::string_view next(const Element &element, Damage &damage);
     // Whether the message, which ends here, has the elements that are named; otherwise the damage says why.
     bool fit(size_t end, Damage &damage);
@@ -38,7 +38,7 @@ public:
 
     bool are_given() const { return option_ != nullptr; }
     int width() const { return width_; }  // of the longest one
-    // Those of a message; none, with the damage, when its first element is none of the file's.
+    // Those of a message. Without any, with the damage, if the file does not have its first element.
     Labels of(std::span<const uint8_t> message, Damage &damage) const;
 
 private:
