@@ -15,7 +15,7 @@ build() {
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DQUILL_TESTS=OFF -DQUILL_EXAMPLES=OFF >"$work/log" 2>&1 &&
         "$cmake" --build "$work/$1" --target quill -j"$(nproc)" >>"$work/log" 2>&1 ||
         { cat "$work/log"; exit 1; }
-    cp "$(find "$work/$1" -name 'libquill.so.*' -type f)" "$work/$1.so"
+    cp "$(find "$work/$1" -name 'libquill.so.*[0-9]' -type f)" "$work/$1.so"
 }
 
 build first
