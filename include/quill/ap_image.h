@@ -25,7 +25,7 @@ QUILL_BEGIN_DECLS
 /* ap_get_image_filename returns the file of an image type, or null when there is no such type. */
 QUILL_API const char *ap_get_image_filename(uint32_t type);
 
-/* ap_get_image_type returns the type of a file, whose name is compared to the letter, or 0xffffffff. */
+/* ap_get_image_type returns the type of a file, or 0xffffffff. The case of the name matters. */
 QUILL_API uint32_t ap_get_image_type(const char *filename);
 
 /* ap_get_all_image_filenames calls callback with each file of the full set, in the order of the table. */
@@ -34,8 +34,8 @@ QUILL_API void ap_get_all_image_filenames(void (*callback)(const char *filename)
 /* isImgCompatWithCPU returns 1: every image that is offered to this processor can be used on it. */
 QUILL_API int isImgCompatWithCPU(void);
 
-/* isImgCompatWithCfg returns 1 when a1.a2 is above 3.1 or a5.a6 is not, as versions compare (major, minor), else 0.
- * Which of them is the image's and which the configuration's, the callers agree on. a3 and a4 do not matter. */
+/* isImgCompatWithCfg returns 1 when a1.a2 is above 3.1 or a5.a6 is not, as versions compare (major, minor), else 0. The
+ * callers agree on which of the two is the image's and which the configuration's. a3 and a4 do not matter. */
 QUILL_API int isImgCompatWithCfg(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, uint32_t a6);
 
 QUILL_END_DECLS

@@ -7,11 +7,11 @@
  *     char text[64];
  *     args_to_cmdline(text, sizeof text, "echo", "a;b", NULL);    // echo "a;b"
  *
- * Words are any bytes but NUL; only the characters named here mean something, whatever the locale.
+ * Words are any bytes except NUL. Only the characters named here have a meaning, whatever the locale.
  *
- * Splitting what was joined gives the words back if none of them is empty or has a carriage return or line feed in it,
- * and each that has a single quote in it also has one of the characters < > ; & | blank tab. Joined words are not safe
- * to give to a shell: "$" and the back quote are not escaped.
+ * Splitting a joined line gives the words back under two conditions. No word is empty or has a carriage return or line
+ * feed in it. Each word with a single quote also has one of the characters < > ; & | blank tab. Joined words are not
+ * safe to give to a shell: "$" and the back quote are not escaped.
  *
  * All functions may be called from several threads and from signal handlers. */
 #ifndef QUILL_ARGV_H
@@ -22,10 +22,11 @@
 QUILL_BEGIN_DECLS
 
 /* cmdline_to_argv splits a line into words, in the line itself: each word ends with a NUL in it, and words gets
- * pointers to the first `capacity` of them (borrowed: they last as long as the line). No null pointer is stored behind
- * them. Returns how many words the line has, which may be more than capacity; 0 for null and for a line without words.
+ * pointers to the first `capacity` of them (borrowed: they last as long as the line). It stores no null pointer after
+ * them. Returns how many words the line has, which may be more than capacity. Returns 0 for null and for a line without
+ * words.
  *
- * Words are separated by blanks, tabs, carriage returns and line feeds. Quotes and backslashes are taken out:
+ * Words are separated by blanks, tabs, carriage returns and line feeds. Quotes and backslashes are removed:
  *
  *     a\ b        a b        a backslash keeps the next character as it is, also between quotes
  *     'a "b'      a "b       between single quotes
@@ -36,16 +37,16 @@ QUILL_BEGIN_DECLS
  *     a\          a          a backslash at the end is dropped */
 QUILL_API int cmdline_to_argv(int capacity, char **words, char *line);
 
-/* argv_to_cmdline joins words by blanks into buffer, which has size bytes. A word with one of the characters
- * < > ; & | blank tab CR LF in it is put between double quotes; carriage returns and line feeds are dropped; double
- * quotes and backslashes get a backslash before them. Words end with count, or with a null pointer among them.
+/* argv_to_cmdline joins words by blanks into buffer, which has size bytes. A word with one of the characters < > ; & |
+ * blank tab CR LF in it is put between double quotes. Carriage returns and line feeds are dropped. Double quotes and
+ * backslashes get a backslash before them. Words end with count, or with a null pointer among them.
  *
- * Returns the length of the whole line, without the NUL, as snprintf does: when that is size or more, the line is cut
+ * Returns the length of the whole line, without the NUL, as snprintf does. When that is size or more, the line is cut
  * to size - 1 bytes and the NUL. A size of 0 or less is refused: 0, and nothing is written. */
 QUILL_API int argv_to_cmdline(char *buffer, int size, int count, char *const *words);
 
-/* args_to_cmdline does the same with words given one by one, and a null pointer, (char *)NULL, after the last. Without
- * any word it returns 0 and leaves the buffer as it is. */
+/* args_to_cmdline is argv_to_cmdline with the words as arguments, and a null pointer, (char *)NULL, after the last.
+ * Without any word it returns 0 and leaves the buffer as it is. */
 QUILL_API int args_to_cmdline(char *buffer, int size, ...) __attribute__((sentinel));
 
 QUILL_END_DECLS

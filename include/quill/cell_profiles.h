@@ -1,7 +1,6 @@
 /* quill/cell_profiles.h: the USB cellular modems that are supported out of the box. The cellular connection manager
- * recognises a modem in this table and takes its defaults from it; what the codes and words mean is up to that program.
- * The records are constants, which any thread may read.
- */
+ * recognises a modem in this table and takes its defaults from it. That program defines what the codes and words mean.
+ * The records are constants, which any thread may read. */
 #ifndef QUILL_CELL_PROFILES_H
 #define QUILL_CELL_PROFILES_H
 
@@ -13,7 +12,7 @@ QUILL_BEGIN_DECLS
 enum {
     CELL_PROFILE_MODEM = 101,
     CELL_PROFILE_MASS_STORAGE = 105, /* a modem that still shows itself as a CD drive with its drivers */
-    CELL_PROFILE_END = 111           /* the last record, which is empty but for this */
+    CELL_PROFILE_END = 111           /* the last record; all its other fields are empty */
 };
 
 /* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers
@@ -26,7 +25,7 @@ typedef struct cell_profile {
     char serial_device[64];   /* a name under /dev; "none" without serial port; empty for CELL_PROFILE_MASS_STORAGE */
     uint32_t code;            /* CELL_PROFILE_MODEM and so on */
     uint8_t reserved2[12];    /* 0 */
-    uint32_t options[2];      /* 0 but for one modem */
+    uint32_t options[2];      /* 0 except for one modem */
     char provider[64];        /* the name of the default profile of a provider, "none" or empty */
     char texts[2][64];        /* of the connection: "internet" or empty */
     uint32_t driver_class;    /* 2 for common serial modems */

@@ -8,11 +8,10 @@
  *     QuillLog(log, QUILL_LEVEL_ERROR, "no VLAN left for %s", station);
  *
  * prints "placementd: no VLAN left for 02:00:00:00:00:01" on standard error, and logs "no VLAN left for …" at LOG_ERR
- * through quill/syslog.h, whose one connection all component logs of a process share: the last one created gives its
- * name and facility to all, and the first one destroyed closes it for all.
+ * through quill/syslog.h, whose one connection all component logs of a process share. The log created last gives its
+ * name and facility to all, and the first one destroyed closes the connection for all.
  *
- * Several threads may log: records of the system log are never mixed, lines on standard error may be.
- */
+ * Several threads may log: records of the system log are never mixed, lines on standard error may be. */
 #ifndef QUILL_COMPONENT_LOG_H
 #define QUILL_COMPONENT_LOG_H
 
@@ -39,20 +38,22 @@ typedef struct LogHandle {
     char name[32];        /* the component's, cut to 30 characters */
 } LogHandle;
 
-/* CreateLog returns a new log, to be released with DestroyLog; null when memory runs out, and then nothing has changed.
- * It calls openlog(name, 0, facility): name (kept) must live as long as anything in the process logs, and facility is
- * as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). Records have no process id. ignored has no meaning. When the
- * process has logged before, the next message to the system log is lost (see openlog): create all logs before the first
- * message. */
+/* CreateLog returns a new log, to be released with DestroyLog. Returns null when memory runs out, and then nothing has
+ * changed. It calls openlog(name, 0, facility). name (kept) must live as long as anything in the process logs. facility
+ * is as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). Records have no process id. ignored has no meaning.
+ *
+ * When the process has logged before, the next message to the system log is lost (see openlog): create all logs before
+ * the first message. */
 QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
 
-/* DestroyLog calls closelog, so that the logs that are left send under the name "syslog", with the default facility and
- * mask, and frees log (taken; null: only the former). */
+/* DestroyLog calls closelog, and frees log (taken; a null log only calls closelog). The logs that are left then send
+ * under the name "syslog", with the default facility and mask. */
 QUILL_API void DestroyLog(LogHandle *log);
 
-/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it): as the line "NAME:
- * MESSAGE" to standard error, which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL counts
- * as that, one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported; errno is left as it was. */
+/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it). It goes to standard
+ * error as the line "NAME: MESSAGE", which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL
+ * counts as QUILL_LEVEL_CRITICAL, and one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported, and
+ * errno is left as it was. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 QUILL_END_DECLS

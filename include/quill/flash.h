@@ -1,34 +1,39 @@
 /* quill/flash.h: the board's hardware: NVRAM, CPLD registers, machine type, and the flash partition.
  *
- * Each call opens its device, makes one request and closes it. Results are 0 for done and -1 for not done, with the
- * reason on standard error, where nothing else is said. The programs of a device run as root; opening the devices takes
- * that.
+ * Each call opens its device, makes one request and closes it. Unless the text says otherwise, results are 0 for done
+ * and -1 for not done, with the reason on standard error. The programs of a device run as root, which opening the
+ * devices requires.
  *
  *     uint8_t led;
  *     if (ReadCPLD(4, &led) == 0) ...
  *
- * Flash transfers of all processes run one at a time: under an advisory lock of the device (flock, shared for reads,
- * exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A process that dies in a
- * transfer, by SIGKILL too, gives both back (a transfer that cannot have them goes on without), unless another of its
- * threads has forked or run another program meanwhile: the new process then keeps the lock, and the new program the
- * semaphore. Every transfer is written down in a history that outlives the process, so that a crash or worn flash can
- * be traced to who caused it: "/tmp/flashophist" is a quill_flash_history.
+ * Flash transfers of all processes run one at a time. A transfer takes an advisory lock of the device (flock, shared
+ * for reads, exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer that
+ * cannot take them goes on without. A process that dies in a transfer, also by SIGKILL, gives both back, with one
+ * exception: another of its threads has forked or run another program meanwhile. The new process then keeps the lock,
+ * and the new program the semaphore.
  *
- * The oldest record is overwritten. A label of more than 31 characters deliberately runs on over what follows it, up to
- * the end of the file. Nothing locks the history, yet each transfer has a record of its own: who is killed while it
- * writes one leaves that one incomplete, and no other.
+ * Every transfer is recorded in a history that outlives the process, so that a crash or worn flash can be traced to the
+ * process that caused it: "/tmp/flashophist" is a quill_flash_history. The oldest record is overwritten. The history
+ * has no lock; each transfer claims its own record. A process killed while writing leaves only its own record
+ * incomplete. A label of more than 31 characters runs on over the following fields, up to the end of the file.
+ * Compatibility: readers of the file know such records.
  *
- * A file that is not such a history does not stop a transfer, and nothing is written outside of it. One that is too
- * short grows to its size; of one that is too long, the part behind is left alone. With another capacity it is no
- * history of ours: all of it is zeroed and begun anew; a capacity of 0 is a file that was just being made, and is only
- * filled in. A next record beyond the capacity counts as 0. If the file cannot be opened, mapped or given its
- * memory, transfers go on without a history, and each next one tries again. A link is not opened, nor a file that
- * other users may change; one with a second name is left to that name, and a new one begun (docs/trust.md).
+ * A file that is not such a history does not stop a transfer, and nothing is written outside of it:
+ *
+ *     the file                                        what happens
+ *     is too short                                    it grows to its size
+ *     is too long                                     the part after the history is left alone
+ *     has another capacity                            all of it is zeroed and starts again
+ *     has a capacity of 0                             another process is just making it: it is only filled in
+ *     has a next record beyond the capacity           the next record counts as 0
+ *     cannot be opened, mapped or given its memory    transfers go on without a history, and each next one tries again
+ *     is a link, or other users may change it         it is not opened
+ *     has a second name                               it is left to that name, and a new one starts (docs/trust.md)
  *
  * Transfers may run in several threads. A signal does not let one in before its turn. Cancellation is held off until
- * the transfer is over. The name of the flash device belongs to the process and nothing guards it: set it before
- * starting threads.
- */
+ * the transfer is over. The name of the flash device belongs to the process and has no lock: set it before starting
+ * threads. */
 #ifndef QUILL_FLASH_H
 #define QUILL_FLASH_H
 
@@ -49,9 +54,9 @@ typedef struct quill_flash_record {
     uint8_t when[4];         /* seconds since boot */
     uint8_t offset[4];       /* of the transfer, in the flash */
     uint8_t operation[4];    /* 1 read, 0 write */
-    uint8_t length[4];       /* that was asked for */
+    uint8_t length[4];       /* as requested */
     uint8_t milliseconds[4]; /* that the whole call took */
-    char process[32];        /* "name[pid]" of who made it, or "unknown" */
+    char process[32];        /* "name[pid]" of the process that made it, or "unknown" */
     char parent[32];         /* the same of that process's parent */
 } quill_flash_record;
 
@@ -80,33 +85,37 @@ QUILL_API int ReadCPLD16(uint32_t reg, uint16_t *value);
 QUILL_API int WriteCPLD(uint32_t reg, const uint8_t *value);
 QUILL_API int WriteCPLD16(uint32_t reg, const uint16_t *value);
 
-/* ReadSamMachType has the driver of "/dev/sam0" fill the buffer, as large as that driver wants it, and returns its
- * first byte, or 0 on any failure. */
+/* ReadSamMachType returns the first byte that the driver of "/dev/sam0" stores in the buffer, or 0 on any failure. The
+ * buffer must be as large as that driver requires. */
 QUILL_API int ReadSamMachType(uint8_t *buffer);
 
 /* --- the flash partition */
 
-/* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device.
- * What does not fit QUILL_FLASH_NAME_SIZE with a NUL is cut off. */
+/* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device. A
+ * name that does not fit QUILL_FLASH_NAME_SIZE with its NUL is cut. */
 QUILL_API size_t set_ap_flash_dev_name(const char *device);
 
 /* get_ap_flash_dev_name returns the name itself, borrowed, and not a copy: it changes when another is set. */
 QUILL_API char *get_ap_flash_dev_name(void);
 
-/* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device named, or of the process's when device
- * is null, with one read or write. They return 0 when that transferred anything, also a part: there is no telling how
- * much. They return 0 also when it transferred nothing, and -1 when it failed, both without a record in the history;
- * and -1 with a message when the device cannot be opened or the offset reached, or there is no semaphore. */
+/* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device, with one read or write. device names
+ * it; null is the process's device.
+ *
+ *     result  when
+ *     0       the call transferred some or all bytes (the result does not say how many)
+ *     0       it transferred none; without a record in the history
+ *     -1      it failed; without a record in the history
+ *     -1      the device cannot be opened or the offset reached, or the semaphore is missing; with a message */
 QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char *device);
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);
 
-/* flash_ophist_init maps the history, made where there is none, and returns its QUILL_FLASH_HISTORY_SIZE bytes,
+/* flash_ophist_init maps the history, and makes the file if it is missing. Returns its QUILL_FLASH_HISTORY_SIZE bytes,
  * borrowed until the process ends: the same address at every call. Returns null when it cannot. Transfers call it
- * themselves; its descriptor and mapping are then kept. Who makes the file shorter while it is mapped ends the
- * processes that write to it. */
+ * themselves; its descriptor and mapping are then kept. A process that makes the file shorter while it is mapped ends
+ * the processes that write to it. */
 QUILL_API void *flash_ophist_init(void);
 
-/* tpm_hw_init returns its argument: there is no such chip on this platform. */
+/* tpm_hw_init returns its argument: this platform has no such chip. */
 QUILL_API quill_word tpm_hw_init(quill_word word);
 
 QUILL_END_DECLS

@@ -1,23 +1,22 @@
 /* quill/identity.h: which access point this is, and in what state.
  *
- * Most functions read one small text file that the kernel or a daemon publishes, at every call, and answer the number
+ * Most functions read one small text file that the kernel or a daemon publishes, at every call, and return the number
  * in it. Numbers are decimal with white space and a sign before them; text after the number is ignored, and values
- * outside int are clamped. Files are read in at most 31 characters of their first line, except where "%d" is said:
- * there the number may follow white space, lines included, and stands in the first 255 bytes. /tmp/mesh_role is only
- * read if it is a regular file (docs/trust.md).
+ * outside int are clamped. At most 31 characters of the first line are read. Where the table says "%d", the number may
+ * follow white space, lines included, within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file
+ * (docs/trust.md).
  *
- *     function                   file               answers when there is no file    no number in it
- *     getApType                  /proc/ap_model     0                                0
- *     getApFlashVariant          /proc/fl_var       -1                               0, -1 when it is empty
- *     get_ap_booted_partition    /proc/booted       -2                               0, -2 when it is empty
- *     get_mesh_role              /tmp/mesh_role     0                                0          "%d"
- *     is_mesh_ap                 /tmp/mesh_role     0                                0          "%d"
- *     get_ap_installation_type   the caller's       -1                               0          "%d"
- *     getSysUptime               /proc/uptime       -1, with a message               0
- *     getSysUptime_d             /proc/uptime       -1.0                             see there
+ *     function                   file               returns when the file is missing   no number in it
+ *     getApType                  /proc/ap_model     0                                  0
+ *     getApFlashVariant          /proc/fl_var       -1                                 0, -1 when it is empty
+ *     get_ap_booted_partition    /proc/booted       -2                                 0, -2 when it is empty
+ *     get_mesh_role              /tmp/mesh_role     0                                  0          "%d"
+ *     is_mesh_ap                 /tmp/mesh_role     0                                  0          "%d"
+ *     get_ap_installation_type   the caller's       -1                                 0          "%d"
+ *     getSysUptime               /proc/uptime       -1, with a message                 0
+ *     getSysUptime_d             /proc/uptime       -1.0                               see there
  *
- * All functions may be called from several threads. Those that read a file hold cancellation off while they do.
- */
+ * All functions may be called from several threads. Those that read a file hold cancellation off while they do. */
 #ifndef QUILL_IDENTITY_H
 #define QUILL_IDENTITY_H
 
@@ -48,7 +47,7 @@ QUILL_API int get_ap_installation_type(const char *path);
 
 /* --- mesh */
 
-/* get_mesh_role returns the mesh role, 0 for none; is_mesh_ap whether it is not 0. */
+/* get_mesh_role returns the mesh role, 0 for an access point outside a mesh; is_mesh_ap returns whether it is not 0. */
 QUILL_API int get_mesh_role(void);
 QUILL_API int is_mesh_ap(void);
 
@@ -91,18 +90,18 @@ enum { QUILL_RTC_TIME_SIZE = 32 };
 QUILL_API int getRtcTime(char *buf);
 
 /* getSysUptime returns whole seconds since boot, or -1 after perror("fopen") or perror("fread"). It opens the file for
- * reading and writing, deliberately: to programs without that right, there is no answer. */
+ * reading and writing, so programs without that right get -1. Compatibility: programs use that as a check. */
 QUILL_API int getSysUptime(void);
 
-/* getSysUptime_d returns seconds since boot with their fraction; but -1.0 whenever the file has fewer than 256 bytes,
- * which the kernel's always has. Programs are written to that. */
+/* getSysUptime_d returns seconds since boot with their fraction. It returns -1.0 whenever the file has fewer than 256
+ * bytes, as the kernel's always has. Compatibility: programs expect -1.0. */
 QUILL_API double getSysUptime_d(void);
 
 /* get_build_time returns when the library was built: the local time of the build as local time of the caller. A
  * reproducible build sets SOURCE_DATE_EPOCH, and this is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
-/* --- what this platform does not have: programs ask for it, and go by these answers */
+/* --- what this platform does not have: programs call these, and rely on the results */
 
 /* getSwVersion zeroes the first 5 bytes of buf and returns 0. Reentrant. */
 QUILL_API int getSwVersion(char *buf);

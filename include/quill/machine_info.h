@@ -1,5 +1,4 @@
-/* quill/machine_info.h: a diagnostic dump, for when something has gone wrong and the state of the machine is to be
- * kept. */
+/* quill/machine_info.h: a diagnostic dump of the machine's state, for when something has gone wrong. */
 #ifndef QUILL_MACHINE_INFO_H
 #define QUILL_MACHINE_INFO_H
 
@@ -7,8 +6,8 @@
 
 QUILL_BEGIN_DECLS
 
-/* saveMachineInfo appends the state of the machine to the file at path, which is made where there is none, mode 0644
- * (0666 under umask 022): saveMachineInfo("/flash/machine_info"). It runs some twenty commands by the shell, one after
+/* saveMachineInfo appends the state of the machine to the file at path: saveMachineInfo("/flash/machine_info"). A
+ * missing file is made with mode 0644 (0666 under umask 022). It runs some twenty commands by the shell, one after
  * another on the calling thread (see quill/command.h for what they get from the caller), and waits for each. Standard
  * output and standard error of all of them go to the file:
  *
@@ -21,14 +20,14 @@ QUILL_BEGIN_DECLS
  *     mysqladmin processlist                            with a heading
  *
  * Returns 1 when the last command could be started, else 0 with errno. A tool that is missing or fails leaves its error
- * text, and the next one follows; so does a path that cannot be written, about which nothing can be said anywhere.
+ * text, and the next one follows. A path that cannot be written is not reported.
  *
- * 0 also, before anything is run, for null and for a path of more than 167 characters. A path with characters that mean
- * something to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed and FIFOs waited for:
- * choose a folder that other users do not write in, so not /tmp (docs/trust.md). No command gets the caller's standard
- * input.
+ * It returns 0 without running anything for null and for a path of more than 167 characters. A path with characters
+ * that have a meaning to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed and FIFOs
+ * waited for: choose a folder that other users cannot write in, so not /tmp (docs/trust.md). No command gets the
+ * caller's standard input.
  *
- * Threads may call it at once; two dumps into the same file mix their sections. */
+ * Several threads may call it at once; two dumps into the same file mix their sections. */
 QUILL_API int saveMachineInfo(const char *path);
 
 QUILL_END_DECLS

@@ -6,7 +6,7 @@
  *     int status = lines ? quill_pclose_thr(lines, child) : -1;
  *     if (status != -1 && WIFEXITED(status)) ...WEXITSTATUS(status)
  *
- * There are two pairs, which must not be mixed:
+ * The functions are two pairs, which must not be mixed:
  *
  *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone.
  *                                          No program that another thread starts ever holds an end of the pipe, not
@@ -15,15 +15,15 @@
  *                                          programs with one thread and no other child. The stream stays open in
  *                                          programs that the process runs by fork and exec.
  *
- * The command runs as "/bin/sh -c COMMAND", with umask 022 and with what else the caller has: descriptors that are not
- * close-on-exec, environment, working directory, blocked and ignored signals; handlers become default actions. A
- * command that is put together from foreign text must be quoted by the caller. Where the shell cannot be run, the child
- * exits with code 255.
+ * The command runs as "/bin/sh -c COMMAND", with umask 022. Everything else is the caller's: descriptors that are not
+ * close-on-exec, environment, working directory, blocked and ignored signals. Handlers become default actions. The
+ * caller must quote text in a command that comes from others. Where the shell cannot be run, the child exits with code
+ * 255.
  *
- * mode is "r" (the stream reads the command's standard output) or "w" (what is written to the stream is the command's
- * standard input, which ends with the close); nothing else is a mode, "re" neither.
+ * mode is "r" (the stream reads the command's standard output) or "w" (the command's standard input is what the program
+ * writes to the stream, and ends with the close). Any other mode is refused, also "re".
  *
- * Starting a command costs the same however much memory the process has: it is not copied, and handlers of
+ * The cost of starting a command does not depend on the process's memory: the process is not copied, and handlers of
  * pthread_atfork do not run. The calls are not cancellation points: a cancelled thread finishes the call it is in. They
  * are not for signal handlers.
  *
@@ -38,14 +38,17 @@
 
 QUILL_BEGIN_DECLS
 
-/* quill_popen starts command and returns a new stream, which quill_pclose closes. Null, with errno and no child:
- * another mode (EINVAL), no descriptors, memory or processes left. */
+/* quill_popen starts command and returns a new stream, which quill_pclose closes. Returns null with errno, and starts
+ * no child, for another mode (EINVAL) and when no descriptors, memory or processes are left. */
 QUILL_API FILE *quill_popen(const char *command, const char *mode);
 
 /* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
- * status as wait gives it (exit code 2 is 0x200), or -1 with errno: the stream could not be closed (EPIPE where a
- * command in mode "w" has not read all; nothing was waited for), there is no child (ECHILD), or a signal came (EINTR).
- * The stream is gone in any case. */
+ * status as wait gives it (exit code 2 is 0x200), or -1 with errno. The stream is closed in any case.
+ *
+ *     EPIPE     the stream could not be closed, as when a command in mode "w" has not read all; it waited for no child.
+ *               Other errors of the close may take its place
+ *     ECHILD    the process has no child
+ *     EINTR     a signal came */
 QUILL_API int quill_pclose(FILE *stream);
 
 /* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 where it returns null.
@@ -53,8 +56,8 @@ QUILL_API int quill_pclose(FILE *stream);
 QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
 
 /* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. Returns and fails as quill_pclose
- * does, with ECHILD also when somebody else has waited for the child. After a -1 for another reason the child is still
- * the caller's to wait for. */
+ * does, with ECHILD also when another call has waited for the child. After a -1 for another reason the caller still has
+ * to wait for the child. */
 QUILL_API int quill_pclose_thr(FILE *stream, int child);
 
 QUILL_END_DECLS

@@ -11,33 +11,30 @@
  *     -----BEGIN FILE-----          the table
  *     -----BEGIN VERSION-----       the version line
  *
- * each with its "-----END ...-----". Sections come in any order. One that comes again goes on where it was, they may
- * overlap, and what stands in none is ignored. A line is a marker when it begins with one, whatever follows. Empty
- * lines are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399 bytes,
- * each of which counts as a line.
+ * each with its "-----END ...-----". Sections come in any order and may overlap. A section that opens again goes on
+ * where it was. Lines outside all sections are ignored. A line is a marker when it begins with one, whatever follows.
+ * Empty lines are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399
+ * bytes, each of which counts as a line.
  *
- * What is signed is the table without its last byte, which must be a newline, followed by the version section. THE
+ * The signature covers the table without its last byte, which must be a newline, followed by the version section. THE
  * BORDER BETWEEN THE TWO IS NOT SIGNED: whoever may change the file can move it, so that a part of the table is taken
- * for the version or the other way round. A publisher therefore ends each table with a line that its readers insist on,
- * and gives versions a form that no line of a table has, which they check. docs/trust.md says what else is promised.
+ * for the version or the other way round. So a publisher ends each table with a line that its readers require. It gives
+ * versions a form that no line of a table has, and readers check that form. docs/trust.md has the other guarantees.
  *
- * The work is left to the openssl and gunzip commands, found on PATH and started by the C library's system(); with
- * SIGCHLD ignored that cannot tell their end, and no file is valid (-94). Commands are only judged by what they write,
- * not by their status.
- *
- * No command waits for a person: its standard input is /dev/null, and setsid, if the machine has it, takes its
- * terminal.
+ * The openssl and gunzip commands do the work. They are found on PATH and started by the C library's system(). A
+ * process that ignores SIGCHLD cannot see their end, and no file is valid there (-94). Only the output of commands
+ * counts, not their status. No command waits for a person: its standard input is /dev/null, and setsid, if the machine
+ * has it, detaches it from its terminal.
  *
  * Temporary files have fixed names in "/quill/reg_table/", which the system provides and only trusted users may write
  * in. Each is created new, readable and writable for its owner alone whatever the umask. All are removed before a
- * function returns, whatever happens. If anything but a regular file has the name of one, such as a symbolic link, that
- * file counts as one that cannot be written.
+ * function returns. If anything except a regular file has the name of one, such as a symbolic link, that file counts as
+ * one that cannot be written.
  *
  * Validation and unpacking wait for another thread's or process's to end, by a lock on "tempdecryptedfile.gz" in that
- * folder; but log_buf and the version's text are for one thread at a time. The functions are not cancellation points.
- * Each step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two that prove
- * something; the last text is left in log_buf.
- */
+ * folder. But log_buf and the version's text are for one thread at a time. The functions are not cancellation points.
+ * Each step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two steps that
+ * prove something. The last text is left in log_buf. */
 #ifndef QUILL_REG_TABLE_H
 #define QUILL_REG_TABLE_H
 
@@ -73,50 +70,52 @@ enum {
 };
 
 /* parse_validate_encrypted_signed_reg_tbl_file returns 0 when the file at path is signed by a certificate that leads up
- * to the two above and is in its time of validity: those two alone are trusted, not what the machine's openssl trusts
- * besides. Else
+ * to the two above and is in its time of validity. Only those two are trusted, not those that the machine's openssl
+ * trusts. Else it returns
  *
  *     -97   path is null, or cannot be opened or read, or a section cannot be put into its temporary file
- *     -94   no command can be run to decode the signature, or its output not be written
+ *     -94   no command can be run to decode the signature, or its output cannot be written
  *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
- *           output not be written
+ *           output cannot be written
  *     -96   the table's or the version's section cannot be read back, memory running out included; or the table does
  *           not end with a newline, or one of the two is empty or has a NUL byte
  *     -92   no memory for the signed data
  *     -95   the signed data cannot be written to its temporary file
- *     -100  the certificate or the signature is not valid, or that could not be found out: for want of openssl, of
- *           memory, or of one of the temporary files of the check
+ *     -100  the certificate or the signature is not valid, or the check could not be done: openssl, memory or one of
+ *           its temporary files is missing
  *
  * No function hands out the table: the program reads it from the validated file, by the rules for sections above. */
 QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 
 /* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
- * characters and up to its first NUL byte. The text is borrowed: it lasts until the next call of this function or the
- * one below, and is not to be changed. Returns 0; or -1, with *version unchanged, when the file cannot be opened or
- * read (path null included). Deliberately, a file without a version leaves the text of the call before, "" in the
- * first. Nothing is validated, and no temporary file is made. */
+ * characters and up to its first NUL byte. The text is borrowed and constant: it lasts until the next call of this
+ * function or the one below. Returns 0. Returns -1, with *version unchanged, when the file cannot be opened or read
+ * (path null included). It validates nothing, and makes no temporary file.
+ *
+ * A file without a version leaves the text of the call before, "" in the first. Compatibility: programs rely on it. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
 /* parse_validate_get_reg_tbl_file_ver validates, stores the version that has been validated in *version as
- * get_reg_tbl_file_ver does, and returns 0; or -97, with *version unchanged, when the file is not valid, for whatever
- * reason. The table is the caller's to read: nobody may change the file until then. */
+ * get_reg_tbl_file_ver does, and returns 0. When the file is not valid, for any reason, it returns -97 with *version
+ * unchanged. The caller then reads the table: no process may change the file until it has. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
-/* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, whole, and puts what that gives, up to the first
- * NUL byte, in place of the content of out_path, made with mode 0666 under the umask where there is none. gunzip wants
- * a name that ends in .gz; the file stays. out_path may not be the same. NOTHING IS VALIDATED, despite the name nothing
- * is decrypted, and a damaged file gives what gunzip could make of it, nothing included. So do a machine without
- * gunzip, a gunzip that is killed, and a full file system: validate what has been unpacked before it is used. Returns
- * 0; or
+/* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, and replaces the content of out_path by the
+ * result, up to the first NUL byte. A missing out_path is made with mode 0666 under the umask. gunzip requires a name
+ * that ends in .gz; the file stays. out_path must be another file.
+ *
+ * NOTHING IS VALIDATED, and despite the name nothing is decrypted. A damaged file gives what gunzip could make of it,
+ * which may be nothing. A machine without gunzip, a gunzip that is killed, and a full file system have the same effect:
+ * validate the unpacked file before use. Returns 0, or
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written
- *     -98   no command can be run, or the file for its output not be made; also for a path that is too long for a
+ *     -98   no command can be run, or the file for its output cannot be made; also for a path that is too long for a
  *           command line of 511 characters
  *     -96   what gunzip has written cannot be read; or no memory
  *     -95   out_path cannot be written; it is left empty when it could be opened
  *
- * Any in_path is safe: where it has characters that mean something to the shell, it is quoted. */
+ * Any in_path is safe: characters with a meaning to the shell are quoted. */
 QUILL_API int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path);
 
 QUILL_END_DECLS

@@ -1,11 +1,10 @@
 /* quill/storage.h: where a program may put data, how much room there is, and what is on USB storage.
  *
- * Every call looks at the file systems afresh. All functions may be called from several threads; those that open a file
- * hold cancellation off while they do. Nothing is printed.
+ * Every call reads the state of the file systems again. All functions may be called from several threads; those that
+ * open a file hold cancellation off while they do. Nothing is printed.
  *
- * Sizes are whole megabytes (2^20 bytes) unless bytes are said. Products of blocks and block size are deliberately
- * taken in 32 bits: a file system of 4 GiB and more shows its size modulo 4 GiB. The platform's are smaller.
- */
+ * Sizes are whole megabytes (2^20 bytes) unless the text says bytes. Products of blocks and block size are taken in 32
+ * bits: a file system of 4 GiB and more shows its size modulo 4 GiB. Compatibility: the platform's are smaller. */
 #ifndef QUILL_STORAGE_H
 #define QUILL_STORAGE_H
 
@@ -15,16 +14,16 @@ QUILL_BEGIN_DECLS
 
 /* --- room on file systems */
 
-/* freeFlash and freeFlash1 return the room that unprivileged programs have on "/flash" and "/flash1", sizeFlash the
- * size of "/flash"; all bits set, which is -1 as an int, when it cannot be found out or is no file system with blocks.
- */
+/* freeFlash and freeFlash1 return the room that unprivileged programs have on "/flash" and "/flash1", and sizeFlash the
+ * size of "/flash". They return all bits set, which is -1 as an int, when it cannot be found out or the file system has
+ * no blocks. */
 QUILL_API uint32_t freeFlash(void);
 QUILL_API uint32_t freeFlash1(void);
 QUILL_API uint32_t sizeFlash(void);
 
 /* freeDisk returns the room on the RAM disk "/tmp", or the usable free memory of get_free_mem when that is less and
- * known; -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem knows nothing, so that
- * the room on "/tmp" is returned though the memory for it is short. When reserve is not 0 it returns 5 less, but not
+ * known. It returns -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem fails, so the
+ * result is the room on "/tmp" although the memory for it is short. When reserve is not 0 the result is 5 less, but not
  * below 0. */
 QUILL_API int freeDisk(int reserve);
 
@@ -36,9 +35,9 @@ QUILL_API int get_rootfs_mem(uint32_t *bytes);
 
 /* get_free_mem_cached reads "/proc/meminfo" as the platform's kernel writes it: a header of six names with a colon
  * each, then the row "Mem:" with total, used, free, shared, buffers and cached bytes. It stores the total, the free
- * memory less 17 MB kept for the system, and, unless that pointer is null, the cached memory, and returns 0. Returns -1
- * and stores nothing when the file is missing or of another form, when nothing is cached, and when less than 17 MB are
- * free.
+ * memory less 17 MB reserved for the system, and, unless that pointer is null, the cached memory, and returns 0.
+ * Returns -1 and stores nothing when the file is missing or of another form, when nothing is cached, and when less than
+ * 17 MB are free.
  *
  * get_free_mem does the same without the cached memory. */
 QUILL_API int get_free_mem_cached(int64_t *total, int64_t *usable, int64_t *cached);
@@ -46,7 +45,7 @@ QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 
 /* --- a place for a download */
 
-/* Where get_temp_dir and get_temp_dir2 say that there is room. */
+/* What get_temp_dir and get_temp_dir2 return: the place with room. */
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
 
 /* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, for ever) and returns
@@ -65,28 +64,31 @@ QUILL_API int is_flash1_present(void);
 QUILL_API int is_flash_crash_present(void);
 QUILL_API int is_file_present(const char *path);
 
-/* write_str_to_file puts text in place of the file's content, making the file with mode 0666 under the umask where
- * there is none. Returns 0; or 1 when a pointer is null or the file cannot be opened. What a full file system does not
- * take is not told. "%%" in the text becomes one "%", deliberately; every other "%" is written as it stands. */
+/* write_str_to_file replaces the file's content by text. A missing file is made with mode 0666 under the umask. Returns
+ * 0. Returns 1 when a pointer is null or the file cannot be opened; write errors are not reported. "%%" in the text
+ * becomes one "%"; every other "%" is written as it is. Compatibility: callers double the "%". */
 QUILL_API int write_str_to_file(const char *path, const char *text);
 
 /* --- USB storage: "/mnt/usbdisk" has a directory for each mounted partition */
 
 enum { QUILL_USB_PATH_SIZE = 256 };
 
-/* chkUsbPath looks for the regular file of that relative path, such as "images/a.bin", in every partition, writes its
- * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Of path the first 255 characters count.
- * The case of names matters, and symbolic links are not followed. Deliberately, from a directory that begins with "."
- * on, the rest of the directory part is not looked at: for ".x/b" the file b is looked for at the top of the partition,
- * and the path that is written, with ".x" in it, may not exist. A directory part that begins with a slash or has two in
- * a row names nothing, but slashes alone are none. A path with ".." may lead out of the stick: refuse it first where it
- * is foreign. Returns null when there is no such file, with all of out zeroed; or, when there is no "/mnt/usbdisk",
- * unchanged. */
+/* chkUsbPath searches every partition for the regular file of that relative path, such as "images/a.bin". It writes the
+ * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters of path
+ * count. The case of names matters, and symbolic links are not followed. Returns null when the file is in no partition,
+ * with all of out zeroed; or, when "/mnt/usbdisk" is missing, with out unchanged.
+ *
+ * A path with ".." may lead out of the stick: refuse it first where it comes from others. A directory part that begins
+ * with a slash, or has two in a row, finds nothing; slashes alone are no directory part.
+ *
+ * From a directory that begins with "." on, the rest of the directory part is not searched: for ".x/b" the file b is
+ * searched at the top of the partition, and the path that is written, with ".x" in it, may not exist. Compatibility:
+ * programs rely on it. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 
 /* chkUsbSlotPartPath writes "/mnt/usbdisk/slot<slot>/<partition>/<name>" into out, QUILL_USB_PATH_SIZE bytes, cut to
- * fit, and returns 1 when something is there; else it zeroes all of out and returns 0. "%%" in the name becomes one "%"
- * in out, deliberately, though what was looked for has both; every other "%" stays. */
+ * fit, and returns 1 when the file exists. Otherwise it zeroes all of out and returns 0. "%%" in the name becomes one
+ * "%" in out, but not in the file name that is tested; every other "%" stays. Compatibility: callers double the "%". */
 QUILL_API int chkUsbSlotPartPath(const char *name, int slot, int partition, char *out);
 
 QUILL_END_DECLS

@@ -36,16 +36,15 @@
  *      |   local time, in English
  *      the priority: 8 times the facility, and the level
  *
- * with its NUL, by which records in a stream are told apart.
+ * with its NUL, which separates records in a stream.
  *
- * A message that the daemon does not get (there is none, or it has gone) closes the connection, and goes to the console
- * with LOG_CONS; the next message connects anew. No function reports an error. errno is left as it was.
+ * A message that does not reach the daemon, because it does not run or has ended, closes the connection, and goes to
+ * the console with LOG_CONS. The next message connects again. No function reports an error. errno is left as it was.
  *
  * All functions may be called from several threads; records are never mixed. After a fork the child may log, even if
  * another thread was logging at that moment. The process's first call of any function here prepares that, so a threaded
- * program that forks calls openlog before it starts its threads. The functions are no cancellation points and, like the
- * C library's, not for signal handlers.
- */
+ * program that forks calls openlog before it starts its threads. The functions are not cancellation points and, like
+ * the C library's, not for signal handlers. */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H
 
@@ -55,24 +54,25 @@
 
 QUILL_BEGIN_DECLS
 
-/* The facility of messages that have none: 53, outside of the standard's range. */
+/* The facility of messages that name no facility: 53, outside of the standard's range. */
 enum { QUILL_LOG_FACILITY = 53 << 3 };
 
 /* openlog sets what the following messages have in common.
  *
- * identity (kept: the text must live as long as messages are logged; null: as it was) stands in front of each message.
- * options replaces the earlier ones:
+ * identity (kept: the text must live as long as messages are logged; null: as it was) begins each message. options
+ * replaces the earlier ones:
  *
  *     LOG_PID     add the process id
  *     LOG_CONS    write a message that cannot be sent to /dev/console
- *     LOG_NDELAY  connect now, not with the first message; where no daemon is there yet, the first message is lost,
- *                 even if there is one by then
+ *     LOG_NDELAY  connect now, not with the first message; without a daemon at that moment, the first message is lost,
+ *                 even if a daemon runs by then
  *     LOG_PERROR  also write each message to standard error, from the identity on
  *
- * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and what is no facility, leaves it.
+ * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and a number that is not a facility,
+ * leaves it.
  *
- * Called while connected, it deliberately drops the connection, and the next message is then lost (or goes to the
- * console): call it once, at the start, or after closelog. */
+ * Called while connected, it drops the connection, and the next message is then lost (or goes to the console): call it
+ * once, at the start, or after closelog. Compatibility: daemons depend on it. */
 QUILL_API void openlog(const char *identity, int options, int facility);
 
 /* Where a fortified <syslog.h> came first, it has defined the next two, as calls of the last two. */
@@ -88,15 +88,15 @@ QUILL_API void vsyslog(int priority, const char *format, va_list arguments) __at
 
 #endif
 
-/* closelog closes the connection and forgets what openlog and setlogmask have set. The next message connects again. */
+/* closelog closes the connection and resets what openlog and setlogmask have set. The next message connects again. */
 QUILL_API void closelog(void);
 
 /* setlogmask sets which levels are logged, LOG_MASK(level) or LOG_UPTO(level), all of them at first; 0 changes nothing.
- * Returns the mask before the call. Like openlog and closelog, it waits while another thread's message does. */
+ * Returns the mask before the call. Like openlog and closelog, it waits while another thread's message waits. */
 QUILL_API int setlogmask(int mask) QUILL_THROWS_NOTHING;
 
 /* __syslog_chk and __vsyslog_chk are what the compiler puts in place of syslog and vsyslog with _FORTIFY_SOURCE. They
- * do the same; nobody writes a call of them. */
+ * do the same; programs do not call them by name. */
 QUILL_API void __syslog_chk(int priority, int flag, const char *format, ...) __attribute__((format(printf, 3, 4)));
 QUILL_API void __vsyslog_chk(int priority, int flag, const char *format, va_list arguments)
     __attribute__((format(printf, 3, 0)));

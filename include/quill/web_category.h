@@ -69,8 +69,8 @@ QUILL_API const char *web_cc_cat_string(uint32_t category);
 
 /* --- IP reputation */
 
-/* ip_rep_threat_mask_string returns the name of the lowest bit of threat_mask that has one, and "N/A" when none is set.
- * Deliberately it names one kind of threat, also where the mask has several.
+/* ip_rep_threat_mask_string returns the name of the lowest bit of threat_mask that has one, and "N/A" when no such bit
+ * is set. Compatibility: displays have room for one kind of threat, also where the mask has several.
  *
  *     0x1    spam source            0x10   scanners               0x100  anonymous proxy
  *     0x2    windows exploits       0x20   denial of service      0x200  reserved
