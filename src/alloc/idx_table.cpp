@@ -13,7 +13,7 @@
 //     summary   bit b set: bucket b has a free index
 //     buckets   bit k of bucket b set: the index at offset 64 b + k from first is free
 //
-// The lowest set bit of the summary and then of that bucket is the free index nearest to first. Bits behind the last
+// The lowest set bit of the summary and then of that bucket is the free index nearest to first. Bits after the last
 // index are never set.
 
 struct idx_table {
@@ -96,7 +96,7 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
     if (t.summary == 0) return -1;
     const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
     uint64_t &word = t.buckets()[bucket];
-    if (word == 0) return -1;  // not in a table that nobody else wrote to
+    if (word == 0) return -1;  // only in a table that something else wrote to
     const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(word));
     word = without_lowest_bit(word);
     if (word == 0) t.summary = without_lowest_bit(t.summary);

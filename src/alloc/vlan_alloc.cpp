@@ -22,8 +22,8 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
 // The caller's log function, and the operation that logs. A call puts together "function (vlan_alloc:line): text" and
-// returns what the caller's function did, or without_log when there is none. The lines are part of the messages:
-// support staff search logs for them.
+// returns what the caller's function did, or without_log without one. The lines are part of the messages: support staff
+// search logs for them.
 class Log {
 public:
     Log(vlan_alloc_log function, const char *operation) : function_(function), operation_(operation) {}
@@ -35,7 +35,7 @@ public:
     }
 
 private:
-    // Apart, so that a caller without a log sets up no buffer, nor the guard behind it.
+    // Out of line, so that callers without a log function do not pay for the buffer and its stack guard.
     template <typename... Parts>
     [[gnu::noinline]] static quill_word write(vlan_alloc_log function, const char *operation, Level level, int line,
                                               Parts... parts) {
@@ -191,7 +191,7 @@ uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_
     const Pool pool = checked(list, count, __func__);
     switch (count_of(pool, any)) {
         case 0: return 0;
-        case 1: return pool[0];  // as it stands, also when the one VLAN is in another slot
+        case 1: return pool[0];  // as it is, also when the one VLAN is in another slot
         default: return least_used(pool, any, log);
     }
 }

@@ -13,7 +13,7 @@ constexpr bool is_alphanumeric(int c) { return is_digit(c) || ('a' <= c && c <= 
 // Blank, tab, newline, vertical tab, form feed and carriage return.
 constexpr bool is_space(int c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
 
-// 0-15, or -1 for what is no hexadecimal digit.
+// 0-15, or -1 for other characters than hexadecimal digits.
 constexpr int hex_value(int c) {
     if (is_digit(c)) return c - '0';
     const unsigned letter = (static_cast<unsigned>(c) | 0x20) - 'a';  // of either case

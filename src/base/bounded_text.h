@@ -12,15 +12,15 @@
 
 namespace quill {
 
-// A text that grows in a caller's buffer, with a NUL behind it at all times. A buffer of no bytes is left alone. The
-// texts that are added must not overlap it.
+// A text that grows in a caller's buffer, with a NUL after it at all times. A buffer of no bytes is left alone. Texts
+// that are added must not overlap the buffer.
 class BoundedText {
 public:
     BoundedText(char *buffer, size_t size) : start_(buffer), size_(size) {
         if (size_ > 0) *start_ = '\0';
     }
-    // Goes on behind the text that the buffer has. A buffer without a NUL is full.
-    static BoundedText behind(char *buffer, size_t size) { return {buffer, size, strnlen(buffer, size)}; }
+    // Continues the text that the buffer has. A buffer without a NUL is full.
+    static BoundedText append_to(char *buffer, size_t size) { return {buffer, size, strnlen(buffer, size)}; }
 
     // The length of all that was added, whether there was room or not.
     size_t length() const { return length_; }
@@ -80,7 +80,7 @@ inline size_t copy_text(char *out, size_t size, std::string_view text) {
     return copy.length();
 }
 inline size_t append_text(char *out, size_t size, std::string_view text) {
-    BoundedText whole = BoundedText::behind(out, size);
+    BoundedText whole = BoundedText::append_to(out, size);
     whole.add(text);
     return whole.length();
 }

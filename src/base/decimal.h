@@ -20,7 +20,7 @@ enum class Overflow {
 
 constexpr int kAnyNumber = -1;
 
-// Reads at most that many digits, moves text behind them and returns their number; 0 when there are none.
+// Reads at most kMost digits, moves text past them and returns their number; 0 without a digit.
 template <Overflow kOverflow, int kMost = kAnyNumber>
 constexpr uint32_t read_digits(const char *&text, uint32_t largest = UINT32_MAX) {
     uint32_t number = 0;
@@ -35,8 +35,8 @@ constexpr uint32_t read_digits(const char *&text, uint32_t largest = UINT32_MAX)
     return number;
 }
 
-// Reads a number as scanf's %d takes it, and moves text behind it: white space, a sign, digits. A number that no int
-// holds becomes the nearest that one does, or wraps. False when there is no digit; nothing is changed then.
+// Reads a number as scanf's %d does (white space, sign, digits), and moves text past it. Values outside int are clamped
+// or wrap. Returns false, with nothing changed, if there is no digit.
 template <Overflow kOverflow>
 [[nodiscard]] constexpr bool read_int(const char *&text, int &number) {
     const char *at = text;
@@ -50,7 +50,7 @@ template <Overflow kOverflow>
     return true;
 }
 
-// The number that a text begins with; 0 when there is none.
+// The number that a text begins with; 0 if it begins with none.
 template <Overflow kOverflow>
 constexpr int int_of(const char *text) {
     int number = 0;

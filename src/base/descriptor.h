@@ -11,8 +11,7 @@
 
 namespace quill {
 
-// Closes its descriptor when it goes, and leaves errno as it was: what went wrong before is what a caller wants to
-// know.
+// Closes its descriptor when it is destroyed, and leaves errno as it was: the caller needs the earlier error.
 class [[nodiscard]] Descriptor {
 public:
     Descriptor() = default;

@@ -1,5 +1,5 @@
-// Numbers of either byte order at unaligned addresses: big-endian is what stands on the wire, and what addresses are
-// hashed as; little-endian is what some standards ask for.
+// Numbers of either byte order at unaligned addresses: messages are big-endian, and so are addresses when they are
+// hashed; some standards require little-endian.
 #pragma once
 
 #include <stdint.h>

@@ -5,7 +5,7 @@
 
 namespace quill {
 
-// For what must not change what a caller is told, or what %m prints.
+// For code that must not change the caller's error, or what %m prints.
 class [[nodiscard]] ErrnoGuard {
 public:
     ErrnoGuard() = default;

@@ -1,5 +1,5 @@
-// Files with fixed names. Other users know the names and may be able to write in the folder, so anything may stand
-// there: a link to a file that must not change, a pipe that blocks whoever opens it, a file with a second name.
+// Files with fixed names. Other users know the names and may be able to write in the folder, so anything may be there:
+// a link to a file that must not change, a pipe that blocks whoever opens it, a file with a second name.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@ namespace quill {
 Descriptor open_fixed(const char *path, int flags, mode_t mode = 0);
 
 // Creates a temporary file that only this user can read and write, whatever the umask. It is always a new file: one
-// that an interrupted run left behind may still be open elsewhere. Anything but a regular file stays and is a refusal.
+// that an interrupted run left may still be open elsewhere. Anything but a regular file stays and is a refusal.
 Descriptor create_temporary(const char *path);
 
 }  // namespace quill

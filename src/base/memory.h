@@ -15,13 +15,13 @@ struct Free {
 template <typename T>
 using Owned = std::unique_ptr<T, Free>;
 
-// n zeroed objects, null when memory runs out. T must be happy with all bits zero and need no destructor.
+// n zeroed objects, null when memory runs out. T must be valid with all bits zero and trivially destructible.
 template <typename T>
 [[nodiscard]] Owned<T> new_zeroed(size_t n = 1) {
     return Owned<T>(static_cast<T *>(calloc(n, sizeof(T))));
 }
 
-// One such object; malloc and a few stores, as calloc does not use all of an allocator's short cuts.
+// One value-initialised object. malloc and a few stores: glibc's calloc does not use the per-thread cache.
 template <typename T>
 [[nodiscard]] Owned<T> new_object() {
     void *memory = malloc(sizeof(T));

@@ -1,7 +1,7 @@
 // A command line for the shell with one word of a caller's in it, which stays one word whatever bytes it has.
 //
-// A word of characters that mean nothing to the shell is put in as it is; any other stands in single quotes, in which
-// the shell leaves everything alone but the quote itself:
+// A word of characters without a meaning to the shell is put in as it is. Any other is put between single quotes, in
+// which the shell changes nothing except the quote itself:
 //
 //     placementd     placementd
 //     a;reboot       'a;reboot'
@@ -18,7 +18,7 @@
 
 namespace quill {
 
-// With room for that many bytes of the line as it is unquoted: quoting takes nothing from what a caller may give.
+// kSize limits the line before quoting, so quoting does not shorten what a caller may pass.
 template <size_t kSize = 256>
 class ShellLine {
 public:

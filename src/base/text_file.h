@@ -15,9 +15,8 @@ namespace quill {
 
 enum class FileNumber { kNoFile, kNoNumber, kRead };
 
-// Fills the buffer from the file's start, as far as there is content, and puts a NUL behind it, in the last byte at the
-// furthest. Returns how much was read; -1 with errno when the first read fails. A later one that fails ends the
-// content.
+// Reads up to buffer.size() - 1 bytes from the start of the file and adds a NUL. Returns how many were read, or -1 with
+// errno when the first read fails. A later read that fails ends the content.
 inline ssize_t read_start(int fd, std::span<char> buffer) {
     size_t length = 0;
     while (length < buffer.size() - 1) {
@@ -47,7 +46,7 @@ inline ssize_t read_start(const char *path, std::span<char> buffer) {
     return read_int<Overflow::kClamps>(at, *number) ? FileNumber::kRead : FileNumber::kNoNumber;
 }
 
-// Opens a file to be written anew, making it where there is none, as fopen does for "w". Async-signal-safe, as is what
+// Opens a file to be replaced, and makes it if it is missing, as fopen does for "w". Async-signal-safe, as is what
 // follows; the caller holds cancellation off.
 inline Descriptor open_to_replace(const char *path) {
     return Descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));

@@ -38,7 +38,7 @@ inline bool has_tag(const uint8_t *at, Tag tag) { return *at == static_cast<uint
 //
 //     kWidth             bytes of the value that a program holds, at any alignment
 //     kSize              bytes of the element, tag included
-//     matches(at)        whether the tags of such an element stand there, looked at from left to right
+//     matches(at)        whether the tags at at are those of such an element, from left to right
 //     put(at, value)     writes the element
 //     get(at, out)       stores the value of an element that matches
 
@@ -60,7 +60,7 @@ struct NumberElement {
     }
 };
 
-// 4 to 16 bytes that travel as they stand in memory. The value may overlap the element. It is copied as two words, as
+// 4 to 16 bytes that are sent as they are in memory. The value may overlap the element. It is copied as two words, as
 // an array on the stack would cost a guard.
 template <Tag kTag, uint32_t kBytes>
 struct BytesElement {
@@ -85,7 +85,7 @@ using Ip = BytesElement<Tag::ip, 4>;
 using Ipv6 = BytesElement<Tag::ipv6, 16>;
 using Mac = BytesElement<Tag::mac, 6>;
 
-// The structure as it stands in memory, except for the family's byte order.
+// The structure as it is in memory, except for the family's byte order.
 struct IpAf {
     static constexpr uint32_t kWidth = sizeof(ip_af_addr);
     static constexpr uint32_t kSize = 1 + kWidth;
@@ -157,7 +157,7 @@ private:
 
 // --- Kinds with a length: the tag, the length, then as many bytes.
 
-enum class Content { text, data };  // a text gets a NUL behind it when it is read
+enum class Content { text, data };  // a text gets a NUL when it is read
 
 template <Tag kTag, typename LengthType, Content kKind>
 struct SizedElement {
@@ -170,7 +170,7 @@ struct SizedElement {
         store_be(at + 1, length);
     }
     static void put(uint8_t *at, const void *bytes, Length length) {
-        copy_bytes(at + kHeader, bytes, length);  // first: the bytes may stand in this very buffer
+        copy_bytes(at + kHeader, bytes, length);  // first: the bytes may be in this very buffer
         put_header(at, length);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }

@@ -132,7 +132,7 @@ uint32_t sxdr_read_u16(uint16_t *out, const void *source) { return read<element:
 uint32_t sxdr_read_u32(uint32_t *out, const void *source) { return read<element::U32>(out, source); }
 uint32_t sxdr_read_u64(uint64_t *out, const void *source) { return read<element::U64>(out, source); }
 uint32_t sxdr_read_ip(uint32_t *out, const void *source) { return read<element::Ip>(out, source); }
-// A failed read deliberately clears only the first word; the other twelve bytes keep what the caller put there.
+// A failed read clears only the first word. Compatibility: the other twelve bytes keep what the caller put there.
 uint32_t sxdr_read_ipv6(void *out, const void *source) { return read<element::Ipv6, 4>(out, source); }
 uint32_t sxdr_read_ip_af(ip_af_addr *out, const void *source) { return read<element::IpAf>(out, source); }
 uint32_t sxdr_read_mac(void *out, const void *source) { return read<element::Mac>(out, source); }
@@ -148,7 +148,7 @@ uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capacity) {
     uint32_t length = element::Str::length(bytes(source));
     if (capacity < length) length = capacity > 0 ? capacity - 1 : 0;
     element::Str::get(bytes(source), out, length);
-    // Not the element's size when the text was cut: callers that read on ask for the size first.
+    // Not the element's size when the text was cut: callers that read on get the size first.
     return element::Str::kHeader + length;
 }
 

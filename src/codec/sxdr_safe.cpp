@@ -30,7 +30,7 @@ int advance(uint32_t *cursor, uint32_t element_size, uint32_t result) {
     return static_cast<int>(result);
 }
 
-// The message from the offset to its end: empty when the offset lies behind it.
+// The message from the offset to its end: empty when the offset is past it.
 template <typename Byte, typename Void>
 std::span<Byte> rest(Void *message, uint32_t size, uint32_t offset) {
     if (offset >= size) return {};

@@ -3,12 +3,12 @@
 //     record.right ──▶ root        record ⇄ smallest ⇄ … ⇄ greatest ⇄ record
 //
 // A node hangs on a side of its parent, and the root on the right side of the tree record, whose parent is always null:
-// so there is no special case for the root but where a climb ends. Links change in attach() alone, and the tree's shape
-// in rotate(); a double rotation is two of them. What is said once here for both sides has `heavy`, `light` or `side`
-// where textbooks have a mirrored copy.
+// so the root is a special case only where a climb ends. Links change in attach() alone, and the tree's shape in
+// rotate(); a double rotation is two of them. Textbooks give each case twice, mirrored; here `side`, `heavy` and
+// `light` name either side.
 //
-// Heights are not stored: a balance tells which side is higher by one. Who adds or takes a level climbs from there and
-// adjusts balances until a subtree's height stays what it was.
+// Heights are not stored: a balance says which side is higher by one. A change that adds or removes a level climbs from
+// there, and adjusts balances until a subtree's height stays what it was.
 #pragma once
 
 #include <stdint.h>

@@ -6,7 +6,7 @@
 #include "containers/walk.h"
 
 // A descent ends at a link: the pointer to the node that was found, or the null where the key belongs. Insertion and
-// deletion change what stands there, so that the root needs no case of its own.
+// deletion change that pointer, so that the root needs no case of its own.
 
 static_assert(offsetof(btree, key) == 0 && sizeof(btree) == 3 * sizeof(void *));
 
@@ -78,8 +78,8 @@ void btree_walk(const btree *root, btree_action action) {
     quill::walk<quill::Path<const btree>>(root, nullptr, action);
 }
 
-// Only nodes that are not above the key are to be come back to, for their right subtree. One that is above it is the
-// answer when nothing smaller is, so all that was to be done before it is void.
+// The stack holds nodes whose key is not above `key`; their right subtrees are still to be searched. A node above it
+// becomes the answer so far, and everything stacked before it can only be greater.
 void *btree_next(const void *key, const btree *root, btree_comparison compare) {
     quill::Path<const btree> not_above;
     void *answer = nullptr;

@@ -38,7 +38,7 @@ using quill::require;
 
 using NodeOwner = quill::Owned<sListNode>;
 
-// Inlined, so that the place of a report costs nothing where there is none.
+// Inlined, so that a call without a report does not pay for the report's place.
 inline NodeOwner new_node(void *object, unsigned line, const char *function) {
     NodeOwner node = quill::new_object<sListNode>();
     if (!node) return node;
@@ -144,7 +144,7 @@ int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     NodeOwner node = new_node(object, 290, __func__);
     if (!node) return 0;
     sListNode *next = list->head;
-    // A comparison may count its calls: with several nodes the head is asked twice.
+    // A comparison may count its calls: with several nodes the head is compared twice.
     if (list->count > 1 && sorts_after(object, *next, compare)) {
         while (next && sorts_after(object, *next, compare)) next = next->next;
     } else if (list->count == 1 && sorts_after(object, *next, compare)) {

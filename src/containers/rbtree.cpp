@@ -51,7 +51,7 @@ void rotate(rb_tree &tree, rb_node &node, int side) {
 }
 
 struct Descent {
-    rb_node *found;  // rb_null when there is none
+    rb_node *found;  // rb_null when the key is absent
     rb_node *last;   // the last node that was compared
     int order;       // of the key against it
 };

@@ -20,7 +20,8 @@ savl *find_by(const savl_tree &tree, const void *key, savl **at, int *side, Comp
 
 }  // namespace
 
-// A comparison of ours is told by its address, once, and compiled into its own descent: no call for each level.
+// The library's own comparisons are recognised by their address, once, and compiled into a descent of their own: no
+// call for each level.
 savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side) {
     const auto by = [&](auto compare) { return find_by(*tree, key, at, side, compare); };
     const savl_comparison compare = tree->compare;

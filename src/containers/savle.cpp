@@ -34,7 +34,8 @@ savle *find_by(const savle_tree &tree, const void *key, savle **at, int *side, C
 
 }  // namespace
 
-// A comparison of ours is told by its address, once, and compiled into its own descent: no call for each level.
+// The library's own comparisons are recognised by their address, once, and compiled into a descent of their own: no
+// call for each level.
 savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side) {
     const auto by = [&](auto compare) { return find_by(*tree, key, at, side, compare); };
     const savle_comparison compare = tree->compare;

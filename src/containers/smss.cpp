@@ -152,7 +152,7 @@ int compare_objects(const void *a, const void *b) {
     return 0;
 }
 
-// By qsort: wrapped differences are no strict weak order, and std::sort may then leave the array.
+// By qsort: wrapped differences are not a strict weak order, and std::sort may then leave the array.
 void sort_results(const smss_ctx &context) {
     if (pairs(context.sort_words) == 0 || context.result_count < 2) return;
     sorted_query = &context;

@@ -46,10 +46,9 @@ private:
     size_t capacity_ = 64;
 };
 
-// Calls visit(node, QUILL_…, depth) for the tree under root; none stands for a child that is not there. A node waits
-// for three visits, with its left and its right subtree between them. Stack is one such as Path, with push(node)
-// before a child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by
-// recursion.
+// Calls visit(node, QUILL_…, depth) for the tree under root; none is the pointer of an absent child. A node waits for
+// three visits, with its left and its right subtree between them. Stack is one such as Path, with push(node) before a
+// child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by recursion.
 template <typename Stack, typename Node, typename Visit>
 void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
     Stack ancestors;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The level of the system log for each of ours; there is none for its emergency and alert.
+// The level of the system log for each of the component log's. Its emergency and alert are not used.
 constexpr int kPriority[] = {
     2,  // critical
     3,  // error

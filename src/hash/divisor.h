@@ -6,9 +6,9 @@
 
 namespace quill {
 
-// The reciprocal r of d is 2^64 / d, rounded up (2^64, which wraps to 0, for 1). n r modulo 2^64 is then the part
-// behind the point of n / d, and times d its remainder. Exact for all 32-bit n and d (Lemire, Kaser and Kurz 2019,
-// "Faster remainder by direct computation").
+// The reciprocal r of d is 2^64 / d, rounded up (2^64, which wraps to 0, for 1). n r modulo 2^64 is then the part after
+// the point of n / d, and times d its remainder. Exact for all 32-bit n and d (Lemire, Kaser and Kurz 2019, "Faster
+// remainder by direct computation").
 constexpr uint64_t reciprocal_of(uint32_t divisor) { return UINT64_MAX / divisor + 1; }
 
 constexpr uint32_t remainder(uint32_t number, uint32_t divisor, uint64_t reciprocal) {

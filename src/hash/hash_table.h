@@ -197,7 +197,7 @@ int update_or_insert(sHash &table, Key key, quill_word value) {
     return replace(place.element(), value) || insert_at(table, place, key, value);
 }
 
-// Removes the first match and stores its value, when somebody asks for it.
+// Removes the first match, and stores its value unless value is null.
 template <typename Key>
 int remove(sHash &table, Key key, quill_word *value = nullptr) {
     const Place place = find_place(table, key);

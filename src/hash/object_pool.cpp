@@ -113,7 +113,7 @@ bool add_slab(Mpool &pool) {
     return false;
 }
 
-// Apart from what is needed always, which so saves no registers for it.
+// Out of line: the common path then saves no registers.
 [[gnu::noinline]] void *take_fresh(Mpool &pool) {
     if (pool.fresh == pool.fresh_end && !add_slab(pool)) return nullptr;
     void *object = pool.fresh;

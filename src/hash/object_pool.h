@@ -1,7 +1,7 @@
 // The fixed-size object pool that table and element records come from.
 //
 // On the device it is a closed library of the platform; the build option QUILL_PLATFORM_MPOOL links that. Otherwise
-// object_pool.cpp supplies the same three operations. Both stand behind the same names, so that callers do not differ.
+// object_pool.cpp supplies the same three operations. Both have the same names, so that callers do not differ.
 #pragma once
 
 #include <stdint.h>

@@ -12,7 +12,7 @@
 
 // How it works
 //
-// Texts are cut first, and what is left is read in one go: two quads are one quad that goes on behind a hyphen.
+// Texts are cut first, and what is left is read in one go: two quads are one quad that continues after a hyphen.
 
 namespace {
 
@@ -86,7 +86,7 @@ char *ap_version_format(char *source, char *output, uint32_t size, int mode) {
         quill::copy_text(output, size, source);
         return output;
     }
-    cut_at(second, "-_");  // in any mode: callers want the source cut, too
+    cut_at(second, "-_");  // in any mode: callers need the source cut, too
     if (mode == 0) quill::copy_text(output, size, second);
     if (mode == 1) quill::copy_text(output, size, source);
     return output;

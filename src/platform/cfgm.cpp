@@ -52,7 +52,7 @@ bool exists(const char *path) {
     return stat(path, &found) == 0;
 }
 
-// Opens a file for writing, and creates it if there is none: for privileged processes, as the semaphores are.
+// Opens a file for writing, and creates it if it is missing: for privileged processes, as the semaphores are.
 Descriptor open_to_write(const char *path) {
     return quill::open_fixed(path, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
 }

@@ -72,7 +72,7 @@ struct MachineTypeRequest {
     void *buffer;
 };
 
-// The drivers want the record's length behind it.
+// The drivers expect the record's length after it.
 template <typename Request>
 bool send_request(int device, const char *what, int code, Request *request) {
     if (ioctl(device, static_cast<unsigned>(code), request, sizeof *request) == 0) return true;

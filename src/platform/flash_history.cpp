@@ -52,7 +52,7 @@ void adopt(quill_flash_history &history) {
     capacity.store(quill::big_endian(kRecords));
 }
 
-// The record that is this caller's alone, also when another process asks at the same moment.
+// The record that is this caller's alone, also when another process claims one at the same moment.
 quill_flash_record &claim_record(quill_flash_history &history) {
     const auto next = shared(history.next);
     uint32_t before = next.load(), mine;

@@ -16,7 +16,7 @@ struct FlashTransfer {
 
 uint64_t monotonic_milliseconds();
 
-// The history, made where there is none, and mapped for the life of the process; null where it cannot be had.
+// The history, made if it is missing, and mapped for the life of the process; null when that fails.
 quill_flash_history *flash_history();
 
 // Does nothing where there can be no history.

@@ -35,7 +35,7 @@ namespace {
 constexpr size_t kLine = 32;     // a line of a published file, with its NUL
 constexpr size_t kUptime = 256;  // what is read of the uptime
 
-// The number that the first line of a file begins with; other when there is no line.
+// The number that the first line of a file begins with; other without a line.
 int number_of_line(const char *path, int other) {
     char line[kLine];
     if (quill::read_start(path, line) <= 0) return other;

@@ -31,9 +31,8 @@ struct Step {
     const char *next = nullptr;
 };
 
-// In order; the readers of dumps go by it, and by the texts to the byte. Without a current configuration nothing at all
-// is said of it: the line that was once meant to, "echo 'Error stat'ing ...", has never been run (nor could it be, for
-// its quotes).
+// In this order, and with these texts to the byte. Compatibility: readers of dumps search for them. If there is no
+// current configuration, the dump does not mention it.
 constexpr Step kSteps[] = {
     {always, "softwareVersion 1 >> %s 2>&1 "},
     {always, "showVersion 1 >> %s 2>&1 "},

@@ -36,7 +36,7 @@ constexpr int kMegabyteShift = 20;
 constexpr uint32_t kReservedMegabytes = 5;      // of the RAM disk
 constexpr int64_t kReservedMemory = 0x1100000;  // for the system
 constexpr int kExt2 = 0xEF53;
-constexpr int kColonsBeforeMemory = 7;  // six in the header, one behind "Mem"
+constexpr int kColonsBeforeMemory = 7;  // six in the header, one after "Mem"
 
 // --- file systems
 
@@ -63,7 +63,7 @@ struct Memory {
     int64_t total, free, cached;
 };
 
-// The six numbers behind the colons, as far as there are any.
+// The six numbers after the colons, as far as the row has them.
 Memory parse_memory(const char *text) {
     for (int colons = 0; colons < kColonsBeforeMemory; colons++) {
         text = strchr(text, ':');

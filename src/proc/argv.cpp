@@ -17,7 +17,7 @@ bool wants_quotes(char c) { return is_one_of(c, "<>;&| \t\r\n"); }
 bool is_line_end(char c) { return is_one_of(c, "\r\n"); }
 
 // Takes the quotes and backslashes out of the word at `at`, ends it, and returns where the rest of the line begins.
-// What is left of a word is no longer than what was there, so its NUL stands at the latest in place of the separator.
+// What is left of a word is no longer than what was there, so its NUL takes the place of the separator at the latest.
 char *take_word(char *at) {
     char *to = at;
     bool escaped = false;

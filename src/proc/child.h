@@ -18,15 +18,15 @@ inline constexpr mode_t kChildUmask = 022;
 // off.
 pid_t start_child(void (*body)(const void *argument), const void *argument);
 
-// For a child of a plain fork that goes on without running another program: closes the descriptors that it would lose
-// by that. They are other threads' pipes, whose readers would not see the end. Async-signal-safe.
+// Closes all close-on-exec descriptors in a forked child that will not exec. Otherwise it keeps other threads' pipes
+// open, and their readers never see end of file. Async-signal-safe.
 void close_as_exec_would();
 
 // A command for the shell: made before the start of a child, and run in it.
 class Shell {
 public:
     explicit Shell(const char *command);
-    [[noreturn]] void run() const;  // with exit code 255 where there is no shell
+    [[noreturn]] void run() const;  // with exit code 255 without a shell
 
 private:
     char *words_[4];

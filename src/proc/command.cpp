@@ -145,8 +145,7 @@ int execute_command(const char *command) {
     int child;
     FILE *const output = quill_popen_thr(command, "r", &child);
     if (!output) return 0;
-    // Closed unread, on purpose: the command is not to wait for a reader, and who writes to it nevertheless has
-    // SIGPIPE.
+    // Closed without reading, so that the command cannot block on a full pipe; if it writes, it gets SIGPIPE.
     (void)quill_pclose_thr(output, child);
     return 1;
 }
@@ -207,8 +206,7 @@ int cp_file_to_from(const char *destination, const char *source) {
     Descriptor to(open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!to || !copy_content(from.get(), to.get())) return 0;
     if (to.close() == 0) return 1;
-    // A close that fails has closed the descriptor, and what is cleaned up in its place is descriptor 0: the system has
-    // always behaved so, and its daemons, which have /dev/null there, do not depend on it. Left as it is.
+    // Compatibility: when close fails, descriptor 0 is closed as well. Daemons have /dev/null there and do not notice.
     const Descriptor also_closed(STDIN_FILENO);
     return 0;
 }

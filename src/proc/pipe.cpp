@@ -11,9 +11,9 @@
 #include "base/errno.h"
 #include "proc/child.h"
 
-// Both ends of a pipe are born close-on-exec, so that there is no moment at which a program that another thread starts
-// could inherit one: an inherited write end would keep a reader from ever seeing the end. The child gets its end by
-// dup2, which does not hand the flag on; where the end is in its place already, the flag is cleared instead.
+// Both ends of a pipe are created close-on-exec, so that there is no moment at which a program that another thread
+// starts could inherit one: an inherited write end would keep a reader from ever seeing the end. The child gets its end
+// by dup2, which does not hand the flag on; where the end is in its place already, the flag is cleared instead.
 
 namespace {
 

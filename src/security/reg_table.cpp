@@ -41,7 +41,7 @@
 //     openssl dgst:   public key, bytes, signed data  "Verified OK"
 //
 // Whether a command has done its work is seen in its output file alone, never in its exit status. So every output file
-// is made, empty, before its command is run: nothing that an interrupted run has left can stand for the result.
+// is made, empty, before its command is run: so that a file of an interrupted run is never taken for the result.
 
 using quill::Descriptor;
 using quill::NoCancellation;
@@ -98,7 +98,7 @@ public:
     }
 
 private:
-    // A link or a pipe in the lock's place is in nobody's way twice.
+    // A link or a pipe in the lock's place is removed, so that it stops one run only.
     static void remove_trap() {
         struct stat found;
         if (lstat(paths::kDecrypted, &found) == 0 && !S_ISREG(found.st_mode)) unlink(paths::kDecrypted);
@@ -149,7 +149,7 @@ Text read_file(const char *path) {
     return read_file(path, &size);
 }
 
-// A file that has no NUL within: the rest behind one would be neither signed nor missed.
+// A file without a NUL: text after one would not be signed, and its absence not noticed.
 Text read_text(const char *path) {
     size_t size;
     Text text = read_file(path, &size);
@@ -208,7 +208,7 @@ Stream open_section(const char *path) {
 }
 
 // A line of a certificate that is plain PEM: a marker or base64. A header such as "Proc-Type: 4,ENCRYPTED" would make
-// openssl ask for a pass phrase.
+// openssl wait for a pass phrase.
 bool is_plain_pem(string_view line) {
     if (const auto *const marker = quill::reg_table_marker(line)) line.remove_prefix(marker->text.size());
     return std::all_of(line.begin(), line.end(), [](char c) {
@@ -400,7 +400,7 @@ int get_reg_tbl_file_ver(const char *path, char **version) {
     const NoCancellation no_cancellation;
     const Stream file(path ? fopen(path, "re") : nullptr);
     if (!file) return log_and_return(-1, kNotOpened);
-    // What was there stays where there is no version: callers have always got the text of the file before.
+    // Without a version, the earlier text stays. Compatibility: callers get the text of the file before.
     quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
         if (section == quill::kVersionSection) copy_version(last_version, line);
     });

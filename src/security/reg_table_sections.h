@@ -35,8 +35,8 @@ inline const RegTableMarker *reg_table_marker(std::string_view line) {
     return nullptr;
 }
 
-// Gives every line to take(section, line), once for each section that it stands in. What reads the version sees the
-// very lines that are signed: a line that only one of the two took for content would let a version be forged.
+// Gives every line to take(section, line), once for each section that it is in. What reads the version sees the very
+// lines that are signed: a line that only one of the two took for content would let a version be forged.
 template <typename Take>
 void read_reg_table(FILE *file, Take take) {
     char buffer[399];
@@ -53,7 +53,7 @@ void read_reg_table(FILE *file, Take take) {
         if (line[0] == '\n') continue;
         const RegTableMarker *const marker = reg_table_marker(line);
         if (marker) in[marker->section] = marker->opens;
-        // openssl wants the certificate with its markers.
+        // openssl needs the certificate with its markers.
         if (marker && marker->section == kCertificateSection) take(kCertificateSection, line);
         if (marker) continue;
         for (int section = 0; section < kRegTableSections; section++) {

@@ -31,7 +31,7 @@ constexpr uint8_t unscrambled(uint8_t scrambled) {
     return static_cast<uint8_t>(plain);
 }
 
-// What a pair of the printable form stands for: factor * character + addend, modulo 256, by its digit.
+// What a pair of the printable form means: factor * character + addend, modulo 256, by its digit.
 struct PairClass {
     int factor;
     int addend;
@@ -50,7 +50,7 @@ constexpr PairClass kPairClasses[10] = {
     {0, 78},    // 9
 };
 
-// Not enough for two pairs; a bigger one would let the whole form through, which nobody expects.
+// Not enough for two pairs. A bigger buffer would give the whole form, which no program expects.
 constexpr size_t kPrintedSize = 4;
 
 void append_pair(char (&printed)[kPrintedSize], uint8_t byte) {
@@ -89,7 +89,7 @@ struct Code {
 
     bool printable() const { return ' ' <= delimiter && delimiter <= '~'; }
 
-    // The second character of the pair for c; 0 when c stands for itself.
+    // The second character of the pair for c; 0 when c is its own code.
     char second_of_pair(char c) const {
         if (c == delimiter) return after_escape;
         return c == escape ? kSelf : '\0';

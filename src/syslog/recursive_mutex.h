@@ -4,10 +4,10 @@
 // takes a constructor or a check before every lock. The plain mutex can be initialised statically everywhere, so
 // recursion is added to it: the thread that holds it is remembered, and locks again by counting.
 //
-// Reading owner_ without holding the mutex is sound because only one question is asked of it, whether it is the reader
-// itself. A thread stores its own name, and takes it back before it unlocks, so it reads its name exactly while it
-// holds the mutex; whatever else it reads, however old, is another's. No thread is named pthread_t{}: on all three
-// libraries the name is the address of the thread's descriptor.
+// Reading owner_ without holding the mutex is sound because it is only compared with the reader itself. A thread stores
+// its own name, and takes it back before it unlocks, so it reads its name exactly while it holds the mutex; whatever
+// else it reads, however old, is another's. No thread is named pthread_t{}: on all three libraries the name is the
+// address of the thread's descriptor.
 #pragma once
 
 #include <pthread.h>

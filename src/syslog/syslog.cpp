@@ -27,9 +27,9 @@
 #include "syslog/record.h"
 #include "syslog/recursive_mutex.h"
 
-// How a message goes out: under the lock, the broken-pipe signal is taken over, the connection made if there is none,
-// the record built in a buffer on the stack and written in one piece. A write that fails closes the connection, which
-// the next message makes anew.
+// A message is sent under the lock. The library's handler for a broken pipe is installed, the connection is made if it
+// is missing, and the record is built in a buffer on the stack and written in one piece. A write that fails closes the
+// connection, and the next message connects again.
 //
 // The signal is exchanged under the lock, and not around it: two threads that exchange it around each other's messages
 // would save and put back the library's own handler, for good.
@@ -75,7 +75,8 @@ constinit quill::LocalTime local_time;
 // Read without the lock by setlogmask.
 constinit std::atomic<int> level_mask = kEveryLevel;
 
-// The broken-pipe handler came in a thread that did not hold the lock; who holds it, or takes it next, closes for it.
+// Set by the SIGPIPE handler when its thread does not hold the lock; the current or next holder then closes the
+// connection.
 constinit std::atomic<bool> close_wanted = false;
 
 // Whether the descriptor is our socket. A program that closes all descriptors, as daemons do, closes it as well, and
@@ -103,9 +104,9 @@ void before_fork() { local_time.lock.lock(); }
 void after_fork_in_parent() { local_time.lock.unlock(); }
 void after_fork_in_child();
 
-// pthread_atfork is not in glibc's (and uClibc's) shared object but a stub that is linked in, which wants one of the
-// compiler's start files and, on x86-64, may cost the object its CET mark. What the stub calls is public (LSB Core,
-// libpthread); there is no object to name, as the library is never unloaded.
+// glibc and uClibc provide pthread_atfork only as a static stub. It needs crtbeginS.o, which the library does not link
+// and which may lack the CET mark. So the function behind it is called (LSB Core, libpthread). The handle is null
+// because the library is never unloaded.
 bool prepare_for_fork() {
 #ifdef __GLIBC__
     return __register_atfork(before_fork, after_fork_in_parent, after_fork_in_child, nullptr) == 0;
@@ -195,7 +196,7 @@ void read_mesh_role() {
     if (quill::read_number(file, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
 }
 
-// Makes the socket if the options want it now; false when that fails.
+// Makes the socket if the options say so; false when that fails.
 bool open_socket(int type) {
     if (!(state.options & kConnectNow)) return true;
     state.socket = quill::clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -225,8 +226,8 @@ void open_log(const char *identity, int options, int facility) {
 
     if (state.socket == -1 && !open_socket(SOCK_DGRAM)) return;
     if (make_connection()) return;
-    // Also not made because it was there all along. That socket is closed as well, while the connection still counts as
-    // made: the next message fails on the new one, and the one after that connects again. Daemons are written to that.
+    // Also reached when already connected. Then the socket is replaced but `connected` stays set, so the next message
+    // fails and the one after it reconnects. Compatibility: daemons depend on it.
     close_socket();
     if (open_socket(SOCK_STREAM)) make_connection();
 }
@@ -259,7 +260,7 @@ bool send_to_daemon(string_view record) {
 
 void write_to_console(string_view text) {
     const quill::Descriptor console(open(paths::kConsole, O_WRONLY | O_NOCTTY | O_CLOEXEC));
-    // It gets what it takes; nobody could be told of a failure. So with standard error.
+    // Best effort: there is nowhere left to report a failed write. The same holds for standard error.
     if (console) (void)quill::write_all(console.get(), text);
 }
 

@@ -49,7 +49,7 @@ char *write_mac(const uint8_t *mac, char *dst, bool upper, char delimiter) {
 
 bool separates_typed_bytes(char c) { return c == ':' || c == '-' || c == '.'; }
 
-// Reads one or two digits at *text and steps over them. -1 when something else stands there.
+// Reads one or two digits at *text and steps over them. -1 for anything else.
 int read_typed_byte(const char **text) {
     const int first = hex_value(**text);
     if (first < 0) return -1;

@@ -34,7 +34,7 @@ constinit TextRing<8, 64> own_texts;
 
 // --- to text
 
-// The zero groups that "::" stands for: first to last, both -1 when there are none.
+// The zero groups that "::" replaces: first to last, both -1 without such a run.
 struct ZeroRun {
     int first = -1, last = -1;
 
@@ -91,8 +91,8 @@ bool read_groups(const char *text, uint16_t *out) {
         if (*++text == ':' || gap >= 0) return false;
         gap = colons;
     }
-    // The two colons of a gap at an end count as a group of their own, so that seven others leave it nothing to stand
-    // for: it is refused there, and accepted between groups.
+    // The two colons of a gap at an end count as a group of their own, so that seven others leave no group for it: it
+    // is refused there, and accepted between groups.
     if ((gap < 0) != (colons == kGroups - 1)) return false;
     if (gap >= 0) std::rotate(groups + gap, groups + colons + 1, groups + kGroups);
     memcpy(out, groups, sizeof groups);
@@ -135,8 +135,8 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
     return to;
 }
 
-// C libraries differ where an address begins with zeros: which of two equal runs "::" stands for, and which addresses
-// end as IPv4 addresses do. There, and only there, this machine's is asked.
+// C libraries differ where an address begins with zeros: which of two equal runs "::" replaces, and which addresses end
+// as IPv4 addresses do. Only there is this machine's called.
 char *quill::write_ipv6(std::span<char> to, const uint8_t *address) {
     uint16_t groups[kGroups] = {};
     const uint8_t *at = address;
@@ -225,7 +225,7 @@ int ipv6_wild2len(const char *text, uint16_t *plen) {
 void ipv6_plen_to_addr(uint32_t plen, uint8_t *mask16) {
     const size_t whole = std::min(plen, uint32_t{kLongestPrefix}) / 8;
     memset(mask16, 0xff, whole);
-    // The bytes behind this one are the caller's: masks are laid over what stands there.
+    // The bytes after this one are the caller's. Compatibility: callers lay masks over their contents.
     if (whole < kAddressSize) mask16[whole] = static_cast<uint8_t>(0xff00 >> plen % 8);
 }
 

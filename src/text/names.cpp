@@ -42,7 +42,7 @@ struct Encryption {
 };
 
 constexpr Encryption kEncryptions[] = {
-    // in print order, which deliberately is not bit order
+    // in print order, which is not bit order. Compatibility: programs compare the whole text.
     {0x2, "Static WEP"},      {0x4, "Dynamic WEP"},     {0x8, "Static WPA"},          {0x10, "Dynamic WPA"},
     {0x400, "WPA 8021X AES"}, {0x200, "WPA PSK AES"},   {0x800, "WPA2 PSK TKIP"},     {0x1000, "WPA2 8021X TKIP"},
     {0x20, "WPA2 PSK AES"},   {0x40, "WPA2 8021X AES"}, {0x2000, "WPA2 AES GCM 128"}, {0x4000, "WPA2 AES GCM 256"},
@@ -63,13 +63,13 @@ constexpr Protocol kProtocols[] = {
 
 constexpr uint32_t kNoRate = 255;
 
-// 11 is a rate of 802.11b, and yet stands among those of 802.11g: the offsets follow the rates upwards.
+// 11 is a rate of 802.11b, but comes among those of 802.11g: the offsets follow the rates upwards.
 constexpr const char *kMixedRates[] = {"1 mbps",  "2 mbps",  "5.5 mbps", "6 mbps",  "9 mbps",  "11 mbps",
                                        "12 mbps", "18 mbps", "24 mbps",  "36 mbps", "48 mbps", "54 mbps"};
 constexpr const char *kOfdmRates[] = {"6 mbps",  "9 mbps",  "12 mbps", "18 mbps",
                                       "24 mbps", "36 mbps", "48 mbps", "54 mbps"};
 
-// The columns in dBm are no tenths of those in tenths of a dBm. Neither is a slip to mend: programs rely on each.
+// The two scales disagree (6 dBm a level here, 3 dBm there). Compatibility: programs rely on both.
 struct PowerLevel {
     uint32_t dbm;
     uint32_t dbm_up_to;  // the highest power that still converts to this level
@@ -260,7 +260,7 @@ int str_to_pwr_dbm(const char *text) {
     if (negative) text++;
     int64_t number = quill::read_digits<Overflow::kClamps>(text, uint32_t{INT_MAX} + 1);
     if (*text == '\n') {
-        // As it stands, which looks as if sign and factor were forgotten, but is what callers count on.
+        // As it is, without sign and factor. Compatibility: callers rely on that.
         return number <= INT_MAX ? static_cast<int>(number) : DBM_PWR_NOT_SET;
     }
     number *= 10;

@@ -1,6 +1,5 @@
 // The result buffers of functions that return a text the caller does not own. A ring has several, so that as many
-// results can stand in one argument list, of a log call for instance; each lasts until the ring comes round to it
-// again.
+// results can be in one argument list, of a log call for instance; each lasts until the ring comes round to it again.
 #pragma once
 
 #include <stddef.h>

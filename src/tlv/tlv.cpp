@@ -54,7 +54,7 @@ int put_sized(void *wire, const void *content, uint16_t length) {
     return kLengthSize + length;
 }
 
-// The length field at wire, when remaining has room for it and for as many bytes behind it.
+// The length field at wire, when remaining has room for it and for as many bytes after it.
 bool get_length(void *wire, int remaining, uint16_t &length) {
     if (remaining < kLengthSize) return false;
     length = load_be<uint16_t>(wire);
@@ -196,7 +196,7 @@ int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
         case TLV_ENCODE:
             // The program may have filled the storage itself, and forgotten the NUL.
             length = static_cast<uint16_t>(strnlen(static_cast<const char *>(row->storage), row->size));
-            // Deliberately two bytes more than are written: where a text just fits, packing has always refused.
+            // Two bytes more than are written. Compatibility: packing refuses a text that just fits.
             return length + 3 < remaining ? put_sized(wire, row->storage, length) : 0;
         case TLV_DECODE:
             if (!get_length(wire, remaining, length)) return 0;
