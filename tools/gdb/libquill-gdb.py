@@ -9,6 +9,7 @@ a device prints on a desk as it would on the device. Nothing is called in the pr
 Memory may be damaged. A walk ends where memory cannot be read and at a node that it has met before; a mark such as
 <cycle after 12 nodes> then stands in place of what is missing. gdb's `set print elements` limits every walk.
 """
+import errno
 import itertools
 import re
 import socket
@@ -478,6 +479,33 @@ class Search(Container):
         return ", ".join(" ".join(pair) for pair in zip(words[::2], words[1::2])) or "none"
 
 
+class Message(Printer):
+    """A reader or a writer of a message. Its bytes are in a form that quill decode --hex reads."""
+
+    def summary(self):
+        offset, done, error = (int(self.value[field]) for field in ("offset", "next", "error"))
+        room = int(self.value[self.fields[1]])
+        if done > room:
+            raise Damage("%d bytes in room for %d" % (done, room))
+        shown = self.progress % (done, room)
+        if error or done:
+            name = text_or("element without a name", self.value["what"])
+            state = "refused: " + errno.errorcode.get(error, "error %d" % error) if error else "done"
+            shown += ", %s at offset %d %s" % (name, offset, state)
+        message = buffer(self.value["message"], room if self.is_read else done)
+        return "%s, bytes: %s" % (shown, message or "none")
+
+
+class Reader(Message):
+    fields = ("message", "length", "offset", "next", "error", "what")
+    progress, is_read = "message, read: %d of %d bytes", True
+
+
+class Writer(Message):
+    fields = ("message", "size", "offset", "next", "error", "what")
+    progress, is_read = "message, written: %d bytes in room for %d", False
+
+
 class Md5(Printer):
     fields = ("state", "count", "buffer")
 
@@ -507,6 +535,8 @@ PRINTERS = {
     "idx_table": IndexTable,
     "tlv_row": TlvRow,
     "smss_ctx": Search,
+    "quill_reader": Reader,
+    "quill_writer": Writer,
     "md5_context": Md5,
     "ip_af_addr": Address,
 }
