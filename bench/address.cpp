@@ -113,7 +113,7 @@ const bool added = [] {
 
     add_to_text("IPv4 to text", "quill", ip, [](uint32_t address, char *) { return ip_to_str(address); });
     add_to_text("IPv4 to text", "snprintf", ip, [](uint32_t address, char *to) {
-        const auto *byte = reinterpret_cast<const uint8_t *>(&address);  // it stands in network order
+        const auto *byte = reinterpret_cast<const uint8_t *>(&address);  // it is in network order
         snprintf(to, 16, "%u.%u.%u.%u", byte[0], byte[1], byte[2], byte[3]);
         return to;
     });

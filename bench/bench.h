@@ -16,7 +16,7 @@ struct Work {
     std::function<void()> before = nullptr;  // what each run needs done first, not timed
 };
 
-// A contender of a row ("family: work"), with n elements (0 where there is nothing to count). prepare is called anew
+// A contender of a row ("family: work"), with n elements (0 where there is nothing to count). prepare is called again
 // for every round; what it holds must go with the Work. Each run does `operations` operations; times are of one.
 void add(const std::string &row, const std::string &contender, size_t n, size_t operations,
          std::function<Work()> prepare);

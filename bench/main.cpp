@@ -35,8 +35,8 @@ uint64_t once(const bench::Work &work) {
     return work.run();
 }
 
-// How many runs stand between two looks at the clock, which takes as long as a short run does. What is to be done
-// before each run is not timed, so there it is one.
+// How many runs there are between two readings of the clock, which takes as long as a short run does. What is to be
+// done before each run is not timed, so there it is one.
 size_t runs_at_once(const bench::Work &work) {
     using Clock = std::chrono::steady_clock;
     if (work.before) return 1;
@@ -65,7 +65,7 @@ void time_contender(benchmark::State &state, const Contender &contender) {
         benchmark::Counter(operations * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-// A peer that does other work than the library is no peer.
+// A peer must do the same work as the library.
 bool agree(size_t largest) {
     std::map<std::string, size_t> smallest;  // which is tried in any case
     for (const Contender &c : contenders()) {

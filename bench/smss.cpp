@@ -133,7 +133,7 @@ private:
     sqlite3_stmt *page_;
 };
 
-// The library's users get a page anew each time; the rows of a database stay, so it is filled once.
+// The library's users get a new page each time; the rows of a database stay, so it is filled once.
 Sqlite &database(bool indexed) {
     static Sqlite plain(false), with_index(true);
     return indexed ? with_index : plain;

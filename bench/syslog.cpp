@@ -49,7 +49,7 @@ struct Client {
     Syslog log;
 };
 
-// The library takes the names; the C library's own are behind it.
+// The library takes the names; the C library's own come after it.
 template <typename Function>
 Function of_the_c_library(const char *name) {
     static void *const libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);

@@ -1,4 +1,4 @@
-// Search trees. The nodes stand in one array for every contender that takes its nodes from its caller; the others
+// Search trees. The nodes are in one array for every contender that takes its nodes from its caller; the others
 // allocate them.
 #include <glib.h>
 #include <quill/btree.h>

@@ -1,5 +1,5 @@
 # What is installed: libraries, headers, and what CMake's find_package(quill) and pkg-config find them by. Nothing in it
-# names the prefix, so a staging folder works where it stands, and so does what is moved.
+# names the prefix, so a staging folder works where it is, and also after it was moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill quill_static EXPORT quill

@@ -1,5 +1,5 @@
 # How everything in the project is compiled: interface targets for all code (quill_build), for the library's C++
-# (quill_no_runtime), and for the library and what ships with it (quill_hardening). Their flags come behind
+# (quill_no_runtime), and for the library and what ships with it (quill_hardening). Their flags come after
 # CMAKE_<LANG>_FLAGS and win: a packager with hardening flags of his own sets QUILL_HARDENING=OFF.
 include(CheckCXXCompilerFlag)
 include(CheckCSourceCompiles)

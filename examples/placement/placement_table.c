@@ -34,7 +34,7 @@ enum {
     CHART_ROWS = 48,  /* more VLANs share rows, so that a chart stays on a screen or two */
     CHART_CELLS = 46, /* of 80 columns, what the figures on both sides leave */
     DUMP_BYTES = 8,   /* a row */
-    DUMP_VALUE = 33   /* the column behind them */
+    DUMP_VALUE = 33   /* the column after them */
 };
 
 struct vlan {

@@ -179,7 +179,7 @@ static void station_came(const struct event *event) {
     tell(event, PLACEMENT_PLACED, vlan);
 }
 
-/* A station that left before the daemon was started is nobody's loss. */
+/* A station that left before the daemon was started held no VLAN of it. */
 static void station_left(const struct event *event) {
     uint32_t vlan = (uint32_t)HashMacFind(stations, event->station);
     if (!vlan) return;

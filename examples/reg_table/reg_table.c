@@ -17,7 +17,7 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: reg_table verify|version FILE\n       reg_table unpack FILE.gz OUT\n");
         return 2;
     }
-    putchar('\n'); /* behind the messages of the library */
+    putchar('\n'); /* after the messages of the library */
     if (version) printf("version: %s", version);
     printf("%s\n", result == 0 ? "done" : "refused");
     if (result != 0) printf("code: %d\n", result);

@@ -9,8 +9,8 @@ package_present() {
     dpkg-query -W -f='${db:Status-Abbrev}\n' "$1" 2>/dev/null | grep -q '^.i '
 }
 
-# as_root COMMAND...: runs the command with the rights to install, or fails. A sudo that wants a password may ask for it
-# only where somebody can answer.
+# as_root COMMAND...: runs the command with the rights to install, or fails. sudo may prompt for a password only where a
+# person can answer.
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -23,7 +23,7 @@ as_root() {
     fi
 }
 
-# apt_get ARGUMENT...: apt-get that asks nothing, and waits for another apt instead of failing.
+# apt_get ARGUMENT...: apt-get without prompts, which waits for another apt instead of failing.
 apt_get() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
@@ -48,7 +48,7 @@ need_packages() {
     fi
     echo "${0##*/}: installing ${missing[*]}" >&2
     log=$(mktemp) || return 1
-    # An update that fails is no reason to stop: the lists of yesterday may do, and if not, the installation says so.
+    # An update that fails does not stop the script: older lists may do, and if not, the installation says so.
     apt_get update >"$log" 2>&1
     if apt_get install --no-install-recommends "${missing[@]}" >>"$log" 2>&1; then
         rm -f "$log"

@@ -431,7 +431,7 @@ quill vlan --json 5-7" <<'END_OF_OUTPUT'
 {"set":"5-7","count":3,"ids":[5,6,7]}
 END_OF_OUTPUT
 expect 1 "quill vlan 10-5" <<'END_OF_OUTPUT'
-quill vlan: "10-5" is no set: expected ids from 1 to 4094 and ranges, as in 1-10,20
+quill vlan: "10-5" is not a set: expected ids from 1 to 4094 and ranges, as in 1-10,20
 END_OF_OUTPUT
 expect 2 "quill vlan 1 2" <<'END_OF_OUTPUT'
 quill vlan: expected + or - before "2"
@@ -449,7 +449,7 @@ too old
 END_OF_OUTPUT
 expect 1 "quill version range 8.10.0 8.11.0 8.11.0; quill version compare x 1.2.3.4" <<'END_OF_OUTPUT'
 outside
-quill version: "x" is no version: expected four numbers, as in 8.10.0.0
+quill version: "x" is not a version: expected four numbers, as in 8.10.0.0
 END_OF_OUTPUT
 
 expect 1 "printf abc | quill md5; quill md5 nowhere; printf 'what do ya want for nothing?' | quill hmac --key=Jefe
@@ -457,7 +457,7 @@ quill hmac --key-hex 0b </dev/null" <<'END_OF_OUTPUT'
 900150983cd24fb0d6963f7d28e17f72  -
 quill md5: cannot open nowhere: No such file or directory
 750c783e6ab0b503eaa86e310a5db738
-quill hmac: standard input is empty: there is no code of nothing
+quill hmac: standard input is empty: an empty input has no code
 END_OF_OUTPUT
 printf abc >"a \"b\""
 expect 1 "quill md5 --json nowhere 'a \"b\"' message.txt 2>/dev/null; quill hmac --json --key-hex 4a656665 'a \"b\"'
@@ -514,9 +514,9 @@ fe80::1/64
   link-local   yes
   site-local   no
   mask         ffff:ffff:ffff:ffff::
-quill addr: "1.2.3" is no address: expected a MAC, IPv4 or IPv6 address
+quill addr: "1.2.3" is not an address: expected a MAC, IPv4 or IPv6 address
 {"kind":"IPv6","short":"2001:db8::1","long":"2001:0db8:0000:0000:0000:0000:0000:0001","inet_ntop":"2001:db8::1","link-local":false,"site-local":false}
-quill addr: "nowhere" is no address: expected a MAC, IPv4 or IPv6 address
+quill addr: "nowhere" is not an address: expected a MAC, IPv4 or IPv6 address
 END_OF_OUTPUT
 
 expect 0 "quill argv \"set name 'north wing' vlan\\\\ 20\"
@@ -564,7 +564,7 @@ expect 1 "quill regtable version message.txt; quill regtable unpack nowhere.gz o
 quill regtable unpack p.gz out" <<'END_OF_OUTPUT'
 quill regtable: message.txt: no version section
 quill regtable: cannot read nowhere.gz: No such file or directory
-quill regtable: p.gz is no whole gzip file
+quill regtable: p.gz is not a whole gzip file
 END_OF_OUTPUT
 printf '#!/bin/sh\necho "signs: $*"\n' >bin/sign-reg-table
 chmod +x bin/sign-reg-table

@@ -1,4 +1,4 @@
-// What the program's commands share: how they are called, how they fail, and what they leave behind.
+// What the program's commands share: how they are called, how they fail, and what they leave.
 #pragma once
 
 #include <stddef.h>
@@ -20,7 +20,7 @@ struct Command {
     int (*run)(Arguments &arguments);
 };
 
-// The words behind a command. A command first takes its options, which may stand anywhere before a "--", and then the
+// The words after a command. A command first takes its options, which may be anywhere before a "--", and then the
 // operands: a lone "-" is one. What it does not know ends the program with kUsage.
 class Arguments {
 public:

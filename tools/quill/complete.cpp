@@ -27,7 +27,7 @@ void print_choice(std::string_view name, std::string_view first, std::string_vie
 }
 
 struct Option {
-    std::string_view name, value, description;  // the value is what stands for it, as FILE
+    std::string_view name, value, description;  // the value is its placeholder, such as FILE
 };
 
 bool parse_option(std::string_view line, Option &out) {

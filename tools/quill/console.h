@@ -9,7 +9,8 @@
 
 namespace quill::cli {
 
-// Escape sequences for standard output, empty where it is no terminal or the user wants none (NO_COLOR, TERM=dumb).
+// Escape sequences for standard output, empty where it is not a terminal or the user disables them (NO_COLOR,
+// TERM=dumb).
 const char *bold();
 const char *faint();
 const char *plain();
@@ -23,7 +24,8 @@ bool is_utf8(std::string_view text);
 // them.
 bool is_control(std::string_view text);
 
-// With control characters and what is no UTF-8 as \n, \xff and so on; between quotes, also the quote and backslashes.
+// With control characters and bytes that are not UTF-8 as \n, \xff and so on; between quotes, also the quote and
+// backslashes.
 void print_escaped(std::string_view text, char quote = '\0');
 
 // As it is into a pipe, and escaped on a terminal.
@@ -32,7 +34,7 @@ void print_text(std::string_view text);
 // A message as it is, or as digits in a line.
 void write_message(std::span<const uint8_t> bytes, bool hex);
 void print_hex(std::span<const uint8_t> bytes);
-// Rows of sixteen: offset, bytes, and the printable ones again, each row behind the indent.
+// Rows of sixteen: offset, bytes, and the printable ones again, each row after the indent.
 void print_dump(std::span<const uint8_t> bytes, const char *indent);
 
 }  // namespace quill::cli

@@ -19,7 +19,7 @@ struct Damage {
     void complain_of(const char *where, size_t number = 0) const;
 };
 
-// The member "damage" of an object of JSON: null where there is none.
+// The member "damage" of an object of JSON: null for an undamaged message.
 void report_damage(const Damage *damage, Report &report);
 
 }  // namespace quill::cli

@@ -46,7 +46,7 @@ constexpr char kEncodeHelp[] =
     "\n"
     "  str \"two words\"        str3; with \\n \\t \\r \\\\ \\\" \\xHH in it\n"
     "  mac 00:1b:63:aa:bb:cc  or with hyphens\n"
-    "  u8 3                   u16, u32, u64, s32; hexadecimal behind 0x\n"
+    "  u8 3                   u16, u32, u64, s32; hexadecimal after 0x\n"
     "  ip 10.0.0.1\n"
     "  ipv6 2001:db8::1\n"
     "  ip_af 10.0.0.1         or an IPv6 address; or a family and 16 bytes\n"

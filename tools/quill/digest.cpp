@@ -108,7 +108,7 @@ int hmac(Arguments &arguments) {
     const char *path = operands.empty() ? "-" : operands[0];
     Bytes data = read_input(path);
     if (key.empty()) fail("the key is empty");
-    if (data.empty()) fail("%s is empty: there is no code of nothing", name_of_input(path));
+    if (data.empty()) fail("%s is empty: an empty input has no code", name_of_input(path));
     Digest code;
     if (data.size() > UINT32_MAX || key.size() > INT32_MAX ||
         calc_hmac_md5(key.data(), static_cast<int>(key.size()), data.data(), static_cast<unsigned>(data.size()), code))

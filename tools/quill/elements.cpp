@@ -30,7 +30,7 @@ const char *parse_quoted(std::string_view value, Bytes &out) {
         else if (escape == 'x' && value.size() - i > 2 && parse_hex(part(value, i + 1, 2), out, fault))
             i += 2;
         else
-            return "\\n, \\t, \\r, \\\\, \\\" or \\xHH behind a backslash";
+            return "\\n, \\t, \\r, \\\\, \\\" or \\xHH after a backslash";
     }
     return nullptr;
 }
@@ -39,9 +39,9 @@ namespace {
 
 using Text = std::string_view;
 
-// Room behind a message for what a checked writer writes.
+// Room after a message for what a checked writer writes.
 struct Room {
-    Room(Bytes &behind, size_t room) : message(behind), start(behind.size()), cursor(static_cast<uint32_t>(start)) {
+    Room(Bytes &after, size_t room) : message(after), start(after.size()), cursor(static_cast<uint32_t>(start)) {
         message.resize(start + room);
     }
     // Keeps what was written. What is wrong, or null.
@@ -183,7 +183,7 @@ void show_ip(const Element &element, Report &report) {
     report.text(also_plain("value"), quill_inet_ntop(element.address, text));
 }
 
-// Of another family, or with bytes behind an IPv4 address, the value is the family and all the bytes.
+// Of another family, or with bytes after an IPv4 address, the value is the family and all the bytes.
 void show_ip_af(const Element &element, Report &report) {
     static constexpr uint8_t kZeros[12] = {};
     const ip_af_addr &address = element.address;
@@ -324,13 +324,13 @@ bool read_fixed(std::span<const uint8_t> message, Element &out, Damage &damage) 
 bool read_counted(std::span<const uint8_t> left, Element &out, Damage &damage) {
     uint32_t length = 0;
     for (const uint8_t byte : left.subspan(1, out.kind->counted)) length = length << 8 | byte;
-    const auto behind = left.subspan(out.length);
-    if (behind.size() < length) {
+    const auto content = left.subspan(out.length);
+    if (content.size() < length) {
         damage.expect(out.offset, "%u bytes in %s", length, out.kind->name);
-        damage.find("%zu left", behind.size());
+        damage.find("%zu left", content.size());
         return false;
     }
-    out.content = behind.first(length);
+    out.content = content.first(length);
     out.length += length;
     return true;
 }

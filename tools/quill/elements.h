@@ -33,7 +33,7 @@ struct Kind {
     uint32_t (*fixed)();  // bytes from the tag to the end of the fixed part, an element's least size
     uint32_t counted;     // how many of them are the length of a text or of data
     // The library's checked reader of the element: negative with errno. Null for texts and data, which are shown where
-    // they stand.
+    // they are.
     int (*read)(const void *message, uint32_t size, uint32_t *at, Element &out);
     // Its value, as a part of a row; as a plain line it is what write() reads.
     void (*show)(const Element &element, Report &report);
@@ -42,7 +42,7 @@ struct Kind {
     bool is_text = false;
 };
 
-// Null when there is no such kind.
+// Null for another name.
 const Kind *find_kind(std::string_view name);
 
 // Reads the element at an offset below the message's length.

@@ -1,4 +1,4 @@
-// quill flash-history. Reads the file itself: the library's function would make one where there is none.
+// quill flash-history. Reads the file itself: the library's function would make a missing one.
 #include <errno.h>
 #include <fcntl.h>
 #include <quill/flash.h>
@@ -44,7 +44,7 @@ std::string_view text(const char (&label)[32]) { return {label, strnlen(label, s
 
 // A history as it was at one moment.
 struct Snapshot : quill_flash_history {
-    // Where the next record will stand, which is where the oldest one is once all are in use.
+    // The place of the next record, which is that of the oldest one once all are in use.
     uint32_t next_record() const { return number(next) < kRecords ? number(next) : 0; }
     bool is_used(uint32_t record) const { return *records[record].process != '\0'; }
     // The parent is written last.
@@ -134,7 +134,7 @@ void show_all(const Snapshot &history, Report &report) {
 }
 
 // Shows what is written from now on. The library moves on to the next record before it fills one in, so a record counts
-// once it is whole and did not change between two looks. One that nobody goes on to fill in is passed over.
+// once it is whole and did not change between two looks. A record whose writer has died is left out.
 class Follower {
 public:
     explicit Follower(const Snapshot &history) : shown_(history), before_(history), seen_(history.next_record()) {}

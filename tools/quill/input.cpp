@@ -178,7 +178,7 @@ public:
     }
 
 private:
-    // Of a string with escapes, as strace prints it, what stands in its quotes.
+    // Of a string with escapes, as strace prints it, what is in its quotes.
     static std::string_view of_string(std::string_view line) {
         const size_t quote = line.find("\"\\x");
         if (quote == std::string_view::npos) return line;
@@ -195,7 +195,7 @@ private:
         if (out_.empty()) first_ = offset;
         return offset - first_ == out_.size();
     }
-    // Two blanks stand before the text of a row.
+    // Two blanks come before the text of a row.
     static bool cut_text_column(std::string_view &bytes) {
         bytes = part(bytes, 0, bytes.find("  "));
         return true;
@@ -206,7 +206,7 @@ private:
     bool has_offsets_ = false;
 };
 
-// Bytes between blanks and commas: two digits each, behind 0x or \x or one after the other.
+// Bytes between blanks and commas: two digits each, after 0x or \x or one after the other.
 bool parse_bytes(std::string_view text, Bytes &out) {
     for (size_t i = 0; i < text.size();) {
         if (separates(text[i]) || text[i] == ',') {
@@ -224,8 +224,8 @@ bool parse_bytes(std::string_view text, Bytes &out) {
     return true;
 }
 
-// Of the definition of an array, what stands in its braces. A brace in a dump's column of text comes after a colon, a
-// bar or a quote.
+// Of the definition of an array, what is in its braces. A brace in a dump's column of text comes after a colon, a bar
+// or a quote.
 std::string_view of_array(std::string_view text) {
     const size_t brace = text.find_first_of("{:|\"");
     if (brace == std::string_view::npos || text[brace] != '{') return text;

@@ -11,7 +11,7 @@
 
 namespace quill::cli {
 
-// A block of memory. The program ends when there is none for it.
+// A block of memory. The program ends when memory runs out.
 class Bytes {
 public:
     Bytes() = default;
@@ -39,7 +39,7 @@ inline std::string_view as_text(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
 
-// At most count characters of a text from a place on, empty behind its end. The library's substr throws there.
+// At most count characters of a text from a place on, empty past its end. The library's substr throws there.
 inline std::string_view part(std::string_view text, size_t from, size_t count = SIZE_MAX) {
     if (from > text.size()) from = text.size();
     const size_t left = text.size() - from;
@@ -51,7 +51,7 @@ void append_number(Bytes &out, uint64_t number, size_t size);  // big-endian
 
 // Without the blanks at its ends.
 std::string_view trimmed(std::string_view text);
-// The next line, without its end; false behind the last one.
+// The next line, without its end; false after the last one.
 bool next_line(std::string_view &text, std::string_view &line);
 
 // A file that is read, standard input for null and "-". The program ends when it cannot be opened or read.
@@ -68,11 +68,11 @@ const char *name_of_input(const char *path);
 Bytes read_text(std::span<char *> operands);
 
 // The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that names no file may be
-// the digits. The program ends when it cannot be read, or is no such text.
+// the digits. The program ends when it cannot be read, or is another text.
 Bytes read_dump(const char *path);
 
 // Bytes as tools print them: plain digits, xxd, xxd -i and C arrays, hexdump -C, od -tx1, tcpdump -x and -X, strace -x,
-// gdb's x/xb. Offsets must go on from line to line: they are told from bytes by that. False with the place of the
+// gdb's x/xb. Offsets must rise from line to line: that distinguishes them from bytes. False with the place of the
 // fault.
 bool parse_dump(std::string_view text, Bytes &out, size_t &fault);
 
@@ -80,7 +80,7 @@ bool parse_dump(std::string_view text, Bytes &out, size_t &fault);
 // False, with the place of the fault, for anything else.
 bool parse_hex(std::string_view text, Bytes &out, size_t &fault);
 
-// A number in decimal, or in hexadecimal behind 0x, of at most `limit`; all of the text.
+// A number in decimal, or in hexadecimal after 0x, of at most `limit`; all of the text.
 bool parse_number(std::string_view text, uint64_t limit, uint64_t &out);
 
 }  // namespace quill::cli

@@ -23,7 +23,7 @@ public:
     bool next_object();
 
     std::string_view key() const { return key_.view(); }
-    // The member's value: a text without its quotes and escapes, else as it stands. Objects and arrays are empty.
+    // The member's value: a text without its quotes and escapes, else as it is. Objects and arrays are empty.
     std::string_view value() const { return value_.view(); }
     bool is_text() const { return is_text_; }
 

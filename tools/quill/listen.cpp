@@ -19,7 +19,7 @@ constexpr char kListenHelp[] =
     "                    [--plain | --json] SOCKET\n"
     "\n"
     "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
-    "as quill decode does. A damaged message is told, and the next one is shown. The\n"
+    "as quill decode does. A damaged message is reported, and the next one shown. The\n"
     "socket is removed at the end, also when a signal ends the program. Nothing that\n"
     "stood at the path before is removed. The socket's permissions follow the umask:\n"
     "after \"umask 0\", each user may send.\n"

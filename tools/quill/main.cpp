@@ -161,7 +161,7 @@ const char *Arguments::take_value(const char *option) {
         } else if (*value != '\0') {
             continue;
         } else if (i + 1 == words_.size()) {
-            misused("%s wants a value", option);
+            misused("%s needs a value", option);
         } else {
             value = words_[i + 1];
             drop(i, 2);
@@ -231,7 +231,7 @@ void fail(const char *format, ...) {
 }
 
 void flush_output() {
-    if (fflush(stdout) != 0 || ferror(stdout)) fail("cannot write what was asked for");
+    if (fflush(stdout) != 0 || ferror(stdout)) fail("cannot write the output");
 }
 
 }  // namespace quill::cli

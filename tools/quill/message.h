@@ -17,8 +17,9 @@
 
 namespace quill::cli {
 
-// Shows messages in the form that the user has chosen, and remembers whether one of them was damaged. Damage is told on
-// standard error, with the name of where the message comes from. Of several messages, each has a number under a key.
+// Shows messages in the form that the user has chosen, and remembers whether one of them was damaged. Damage is
+// reported on standard error, with the name of where the message comes from. Of several messages, each has a number
+// under a key.
 class Decoder {
 public:
     // Takes the options that all commands that show messages have.

@@ -74,7 +74,7 @@ Names::Names(Arguments &arguments) : option_(arguments.take_value("--names")), t
             fail("%s:%zu: expected a value, a colon, and names with commas between them", option_ + 1, number);
 }
 
-// False when a name is missing, or stands after one of any number of elements.
+// False when a name is missing, or comes after one of any number of elements.
 bool Names::check(std::string_view list) {
     for (bool more = true; more;) {
         const std::string_view item = first_item(list), name = trimmed(item);

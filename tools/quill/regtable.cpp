@@ -154,7 +154,7 @@ int unpack(Arguments &arguments) {
     const auto files = arguments.operands(2, 2);
     const char *const in = files[0], *const out = files[1];
     if (access(in, R_OK) != 0) fail("cannot read %s: %s", in, strerror(errno));
-    if (!is_whole_gzip(in)) fail("%s is no whole gzip file", in);
+    if (!is_whole_gzip(in)) fail("%s is not a whole gzip file", in);
     int code;
     {
         const LibraryOutput moved(false);
@@ -166,7 +166,7 @@ int unpack(Arguments &arguments) {
 
 [[noreturn]] void sign(std::span<char *> words) {
     static constexpr char kSigner[] = "sign-reg-table";
-    words[0] = const_cast<char *>(kSigner);  // in place of "sign"; a null pointer stands behind the words of main
+    words[0] = const_cast<char *>(kSigner);  // in place of "sign"; a null pointer follows the words of main
     execvp(kSigner, words.data());
     fail("cannot run %s: %s", kSigner, strerror(errno));
 }

@@ -14,7 +14,7 @@ class Arguments;
 
 enum class Form { kTable, kPlain, kJson };
 
-// What a value is called: its key in JSON, and in a table its name, or "" for a value that stands alone.
+// What a value is called: its key in JSON, and in a table its name, or "" for a value without a name.
 struct Name {
     constexpr Name(const char *name) : key(name), shown(name) {}
     constexpr Name(const char *json_key, const char *name) : key(json_key), shown(name) {}
@@ -69,7 +69,7 @@ public:
         const bool negative = value < Number{};
         digits(name, negative, negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value), shown);
     }
-    // Bytes in hexadecimal; in a table behind a word, or as a dump below the row.
+    // Bytes in hexadecimal; in a table after a word, or as a dump below the row.
     void hex(const Name &name, std::span<const uint8_t> bytes, const char *word = "");
     void dump(const Name &name, std::span<const uint8_t> bytes);
 

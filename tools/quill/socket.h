@@ -16,7 +16,7 @@ namespace quill::cli {
 class Socket {
 public:
     Socket() = default;
-    // The program ends when there is none to be had.
+    // The program ends when it cannot be made.
     explicit Socket(int type);
     ~Socket();
     Socket(Socket &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
@@ -24,7 +24,7 @@ public:
         std::swap(fd_, other.fd_);
         return *this;
     }
-    static Socket of_connection(const Socket &listener);  // closed, with errno, when there is none
+    static Socket of_connection(const Socket &listener);  // closed, with errno, without a connection
 
     bool is_open() const { return fd_ >= 0; }
     int fd() const { return fd_; }

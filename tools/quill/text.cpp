@@ -92,7 +92,7 @@ int split(Arguments &arguments) {
     const bool as_json = arguments.take("--json");
     const char *const name = arguments.operands(1, 1)[0];
     if (!fqln_is_well_formed(name))
-        fail("\"%s\" is no location name: expected four parts with dots between them", name);
+        fail("\"%s\" is not a location name: expected four parts with dots between them", name);
     const size_t size = strlen(name) + 1;
     Bytes parts[4];
     for (Bytes &part : parts) part.resize(size + 1);
@@ -283,7 +283,7 @@ int addr(Arguments &arguments) {
     bool all = true;
     for (char *text : arguments.operands(1, SIZE_MAX)) {
         if (show_address(text, report)) continue;
-        complain("\"%s\" is no address: expected a MAC, IPv4 or IPv6 address", text);
+        complain("\"%s\" is not an address: expected a MAC, IPv4 or IPv6 address", text);
         all = false;
     }
     return all ? kDone : kData;

@@ -16,12 +16,12 @@ constexpr char kVersionHelp[] =
     "       quill version range [--json] LOWEST FIRST_ABOVE VERSION\n"
     "       quill version eol [--json] VERSION MODEL\n"
     "\n"
-    "compare  print older, equal or newer: what the first is to the second. Two\n"
-    "         versions that both have the one of a controller, as in\n"
-    "         8.10.0.0-8.10.0.5, are compared by that alone\n"
-    "range    tell whether major.minor.patch is in a range; a FIRST_ABOVE of 0.0.0\n"
-    "         is no end\n"
-    "eol      tell whether software still supports an access point model, such as 42\n"
+    "compare  print whether the first version is older, equal or newer. Two versions\n"
+    "         with a controller's version, as in 8.10.0.0-8.10.0.5, are compared by\n"
+    "         that alone\n"
+    "range    print whether major.minor.patch is in a range; a FIRST_ABOVE of 0.0.0\n"
+    "         means no upper end\n"
+    "eol      print whether software still supports an access point model, such as 42\n"
     "\n"
     "range and eol end with status 1 when the answer is no.\n"
     "\n"
@@ -44,12 +44,12 @@ int compare(Arguments &arguments) {
     int kinds[2];
     const int order = compare_r_version_with_c_version(versions[0], &kinds[0], versions[1], &kinds[1]);
     for (size_t i = 0; i < 2; i++)
-        if (kinds[i] == 0) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", versions[i]);
+        if (kinds[i] == 0) fail("\"%s\" is not a version: expected four numbers, as in 8.10.0.0", versions[i]);
     answer(order > 0 ? "older" : order < 0 ? "newer" : "equal", as_json);
     return kDone;
 }
 
-// major.minor.patch, in decimal, and nothing behind it.
+// major.minor.patch, in decimal, and nothing after it.
 void read_three(const char *text, int32_t out[3]) {
     std::string_view left = text;
     for (int i = 0; i < 3; i++) {
@@ -58,7 +58,7 @@ void read_three(const char *text, int32_t out[3]) {
         const bool decimal = part(left, 0, end).find_first_not_of("0123456789") == std::string_view::npos;
         if (!decimal || !parse_number(part(left, 0, end), INT32_MAX, number) ||
             (i < 2 && end == std::string_view::npos) || (i == 2 && end != std::string_view::npos))
-            fail("\"%s\" is no version here: expected three numbers, as in 8.10.105", text);
+            fail("\"%s\" is not a version here: expected three numbers, as in 8.10.105", text);
         out[i] = static_cast<int32_t>(number);
         left.remove_prefix(end == std::string_view::npos ? left.size() : end + 1);
     }
@@ -81,11 +81,11 @@ int end_of_life(Arguments &arguments) {
     const auto words = arguments.operands(2, 2);
     const char *const version = words[0], *const model = words[1];
     uint64_t number;
-    if (!parse_number(model, UINT32_MAX, number)) arguments.misused("\"%s\" is no model number", model);
+    if (!parse_number(model, UINT32_MAX, number)) arguments.misused("\"%s\" is not a model number", model);
     constexpr const char *kAnswers[] = {"supported by every version", "too old", "supported"};
     constexpr unsigned kTooOld = 1;
     const auto found = static_cast<unsigned>(check_eol_ap_version(version, static_cast<uint32_t>(number)));
-    if (found >= std::size(kAnswers)) fail("\"%s\" is no version: expected four numbers, as in 8.10.0.0", version);
+    if (found >= std::size(kAnswers)) fail("\"%s\" is not a version: expected four numbers, as in 8.10.0.0", version);
     answer(kAnswers[found], as_json);
     return found == kTooOld ? kData : kDone;
 }

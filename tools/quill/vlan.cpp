@@ -13,8 +13,8 @@ constexpr char kVlanHelp[] =
     "usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...\n"
     "\n"
     "Prints a set of VLANs in its shortest form. A SET is ids and ranges with commas\n"
-    "between them, \"all\", or \"0\" for none; + adds a set, - takes one away, from left\n"
-    "to right, and \"not\" turns the set behind it over.\n"
+    "between them, \"all\", or \"0\" for none. + adds a set and - removes one, from left\n"
+    "to right; \"not\" inverts the set after it.\n"
     "\n"
     "  --count   print how many there are\n"
     "  --expand  print each id, one a line\n"
@@ -29,7 +29,7 @@ public:
     explicit Set(const char *text) : map_(vmap_from_string(text)) {
         if (map_) return;
         if (vmap_validate_string(text)) fail("out of memory");
-        fail("\"%s\" is no set: expected ids from %d to %d and ranges, as in 1-10,20", text, VMAP_FIRST_ID,
+        fail("\"%s\" is not a set: expected ids from %d to %d and ranges, as in 1-10,20", text, VMAP_FIRST_ID,
              VMAP_LAST_ID);
     }
     Set(const Set &) = delete;
@@ -39,7 +39,7 @@ public:
     void take_away(const Set &other) { changed(vmap_exclude(&map_, other.map_)); }
     void turn_over() {
         changed(vmap_invert(&map_));
-        changed(vmap_delete_range(&map_, 0, 0));  // which are no VLANs
+        changed(vmap_delete_range(&map_, 0, 0));  // which are not VLANs
         changed(vmap_delete_range(&map_, VMAP_LAST_ID + 1, VMAP_LAST_ID + 1));
     }
     bool has(int id) const { return map_->words[id / 32] >> id % 32 & 1; }
@@ -68,7 +68,7 @@ unsigned count(const Set &set) {
     return ids;
 }
 
-// A set, turned over if "not" stands before it; moves on behind it.
+// A set, inverted if "not" comes before it; moves past it.
 void read_set(Arguments &arguments, std::span<char *> &words, Set *into, char operation) {
     bool turned = false;
     while (!words.empty() && strcmp(words[0], "not") == 0) {
