@@ -30,7 +30,7 @@ function name_declared(line) {
     return line
 }
 
-# A line of a comment: what stands behind its " * ".
+# A line of a comment: what follows its " * ".
 function add_line(text) {
     if (text ~ /^     /) {
         if (!in_code) body = body " * @code{.c}\n"

@@ -1,4 +1,4 @@
-/* placement_msg.c: the format stands in the two tables below; writer, reader and the text for people walk them. */
+/* placement_msg.c: the format is in the two tables below; writer, reader and the text for people walk them. */
 #include "placement_msg.h"
 
 #include <ctype.h>
@@ -124,7 +124,7 @@ static void describe(const struct element *e, const void *value, char *out, size
     }
 }
 
-/* What stands where an element was expected. Lengths are shown because a false one is how a message lies. */
+/* What is where an element was expected. Lengths are shown because a false one is how a message lies. */
 static void describe_found(const quill_reader *in, char *out, size_t size) {
     static const char *const kinds[] = {"str", "mac", "u8",   "u16",   "u32",  "ip",        "s32",  "bool",
                                         "hex", "u64", "ipv6", "ip_af", "str3", "hex_len32", "hex32"};

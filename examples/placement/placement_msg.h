@@ -1,4 +1,4 @@
-/* placement_msg.h: what placementd tells its receiver: one message for every event, behind a first one on the pool.
+/* placement_msg.h: what placementd tells its receiver: one message for every event, after a first one on the pool.
  *
  * A message is codec elements end to end. Every message begins with its number and its event, which says what follows:
  *
@@ -59,7 +59,7 @@ struct placement_trace {
 uint32_t placement_encode(const struct placement_msg *msg, void *message, uint32_t size);
 
 /* placement_decode reads message into *msg, notes every element in *trace and returns 0. It returns -1 with errno as
- * the readers of quill/sxdr_safe.h set it, or EPROTO for a value that the format does not allow and for bytes behind
+ * the readers of quill/sxdr_safe.h set it, or EPROTO for a value that the format does not allow and for bytes after
  * the last element; then *msg holds the elements before. */
 int placement_decode(const void *message, uint32_t length, struct placement_msg *msg, struct placement_trace *trace);
 

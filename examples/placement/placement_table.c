@@ -77,7 +77,7 @@ static void learn_pool(void) {
     if (!map || !avoid) errx(2, "out of memory");
     pool_count = placement_vlans(map, pool);
     for (uint32_t i = 0; i < pool_count; i++) vlan[pool[i]].in_pool = true;
-    /* A sender that is told to avoid its whole pool has to use it all the same. */
+    /* A sender whose whole pool is to be avoided has to use it all the same. */
     if (vmap_exclude(&map, avoid) && !vmap_is_empty(map))
         for (uint32_t i = placement_vlans(avoid, marked); i-- > 0;) vlan[marked[i]].avoided = true;
     vmap_free(map);
@@ -116,7 +116,7 @@ static void show_row(void) {
 static const char *reason(int error) {
     switch (error) {
         case ENODATA: return "the message ends inside this element";
-        case EBADMSG: return "another element stands here";
+        case EBADMSG: return "an element of another kind";
         case EMSGSIZE: return "the length runs past the end of the message";
         case EOVERFLOW: return "the value is longer than this one may be";
         case EPROTO: return "the value is not allowed here";
@@ -147,7 +147,7 @@ static void show_field(const uint8_t *bytes, const struct placement_field *field
     }
 }
 
-/* Of a refused message the rest is shown as it came: behind a false length or tag no element can be told from another.
+/* Of a refused message the rest is shown as it came: after a false length or tag, elements cannot be separated.
  */
 static void show_dump(const uint8_t *bytes, uint32_t length, const struct placement_trace *trace, bool whole) {
     printf("message %" PRIu32 ", %" PRIu32 " bytes%s\n", received, length, whole ? "" : ", refused");
@@ -209,7 +209,7 @@ static void receive_all(int fd) {
 /* Jain's index, (sum of x)² / (n · sum of x²), over the VLANs that may be used: 1 when all carry the same load, 1/n
  * when one carries everything. The load x of a VLAN is its number of clients averaged over the events, each event
  * weighing the same however long it lasted, because a log need not have times. The division by the number of events
- * cancels, so the sums stand for the averages. */
+ * cancels, so the sums serve as the averages. */
 static double fairness(void) {
     double sum = 0, squares = 0, n = 0;
     for (uint32_t i = 0; i < pool_count; i++) {

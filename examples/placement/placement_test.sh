@@ -61,7 +61,7 @@ day() { # day STATUS ARGUMENT...: one log, figures in the file figures; the rece
     end_table "$want"
 }
 
-expect() { # expect FILE TEXT...: each stands in the file
+expect() { # expect FILE TEXT...: each is in the file
     file=$1
     shift
     for text; do
@@ -128,7 +128,7 @@ damaged-length)
 damaged-tag)
     day 1 --pool 10-20,30 --damage 700:15 "$day"
     refused "$events" \
-        "message 700 refused at offset 15: another element stands here, found unknown tag 254" \
+        "message 700 refused at offset 15: an element of another kind, found unknown tag 254" \
         "expected mac (station)" ;;
 damaged-value)
     day 1 --pool 10-20,30 --damage 700:4 "$day"
@@ -162,7 +162,7 @@ log.sendall(open(sys.argv[1], "rb").read())
 END
     day 0 --pool 10-20,30 --listen log
     recounted least-used 10-20,30 0 "$day"
-    [ ! -e log ] || fail "a socket file was left behind" ;;
+    [ ! -e log ] || fail "a socket file was left" ;;
 odd-lines)
     mac=00:1b:63:aa:bb
     {

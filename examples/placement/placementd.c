@@ -8,8 +8,8 @@
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: associated
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: disassociated
  *
- * whatever a log puts in front and behind. A client that associates gets a VLAN, one that associates again keeps it,
- * one that disassociates gives it back. Each of these is told to the receiver (placement-table) in a message of its
+ * whatever a log puts before and after it. A client that associates gets a VLAN, one that associates again keeps it,
+ * one that disassociates gives it back. Each of these is sent to the receiver (placement-table) in a message of its
  * own; other lines are counted and skipped.
  *
  * Exit status: 0 the input was read to its end; 1 the receiver went away; 2 bad arguments, or the system failed.
@@ -84,7 +84,7 @@ static quill_word log_allocator(unsigned level, const char *text) {
     return 1;
 }
 
-/* Each change of a usage is told in words, which takes longer than the change: only who traces is told. Without a log
+/* A text for each change of a usage takes longer than the change: only traces have it. Without a log
  * the result says what went wrong. */
 static vlan_alloc_log change_log(void) { return option.trace ? log_allocator : NULL; }
 

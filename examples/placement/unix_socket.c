@@ -35,7 +35,7 @@ static int try_connect(const struct sockaddr_un *address, int type) {
     return -1;
 }
 
-/* A file nobody answers at is a leftover. Anything that is not a socket is somebody's data and stays. A listener
+/* A socket file without a listener is a leftover. Any other file is data, and stays. A listener
  * refuses a datagram socket as being of the wrong type, and does not take it for its peer. */
 static void remove_leftover(const struct sockaddr_un *address) {
     struct stat found;
@@ -67,8 +67,8 @@ int unix_connect(const char *path, int type, unsigned wait) {
     uint64_t tries = wait * UINT64_C(50);
     int fd;
     while ((fd = try_connect(&address, type)) < 0) {
-        int nobody = errno == ENOENT || errno == ECONNREFUSED || errno == EINTR;
-        if (!nobody || tries-- == 0) err(2, "cannot connect to %s", path);
+        int no_listener = errno == ENOENT || errno == ECONNREFUSED || errno == EINTR;
+        if (!no_listener || tries-- == 0) err(2, "cannot connect to %s", path);
         nanosleep(&pause, NULL);
     }
     return fd;

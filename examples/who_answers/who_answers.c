@@ -29,7 +29,7 @@ int main(int argc, char **argv) {
         if (first_line(argv[i], line, sizeof line)) {
             fputs(line, stdout);
         } else {
-            fprintf(stderr, "who_answers: nobody is called %s\n", argv[i]);
+            fprintf(stderr, "who_answers: no host is called %s\n", argv[i]);
             result = EXIT_FAILURE;
         }
     }

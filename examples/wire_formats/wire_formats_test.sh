@@ -1,6 +1,6 @@
 #!/bin/sh
-# wire_formats_test.sh COMMAND...: what the guide shows; and damage is told, wherever a message ends. The reader needs
-# the library in a Python of this machine: PYTHONPATH is set where that can be.
+# wire_formats_test.sh COMMAND...: what the guide shows; and damage is reported, wherever a message ends. The reader
+# needs the library in a Python of this machine: PYTHONPATH is set where that can be.
 set -u
 here=$(dirname "$0")
 work=$(mktemp -d)

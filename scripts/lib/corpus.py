@@ -2,7 +2,7 @@
 """corpus.py unpack CORPUS FOLDER: writes each input to a file of its own, as a fuzzer reads them
 corpus.py pack CORPUS FOLDER: writes the inputs in the folder's files as one text
 
-An input is a line. Letters, digits and punctuation stand for themselves; blanks, backslashes and other bytes are \\xHH.
+An input is a line. Letters, digits and punctuation are themselves; blanks, backslashes and other bytes are \\xHH.
 Lines are sorted, and no two are equal.
 """
 import hashlib

@@ -1,4 +1,4 @@
-// Thread cancellation, held off. A thread that is cancelled in the middle leaves behind what it holds: the library is
+// Thread cancellation, held off. A thread that is cancelled in the middle never releases what it holds: the library is
 // compiled without exceptions, so no destructor runs for it.
 #pragma once
 

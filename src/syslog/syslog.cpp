@@ -105,8 +105,8 @@ void after_fork_in_parent() { local_time.lock.unlock(); }
 void after_fork_in_child();
 
 // glibc and uClibc provide pthread_atfork only as a static stub. It needs crtbeginS.o, which the library does not link
-// and which may lack the CET mark. So the function behind it is called (LSB Core, libpthread). The handle is null
-// because the library is never unloaded.
+// and which may lack the CET mark. So the function that it calls is called directly (LSB Core, libpthread). The handle
+// is null because the library is never unloaded.
 bool prepare_for_fork() {
 #ifdef __GLIBC__
     return __register_atfork(before_fork, after_fork_in_parent, after_fork_in_child, nullptr) == 0;

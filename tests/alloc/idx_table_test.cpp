@@ -20,7 +20,7 @@ std::string bits(uint64_t word) {
     return std::to_string(std::countr_zero(word)) + "+" + std::to_string(std::popcount(word));
 }
 
-// Debuggers read the record: first, last, the summary at offset 8, the buckets behind it. The summary and the last
+// Debuggers read the record: first, last, the summary at offset 8, the buckets after it. The summary and the last
 // bucket are shown.
 std::string words(const idx_table *table, uint32_t first, uint32_t last) {
     const auto *record = reinterpret_cast<const char *>(table);
@@ -44,7 +44,7 @@ std::string ids(uint32_t first, uint32_t last, const char *operations) {
         switch (operation) {
             case 'a':
                 for (; number > 1; number--) EXPECT_EQ(idx_table_index_alloc(table, &out), 0);
-                out = 12345;  // as it stays where there is none
+                out = 12345;  // as it stays without a free index
                 shown += idx_table_index_alloc(table, &out) == 0 ? std::to_string(out) : out == 12345 ? "none" : "?";
                 break;
             case 'r': shown += std::to_string(idx_table_index_reserve(table, number)); break;

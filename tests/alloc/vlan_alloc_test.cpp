@@ -55,7 +55,7 @@ string print() {
     return testing::internal::GetCapturedStderr();
 }
 
-// The filter has exactly the words of a map, on the heap, so that sanitizers see reads behind it.
+// The filter has exactly the words of a map, on the heap, so that sanitizers see reads past it.
 std::vector<uint32_t> marking(const Ids &ids) {
     std::vector<uint32_t> filter(VMAP_WORDS);
     for (const uint16_t id : ids) filter[id / 32u] |= uint32_t{1} << id % 32u;

@@ -86,7 +86,7 @@ TEST(Vmap, FullAndEmptyMaps) {
     const Map all = map_of("all");
     EXPECT_EQ(all->words[0], 0xfffffffeu);
     EXPECT_EQ(all->words[127], 0x7fffffffu);
-    // The inverse of nothing holds the two bits that are no VLANs.
+    // The inverse of nothing holds the two bits that are not VLANs.
     vmap *inverse = vmap_alloc();
     EXPECT_EQ(vmap_invert(&inverse), 1);
     EXPECT_STREQ(vmap_to_string(inverse), "1-4094");
@@ -228,7 +228,7 @@ TEST(Vmap, LongMessagesAndTheirDamage) {
     string words = string("\7\2", 3);
     for (int i = 0; i < VMAP_WORDS; i++) words += "\4\1\1\1\1";
     EXPECT_EQ(read_bytes(words).substr(0, 10), "643 8,16,2");
-    words[3 + 5 * 2] = 3;  // the third is no u32
+    words[3 + 5 * 2] = 3;  // the third is not a u32
     EXPECT_EQ(read_bytes(words), "0 8,16,24,32,40,48,56");
     const Map map = map_of("7");
     vmap_to_string(map.get());

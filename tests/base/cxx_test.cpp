@@ -40,7 +40,7 @@ TEST(VlanSet, CopiesPartWhenOneIsChanged) {
     EXPECT_EQ(std::vector<uint16_t>(some.begin(), some.end()), (std::vector<uint16_t>{100, 101, 102}));
     EXPECT_TRUE(some.invert() && some.invert() && some.merge(all) && some.remove(100, 102) && some == all);
     EXPECT_EQ(std::vector<uint16_t>(all.begin(), all.end()).size(), 15u);
-    EXPECT_TRUE(all.invert());  // with ids 0 and 4095, which are no VLANs
+    EXPECT_TRUE(all.invert());  // with ids 0 and 4095, which are not VLANs
     EXPECT_EQ(std::vector<uint16_t>(all.begin(), all.end()).size(), 4079u);
     EXPECT_FALSE(quill::vlan_set("1-5000"));
 }

@@ -95,7 +95,7 @@ TEST(Sxdr, ReadersOfDataIntoNewBuffers) {
     EXPECT_EQ(sxdr_read_hex32_size(hex.data()), 0u);
 }
 
-// The readers that are told where in a message an element stands, when the sum wraps, and without arguments.
+// The readers that get the place of an element in its message, when the sum wraps, and without arguments.
 TEST(Sxdr, ReadersWithAnOffset) {
     const Bytes text = {0, 0, 3, 'a', 'b', 'c'}, data = {8, 0, 3, 'a', 'b', 'c'};
     char out[8];

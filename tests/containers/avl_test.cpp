@@ -53,7 +53,7 @@ struct Savle {
     static constexpr auto erase = savle_delete;
 };
 
-// Watched from outside: nodes are told by their addresses.
+// Watched from outside: nodes are known by their addresses.
 template <typename Flavour>
 class AvlTree {
 public:

@@ -8,7 +8,7 @@
 
 namespace {
 
-// How many digits stand at the start.
+// How many digits the text begins with.
 size_t digits(const std::string &text) { return std::min(text.find_first_not_of("0123456789"), text.size()); }
 
 // Up to nine digits before the dot, so that nothing is out of range.

@@ -1,5 +1,5 @@
 // replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these, the same
-// on every machine. Each is told before it is tried, so the last one told is the one that failed.
+// on every machine. Each is printed before it is tried, so the last one printed is the one that failed.
 #include <algorithm>
 #include <iostream>
 
@@ -58,7 +58,7 @@ void try_input(const std::string &name, const Bytes &bytes) {
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
-// A line of a corpus. Letters, digits and punctuation stand for themselves, any other byte is \xHH.
+// A line of a corpus. Letters, digits and punctuation are themselves, any other byte is \xHH.
 bool read_line(const char *at, Bytes &bytes) {
     for (; *at != '\n'; at++) {
         int byte = '!' <= *at && *at <= '~' ? *at : -1;

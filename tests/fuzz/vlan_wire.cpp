@@ -1,5 +1,5 @@
-// VLAN sets out of messages, of any bytes, in which no length leads out of the memory behind: what is read against the
-// format taken word by word, and the way back.
+// VLAN sets out of messages, of any bytes, in which no length leads out of the memory after it: what is read against
+// the format taken word by word, and the way back.
 #include <quill/vmap.h>
 
 #include "base/endian.h"
@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     } else {
         expect_words(map, before.get(), message + 3, consumed);
     }
-    // Nothing behind the message is looked at.
+    // Nothing after the message is read.
     if (consumed > 0) EXPECT(vmap_sxdr_read(again, page.hold({message, consumed})) == consumed);
     if (consumed > 0) EXPECT(vmap_compare(map, again) == 0);
 

@@ -63,5 +63,5 @@ chroot root sh -ec "
     dpkg --purge python3-quill quill-tools-dbgsym quill-tools libquill-doc libquill1-dbgsym libquill-dev libquill1
     $list >/mnt/after
 " >log 2>&1 || { cat log; exit 1; }
-diff before after || { echo "removed, the packages leave that behind"; exit 1; }
+diff before after || { echo "removed, the packages leave that"; exit 1; }
 echo "installed, used and removed"

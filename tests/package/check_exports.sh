@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_exports.sh NM LIBRARY SOURCE_DIR
 # The shared object exports exactly what the public headers declare with QUILL_API, with the version that the version
-# script gives it; but what stands in for the C library's system-log client has none.
+# script gives it; but the functions in place of the C library's system-log client have no node.
 set -eu
 nm=$1 library=$2 source=$3
 work=$(mktemp -d)
@@ -13,7 +13,7 @@ trap 'rm -rf "$work"' EXIT
 sed -n 's/^\(QUILL_[0-9.]*\) {/\1/p; s/^    \([A-Za-z_0-9]*\);.*/\1/p' "$source/src/libquill.map" |
     awk '/^QUILL_[0-9]/ { node = $1; next } $1 !~ /^_Z/ { print $1 "@@" node }' >"$work/versioned"
 
-# Declarations without their comments, one a line; the name stands before the parameters or the semicolon.
+# Declarations without their comments, one a line; the name comes before the parameters or the semicolon.
 declared() {
     cat "$@" | tr '\n' ' ' | sed 's|/\*|\n<|g; s|\*/|\n>|g' | sed '/^</d; s/^>//' | tr '\n' ' ' |
         tr ';' '\n' | sed -n 's/.*QUILL_API \([^(]*\).*/\1/p' | sed "s,\[.*,,; s, *$,,; s,.*[ *],," |

@@ -10,7 +10,7 @@ for source; do
 done
 
 # What it says beside the point: the C++ names of C headers, which quill/types.h and the C headers give; headers from
-# within the C library in place of the ones its manual documents; the owner's template behind base/memory.h, from either
+# within the C library in place of the ones its manual documents; the owner's template of base/memory.h, from either
 # side; structures that are declared where a typedef names them.
 wanted=$(printf '%s\n' "$report" | awk '
     / should (add|remove) these lines:/ { file = $1; next }

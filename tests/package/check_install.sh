@@ -47,7 +47,7 @@ module="$stage/lib/python3/dist-packages/quill.py"
 (cd / && env -i PATH="$PATH" PYTHONDONTWRITEBYTECODE=1 python3 -m doctest "$module") || exit 1
 mkdir home
 ln -s "$stage" home/quill
-# usage: run_guide GUIDE: its C programs, its commands, which stand after "$ ", and what they print
+# usage: run_guide GUIDE: its C programs, its commands, which follow "$ ", and what they print
 run_guide() {
     guide="$source/docs/$1.md"
     mkdir "$work/$1"

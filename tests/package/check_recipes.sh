@@ -1,8 +1,7 @@
 #!/bin/sh
-# check_recipes.sh CMAKE BUILD_FOLDER SOURCE_DIR VERSION
-# The recipes for OpenWrt and Buildroot, as far as that goes without these: what make understands of them with stand-ins
-# for what they include, that each option which they give CMake is one, and what the OpenWrt package takes of an
-# installation.
+# check_recipes.sh CMAKE BUILD_FOLDER SOURCE_DIR VERSION The recipes for OpenWrt and Buildroot, as far as that goes
+# without these: what make understands of them with substitutes for what they include, that each option which they give
+# CMake is one, and what the OpenWrt package takes of an installation.
 set -eu
 cmake=$1 build=$2 source=$3 version=$4
 work=$(mktemp -d)

@@ -1,7 +1,6 @@
 #!/bin/sh
-# check_symbol_versions.sh CC LIBRARY
-# A program that needs a name of a later version is not started with this library, and is told which version it lacks;
-# one that needs this version's names is.
+# check_symbol_versions.sh CC LIBRARY A program that needs a name of a later version is not started with this library,
+# and the loader names the version that it lacks; one that needs this version's names is.
 set -eu
 cc=$1 library=$2
 work=$(mktemp -d)

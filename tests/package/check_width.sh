@@ -1,6 +1,6 @@
 #!/bin/sh
 # check_width.sh SOURCE_DIR
-# Lines of code and their comments are no wider than .editorconfig says, but for the files that it leaves out.
+# Lines of code and their comments are no wider than .editorconfig says, except in the files that it leaves out.
 set -eu
 cd "$1"
 width=$(sed -n 's/^max_line_length = \([0-9]*\)$/\1/p' .editorconfig)

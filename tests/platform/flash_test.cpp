@@ -75,7 +75,7 @@ string record(const string &history, size_t i) {
     return text + (history.data() + at + 20) + " " + (history.data() + at + 52);
 }
 
-// As the library has to write it: an emulator shows a process its own program, whatever stands in the private /proc.
+// As the library has to write it: an emulator shows a process its own program, whatever the private /proc says.
 string label(pid_t process) {
     char program[4096] = "";
     const string id = std::to_string(process);
@@ -175,7 +175,7 @@ TEST_F(Flash, Cases) {
     write_file("/proc/sys/kernel/sem", "32000 1024000000 500 32000");
     EXPECT_EQ(WriteApFlash(0, 1, "x", nullptr), 0);
     unlink("/tmp/mtd");
-    EXPECT_EQ(transfer(), 0) << "no key file is no failure";
+    EXPECT_EQ(transfer(), 0) << "a missing key file is not a failure";
     EXPECT_EQ(semctl(semget(-1, 1, 0), 0, GETVAL), 0) << "the semaphore of the key that ftok fails with";
     const int device = quill_open_device(O_RDWR);
     EXPECT_EQ(fcntl(device, F_GETFL) & O_ACCMODE, O_RDWR);

@@ -99,7 +99,7 @@ const Call kCalls[] = {
     {"get_mesh_role", [] { return get_mesh_role() == 7; }},
     {"get_ap_installation_type", [] { return get_ap_installation_type("/tmp/installation") == 7; }},
     {"syslog", log_record, [] { return strcmp(strstr(record, "runs_out"), "runs_out: text") == 0; }},
-    // As far as it comes with a table that nobody has signed.
+    // As far as it comes with a table without a signature.
     {"parse_validate_encrypted_signed_reg_tbl_file",
      [] { return parse_validate_encrypted_signed_reg_tbl_file("/tmp/table") == QUILL_REG_TABLE_NOT_VALID; },
      missing(kParsed), missing(kParsed)},

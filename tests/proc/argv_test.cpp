@@ -18,7 +18,7 @@ std::string split(int capacity, const char *line) {
     return shown;
 }
 
-// Behind the last word stand a null pointer, and words that it hides.
+// After the last word come a null pointer, and words that it hides.
 int join(char *line, int size, int count, const char *slashed) {
     std::string texts = slashed, same(64, '\xee');
     std::vector<char *> words = {texts.data()};

@@ -22,7 +22,7 @@ using std::string;
 
 class Pipe : public quill::test::DeviceTest {};
 
-// What a command prints, behind its status.
+// What a command prints, after its status.
 string output_of(const string &command) {
     int child;
     FILE *const from = quill_popen_thr(command.c_str(), "r", &child);
@@ -32,7 +32,7 @@ string output_of(const string &command) {
     return std::to_string(quill_pclose_thr(from, child)) + " " + text;
 }
 
-// The ends of a pipe come to stand where the program has closed its standard descriptors, too.
+// The ends of a pipe get the numbers where the program has closed its standard descriptors, too.
 TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
     quill::test::with_standard_descriptors_closed([] {
         umask(077);

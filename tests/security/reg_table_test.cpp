@@ -171,7 +171,7 @@ string without_commands(const char *text) {
     return result;
 }
 
-// What stands in for a command: "fails", "says TEXT", "removes FILE" when it is done…
+// What replaces a command: "fails", "says TEXT", "removes FILE" when it is done…
 std::function<int(const char *)> stand_in(const string &what) {
     const string rest = what.substr(std::min(what.find(' '), what.size() - 1) + 1);
     if (what == "fails") return [](const char *) { return -1; };
@@ -259,7 +259,7 @@ TEST_F(RegTable, LongLines) {
     char *text = nullptr;
     EXPECT_EQ(outcome([&] { return parse_validate_get_reg_tbl_file_ver(kDone.c_str(), &text); }), kAccepted);
     EXPECT_EQ(text, string(127, 'C'));
-    // The piece behind 399 bytes is a marker: the table ends without a newline.
+    // The piece after 399 bytes is a marker: the table ends without a newline.
     table.table = string(399, 'A') + "-----END FILE-----\n";
     EXPECT_FALSE(is_accepted(table.text()));
     for (const size_t length : {126u, 127u}) {
@@ -331,7 +331,7 @@ TEST_F(RegTable, TrustsItsTwoAuthoritiesOnly) {
         kNotValid;
     sh("cd /tmp && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other -subj /CN=other -days 30 "
        "2>/dev/null && mkdir trusted && cp other trusted/$(openssl x509 -hash -noout -in other).0");
-    // Not either what the machine's openssl is told to trust.
+    // Nor what the machine's openssl is configured to trust.
     setenv("SSL_CERT_DIR", "/tmp/trusted", 1);
     setenv("SSL_CERT_FILE", "/tmp/other", 1);
     for (const auto &[name, by] :
@@ -343,7 +343,7 @@ TEST_F(RegTable, TrustsItsTwoAuthoritiesOnly) {
         sign(string("/tmp/") + name);
         EXPECT_EQ(validation(), refused) << name;
     }
-    // What is left of an interrupted run is no result.
+    // What is left of an interrupted run is not a result.
     fs::copy("/tmp/signer", kFolder + "tempCert.pem");
     sh("openssl x509 -in /tmp/signer -outform DER -out " + kFolder + "tempCert.der");
     write_file(kFolder + "tempOutput.bin", kFolder + "tempCert.pem: OK\n");
@@ -398,7 +398,7 @@ TEST_F(RegTable, FilesThatAreMissingOrCut) {
               "-97 ^[msg \n Failed to parse the file]");
 }
 
-// Real tools: missing, killed, one that would ask a person, and one that nobody can wait for.
+// Real tools: missing, killed, one that would prompt a person, and one that cannot be waited for.
 TEST_F(RegTable, ToolsThatFail) {
     const string path = getenv("PATH");
     const auto with_openssl = [&](const string &script, const string &search) {

@@ -11,10 +11,10 @@
 //                                                        last that is not 0
 //     given /proc/osbuild "a b c\n" get_os_version = "c\n"   a file that is there for the calls of this line
 //
-// Arguments are numbers, texts, null, rooms and places of numbers. Behind the result stands what a function finds or
-// leaves where it may write: texts, rooms and numbers. In texts, a backslash stands before n, t, r, a quote, itself,
-// and xHH. Texts and rooms end where a page without access begins. _ stands for what is not promised. Lines that begin
-// with # are comments.
+// Arguments are numbers, texts, null, rooms and places of numbers. After the result comes what a function finds or
+// leaves where it may write: texts, rooms and numbers. In texts, a backslash comes before n, t, r, a quote, itself, and
+// xHH. Texts and rooms end where a page without access begins. _ is any value, where the result is not promised. Lines
+// that begin with # are comments.
 #pragma once
 
 #include <quill/types.h>

@@ -1,4 +1,4 @@
-// What tests in a private device have in common: they leave no descriptor open and no child behind.
+// What tests in a private device have in common: they leave no descriptor open and no child.
 #pragma once
 
 #include <gtest/gtest.h>

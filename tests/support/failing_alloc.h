@@ -26,7 +26,7 @@ public:
 
 // Calls attempt, which returns whether it succeeded, with its first allocation failing, then its second, until it meets
 // no failure and must succeed. An attempt that met one must not succeed nor keep memory, apart from the given number
-// of blocks over all attempts (slabs of pools); unchanged is called after each to check what it left behind. Returns
+// of blocks over all attempts (slabs of pools); unchanged is called after each to check what it left. Returns
 // the number of failures.
 template <typename Attempt, typename Unchanged>
 int expect_failures_survived(Attempt attempt, Unchanged unchanged, long slabs = 0) {

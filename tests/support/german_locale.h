@@ -1,4 +1,4 @@
-// A locale in which a decimal comma stands for the point and bytes above 127 are letters, made for the test and taken
+// A locale in which the decimal point is a comma and bytes above 127 are letters, made for the test and taken
 // by the process while the object lives.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Memory that ends where a page without access begins: reading or writing one byte behind it ends the test.
+// Memory that ends where a page without access begins: reading or writing one byte past it ends the test.
 #pragma once
 
 #include <stdint.h>

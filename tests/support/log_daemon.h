@@ -1,4 +1,4 @@
-// A log daemon at the test's finger tips: it listens at /dev/log and reads when it is told to.
+// A log daemon at the test's finger tips: it listens at /dev/log and reads when the test says so.
 #pragma once
 
 #include <poll.h>

@@ -1,6 +1,6 @@
 // A device of the test's own: a mount namespace in which /dev, /tmp, /flash, /mnt/usbdisk and /quill/reg_table are
 // empty but for what every program needs, and /flash1 is missing, so that the fixed paths of the product can be given
-// any content without touching the machine's; and a namespace of System V semaphores, in which there are none.
+// any content without touching the machine's; and a namespace of System V semaphores, which is empty.
 #pragma once
 
 #include <string>

@@ -8,7 +8,7 @@
 
 namespace quill::test {
 
-// The results of call go round in so many buffers, one behind the other, and begin with the second: where the first
+// The results of call go round in so many buffers, one after the other, and begin with the second: where the first
 // call of the process is not among them, that last part shows nothing.
 template <typename Call>
 void expect_ring(size_t slots, Call call) {

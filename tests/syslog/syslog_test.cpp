@@ -65,7 +65,7 @@ void log_unchecked(const char *format, ...) {
     va_end(arguments);
 }
 
-// What stands in the buffer when the C library refuses the rest; some leave nothing.
+// What is in the buffer when the C library refuses the rest; some leave nothing.
 string left_by_printf(const char *format, ...) {
     char left[32] = "";
     va_list arguments;
@@ -291,7 +291,7 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
             syslog(LOG_ERR, "m");
             EXPECT_EQ(daemon.drain(), 1);
         }
-        syslog(LOG_ERR, "into a stream that nobody reads any more");
+        syslog(LOG_ERR, "into a stream without a reader");
         ASSERT_EQ(sigaction(SIGPIPE, nullptr, &now), 0);
         EXPECT_EQ(now.sa_handler, callers.sa_handler);
         EXPECT_EQ(now.sa_flags & SA_RESTART, SA_RESTART);
@@ -299,7 +299,7 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
     }
     EXPECT_EQ(callers_handler_ran, 0);
 
-    // Standard error is a pipe that nobody reads: the signal closes the connection, under the caller's own lock, and
+    // Standard error is a pipe without a reader: the signal closes the connection, under the caller's own lock, and
     // the message goes to the console.
     LogDaemon daemon;
     int pipe_ends[2];
@@ -318,7 +318,7 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
 }
 
 // A broken pipe in a thread that does not log, while another one waits for the daemon: the thread goes on at once, and
-// the connection is made anew afterwards.
+// the connection is made again afterwards.
 TEST_F(Syslog, AnotherThreadsBrokenPipeDoesNotWaitForTheDaemon) {
     alarm(30);
     LogDaemon daemon;

@@ -66,7 +66,7 @@ TEST(Validators, HexTextIsWrittenWithoutItsEnd) {
     Guarded page;
     const uint8_t bytes[] = {0x0a, 0xff, 0x10};
     char *to = page.room(6);
-    EXPECT_EQ(pap_hexify(to, bytes, 3), to + 6 + 2);  // two behind the last digit
+    EXPECT_EQ(pap_hexify(to, bytes, 3), to + 6 + 2);  // two after the last digit
     EXPECT_EQ(std::string(to, 6), "0aff10");
     EXPECT_EQ(pap_hexify(to, bytes, 0), to + 2);
     EXPECT_EQ(pap_hexify(to, bytes, -1), to + 2);

@@ -36,7 +36,7 @@ sed -n '/^```sh$/,/^```$/{/^```/!p;}' "$source/docs/signing-regulatory-tables.md
 grep -q '^quill regtable sign' commands || fail "the guide signs nothing"
 sh -eux commands >output 2>&1 || { cat output; fail "a command of the guide to signing"; }
 quill regtable verify table 2>steps | tee answer
-[ ! -s steps ] || fail "messages that nobody wanted: $(cat steps)"
+[ ! -s steps ] || fail "unexpected messages: $(cat steps)"
 quill regtable verify --verbose table 2>steps | tee answer
 grep -q '^valid, version ' answer || fail "a signed table is refused: $(cat steps)"
 grep -q 'Signature verified' steps || fail "the steps are not told: $(cat steps)"
@@ -55,7 +55,7 @@ head -c 4096 /dev/zero >/dev/mtd0
 true >/tmp/mtd
 "$read_flash" && "$read_flash"
 quill flash-history | tee history
-# The private /proc shows no process, so nobody knows who it was.
+# The private /proc shows no process, so the process is unknown.
 [ "$(grep -c 'read  *0x00000100  *16 .* ms  unknown  *unknown' history)" -eq 2 ] || fail "flash-history"
 
 # --- the dump

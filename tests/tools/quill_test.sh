@@ -280,7 +280,7 @@ done" <<'END_OF_OUTPUT'
 quill listen: s:3: offset 1048576: expected the end, found more bytes
 END_OF_OUTPUT
 
-# What stands at a path stays, and so does what has taken the place of the program's own socket.
+# A file at the path stays, and so does what has taken the place of the program's own socket.
 expect 1 "ln -s nowhere link
 for path in message.txt link . nowhere/s \$(printf %0108d 0); do quill listen \$path; done; rm link
 quill listen s & until [ -S s ]; do sleep 0.1; done
@@ -412,7 +412,7 @@ wait $follower 2>/dev/null
 [ "$(sed 's/.*"process":"\([^"]*\)".*/\1/' followed | tr '\n' ' ')" = 'httpd[0] httpd[1] httpd[2] httpd[0] ' ] ||
     complain "flash-history --follow: $(cat followed)"
 [ ! -w /dev/full ] || ! timeout 20 quill flash-history --follow few >/dev/full 2>/dev/null ||
-    complain "flash-history --follow goes on when nobody can read it"
+    complain "flash-history --follow goes on without a reader"
 : >empty
 expect 0 "quill flash-history --json empty" <<'END_OF_OUTPUT'
 []
@@ -599,7 +599,7 @@ quill decode message >piped.out
 on_terminal 'quill decode message; quill foo'
 is_coloured colours || complain "no colours on a terminal"
 on_terminal 'NO_COLOR=1 quill decode message; NO_COLOR=1 quill foo; TERM=dumb quill decode message'
-! is_coloured colours || complain "colours that nobody wants"
+! is_coloured colours || complain "colours although they are disabled"
 
 # Each command explains itself, with an example that is one of its own.
 for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do

@@ -7,7 +7,7 @@ Numbers and pointers are read as values of gdb's types, so gdb takes care of byt
 a device prints on a desk as it would on the device. Nothing is called in the program.
 
 Memory may be damaged. A walk ends where memory cannot be read and at a node that it has met before; a mark such as
-<cycle after 12 nodes> then stands in place of what is missing. gdb's `set print elements` limits every walk.
+<cycle after 12 nodes> then takes the place of what is missing. gdb's `set print elements` limits every walk.
 """
 import errno
 import itertools
@@ -91,7 +91,7 @@ def text(pointer, size=None):
 
 
 def text_or(otherwise, pointer, size=None):
-    """The text, or what stands for a null pointer."""
+    """The text, or the sign for a null pointer."""
     return text(pointer, size) if int(pointer) else otherwise
 
 
@@ -172,8 +172,8 @@ def chain(first, link="next"):
 
 
 def in_order(root, parent=0, up=None, is_end=lambda node: False):
-    """The nodes of a binary tree, ascending. Damage stands in place of a subtree; the rest of the tree follows it. The
-    field up, if the nodes have one, must be the parent; is_end tells the node that stands for no child."""
+    """The nodes of a binary tree, ascending. Damage takes the place of a subtree; the rest of the tree follows it. The
+    field up, if the nodes have one, must be the parent; is_end says which node means no child."""
     met, path, node = set(), [], root
     while True:
         while int(node) != 0:
@@ -391,7 +391,7 @@ class RedBlackTree(KeyTree):
 
 
 class BinaryTree(KeyTree):
-    """A node, with the tree below it: the root stands for the tree."""
+    """A node, with the tree below it: the root represents the tree."""
 
     fields = ("key", "left", "right")
 

@@ -20,7 +20,7 @@ local function experts_of(filter)
     }
 end
 
--- What stands at an offset is not what should be there.
+-- The bytes at an offset are not what should be there.
 local function damaged(offset, expected, found)
     return {offset = offset, text = string.format("offset %d: expected %s, found %s", offset, expected, found)}
 end
@@ -102,7 +102,7 @@ message.prefs.names = Pref.string("Names of elements", "",
 
 local function uint(tvb, at, size) return tvb(at, size):uint() end
 
--- Each adds the value that stands in a range, which is what follows an element's tag, or its length if it has one. The
+-- Each adds the value of a range, which is what follows an element's tag, or its length if it has one. The
 -- result is the value as a text.
 
 local function hex_of(range, separator)

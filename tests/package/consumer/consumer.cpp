@@ -1,4 +1,4 @@
-// A program of somebody else, in C++: a set of the library's in an owner of the standard library's.
+// A program of another project, in C++: a set of the library's in an owner of the standard library's.
 #include <quill/vmap.h>
 
 #include <cstdlib>
