@@ -18,6 +18,7 @@ public:
     // Takes "--pcap FILE", without which nothing is written. The program ends when the file cannot be made.
     Capture(Arguments &arguments, LinkType type);
     Capture(const Capture &) = delete;
+    Capture &operator=(const Capture &) = delete;
     ~Capture();
 
     // Adds a packet with the present time; the file is whole after each. The program ends when it cannot be written.

@@ -1,6 +1,7 @@
 // quill decode and quill encode.
 #include <stdio.h>
 
+#include <span>
 #include <string_view>
 
 #include "command.h"

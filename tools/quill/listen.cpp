@@ -2,13 +2,19 @@
 #include <errno.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <initializer_list>
+#include <span>
+
 #include "command.h"
+#include "damage.h"
+#include "input.h"
 #include "message.h"
 #include "socket.h"
 

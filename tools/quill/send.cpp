@@ -2,15 +2,19 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <utility>
 
 #include "command.h"
+#include "input.h"
 #include "message.h"
 #include "socket.h"
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <stddef.h>
-#include <sys/socket.h>
 #include <sys/un.h>
 
 #include <utility>
