@@ -124,9 +124,14 @@ def main():
         with open("one", "rb") as one, open("buffers", "ab") as all_of_them:
             all_of_them.write(one.read()[0 if len(documents) == 1 else 24:])
     compare("buffers", documents, "quill_tlv", "record", "records", wanted_record, shown_record)
-    for test, count in (("quill.vlan == 2", 1), ("quill.vlan == 4", 0), ('quill.str contains "wor"', 1)):
-        packets = tshark("messages", "-Y", f"frame.number == 204 and {test}").splitlines()
-        assert len(packets) == count, (test, packets)
+    # The first third of the packets are the cuts, up to the whole message.
+    whole = str(len(lines.split()) // 3)
+    for names, test in (("", 'quill.vlan == 2 && quill.vlan != 4 && quill.str contains "wor"'),
+                        ("1: x; *: a,b,vlan,rest...", "quill.vlan == 255 && !quill.damage"),
+                        ("a", 'quill.damage == "offset 15: expected the end, found mac"'),
+                        ("1: a", 'quill.damage contains "that has names, found another"')):
+        packets = tshark("messages", "-o", "quill.names:" + names, "-Y", f"frame.number == {whole} && {test}")
+        assert len(packets.splitlines()) == 1, (names, test)
 
 
 if not shutil.which("tshark"):

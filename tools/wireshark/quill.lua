@@ -97,9 +97,6 @@ local fields = {
 local experts = experts_of("quill")
 message.fields = fields
 message.experts = experts
-message.prefs.names = Pref.string("Names of elements", "",
-    "As quill decode --names takes them: event,mac,vlan; ... after the last name is for all elements to come")
-
 local function uint(tvb, at, size) return tvb(at, size):uint() end
 
 -- Each adds the value of a range, which is what follows an element's tag, or its length if it has one. The
@@ -201,7 +198,7 @@ local function read_element(tvb, at)
     return {at = at, kind = kind, kind_name = name, count = count, size = kind.size + count}
 end
 
-local function show_element(element, name, tvb, tree)
+local function show_element(element, tvb, tree)
     local kind, at = element.kind, element.at
     local item = tree:add(fields.element, tvb(at, element.size))
     local head = kind.counted and kind.size or 1
@@ -210,36 +207,65 @@ local function show_element(element, name, tvb, tree)
     element.text = kind.add(item, tvb(at + head, element.size - head))
     element.item = item
     item:set_text(string.format("%s: %s", element.kind_name, element.text))
-    if not name then return end
-    item:prepend_text(name .. ", ")
-    item:add(fields.name, tvb(at, element.size), name):set_generated()
+end
+
+-- The elements up to the end, or up to the damage.
+local function show_elements(tvb, tree)
+    local elements, at = {}, 0
+    while at < tvb:len() do
+        local element, damage = read_element(tvb, at)
+        if not element then return elements, damage end
+        show_element(element, tvb, tree)
+        elements[#elements + 1] = element
+        at = at + element.size
+    end
+    return elements, nil
+end
+
+-- --- names of elements, as the user gives them
+
+message.prefs.names = Pref.string("Names of elements", "",
+    "As quill decode --names takes them: event,mac,vlan; \"...\" after the last name is for all elements to come. " ..
+    "For messages of several kinds, lists by the value of the first element: 1: event,mac,vlan; *: event")
+
+local function trimmed(text) return text:match("^%s*(.-)%s*$") end
+
+-- The names for a message with that first element, nil if it has none.
+local function list_of_names(first)
+    for entry in message.prefs.names:gmatch("[^;]+") do
+        local value, list = entry:match("^(.*):(.-)$")
+        if not value then return entry end
+        if trimmed(value) == "*" or (first and trimmed(value) == first.text) then return list end
+    end
+    return nil
+end
+
+local function name_element(element, name, tvb)
+    local range = tvb(element.at, element.size)
+    element.item:prepend_text(name .. ", ")
+    element.item:add(fields.name, range, name):set_generated()
     if name == "vlan" and element.kind_name:match("^u%d") then
-        item:add(fields.vlan, tvb(at + 1, element.size - 1), tonumber(element.text) % 65536):set_generated()
+        element.item:add(fields.vlan, range, tonumber(element.text) % 65536):set_generated()
     end
 end
 
--- Names as the user gave them, one by one: nil after the last one.
-local Labels = {}
-Labels.__index = Labels
-
-function Labels.new(list)
-    local names = {}
-    for name in list:gmatch("[^,]+") do names[#names + 1] = name:match("^%s*(.-)%s*$") end
-    return setmetatable({names = names, next_index = 1, fit = true}, Labels)
-end
-
-function Labels:next()
-    local name = self.names[self.next_index]
-    local repeated = name and name:match("^(.*)%.%.%.$")
-    if not repeated then self.next_index = self.next_index + 1 end
-    return repeated or name
-end
-
--- The damage of an element too many, or of one that is missing at the end.
-function Labels:misfit(at, found)
-    local name = self.names[self.next_index]
-    if #self.names == 0 or (not found and (not name or name:match("%.%.%.$"))) then return nil end
-    return damaged(at, found and "the end" or name, found or "the end")
+-- The damage if the message has other elements than the names say.
+local function name_elements(elements, tvb)
+    if message.prefs.names == "" then return nil end
+    local list, names = list_of_names(elements[1]), {}
+    if not list then
+        return damaged(0, "a first element that has names", #elements > 0 and "another" or "none")
+    end
+    for name in list:gmatch("[^,]+") do names[#names + 1] = trimmed(name) end
+    local repeated = (names[#names] or ""):match("^(.*)%.%.%.$")
+    local single = repeated and #names - 1 or #names
+    for i, element in ipairs(elements) do
+        local name = i <= single and names[i] or repeated
+        if not name then return damaged(element.at, "the end", element.kind_name) end
+        name_element(element, name, tvb)
+    end
+    if #elements < single then return damaged(tvb:len(), names[#elements + 1], "the end") end
+    return nil
 end
 
 -- --- sets of VLANs: a bool, and a text for true, 128 words for false
@@ -317,18 +343,168 @@ end
 function message.dissector(tvb, pinfo, root)
     pinfo.cols.protocol = "quill"
     local tree = root:add(message, tvb())
-    local labels, elements, at, damage, misfit = Labels.new(message.prefs.names), {}, 0, nil, nil
-    while at < tvb:len() do
-        local element
-        element, damage = read_element(tvb, at)
-        if not element then break end
-        local name = labels:next()
-        if not name then misfit = misfit or labels:misfit(at, element.kind_name) end
-        show_element(element, name, tvb, tree)
-        elements[#elements + 1] = element
-        at = at + element.size
+    local elements, damage = show_elements(tvb, tree)
+    damage = damage or name_elements(elements, tvb)
+    show_sets(elements, tvb)
+    local texts = {}
+    for i = 1, math.min(#elements, 16) do texts[i] = elements[i].text end
+    pinfo.cols.info = table.concat(texts, ", ") .. (#elements > 16 and ", ..." or "")
+    if damage then
+        show_damage(damage, tvb, tree, fields.damage, experts)
+        pinfo.cols.info:append(" [damaged]")
     end
-    damage = damage or misfit or labels:misfit(at)
+    return tvb:len()
+end
+
+bind(message, kUser0)
+
+-- --- TLV buffers
+
+local kTotal, kType, kLength = 2, 2, 2  -- sizes
+
+local buffer = Proto("quill_tlv", "libquill TLV buffer")
+local tlv = {
+    total = ProtoField.uint16("quill_tlv.total", "Bytes of records"),
+    record = ProtoField.none("quill_tlv.record", "Record"),
+    type = ProtoField.uint16("quill_tlv.type", "Type"),
+    length = ProtoField.uint16("quill_tlv.length", "Length"),
+    value = ProtoField.bytes("quill_tlv.value", "Value"),
+    number = ProtoField.uint32("quill_tlv.number", "Number"),
+    text = ProtoField.string("quill_tlv.text", "Text"),
+    damage = ProtoField.string("quill_tlv.damage", "Damage"),
+}
+local tlv_experts = experts_of("quill_tlv")
+buffer.fields = tlv
+buffer.experts = tlv_experts
+
+local function show_record(tvb, at, length, tree)
+    local record = tree:add(tlv.record, tvb(at, kType + kLength + length))
+    record:set_text(string.format("Type %d, %d bytes", uint(tvb, at, kType), length))
+    record:add(tlv.type, tvb(at, kType))
+    record:add(tlv.length, tvb(at + kType, kLength))
+    if length == 0 then return end
+    local value = tvb(at + kType + kLength, length)
+    record:add(tlv.value, value)
+    if length == 4 then record:add(tlv.number, value) end
+    if is_utf8(value:raw()) and not value:raw():find("%c") then record:add_packet_field(tlv.text, value, ENC_UTF_8) end
+end
+
+-- Shows the records up to the end; the damage, or nil.
+local function show_records(tvb, at, finish, tree)
+    while at < finish do
+        local left = finish - at
+        if left < kType + kLength then
+            return damaged(at, kType + kLength .. " bytes of type and length", left .. " left")
+        end
+        local length = uint(tvb, at + kType, kLength)
+        if left - kType - kLength < length then
+            return damaged(at + kType, length .. " bytes of value", left - kType - kLength .. " left")
+        end
+        show_record(tvb, at, length, tree)
+        at = at + kType + kLength + length
+    end
+    return nil
+end
+
+local function dissect_buffer(tvb, tree)
+    if tvb:len() < kTotal then return damaged(0, kTotal .. " bytes of total", tvb:len() .. " left") end
+    local total, there = uint(tvb, 0, kTotal), tvb:len() - kTotal
+    tree:add(tlv.total, tvb(0, kTotal))
+    local finish = kTotal + math.min(total, there)
+    local damage = show_records(tvb, kTotal, finish, tree)
+    if damage then return damage end
+    if total > there then return damaged(0, total .. " bytes of records", there .. " left") end
+    if total < there then return damaged(finish, "the end", there - total .. " bytes") end
+    return nil
+end
+
+function buffer.dissector(tvb, pinfo, root)
+    pinfo.cols.protocol = "quill_tlv"
+    local tree = root:add(buffer, tvb())
+    local damage = dissect_buffer(tvb, tree)
+    pinfo.cols.info = damage and "damaged" or tvb:len() .. " bytes"
+    if damage then show_damage(damage, tvb, tree, tlv.damage, tlv_experts) end
+    return tvb:len()
+end
+
+bind(buffer, kUser1)
+-- --- sets of VLANs: a bool, and a text for true, 128 words for false
+
+local kWords, kLongestSet = 128, 639
+local kMostVlans = 8192  -- of a message, so that a message of sets alone does not take all memory
+
+-- The ids of a set's text; nil when it is none.
+local function parse_set(text)
+    if text == "0" then return {} end
+    if text:lower() == "all" then text = "1-4094" end
+    local ids, seen = {}, {}
+    for item in (text .. ","):gmatch("([^,]*),") do
+        local first, last = item:match("^(%d+)%-(%d+)$")
+        first, last = tonumber(first or item:match("^%d+$")), tonumber(last or item:match("^%d+$"))
+        if not first or first < 1 or last < first or last > 4094 then return nil end
+        for id = first, last do
+            if not seen[id] then ids[#ids + 1] = id end
+            seen[id] = true
+        end
+    end
+    table.sort(ids)
+    return ids
+end
+
+local function text_of_ids(ids)
+    local ranges, i = {}, 1
+    while i <= #ids do
+        local last = i
+        while ids[last + 1] == ids[last] + 1 do last = last + 1 end
+        ranges[#ranges + 1] = last > i and ids[i] .. "-" .. ids[last] or tostring(ids[i])
+        i = last + 1
+    end
+    return #ranges > 0 and table.concat(ranges, ",") or "0"
+end
+
+-- The ids of the set that begins with a bool, and the number of its elements after that; nil when it is no set.
+local function read_set(elements, first, tvb)
+    local how, text = elements[first].text, elements[first + 1]
+    if how == "true" and text and text.kind_name == "str" and text.count > 0 and text.count <= kLongestSet then
+        return parse_set(tvb(text.at + 3, text.count):string()), 1
+    end
+    if how ~= "false" or not elements[first + kWords] then return nil end
+    local ids = {}
+    for i = 0, kWords - 1 do
+        local word = elements[first + 1 + i]
+        if word.kind_name ~= "u32" then return nil end
+        local bits = uint(tvb, word.at + 1, 4)
+        for bit = 0, 31 do
+            if bits % 2 == 1 then ids[#ids + 1] = 32 * i + bit end
+            bits = math.floor(bits / 2)
+        end
+    end
+    return ids, kWords
+end
+
+local function show_sets(elements, tvb)
+    local shown = 0
+    for i, element in ipairs(elements) do
+        local ids, count
+        if element.kind_name == "bool" then ids, count = read_set(elements, i, tvb) end
+        if ids then
+            local last = elements[i + count]
+            local range = tvb(element.at, last.at + last.size - element.at)
+            element.item:add(fields.set, range, text_of_ids(ids)):set_generated()
+            for _, id in ipairs(ids) do
+                shown = shown + 1
+                if shown > kMostVlans then return end
+                element.item:add(fields.vlan, range, id):set_generated()
+            end
+        end
+    end
+end
+
+function message.dissector(tvb, pinfo, root)
+    pinfo.cols.protocol = "quill"
+    local tree = root:add(message, tvb())
+    local elements, damage = show_elements(tvb, tree)
+    damage = damage or name_elements(elements, tvb)
     show_sets(elements, tvb)
     local texts = {}
     for i = 1, math.min(#elements, 16) do texts[i] = elements[i].text end
