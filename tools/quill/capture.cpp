@@ -18,8 +18,8 @@ constexpr size_t kLongestPacket = 262144;  // Wireshark takes a file with longer
 
 }  // namespace
 
-Capture::Capture(Arguments &arguments, LinkType type) : path_(arguments.take_value("--pcap")) {
-    if (!path_) return;
+void Capture::open() {
+    if (!path_ || file_) return;
     file_ = fopen(path_, "wbe");
     if (!file_) fail("cannot make %s: %s", path_, strerror(errno));
     Bytes header;
@@ -28,7 +28,7 @@ Capture::Capture(Arguments &arguments, LinkType type) : path_(arguments.take_val
     append_number(header, kMinor, 2);
     append_number(header, 0, 8);  // time zone and precision, which no program uses
     append_number(header, kLongestPacket, 4);
-    append_number(header, type, 4);
+    append_number(header, type_, 4);
     write(header);
 }
 
@@ -37,6 +37,7 @@ Capture::~Capture() {
 }
 
 void Capture::add(std::span<const uint8_t> message) {
+    open();
     if (!file_) return;
     const size_t length = std::min(message.size(), kLongestPacket);
     timespec now;

@@ -15,19 +15,23 @@ enum LinkType : uint32_t { kCodecMessages = 147, kTlvBuffers = 148 };
 
 class Capture {
 public:
-    // Takes "--pcap FILE", without which nothing is written. The program ends when the file cannot be made.
-    Capture(Arguments &arguments, LinkType type);
+    // Takes "--pcap FILE", without which nothing is written.
+    Capture(Arguments &arguments, LinkType type) : path_(arguments.take_value("--pcap")), type_(type) {}
     Capture(const Capture &) = delete;
     Capture &operator=(const Capture &) = delete;
     ~Capture();
 
-    // Adds a packet with the present time; the file is whole after each. The program ends when it cannot be written.
+    // Makes the file, in place of one that is there. The program ends when it cannot be made.
+    void open();
+    // Adds a packet with the present time, to a file that is made now if it is not open. The file is whole after each
+    // packet. The program ends when it cannot be written.
     void add(std::span<const uint8_t> message);
 
 private:
     void write(std::span<const uint8_t> bytes);
 
     const char *path_;
+    LinkType type_;
     FILE *file_ = nullptr;
 };
 

@@ -185,7 +185,9 @@ int listen(Arguments &arguments) {
     const int type = take_type(arguments, SOCK_DGRAM);
     const uint64_t count = arguments.take_number("--count", UINT64_MAX, UINT64_MAX);
     Decoder decoder(arguments);
-    Listener listener(arguments.operands(1, 1)[0], type, decoder);
+    const char *const path = arguments.operands(1, 1)[0];
+    decoder.open_capture();
+    Listener listener(path, type, decoder);
     listener.receive_messages(count);
     remove_own_file();
     return decoder.status();

@@ -25,6 +25,8 @@ public:
     // Takes the options that all commands that show messages have.
     explicit Decoder(Arguments &arguments);
 
+    // For a command that waits for messages: makes the capture file, if there is to be one, before the first of them.
+    void open_capture() { capture_.open(); }
     void show(std::span<const uint8_t> message, const char *name, const char *key = nullptr, size_t number = 0);
     // For one that could not be read.
     void refuse(const Damage &damage, const char *name, const char *key, size_t number);
