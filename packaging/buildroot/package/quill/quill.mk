@@ -14,10 +14,10 @@ QUILL_CONF_OPTS += $(foreach kind,PARENT TOP,\
 	$(if $(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE)),\
 		-DQUILL_$(kind)_CERTIFICATE=$(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE))))
 
-# Tables are signed at a desk.
-define QUILL_REMOVE_SIGNER
-	rm -f $(TARGET_DIR)/usr/bin/sign-reg-table
+# Tables are signed at a desk, and captures are read there.
+define QUILL_REMOVE_DESK_TOOLS
+	rm -f $(TARGET_DIR)/usr/bin/sign-reg-table $(TARGET_DIR)/usr/lib/wireshark/plugins/quill.lua
 endef
-QUILL_POST_INSTALL_TARGET_HOOKS += QUILL_REMOVE_SIGNER
+QUILL_POST_INSTALL_TARGET_HOOKS += QUILL_REMOVE_DESK_TOOLS
 
 $(eval $(cmake-package))
