@@ -331,6 +331,50 @@ quill send: s: no reply within the timeout
 quill send: s: the connection was closed without a reply
 END_OF_OUTPUT
 
+# Descriptors that a sender passes are not taken, and senders beyond the 32nd wait. The emulator makes room for control
+# data of its own.
+cat >hostile.py <<'PYTHON'
+import array
+import os
+import socket
+import sys
+import time
+
+
+def sender():
+    peer = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+    peer.connect("s")
+    return peer
+
+
+def descriptors_after(count):
+    while open("shown").read().count("\n") < count:
+        time.sleep(0.05)
+    return len(os.listdir(f"/proc/{sys.argv[1]}/fd"))
+
+
+first = sender()
+first.send(b"\2\1")
+before = descriptors_after(1)
+first.sendmsg([b"\2\2"], [(socket.SOL_SOCKET, socket.SCM_RIGHTS, array.array("i", [0] * 8))])
+print(descriptors_after(2) - before)
+others = [sender() for _ in range(32)]
+others[-1].send(b"\2\3")
+first.send(b"\2\4")
+first.close()
+print(descriptors_after(4) - before)
+PYTHON
+[ $# -gt 0 ] || expect 0 "(umask 077; exec quill listen --type seqpacket --json s >shown) & until [ -S s ]; do sleep 0.1; done
+timeout 60 python3 hostile.py \$!; stat -c %a s; sed 's/.*\"value\":\([0-9]*\).*/\1/' shown; kill \$!; wait" <<'END_OF_OUTPUT'
+0
+31
+700
+1
+2
+4
+3
+END_OF_OUTPUT
+
 # --- the other readers
 
 expect 0 "echo '001b 0001 0004 00000014 0003 0005 68656c6c6f 0004 0006 001b63aabbcc' | quill tlv --hex" <<'END_OF_OUTPUT'
