@@ -4,6 +4,8 @@
  * one element. After a failure, later calls do nothing. So a program reads all fields, and then checks once; the
  * failure says which field it was, and where:
  *
+ *     uint8_t mac[6] = {0};
+ *     uint32_t vlan = 0;
  *     quill_reader in = quill_reader_init(message, length);
  *     quill_read_mac(&in, "station", mac);
  *     quill_read_u32(&in, "vlan", &vlan);
@@ -42,7 +44,7 @@ typedef struct quill_reader {
     uint32_t offset;        /* of the element that was read or refused last, in bytes */
     uint32_t next;          /* of the element after it; offset itself when it was refused */
     int error;              /* 0, or the errno value of the first failure */
-    const char *what;       /* the name of the element at offset */
+    const char *what;       /* the name of the element at offset; "start" before the first */
 } quill_reader;
 
 /* quill_writer is a message that is being written. Its fields are for reading. */
@@ -52,18 +54,18 @@ typedef struct quill_writer {
     uint32_t offset;  /* of the element that was written or refused last, in bytes */
     uint32_t next;    /* of the element after it: the bytes written so far */
     int error;        /* 0, or the errno value of the first failure */
-    const char *what; /* the name of the element at offset */
+    const char *what; /* the name of the element at offset; "start" before the first */
 } quill_writer;
 
 /* quill_reader_init returns a reader at the start of message, which has length bytes and must outlive it. */
 QUILL_INLINE quill_reader quill_reader_init(const void *message, uint32_t length) {
-    const quill_reader in = {(const uint8_t *)message, length, 0, 0, 0, NULL};
+    const quill_reader in = {(const uint8_t *)message, length, 0, 0, 0, "start"};
     return in;
 }
 
 /* quill_writer_init returns a writer at the start of message, which has room for size bytes and must outlive it. */
 QUILL_INLINE quill_writer quill_writer_init(void *message, uint32_t size) {
-    const quill_writer out = {(uint8_t *)message, size, 0, 0, 0, NULL};
+    const quill_writer out = {(uint8_t *)message, size, 0, 0, 0, "start"};
     return out;
 }
 
@@ -80,9 +82,10 @@ QUILL_INLINE int quill_read_done_(quill_reader *in, int result) {
     return result;
 }
 
-/* quill_text_length_ is strlen for a message: a longer text than a length can say is refused by its length. */
+/* quill_text_length_ is strlen for a message. A text that is longer than a length can say is refused for its length, a
+ * null one as a null source. */
 QUILL_INLINE uint32_t quill_text_length_(const char *text) {
-    const size_t length = strlen(text);
+    const size_t length = text ? strlen(text) : 0;
     return length < UINT32_MAX ? (uint32_t)length : UINT32_MAX;
 }
 

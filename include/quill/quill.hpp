@@ -107,6 +107,7 @@ public:
     vlan_set() : map_(vmap_alloc()) {}
     /* The set of a range text such as "1-10,20"; false for a null or invalid text. */
     explicit vlan_set(const char *text) : map_(vmap_from_string(text)) {}
+    explicit vlan_set(std::nullptr_t) : map_(nullptr) {}
     /* Takes a reference that the program holds. */
     explicit vlan_set(vmap *taken) : map_(taken) {}
     vlan_set(const vlan_set &other) : map_(other.map_ ? vmap_clone(other.map_) : nullptr) {}
@@ -276,6 +277,7 @@ struct ip_keys {
 template <typename Keys, typename Value>
 class hash_table {
     static_assert(sizeof(Value) <= sizeof(quill_word), "a value is at most a word");
+    static_assert(!std::is_floating_point_v<Value>, "a value is a pointer or a whole number");
     using key_type = typename Keys::key;
 
     struct cursor {
@@ -523,9 +525,9 @@ public:
     message_reader &u64(const char *what, uint64_t &out) { return then(quill_read_u64, what, &out); }
     message_reader &s32(const char *what, int32_t &out) { return then(quill_read_s32, what, &out); }
     message_reader &boolean(const char *what, bool &out) {
-        uint8_t truth = out;
+        uint8_t truth = 2; /* out may have no value yet */
         quill_read_bool(&in_, what, &truth);
-        out = truth != 0;
+        if (truth != 2) out = truth != 0;
         return *this;
     }
     message_reader &ip(const char *what, uint32_t &out) { return then(quill_read_ip, what, &out); }
@@ -538,22 +540,34 @@ public:
     message_reader &mac(const char *what, std::array<uint8_t, 6> &out) {
         return then(quill_read_mac, what, out.data());
     }
-    /* Texts and data are refused when they do not fit. */
+    /* Texts and data are refused when they do not fit: in an array, or in capacity bytes at out. */
+    message_reader &str(const char *what, char *out, uint32_t capacity) {
+        return then(quill_read_str, what, out, capacity);
+    }
+    message_reader &long_str(const char *what, char *out, uint32_t capacity) {
+        return then(quill_read_long_str, what, out, capacity);
+    }
+    message_reader &hex(const char *what, void *out, uint32_t capacity, uint32_t &length) {
+        return then(quill_read_hex, what, out, capacity, &length);
+    }
+    message_reader &long_hex(const char *what, void *out, uint32_t capacity, uint32_t &length) {
+        return then(quill_read_long_hex, what, out, capacity, &length);
+    }
     template <size_t N>
     message_reader &str(const char *what, char (&out)[N]) {
-        return then(quill_read_str, what, out, uint32_t{N});
+        return str(what, out, uint32_t{N});
     }
     template <size_t N>
     message_reader &long_str(const char *what, char (&out)[N]) {
-        return then(quill_read_long_str, what, out, uint32_t{N});
+        return long_str(what, out, uint32_t{N});
     }
     template <size_t N>
     message_reader &hex(const char *what, uint8_t (&out)[N], uint32_t &length) {
-        return then(quill_read_hex, what, out, uint32_t{N}, &length);
+        return hex(what, out, uint32_t{N}, length);
     }
     template <size_t N>
     message_reader &long_hex(const char *what, uint8_t (&out)[N], uint32_t &length) {
-        return then(quill_read_long_hex, what, out, uint32_t{N}, &length);
+        return long_hex(what, out, uint32_t{N}, length);
     }
     /* Refuses the element that was read last unless holds. */
     message_reader &check(bool holds) { return then(quill_read_check, int{holds}); }
@@ -579,8 +593,10 @@ private:
 class message_writer {
 public:
     message_writer(void *message, uint32_t size) : out_(quill_writer_init(message, size)) {}
-    template <size_t N>
-    explicit message_writer(uint8_t (&message)[N]) : message_writer(message, uint32_t{N}) {}
+    template <typename Byte, size_t N>
+    explicit message_writer(Byte (&message)[N]) : message_writer(message, uint32_t{N}) {
+        static_assert(sizeof(Byte) == 1, "a message is bytes");
+    }
 
     message_writer &u8(const char *what, uint8_t value) { return then(quill_write_u8, what, value); }
     message_writer &u16(const char *what, uint16_t value) { return then(quill_write_u16, what, value); }
@@ -590,11 +606,11 @@ public:
     message_writer &boolean(const char *what, bool value) { return then(quill_write_bool, what, int{value}); }
     message_writer &ip(const char *what, uint32_t value) { return then(quill_write_ip, what, value); }
     message_writer &ip_af(const char *what, const ip_af_addr &value) { return then(quill_write_ip_af, what, &value); }
-    message_writer &ipv6(const char *what, const uint8_t (&value)[16]) { return then(quill_write_ipv6, what, value); }
+    message_writer &ipv6(const char *what, const uint8_t *value) { return then(quill_write_ipv6, what, value); }
     message_writer &ipv6(const char *what, const std::array<uint8_t, 16> &value) {
         return then(quill_write_ipv6, what, value.data());
     }
-    message_writer &mac(const char *what, const uint8_t (&value)[6]) { return then(quill_write_mac, what, value); }
+    message_writer &mac(const char *what, const uint8_t *value) { return then(quill_write_mac, what, value); }
     message_writer &mac(const char *what, const std::array<uint8_t, 6> &value) {
         return then(quill_write_mac, what, value.data());
     }

@@ -215,6 +215,7 @@ TEST(Message, NamesWhatItDoesNotAllow) {
     EXPECT_FALSE(longer.u32("vlan", vlan).end());
     EXPECT_TRUE(longer.error() == EMSGSIZE && longer.offset() == 5 && strcmp(longer.what(), "end") == 0);
     EXPECT_FALSE(quill::message_writer(message).long_str("empty", "").end());
+    EXPECT_FALSE(quill::message_writer(message).str("null", nullptr).end());
 }
 
 }  // namespace

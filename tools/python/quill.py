@@ -13,6 +13,9 @@ Codec messages, both ways. A decoded message is a list of elements; encode takes
     12 str printer
     >>> quill.encode(quill.decode(message)) == message
     True
+    >>> quill.decode(b"\\x0e\\xff\\xff\\xff\\xfb")
+    Traceback (most recent call last):
+    quill.Damage: hex32 at offset 0: Message too long
     >>> quill.fields(message, "station", "vlan", "name")
     {'station': '02:00:00:00:00:01', 'vlan': 120, 'name': 'printer'}
 
@@ -34,7 +37,7 @@ TLV buffers, by a table of their types:
     >>> station.decode(buffer)
     {1: 20, 2: -1, 3: 'printer', 4: b'\\x01\\x02'}
 
-Sets of VLANs, with the operators of Python's sets:
+Sets of VLANs, with the operators | - & ~ in and len:
 
     >>> pool = quill.VlanSet("1-10,20") - quill.VlanSet("5")
     >>> str(pool | quill.VlanSet([30])), len(pool), 5 in pool, list(pool)[-2:]
@@ -66,6 +69,7 @@ a kind. Texts that are not UTF-8 come back with surrogates (PEP 383), and are wr
 import ctypes
 import errno
 import ipaddress
+import operator
 import os
 import pathlib
 import threading
@@ -77,7 +81,7 @@ __all__ = ["Damage", "Element", "Tlv", "VlanSet", "compare_versions", "decode", 
 
 
 def _load():
-    beside = pathlib.Path(__file__).resolve().parents[2] / "libquill.so.1"
+    beside = pathlib.Path(__file__).resolve().parent.parent.parent / "libquill.so.1"
     return ctypes.CDLL(str(beside) if beside.exists() else "libquill.so.1", use_errno=True)
 
 
@@ -92,8 +96,12 @@ def _text(data):
     return data.decode("utf-8", "surrogateescape")
 
 
+def _data(value):
+    return bytes(memoryview(value))  # which refuses a number; bytes() would make so many NULs of it
+
+
 def _c_text(text):
-    data = _bytes(text)
+    data = _bytes(text) if isinstance(text, str) else _data(text)
     if b"\0" in data:
         raise ValueError("a text has no NUL")
     return data
@@ -125,7 +133,7 @@ _FAMILIES = {2: (ipaddress.IPv4Address, 4), 10: (ipaddress.IPv6Address, 16)}
 
 def _ip_af(value):
     address = _IpAf()
-    if not _lib.validate_and_assign_ip_addr(str(value).encode(), ctypes.byref(address)):
+    if not _lib.validate_and_assign_ip_addr(_c_text(str(value)), ctypes.byref(address)):
         raise ValueError(f"not an IP address: {value}")
     return bytes(address)
 
@@ -135,7 +143,8 @@ def _ip_af_text(data):
     if address.family not in _FAMILIES:
         return data
     form, size = _FAMILIES[address.family]
-    return str(form(bytes(address.addr)[:size]))
+    plain = not any(address.zero) and not any(address.addr[size:])
+    return str(form(bytes(address.addr)[:size])) if plain else data
 
 
 def _integer(form):
@@ -148,17 +157,25 @@ def _integer(form):
 
 
 def _packed(value, size):
-    data = bytes(value)
+    data = _data(value)
     if len(data) != size:
         raise ValueError(f"expected {size} bytes, found {len(data)}")
     return data
 
 
+_lib.str_to_mac.restype = ctypes.POINTER(ctypes.c_uint8 * 6)
+_mac_lock = threading.Lock()  # its result is in one buffer
+
+
 def parse_mac(text):
     """The 6 bytes of a MAC address in any of the forms that people type."""
-    _lib.str_to_mac.restype = ctypes.POINTER(ctypes.c_uint8 * 6)
-    data = bytes(_lib.str_to_mac(_c_text(text)).contents)
-    if not any(data) and text.strip("0xX:-."):
+    typed = _c_text(text)
+    digits = typed[2:] if typed[:2] in (b"0x", b"0X") else typed
+    with _mac_lock:
+        data = bytes(_lib.str_to_mac(typed).contents)
+    # The library returns zeros for a text that is not an address.
+    is_zero = digits.translate(None, b":-.").strip(b"0") == b"" and 6 <= digits.count(b"0") <= 12
+    if digits.strip(b"0123456789abcdefABCDEF:-.") or not any(data) and not is_zero:
         raise ValueError(f"not a MAC address: {text}")
     return data
 
@@ -175,7 +192,7 @@ _FIXED = {
     "mac": (_mac, lambda data: data.hex(":"), 6),
     "ip": (lambda value: ipaddress.IPv4Address(value).packed, lambda data: str(ipaddress.IPv4Address(data)), 4),
     "ipv6": (lambda value: ipaddress.IPv6Address(value).packed, lambda data: str(ipaddress.IPv6Address(data)), 16),
-    "ip_af": (lambda value: value if isinstance(value, bytes) else _ip_af(value), _ip_af_text, 20),
+    "ip_af": (lambda value: _packed(value, 20) if isinstance(value, bytes) else _ip_af(value), _ip_af_text, 20),
 }
 # Of each kind that has a length: the name in the checked codec, and whether it is a text.
 _SIZED = {"str": ("str", True), "hex": ("hex", False), "str3": ("long_str", True), "hex_len32": ("long_hex", False)}
@@ -188,7 +205,7 @@ def _encoded(kind, value):
     if kind in _FIXED:
         name, data = kind, _FIXED[kind][0](value)
     elif kind in _SIZED or kind == "hex32":
-        name, data = _SIZED.get(kind, (kind, False))[0], _bytes(value) if isinstance(value, str) else bytes(value)
+        name, data = _SIZED.get(kind, (kind, False))[0], _bytes(value) if isinstance(value, str) else _data(value)
     else:
         raise ValueError(f"no kind of element: {kind}")
     message, end = ctypes.create_string_buffer(len(data) + 2 * _HEADER), ctypes.c_uint32(0)
@@ -220,6 +237,9 @@ def _sized(message, kind, cursor):
         return None
     data = out.raw[:length]
     return _text(data) if is_text else data
+
+
+_lib.sxdr_read_hex32_size.restype = ctypes.c_uint32
 
 
 def _hex32(message, cursor):
@@ -260,12 +280,14 @@ def _elements(message):
 
 def decode(message):
     """The elements of a message, which may hold any bytes. Raises Damage."""
-    return list(_elements(bytes(message)))
+    return list(_elements(_data(message)))
 
 
 def fields(message, *names):
     """The values of a message as a dictionary. Raises Damage, also when the message has another number of elements."""
     elements = decode(message)
+    if len(set(names)) < len(names):
+        raise ValueError("two fields of one name")
     if len(elements) > len(names):
         more = elements[len(names)]
         raise Damage(more.kind, more.offset, None, "the message has more elements than names")
@@ -293,6 +315,8 @@ class Tlv:
         unknown = [kind for kind in types.values() if kind not in ("uint", "long", "str", "buf")]
         if unknown or not types or min(types) < 1 or max(types) > 0xffff:
             raise ValueError(f"types are 1 to 65535, of the kinds uint, long, str and buf: {types}")
+        if not 0 <= size <= 0xffff:
+            raise ValueError(f"size is 0 to 65535: {size}")
         self._types, self._size, self._count = dict(types), size, max(types) + 1
 
     def _use(self, sizes):
@@ -313,7 +337,7 @@ class Tlv:
             raise ValueError(f"no type {number}")
         if kind in ("uint", "long"):
             return _FIXED["u32" if kind == "uint" else "s32"][0](value)
-        data = _c_text(value) if isinstance(value, str) else bytes(value)
+        data = _c_text(value) if kind == "str" or isinstance(value, str) else _data(value)
         if len(data) > self._size:
             raise ValueError(f"type {number}: at most {self._size} bytes")
         return data + b"\0" if kind == "str" else data
@@ -326,7 +350,8 @@ class Tlv:
             for number, data in packed.items():
                 if not _lib.tlvset(number, data):
                     raise ValueError(f"type {number}: the value was refused")
-            buffer = ctypes.create_string_buffer(2 + sum(4 + len(data) for data in packed.values()))
+            # strhdlr needs room for two bytes more than it writes.
+            buffer = ctypes.create_string_buffer(4 + sum(4 + len(data) for data in packed.values()))
             used = _lib.settlvBuffer(buffer, len(buffer))
         if used <= 0:
             raise ValueError("the records do not fit in a buffer")
@@ -334,7 +359,7 @@ class Tlv:
 
     def decode(self, buffer):
         """{number: value} of the types in a buffer, which may hold any bytes. Types without a row are skipped."""
-        buffer = bytes(buffer)
+        buffer = _data(buffer)
         with _tlv_lock:
             self._use(_lengths(buffer))
             if _lib.readtlvBuffer(buffer, len(buffer)) <= 0:
@@ -375,7 +400,10 @@ class VlanSet:
 
     def __init__(self, ids="0"):
         if not isinstance(ids, str):
-            ids = ",".join(str(int(vlan)) for vlan in ids) or "0"
+            numbers = [operator.index(vlan) for vlan in ids]
+            if 0 in numbers:
+                raise ValueError("not a VLAN: 0")
+            ids = ",".join(map(str, numbers)) or "0"
         self._map = _lib.vmap_from_string(_c_text(ids))
         if not self._map:
             raise ValueError(f"not a list of VLANs: {ids}")
@@ -391,18 +419,22 @@ class VlanSet:
         return result
 
     def __or__(self, other):
-        return self._changed(_lib.vmap_merge, other._map)
+        return self._changed(_lib.vmap_merge, other._map) if isinstance(other, VlanSet) else NotImplemented
 
     def __sub__(self, other):
-        return self._changed(_lib.vmap_exclude, other._map)
+        return self._changed(_lib.vmap_exclude, other._map) if isinstance(other, VlanSet) else NotImplemented
 
     def __invert__(self):
         return VlanSet("all") - self
 
     def __and__(self, other):
-        return self - ~other
+        return self - ~other if isinstance(other, VlanSet) else NotImplemented
+
+    def __reduce__(self):  # for copies, too: each has a map of its own
+        return VlanSet, (str(self),)
 
     def __contains__(self, vlan):
+        vlan = operator.index(vlan)
         return 1 <= vlan <= 4094 and bool(self._map.contents.words[vlan // 32] >> vlan % 32 & 1)
 
     def __iter__(self):
@@ -445,6 +477,10 @@ def compare_versions(r, c):
 
 def version_within_range(version, lowest, first_above=(0, 0, 0)):
     """Whether a version of three numbers is in a range; without first_above, the range has no end."""
+    if not len(version) == len(lowest) == len(first_above) == 3:
+        raise ValueError("versions have three numbers")
+    for number in (*version, *lowest, *first_above):
+        _FIXED["s32"][0](number)
     return bool(_lib.version_within_range((ctypes.c_int32 * 6)(*lowest, *first_above), (ctypes.c_int32 * 3)(*version)))
 
 
@@ -452,15 +488,15 @@ def version_within_range(version, lowest, first_above=(0, 0, 0)):
 
 def md5(data):
     """The MD5 digest of bytes."""
-    digest = ctypes.create_string_buffer(16)
-    _lib.md5_calc(digest, bytes(data), len(data))
+    data, digest = _data(data), ctypes.create_string_buffer(16)
+    _lib.md5_calc(digest, data, len(data))
     return digest.raw
 
 
 def hmac_md5(key, data):
     """The HMAC-MD5 of bytes. Key and data must not be empty."""
-    mac = ctypes.create_string_buffer(16)
-    if _lib.calc_hmac_md5(bytes(key), len(key), bytes(data), len(data), mac) != 0:
+    key, data, mac = _data(key), _data(data), ctypes.create_string_buffer(16)
+    if _lib.calc_hmac_md5(key, len(key), data, len(data), mac) != 0:
         raise ValueError("key and data must not be empty")
     return mac.raw
 
@@ -475,12 +511,15 @@ def scramble(text):
 
 def unscramble(data):
     """The text of scrambled bytes."""
+    data = _data(data)
     out = ctypes.create_string_buffer(len(data) + 1)
-    length = _lib.unscrambleString(bytes(data), out, len(data))
+    length = _lib.unscrambleString(data, out, len(data))
     return _text(out.raw[:length])
 
 
 def _escaping(function, text, delimiter, size):
+    if len(_c_text(delimiter)) != 1:
+        raise ValueError(f"a delimiter is one character of ASCII: {delimiter!r}")
     data, out = _c_text(text), ctypes.create_string_buffer(size + 1)
     status = function(data, out, size, ord(delimiter))
     if status not in (0, -2):  # -2: done, there was nothing to do
