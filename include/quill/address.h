@@ -1,7 +1,7 @@
 /* quill/address.h: MAC and IP addresses to text and back, checks, and arithmetic on address words.
  *
  * Two kinds of functions make text. Those that take a destination, and the _r forms, are reentrant. The others return a
- * borrowed buffer out of a ring, so that one argument list can have several results:
+ * borrowed buffer from a ring, so that one argument list can contain several results:
  *
  *     printf("%s moved from %s to %s\n", mac_to_str(station), ip_to_str(before), ip_to_str(now));
  *
@@ -12,8 +12,8 @@
  *     ip_to_str2         1        the next
  *     str_to_mac         1        the next
  *
- * Rings belong to the process and have no lock. Use them from one thread, or where it does no harm that another thread
- * overwrites a text now and then. Texts are the same in every locale. */
+ * Rings belong to the process and have no lock. Use them from one thread, or where it does no harm when another thread
+ * sometimes overwrites a text. Texts are the same in every locale. */
 #ifndef QUILL_ADDRESS_H
 #define QUILL_ADDRESS_H
 
@@ -31,9 +31,10 @@ enum {
 
 /* --- MAC addresses (IEEE 802, EUI-48): 6 bytes in transmission order */
 
-/* mac_to_str_r writes mac as 00:1a:2b:3c:4d:5e into dst, QUILL_MAC_STR_SIZE bytes, and returns dst; digits are in upper
- * case when upper is not 0. mac_to_str_w_options puts delim between the bytes, and nothing when delim is 0;
- * mac_to_str_no_delemit is that case: QUILL_MAC_STR_PLAIN_SIZE bytes suffice. A null mac gives UNKNOWN. Reentrant. */
+/* mac_to_str_r writes mac as 00:1a:2b:3c:4d:5e into dst (QUILL_MAC_STR_SIZE bytes) and returns dst. Digits are in upper
+ * case when upper is not 0. mac_to_str_w_options puts delim between the bytes, and nothing when delim is 0.
+ * mac_to_str_no_delemit is the same with a delim of 0: QUILL_MAC_STR_PLAIN_SIZE bytes suffice. A null mac gives
+ * UNKNOWN. Reentrant. */
 QUILL_API char *mac_to_str_r(const uint8_t *mac, char *dst, int upper);
 QUILL_API char *mac_to_str_w_options(const uint8_t *mac, char *dst, int upper, char delim);
 QUILL_API char *mac_to_str_no_delemit(const uint8_t *mac, char *dst, int upper);
@@ -41,25 +42,25 @@ QUILL_API char *mac_to_str_no_delemit(const uint8_t *mac, char *dst, int upper);
 /* mac_to_str returns 00:1a:2b:3c:4d:5e in the next buffer of its ring, UNKNOWN for a null mac. */
 QUILL_API char *mac_to_str(const uint8_t *mac);
 
-/* str_to_mac reads what people type and returns the address in its static buffer. When there are not exactly six bytes,
- * it returns all zeros, as for 00:00:00:00:00:00.
+/* str_to_mac reads an address that a person typed and returns it in its static buffer. When there are not exactly six
+ * bytes, it returns all zeros, as for 00:00:00:00:00:00.
  *
- * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits. ':', '-' and '.' separate, alone or several
- * of them, and none is needed after two digits. 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and 0x001a2b3c4d5e
- * all are 00:1a:2b:3c:4d:5e.
+ * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits. ':', '-' and '.' are separators. Several may
+ * follow each other, and none is needed after two digits. 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and
+ * 0x001a2b3c4d5e all are 00:1a:2b:3c:4d:5e.
  *
- * Any other character ends the reading, which is not a failure once six bytes are there: "00:1a:2b:3c:4d:5e/24" and
+ * Any other character ends the reading. This is not a failure when six bytes were read: "00:1a:2b:3c:4d:5e/24" and
  * "00:1a:2b:3c:4d:5e:zz" give the address. A seventh byte gives zeros. Compatibility: programs pass addresses with such
  * tails. */
 QUILL_API uint8_t *str_to_mac(const char *text);
 
 /* valid_mac returns 1 when text is exactly six groups of one or two hexadecimal digits with one ':' or '-' between
- * them, else 0. It stores the groups it reads, at most six, into the 6 bytes of mac_out: of a refused text the first
- * ones, and the rest stays as it was. Reentrant.
+ * them, else 0. It stores the groups that it reads, at most six, into the 6 bytes of mac_out. For a refused text it
+ * stores only the first groups, and the rest of mac_out is unchanged. Reentrant.
  *
- * A group of one digit counts the separator before it as its high digit: ':' is 10 and '-' is 13, so "00:1:…" stores
- * 0xa1 and "00-1-…" 0xd1. The first group has no separator, and its high digit is 0. Use str_to_mac where one digit may
- * be a byte. Compatibility: programs know these values. */
+ * In a group of one digit, the separator before it counts as the high digit. ':' is 10 and '-' is 13, so "00:1:…"
+ * stores 0xa1 and "00-1-…" stores 0xd1. The first group has no separator, and its high digit is 0. Use str_to_mac where
+ * a byte may have only one digit. Compatibility: programs rely on these values. */
 QUILL_API int valid_mac(uint8_t *mac_out, const char *text);
 
 /* valid_mac_range returns 1 when c is a hexadecimal digit in either case, else 0. Reentrant. */
@@ -71,7 +72,7 @@ QUILL_API int valid_mac_range(int c);
  * also reads the forms with fewer than four numbers, and octal and hexadecimal ones: "010.1" is 8.0.0.1. Reentrant. */
 QUILL_API uint32_t str_to_ip(const char *text);
 
-/* ip_to_str and ip_to_str2 return 10.0.0.1 in the next buffer of the ring, or in the one buffer of their own. */
+/* ip_to_str returns text such as 10.0.0.1 in the next buffer of its ring. ip_to_str2 returns it in its one buffer. */
 QUILL_API char *ip_to_str(uint32_t ip);
 QUILL_API char *ip_to_str2(uint32_t ip);
 
@@ -87,26 +88,27 @@ QUILL_API int is_unicast_ipaddr(uint32_t ip);
 QUILL_API char *quill_inet_ntop(ip_af_addr addr, char *buf);
 
 /* quill_ip_to_str_r writes the text of addr into the buflen bytes at buf and returns buf. Returns null when buf is
- * null, and when the text does not fit; buf may then hold a part of it. It takes every family except QUILL_AF_INET6 for
- * IPv4, unlike quill_inet_ntop: an address without a family is printed as its first four bytes. Names are never looked
- * up. Reentrant. Compatibility: programs print addresses without a family. */
+ * null, and when the text does not fit; buf may then hold a part of it. Unlike quill_inet_ntop, it treats every family
+ * except QUILL_AF_INET6 as IPv4. So an address without a family is printed as its first four bytes. Names are never
+ * looked up. Reentrant. Compatibility: programs print addresses without a family. */
 QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);
 
-/* quill_ip_to_str is quill_ip_to_str_r into the next buffer of the ring, and quill_ipv6_to_str the same for the 16
+/* quill_ip_to_str is quill_ip_to_str_r into the next buffer of the ring. quill_ipv6_to_str does the same for the 16
  * bytes of an IPv6 address. */
 QUILL_API char *quill_ip_to_str(ip_af_addr addr);
 QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
 
-/* quill_inet_pton stores the address that text names, numeric or a host name, into *out with its unused bytes zero, and
- * returns 1. The empty text is the address without a family: all of *out zero, and the result is also 1.
+/* quill_inet_pton stores the address of text, which is a numeric address or a host name, in *out. It sets the unused
+ * bytes to zero and returns 1. The empty text is the address without a family: all of *out is set to zero, and the
+ * result is also 1.
  *
- * Plain numeric text never leaves the process. Any other text goes to the C library's resolver (getaddrinfo, RFC 3493).
- * It reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped), and then queries the hosts file and
- * name servers, which can take seconds. The first address that it returns counts.
+ * Plain numeric text is converted within the process. Any other text goes to the C library's resolver (getaddrinfo, RFC
+ * 3493). The resolver reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped). It then queries the
+ * hosts file and name servers, which can take seconds. The first address that the resolver returns counts.
  *
  * Returns 0 with *out unchanged when text names no address, and when either pointer is null. Returns 0 with only the
- * family stored when the first address is of another family. As thread-safe as getaddrinfo. Compatibility: programs
- * read an empty field with it. */
+ * family stored when the first address is of another family. The function is as thread-safe as getaddrinfo.
+ * Compatibility: programs pass empty fields to it. */
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
 /* validate_and_assign_ip_addr is quill_inet_pton for numeric text alone, as inet_pton (POSIX) reads it: host names are
@@ -122,21 +124,22 @@ QUILL_API extern const uint8_t ipv6_zeros[16];
 QUILL_API extern const uint8_t ipv6_ones[16];
 QUILL_API extern const uint8_t ipv6_loopback[16];
 
-/* The lowest and the highest address of the family that a process works with, for use as marks: with family 0 until
- * fix_zero_and_all_1_ip_addr has been called. */
+/* These are the lowest and the highest address of the family that a process works with, for use as marks. Their family
+ * is 0 until fix_zero_and_all_1_ip_addr has been called. */
 QUILL_API extern ip_af_addr zero_ip_addr;
 QUILL_API extern ip_af_addr all_1_ip_addr;
 
 /* fix_zero_and_all_1_ip_addr sets zero_ip_addr and all_1_ip_addr to 0.0.0.0 and 255.255.255.255 for QUILL_AF_INET, and
- * to the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only removes their family. Call it once
- * at the start of a process, before other threads run. */
+ * to the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only sets their family to 0. Call it
+ * once at the start of a process, before other threads run. */
 QUILL_API void fix_zero_and_all_1_ip_addr(int family);
 
 /* --- arithmetic on address words
  *
- * On 32-bit words as they are given; nothing swaps bytes. On the device network and host order are the same, and the
- * two prefixes only let callers mark what they mix: nh_ a network and a host word, nn_ two network words. The names in
- * -s cut the result to 16 bits, apart from nh_ands and nn_ands, which are nh_andl and nn_andl. Reentrant. */
+ * The functions compute with 32-bit words as they are given and swap no bytes. On the device network and host order are
+ * the same. The two prefixes only mark what a caller mixes: nh_ a network and a host word, nn_ two network words. The
+ * functions whose names end in s cut the result to 16 bits. The exceptions nh_ands and nn_ands are the same as nh_andl
+ * and nn_andl. Reentrant. */
 QUILL_API uint32_t nh_addl(uint32_t a, uint32_t b); /* a + b, wrapping */
 QUILL_API uint32_t nn_addl(uint32_t a, uint32_t b);
 QUILL_API uint32_t nh_subl(uint32_t a, uint32_t b); /* a - b, wrapping */

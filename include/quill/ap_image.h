@@ -34,8 +34,9 @@ QUILL_API void ap_get_all_image_filenames(void (*callback)(const char *filename)
 /* isImgCompatWithCPU returns 1: every image that is offered to this processor can be used on it. */
 QUILL_API int isImgCompatWithCPU(void);
 
-/* isImgCompatWithCfg returns 1 when a1.a2 is above 3.1 or a5.a6 is not, as versions compare (major, minor), else 0. The
- * callers agree on which of the two is the image's and which the configuration's. a3 and a4 do not matter. */
+/* isImgCompatWithCfg returns 1 when version a1.a2 is above 3.1, or when version a5.a6 is not above 3.1; else 0.
+ * Versions are compared by major, then minor number. The callers agree on which of the two is the image's and which the
+ * configuration's. a3 and a4 do not matter. */
 QUILL_API int isImgCompatWithCfg(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, uint32_t a6);
 
 QUILL_END_DECLS

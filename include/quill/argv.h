@@ -1,4 +1,5 @@
-/* quill/argv.h: a command line in words, and words in a command line. Nothing is allocated and no shell is involved.
+/* quill/argv.h: splits a command line into words, and joins words into a command line. Nothing is allocated and no
+ * shell is involved.
  *
  *     char line[] = "set name 'north wing' vlan\\ 20";
  *     char *words[8];
@@ -9,9 +10,9 @@
  *
  * Words are any bytes except NUL. Only the characters named here have a meaning, whatever the locale.
  *
- * Splitting a joined line gives the words back under two conditions. No word is empty or has a carriage return or line
- * feed in it. Each word with a single quote also has one of the characters < > ; & | blank tab. Joined words are not
- * safe to give to a shell: "$" and the back quote are not escaped.
+ * Splitting a joined line gives the original words under two conditions. No word is empty or has a carriage return or
+ * line feed in it. Each word with a single quote also has one of the characters < > ; & | blank tab. Joined words are
+ * not safe to give to a shell: "$" and the back quote are not escaped.
  *
  * All functions may be called from several threads and from signal handlers. */
 #ifndef QUILL_ARGV_H
@@ -21,10 +22,10 @@
 
 QUILL_BEGIN_DECLS
 
-/* cmdline_to_argv splits a line into words, in the line itself: each word ends with a NUL in it, and words gets
- * pointers to the first `capacity` of them (borrowed: they last as long as the line). It stores no null pointer after
- * them. Returns how many words the line has, which may be more than capacity. Returns 0 for null and for a line without
- * words.
+/* cmdline_to_argv splits a line into words, in the line itself: it ends each word with a NUL in the line. It stores
+ * pointers to the first `capacity` words in words (borrowed: they last as long as the line). It stores no null pointer
+ * after them. Returns how many words the line has, which may be more than capacity. Returns 0 for null and for a line
+ * without words.
  *
  * Words are separated by blanks, tabs, carriage returns and line feeds. Quotes and backslashes are removed:
  *
@@ -39,10 +40,10 @@ QUILL_API int cmdline_to_argv(int capacity, char **words, char *line);
 
 /* argv_to_cmdline joins words by blanks into buffer, which has size bytes. A word with one of the characters < > ; & |
  * blank tab CR LF in it is put between double quotes. Carriage returns and line feeds are dropped. Double quotes and
- * backslashes get a backslash before them. Words end with count, or with a null pointer among them.
+ * backslashes get a backslash before them. The words end after count of them, or at a null pointer among them.
  *
  * Returns the length of the whole line, without the NUL, as snprintf does. When that is size or more, the line is cut
- * to size - 1 bytes and the NUL. A size of 0 or less is refused: 0, and nothing is written. */
+ * to size - 1 bytes and the NUL. For a size of 0 or less it returns 0 and writes nothing. */
 QUILL_API int argv_to_cmdline(char *buffer, int size, int count, char *const *words);
 
 /* args_to_cmdline is argv_to_cmdline with the words as arguments, and a null pointer, (char *)NULL, after the last.

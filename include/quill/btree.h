@@ -1,22 +1,22 @@
-/* quill/btree.h: a plain binary search tree in the manner of the C library's tsearch: the least machinery for a small
+/* quill/btree.h: a plain binary search tree like that of the C library's tsearch: the simplest structure for a small
  * set.
  *
  * A tree is one pointer of yours to its root, null when empty. Each call gets the comparison. Nodes are small heap
  * records that hold your key pointer. Keys are never copied or freed.
  *
- * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. Nothing balances the tree. Search,
- * insertion and deletion walk down one branch: about 2 ln(n) levels for keys that come in random order (14 for 1,000),
- * but n levels for keys that come sorted. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
+ * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. The tree is not balanced. Search,
+ * insertion and deletion walk down one branch. This is about 2 ln(n) levels for keys that come in random order (14 for
+ * 1,000), but n levels for sorted keys. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
  *
  * btree_search, btree_find and btree_delete take the address of your root pointer, and return null when that address is
  * null. btree_walk and btree_next take the pointer itself, null for an empty tree.
  *
- * btree_search returns the node, but btree_find the key pointer. A node starts with its key pointer, so a node pointer
- * may also be read as a pointer to the key pointer. Keys should not be null pointers: a null result means that there is
- * no such key.
+ * btree_search returns the node, but btree_find returns the key pointer. A node starts with its key pointer, so a node
+ * pointer may also be read as a pointer to the key pointer. Keys should not be null pointers: a null result means that
+ * there is no such key.
  *
- * A tree has no lock: one thread at a time uses it. Any number of threads may find and walk in a tree that no thread
- * changes.
+ * A tree has no lock: only one thread at a time may use it. Any number of threads may find and walk in a tree that no
+ * thread changes.
  *
  *     static int by_name(const void *a, const void *b) { return strcmp(a, b); }
  *
@@ -52,23 +52,24 @@ QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison co
 /* btree_find returns the key pointer in the tree that is equal to key, or null. */
 QUILL_API void *btree_find(const void *key, btree *const *root, btree_comparison compare);
 
-/* btree_delete takes the key equal to key out and frees its node; the key itself stays. Returns the parent of the freed
- * node. When that was the root, returns its former address, which only tells that the key was there. Returns null when
- * the key is absent. */
+/* btree_delete removes the key that is equal to key and frees its node. The key itself stays. Returns the parent of the
+ * freed node. When the freed node was the root, it returns that node's former address, which only shows that the key
+ * was present. Returns null when the key is absent. */
 QUILL_API btree *btree_delete(const void *key, btree **root, btree_comparison compare);
 
-/* btree_action is called with a node, what visit of it this is (QUILL_PREORDER …), and its depth, 0 at the root. */
+/* btree_action is called with a node, the kind of this visit (QUILL_PREORDER …), and the node's depth, 0 at the root.
+ */
 typedef void (*btree_action)(const btree *node, int visit, int depth);
 
 /* btree_walk calls action for the visits of each node under root: at QUILL_POSTORDER and QUILL_LEAF the keys come in
  * ascending order. The action must not change the tree. Does nothing when root or action is null. It works on any
- * height. Beyond 64 levels it keeps its way back on the heap, a pointer a level, and only when that is exhausted on the
- * stack. */
+ * height. Beyond 64 levels it stores the path back on the heap, one pointer per level. It uses the stack only when the
+ * heap is exhausted. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
 /* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the
- * nodes in ascending order up to that key, so it costs up to the size of the tree. It keeps its way back as btree_walk
- * does. */
+ * nodes in ascending order up to that key, so it costs up to the size of the tree. It stores the path back as
+ * btree_walk does. */
 QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
 
 QUILL_END_DECLS

@@ -12,21 +12,22 @@
  *     int id = incCfgmControllerId(semaphore);
  *
  * The semaphores are System V sets of one with value 1 when free. Their permission bits are 0: only privileged
- * processes can use them. They are taken without SEM_UNDO. A process that dies with a semaphore, or while it makes one,
- * leaves it taken until a restart, or until another process gives it. Compatibility: what a program protects may be
- * half done when it dies.
+ * processes can use them. The functions take them without SEM_UNDO. When a process dies while it holds or makes a
+ * semaphore, the semaphore stays taken until a restart, or until another process frees it. Compatibility: the change
+ * that a program protects may be incomplete when the program dies.
  *
  * A file that cannot be opened is fatal. So is a link, and anything else that is not a regular file (see
- * docs/trust.md). The process then gives back the semaphore that the call has taken, and ends by exit without a
- * message. Its parent sees the status modulo 256:
+ * docs/trust.md). The process then frees the semaphore that the call has taken, and ends by exit without a message. Its
+ * parent sees the status modulo 256:
  *
  *     exit   seen   what
  *     666    154    "/tmp/cfgmContId" cannot be opened for reading or writing
  *     777    9      "/flash/cfgmGlobalConfigEnable" cannot be made
  *     778    10     "/flash/cfgmGlobalConfigEnable" is there and cannot be removed
  *
- * All functions may be called from several threads, which the semaphores exclude like processes. They hold cancellation
- * off while they hold a semaphore or a file, but not while they wait for a semaphore. */
+ * All functions may be called from several threads. The semaphores exclude threads in the same way as processes. The
+ * functions defer thread cancellation while they hold a semaphore or a file, but not while they wait for a semaphore.
+ */
 #ifndef QUILL_CFGM_H
 #define QUILL_CFGM_H
 
@@ -36,14 +37,15 @@ QUILL_BEGIN_DECLS
 
 /* --- semaphores */
 
-/* These return the id of their semaphore, or -1 with errno. A new semaphore starts out free. An existing one keeps its
- * state and may be taken. */
+/* These return the id of their semaphore, or -1 with errno. A new semaphore is free. An existing one keeps its state
+ * and may be taken. */
 QUILL_API int init_cli_cfgm_sem(void);
 QUILL_API int init_cli_upgrade_sem(void);
 QUILL_API int dbbk_init_sem(void);
 
-/* cli_cfgm_sem_take waits until any of the three is free and takes it; cli_cfgm_sem_give frees it. They return 1, or -1
- * with errno: EINTR when a signal ends the wait. Any process may give, also one that has not taken. */
+/* cli_cfgm_sem_take waits until the given semaphore is free and takes it. cli_cfgm_sem_give frees it. Both work on any
+ * of the three semaphores. They return 1, or -1 with errno: EINTR when a signal ends the wait. Any process may free a
+ * semaphore, also one that has not taken it. */
 QUILL_API int cli_cfgm_sem_take(int semaphore);
 QUILL_API int cli_cfgm_sem_give(int semaphore);
 
@@ -56,20 +58,20 @@ QUILL_API int checkAndCreateControllerId(void);
  * a number, or one that another process is just making, gives 0. */
 QUILL_API int getCfgmControllerId(void);
 
-/* incCfgmControllerId adds one to the id under a semaphore and returns it. The first id is 0: without an id it stores
- * that and adds nothing. It also returns 0 when the semaphore cannot be taken or given. Compatibility: 0 is the first
- * id that programs hand out. */
+/* incCfgmControllerId adds one to the id under a semaphore and returns it. The first id is 0: when there is no id yet,
+ * it stores 0 and adds nothing. It also returns 0 when the semaphore cannot be taken or given. Compatibility: 0 is the
+ * first id that programs hand out. */
 QUILL_API int incCfgmControllerId(int semaphore);
 
-/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when that cannot be taken or given. A process that
- * is killed in this call or the one before leaves the old id or the new one. A write that a full file system refuses is
- * not reported: the same id is then handed out again. */
+/* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when the semaphore cannot be taken or given. When
+ * a process is killed in this call or in incCfgmControllerId, either the old or the new id stays. A write that fails on
+ * a full file system is not reported: the same id is then given out again. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
 /* --- the flag: global configuration is enabled */
 
 /* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. A second call
- * changes nothing. isCfgmGlobalConfigEnable returns 1 when it is set, else 0. */
+ * changes nothing. isCfgmGlobalConfigEnable returns 1 when the flag is set, else 0. */
 QUILL_API int openCfgmGlobalConfigEnableFile(void);
 QUILL_API int closeCfgmGlobalConfigEnableFile(void);
 QUILL_API int isCfgmGlobalConfigEnable(void);

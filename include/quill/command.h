@@ -13,8 +13,8 @@
  *     int status = execute_command_status_no_io(show, "/flash/links", NULL);
  *     if (status >= 0 && WIFEXITED(status)) ...WEXITSTATUS(status)
  *
- * "The shell" is "/bin/sh -c COMMAND". The caller must quote text in a command that comes from others. "Itself" is the
- * program that is the command's first word, with a slash or looked up on PATH, and the other words as its arguments.
+ * "The shell" is "/bin/sh -c COMMAND". The caller must quote text in a command that comes from others. "Itself" means
+ * that the command's first word is the program, with a slash or looked up on PATH. The other words are its arguments.
  * Only blanks separate words. A run of blanks is one separator, and blanks at the end are ignored. A blank at the start
  * makes an empty first word, which is not a program. Tabs, quotes and backslashes have no meaning.
  *
@@ -22,19 +22,18 @@
  * working directory, blocked and ignored signals. Handlers become default actions.
  *
  * A file for output is made with mode 0664 (0644 under that umask), and truncated if it exists. Where it cannot be
- * opened, the command runs with that descriptor closed. The child opens it before the program runs, and until then the
- * calling thread waits and takes no signals. So a path whose opening blocks, such as a FIFO without a reader or a
- * serial line without carrier, delays the caller.
+ * opened, the command runs with that descriptor closed. The child opens the file before the program runs. Until the
+ * program runs, the calling thread waits and takes no signals. So a path whose opening blocks, such as a FIFO without a
+ * reader or a serial line without carrier, delays the caller.
  *
- * All functions may be called from several threads at once: each waits for its own child, and no descriptor of one call
- * is ever open in the command of another. The cost of starting a command does not depend on the process's memory,
- * except in execute_command_status_no_io_nowait: the process is not copied, and handlers of pthread_atfork do not run.
- * The calls are not cancellation points: a cancelled thread finishes the call it is in. They are not for signal
+ * All functions may be called from several threads at once. Each call waits for its own child. No descriptor of one
+ * call is ever open in the command of another. Except in execute_command_status_no_io_nowait, the process is not
+ * copied, and handlers of pthread_atfork do not run. So the cost of starting a command does not depend on the process's
+ * memory. The calls are not cancellation points: a cancelled thread first finishes its call. They are not for signal
  * handlers.
  *
- * A process that ignores SIGCHLD has no children to wait for: commands run, and their results are those of a failing
- * wait. A handler without SA_RESTART that interrupts the wait has the same effect; the caller then has to wait for the
- * child. */
+ * In a process that ignores SIGCHLD commands run, but their results are those of a failed wait. A handler without
+ * SA_RESTART that interrupts the wait has the same effect. The caller must then wait for the child itself. */
 #ifndef QUILL_COMMAND_H
 #define QUILL_COMMAND_H
 
@@ -44,23 +43,23 @@ QUILL_BEGIN_DECLS
 
 /* execute_command runs a command by the shell and waits for it. Returns 1, whatever the command's status is. Returns 0
  * when it could not be started (errno: no descriptors, memory or processes left). The command's standard output is a
- * pipe without a reader: a command that writes to it gets SIGPIPE, so one with output says ">/dev/null". */
+ * pipe without a reader, so a command that writes to it gets SIGPIPE. Add ">/dev/null" to a command with output. */
 QUILL_API int execute_command(const char *command);
 
 /* execute_command_status does what execute_command does and returns the status: `exit 3` gives 0x300. Returns -1 with
- * errno when waiting failed. Returns 0 when the command could not be started, as for success. A shell that cannot be
- * run has exit code 255. Compatibility: callers do not stop over a command that cannot be started. */
+ * errno when waiting failed. Returns 0 when the command could not be started, as for success. When the shell cannot be
+ * run, the exit code is 255. Compatibility: callers continue when a command cannot be started. */
 QUILL_API int execute_command_status(const char *command);
 
 /* execute_command_status_no_io runs a program without a shell, waits for it and returns its status. Returns -1 with
- * errno when it could not be started or waited for. Exit code 1 (0x100) is the result when a program is not found, when
- * there is no memory for the words, and for a null command.
+ * errno when it could not be started or waited for. The result is exit code 1 (0x100) when a program is not found, when
+ * memory for the words runs out, and for a null command.
  *
- * output and errors, each unless null, name files for standard output and standard error; an empty name cannot be
+ * output and errors are the files for standard output and standard error; each may be null. An empty name cannot be
  * opened. The same name twice gives two writers that overwrite each other. command is only read. */
 QUILL_API int execute_command_status_no_io(char *command, const char *output, const char *errors);
 
-/* execute_command_no_io does the same with the caller's output, and returns 1 for status 0, else 0. */
+/* execute_command_no_io runs a program in the same way, with the caller's output. It returns 1 for status 0, else 0. */
 QUILL_API int execute_command_no_io(char *command);
 
 /* execute_command_status_no_io_nowait starts a command by the shell and returns while it runs. A detached process of
@@ -76,32 +75,32 @@ QUILL_API int execute_command_no_io(char *command);
  *
  * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.
  *
- * Returns 0 when the command is launched. Returns -1 for a null command, and when a fork or the wait for the process in
- * between failed. When the second of the two forks fails, a forked copy of the program gets the -1. The call in the
- * program itself returns 0 as soon as that copy ends. So a program that gets -1 compares getpid() with what it was, and
- * ends itself by _exit in the copy.
+ * Returns 0 when the command is launched. Returns -1 for a null command, and when a fork or the wait for the
+ * intermediate process failed. When the second of the two forks fails, a forked copy of the program gets the -1. The
+ * call in the program itself returns 0 as soon as that copy ends. So a program that gets -1 must compare getpid() with
+ * its value before the call, and call _exit in the copy.
  *
- * Forks the whole process, so its cost grows with the process's memory. Handlers of pthread_atfork run, and signals
- * that come to the new processes find the program's handlers. Nothing else of the program runs there: neither exit
+ * The call forks the whole process, so its cost grows with the process's memory. Handlers of pthread_atfork run, and
+ * signals to the new processes run the program's signal handlers. Nothing else of the program runs there: neither exit
  * handlers nor the output of stdio buffers. */
 QUILL_API int execute_command_status_no_io_nowait(const char *command, const char *output, const char *errors,
                                                   const char *status_file, const char *delete_on_success);
 
 /* process_normal returns 1 when a process of that name runs, else 0. It runs `killall -0 NAME` (Debian package psmisc).
- * Any name is safe: characters with a meaning to the shell are quoted. It returns 0 without running killall for null,
- * for a name of more than 244 characters, and for one that begins with a dash, which killall would take for an option.
- */
+ * Any name is safe: characters with a meaning to the shell are quoted. It returns 0 without running killall for null
+ * and for a name of more than 244 characters. It does the same for a name that begins with a dash, which killall would
+ * read as an option. */
 QUILL_API int process_normal(const char *name);
 
 /* execute_command_proc writes one character into a file, as for a switch under /proc: execute_command_proc('1', path).
  * The file is made (mode 0666 before the umask) or truncated. Always returns 1. A file that cannot be opened is
- * reported on standard error ("execute_command_proc failure : No such file or directory"). A write that fails is not.
- */
+ * reported on standard error ("execute_command_proc failure : No such file or directory"). A failed write is not
+ * reported. */
 QUILL_API int execute_command_proc(int character, const char *path);
 
 /* cp_file_to_from copies a file; the destination comes first. The destination must not exist (EEXIST) and gets mode
- * 0666 under the caller's umask. Returns 1, or 0 with errno. Then the bytes copied so far stay, and a destination that
- * existed is unchanged. A read is not repeated after a signal (EINTR), a write is.
+ * 0666 under the caller's umask. Returns 1, or 0 with errno. On failure the bytes copied so far stay, and a destination
+ * that existed before the call is unchanged. A read is not repeated after a signal (EINTR), a write is.
  *
  * When closing the destination fails, as it may on network file systems, the caller's descriptor 0 is closed as well.
  * Compatibility: daemons have /dev/null there; a program that reads standard input opens it again. */

@@ -1,15 +1,15 @@
 /* quill/component_log.h: a small leveled log under a component's own name, to standard error and the system log.
  *
- * A program makes one at its start, logs any number of messages, and destroys it at its end:
+ * A program makes a log at its start, logs any number of messages, and destroys the log at its end:
  *
  *     #include <syslog.h>                      // for LOG_DAEMON
  *
  *     LogHandle *log = CreateLog(QUILL_LEVEL_DEBUG, QUILL_LEVEL_WARNING, "placementd", 0, LOG_DAEMON);
  *     QuillLog(log, QUILL_LEVEL_ERROR, "no VLAN left for %s", station);
  *
- * prints "placementd: no VLAN left for 02:00:00:00:00:01" on standard error, and logs "no VLAN left for …" at LOG_ERR
- * through quill/syslog.h, whose one connection all component logs of a process share. The log created last gives its
- * name and facility to all, and the first one destroyed closes the connection for all.
+ * This prints "placementd: no VLAN left for 02:00:00:00:00:01" on standard error. It also logs "no VLAN left for …" at
+ * LOG_ERR through quill/syslog.h. All component logs of a process share its one connection. The name and facility of
+ * the log created last apply to all logs. The first log that is destroyed closes the connection for all.
  *
  * Several threads may log: records of the system log are never mixed, lines on standard error may be. */
 #ifndef QUILL_COMPONENT_LOG_H
@@ -19,7 +19,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* Levels of messages, and thresholds: a message goes where its level is at most the threshold. */
+/* Levels of messages, and thresholds: a message goes to an output when its level is at most the output's threshold. */
 enum {
     QUILL_LEVEL_SILENT = -1, /* as a threshold: nothing */
     QUILL_LEVEL_CRITICAL = 0,
@@ -46,14 +46,14 @@ typedef struct LogHandle {
  * the first message. */
 QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
 
-/* DestroyLog calls closelog, and frees log (taken; a null log only calls closelog). The logs that are left then send
- * under the name "syslog", with the default facility and mask. */
+/* DestroyLog calls closelog, and frees log (taken; a null log only calls closelog). The remaining logs then send under
+ * the name "syslog", with the default facility and mask. */
 QUILL_API void DestroyLog(LogHandle *log);
 
 /* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it). It goes to standard
- * error as the line "NAME: MESSAGE", which is flushed, and to the system log. There, a level below QUILL_LEVEL_CRITICAL
- * counts as QUILL_LEVEL_CRITICAL, and one above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG. Failures are not reported, and
- * errno is left as it was. */
+ * error as the line "NAME: MESSAGE", which is flushed, and to the system log. In the system log, a level below
+ * QUILL_LEVEL_CRITICAL counts as QUILL_LEVEL_CRITICAL, and a level above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG.
+ * Failures are not reported, and errno is unchanged. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 QUILL_END_DECLS

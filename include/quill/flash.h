@@ -1,23 +1,23 @@
 /* quill/flash.h: the board's hardware: NVRAM, CPLD registers, machine type, and the flash partition.
  *
- * Each call opens its device, makes one request and closes it. Unless the text says otherwise, results are 0 for done
- * and -1 for not done, with the reason on standard error. The programs of a device run as root, which opening the
- * devices requires.
+ * Each call opens its device, makes one request and closes it. Unless the text says otherwise, a function returns 0 for
+ * success. It returns -1 for failure and prints the reason on standard error. Opening these device files requires root;
+ * the programs of a device run as root.
  *
  *     uint8_t led;
  *     if (ReadCPLD(4, &led) == 0) ...
  *
  * Flash transfers of all processes run one at a time. A transfer takes an advisory lock of the device (flock, shared
- * for reads, exclusive for writes) and then a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer that
- * cannot take them goes on without. A process that dies in a transfer, also by SIGKILL, gives both back, with one
- * exception: another of its threads has forked or run another program meanwhile. The new process then keeps the lock,
- * and the new program the semaphore.
+ * for reads, exclusive for writes). It then takes a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer
+ * that cannot take them continues without them. A process that dies in a transfer, also by SIGKILL, releases both. The
+ * exception is when another of its threads has forked or run another program during the transfer. The new process then
+ * keeps the lock, and the new program keeps the semaphore.
  *
- * Every transfer is recorded in a history that outlives the process, so that a crash or worn flash can be traced to the
- * process that caused it: "/tmp/flashophist" is a quill_flash_history. The oldest record is overwritten. The history
- * has no lock; each transfer claims its own record. A process killed while writing leaves only its own record
- * incomplete. A label of more than 31 characters runs on over the following fields, up to the end of the file.
- * Compatibility: readers of the file know such records.
+ * Every transfer is recorded in a history that outlives the process. A crash or worn flash can thus be traced to the
+ * process that caused it. The history is the file "/tmp/flashophist", a quill_flash_history. The oldest record is
+ * overwritten. The history has no lock; each transfer claims its own record. A process killed while writing leaves only
+ * its own record incomplete. A process or parent label of more than 31 characters continues over the following fields,
+ * up to the end of the file. Compatibility: programs that read the file expect such records.
  *
  * A file that is not such a history does not stop a transfer, and nothing is written outside of it:
  *
@@ -31,9 +31,9 @@
  *     is a link, or other users may change it         it is not opened
  *     has a second name                               it is left to that name, and a new one starts (docs/trust.md)
  *
- * Transfers may run in several threads. A signal does not let one in before its turn. Cancellation is held off until
- * the transfer is over. The name of the flash device belongs to the process and has no lock: set it before starting
- * threads. */
+ * Transfers may run in several threads. A signal does not let a transfer start before its turn. Thread cancellation is
+ * deferred until the transfer ends. The name of the flash device belongs to the process and has no lock: set it before
+ * starting threads. */
 #ifndef QUILL_FLASH_H
 #define QUILL_FLASH_H
 
@@ -60,7 +60,7 @@ typedef struct quill_flash_record {
     char parent[32];         /* the same of that process's parent */
 } quill_flash_record;
 
-/* The whole of it. */
+/* The whole history. */
 typedef struct quill_flash_history {
     uint8_t capacity[4];                                     /* QUILL_FLASH_HISTORY_RECORDS */
     uint8_t next[4];                                         /* the record that is written next, 0 to 199 */
@@ -69,15 +69,16 @@ typedef struct quill_flash_history {
 
 /* --- board control, "/dev/mxc" */
 
-/* quill_open_device opens the board control device with the flags of open(2) and returns its descriptor, which the
- * caller closes; or -1 with errno after perror("/dev/mxc"). */
+/* quill_open_device opens the board control device with the flags of open(2). It returns the descriptor, which the
+ * caller closes. On failure it calls perror("/dev/mxc") and returns -1 with errno. */
 QUILL_API int quill_open_device(int flags);
 
-/* ReadNvram and WriteNvram hand three words, whose meaning is the driver's, to it unchanged. */
+/* ReadNvram and WriteNvram pass three words to the driver unchanged. The driver defines their meaning. */
 QUILL_API int ReadNvram(uint32_t word1, uint32_t word2, uint32_t word3);
 QUILL_API int WriteNvram(uint32_t word1, uint32_t word2, uint32_t word3);
 
-/* ReadCPLD and ReadCPLD16 store the low 8 or 16 bits of a register's value in *value, which on failure is unchanged. */
+/* ReadCPLD and ReadCPLD16 store the low 8 or 16 bits of a register's value in *value. On failure *value is unchanged.
+ */
 QUILL_API int ReadCPLD(uint32_t reg, uint8_t *value);
 QUILL_API int ReadCPLD16(uint32_t reg, uint16_t *value);
 
@@ -95,11 +96,11 @@ QUILL_API int ReadSamMachType(uint8_t *buffer);
  * name that does not fit QUILL_FLASH_NAME_SIZE with its NUL is cut. */
 QUILL_API size_t set_ap_flash_dev_name(const char *device);
 
-/* get_ap_flash_dev_name returns the name itself, borrowed, and not a copy: it changes when another is set. */
+/* get_ap_flash_dev_name returns the name itself (borrowed), not a copy. The text changes when another name is set. */
 QUILL_API char *get_ap_flash_dev_name(void);
 
-/* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device, with one read or write. device names
- * it; null is the process's device.
+/* ReadApFlash and WriteApFlash transfer length bytes at the offset of the device, with one read or write. device is the
+ * device's name; null means the process's device.
  *
  *     result  when
  *     0       the call transferred some or all bytes (the result does not say how many)
@@ -110,9 +111,9 @@ QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char 
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);
 
 /* flash_ophist_init maps the history, and makes the file if it is missing. Returns its QUILL_FLASH_HISTORY_SIZE bytes,
- * borrowed until the process ends: the same address at every call. Returns null when it cannot. Transfers call it
- * themselves; its descriptor and mapping are then kept. A process that makes the file shorter while it is mapped ends
- * the processes that write to it. */
+ * borrowed until the process ends: the same address at every call. Returns null when it cannot. Transfers call this
+ * function themselves. The descriptor and the mapping are then kept. When a process shortens the file while it is
+ * mapped, the processes that write to the history are ended. */
 QUILL_API void *flash_ophist_init(void);
 
 /* tpm_hw_init returns its argument: this platform has no such chip. */

@@ -1,29 +1,31 @@
 /* quill/hash.h: chained hash tables from a machine word to a machine word.
  *
- * For the small maps of a daemon: usage counts, sessions, handles. The bucket count is chosen at creation and never
- * changes. A new element goes to the front of its chain without a walk. Records and elements come from two fixed-size
- * object pools of the process ("sHash": 1,000 tables, "sHashElem": 100,000 elements over all tables), so thousands of
- * small elements do not fragment the heap. When a pool is exhausted, creation gives null and insertion 0.
+ * The tables are for the small maps of a daemon: usage counts, sessions, handles. The bucket count is chosen at
+ * creation and never changes. A new element goes to the front of its chain without a walk. Records and elements come
+ * from two fixed-size object pools of the process ("sHash": 1,000 tables, "sHashElem": 100,000 elements over all
+ * tables). So thousands of small elements do not fragment the heap. When a pool is exhausted, creation gives null and
+ * insertion 0.
  *
- * Cost: an element is 28 bytes on the device (48 on a 64-bit host), a bucket a pointer and a 32-bit count.
+ * Cost: an element is 28 bytes on the device (48 on a 64-bit host). A bucket is a pointer and a 32-bit count.
  *
- * Zero values: HashFind returns the value, so it cannot tell a present key whose value is 0 from an absent one. The two
+ * Zero values: HashFind returns the value, so it cannot distinguish a key whose value is 0 from an absent key. The two
  * inserts then add a second element for the key. Store non-zero values or pointers. The keyed tables of
  * quill/hash_keyed.h test presence by key and do not have this limit for insertion.
  *
  * Keys: on a 64-bit host a word is wider than an int, so that -1 and (uint32_t)-1 are two keys there, and one on the
  * device. Cast keys that come from 32-bit numbers to uint32_t on insertion and on look-up.
  *
- * Statistics: every table registers under its name, the first 64 of them, for hash_get_stats.
+ * Statistics: a table is registered under its name for hash_get_stats, when fewer than 64 tables are registered.
  *
- * Threads: a table has no lock; one thread uses it at a time. Threads may work on different tables, create and destroy
- * tables and take statistics at the same time. With a platform's pool in place of the library's, that holds as far as
- * the platform's pool allows it. HashCreateLocked is only a name: its table has no lock either.
+ * Threads: a table has no lock. Only one thread at a time may use it. Threads may work on different tables, create and
+ * destroy tables and take statistics at the same time. With a platform's pool in place of the library's, they may do so
+ * only as far as that pool allows it. HashCreateLocked is only a name: its table has no lock either.
  *
- * Walks: HashGet uses the table's own cursor, HashGetR one of the caller's. The element that was returned last may be
- * removed. Removing the one that the table's own cursor would return next ends that walk. A caller's cursor must not
- * rest on a removed element. A walk may or may not meet an element that is inserted meanwhile. The order is by bucket,
- * then newest first. A selected field that is 0 looks like the end of the walk: select one that never is.
+ * Walks: HashGet uses the table's own cursor, and HashGetR uses a cursor of the caller's. The element that was returned
+ * last may be removed. Removing the element that the table's own cursor would return next ends that walk. A caller's
+ * cursor must not rest on a removed element. A walk may or may not return an element that is inserted during the walk.
+ * The order is by bucket, then newest first. A selected field that is 0 looks like the end of the walk: select a field
+ * that is never 0.
  *
  *     sHash *usage = HashCreate(31);
  *     HashInsertKeyAndValue(usage, vlan, 1);
@@ -48,7 +50,7 @@ typedef struct sHashCursor {
     sHashElem *element; /* what the next step returns; null at the end */
 } sHashCursor;
 
-/* What HashGet and its relatives do. Any other number does nothing and gives 0. */
+/* What HashGet and its variants do. Any other number does nothing and gives 0. */
 enum {
     HASH_OP_FIRST = 1,    /* put the cursor on the first element; gives 0 */
     HASH_OP_NEXT = 4,     /* the selected field of the element under the cursor, which moves on; 0 at the end */
@@ -72,13 +74,13 @@ typedef uint32_t (*HashFunction)(quill_word key);
 typedef int (*HashCompare)(quill_word stored, quill_word searched);
 
 /* hash_table_list lists the registered tables as sHash pointers; null before the first table is created. The library
- * guards it with a lock of its own, so programs leave it alone and call hash_get_stats. */
+ * protects the list with its own lock. So programs must not use it; they call hash_get_stats. */
 extern QUILL_API sList *hash_table_list;
 
 /* _HashCreate returns a new, empty table, or null when out of memory. Release it with HashDestroy.
  *
- * buckets is at least 1, else the contract is broken. It is used as given; a prime spreads best. The name, cut to 63
- * characters, is what statistics show: by convention the creating function's. The line is ignored.
+ * buckets is at least 1, else the contract is broken. It is used as given; a prime spreads best. Statistics show the
+ * name, cut to 63 characters. By convention it is the creating function's name. The line is ignored.
  *
  * The first table of a process also makes the list for hash_get_stats. When memory runs out there, the process ends
  * with a contract report. */
@@ -88,14 +90,14 @@ QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
 #define HashCreate(buckets) _HashCreate(buckets, __func__, __LINE__)
 
 /* HashCreateExt is _HashCreate with the table's own hash and compare. A null hash takes the low 32 bits of the key. A
- * null compare distinguishes keys by their words alone. Use it for keys that are pointers to something. */
+ * null compare distinguishes keys by their words alone. Use HashCreateExt for keys that are pointers. */
 QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare compare, const char *name, int line);
 
 /* HashCreateLocked is _HashCreate with the name "HashCreateLocked". The table has no lock. */
 QUILL_API sHash *HashCreateLocked(int32_t buckets);
 
-/* HashReset removes every element and ends a walk on the table's own cursor. HashEntries counts on from its old number:
- * do not use the count of a table that was reset. Address copies of an IP table are not freed: collect them first
+/* HashReset removes every element and ends a walk on the table's own cursor. HashEntries continues from its old number,
+ * so do not use the count of a table that was reset. Address copies of an IP table are not freed: collect them first
  * (HASH_SEL_ADDRESS) and pass them to free(). Compatibility: programs rely on the count. */
 QUILL_API void HashReset(sHash *table);
 
@@ -118,19 +120,19 @@ QUILL_API int HashUpdateKeyAndValue(sHash *table, quill_word key, quill_word val
 /* HashRemove removes the newest element under key. Returns 1, or 0 when the key is absent. */
 QUILL_API int HashRemove(sHash *table, quill_word key);
 
-/* HashRemoveGet is HashRemove that returns the removed value, or 0 when the key is absent. */
+/* HashRemoveGet does what HashRemove does and returns the removed value, or 0 when the key is absent. */
 QUILL_API quill_word HashRemoveGet(sHash *table, quill_word key);
 
-/* HashGet does op (HASH_OP_…) on the table's own cursor; sel (HASH_SEL_…) says what a next step returns. Gives 0 for a
- * null table. */
+/* HashGet does op (HASH_OP_…) on the table's own cursor. sel (HASH_SEL_…) selects what a next step returns. Gives 0 for
+ * a null table. */
 QUILL_API quill_word HashGet(sHash *table, int op, uint32_t sel);
 
 /* HashGetR is HashGet on the caller's cursor. */
 QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
-/* HashGetFromBucket walks one bucket on the table's own cursor. It knows only HASH_OP_FIRST and HASH_OP_NEXT. The walk
- * ends after the bucket's last element, with the cursor on the next bucket that holds one. Gives 0 for a null table or
- * a bucket that does not exist. */
+/* HashGetFromBucket walks one bucket on the table's own cursor. It implements only HASH_OP_FIRST and HASH_OP_NEXT. The
+ * walk ends after the bucket's last element, with the cursor on the next bucket that holds an element. Gives 0 for a
+ * null table or a bucket that does not exist. */
 QUILL_API quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket);
 
 /* HashGetRFromBucket is HashGetFromBucket on the caller's cursor. */
@@ -142,12 +144,13 @@ QUILL_API int HashIsEmpty(const sHash *table);
 /* HashEntries returns the number of elements; see HashReset. */
 QUILL_API int32_t HashEntries(const sHash *table);
 
-/* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation does so already, so
- * programs do not call it. A second call for a registered table changes nothing. */
+/* hash_add_table_to_list registers table for statistics when fewer than 64 are registered. Creation already registers
+ * the table, so programs do not call this function. A second call for a registered table changes nothing. */
 QUILL_API void hash_add_table_to_list(sHash *table);
 
-/* hash_get_stats stores in *out a new buffer (release it with free()) that describes the registered tables, and returns
- * its size in bytes; 0 and a null *out when out of memory. All numbers are 32-bit in the host's order:
+/* hash_get_stats stores a new buffer that describes the registered tables in *out (release it with free()). It returns
+ * the buffer's size in bytes. When out of memory, it returns 0 and *out is null. All numbers are 32-bit in the host's
+ * order:
  *
  *     offset       size  what
  *     0            4     number of records
@@ -156,7 +159,7 @@ QUILL_API void hash_add_table_to_list(sHash *table);
  *     12 + 76 i    4     most elements beyond the first that any one bucket ever held
  *     16 + 76 i    64    name, padded with zero bytes; empty while another thread is still creating the table
  *
- * May be called while other threads use their tables: the counts of a table in use are those of some moment. */
+ * It may be called while other threads use their tables. The counts of a table in use are those of some moment. */
 QUILL_API uint32_t hash_get_stats(void **out);
 
 QUILL_END_DECLS

@@ -1,13 +1,14 @@
 /* quill/hash_keyed.h: hash tables keyed by texts, MAC addresses, and IP addresses with their family.
  *
- * A keyed table is an ordinary table from _HashCreate. The functions used on it decide what its keys are, and one table
- * must not mix them. Walks (HashGet), counts, reset and statistics of quill/hash.h work unchanged. The table keeps its
- * own copy of every key. Costs, pools, threads and walks are those of quill/hash.h.
+ * A keyed table is an ordinary table from _HashCreate. The functions that a program uses on a table determine its kind
+ * of keys. Do not use functions of several kinds on one table. Walks (HashGet), counts, reset and statistics of
+ * quill/hash.h work unchanged. The table keeps its own copy of every key. Costs, pools, threads and walks are those of
+ * quill/hash.h.
  *
- * Presence is tested by key, so a value of 0 is an ordinary value here; only the Find functions cannot distinguish it
- * from absence. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and HASH_SEL_KEY_BYTES.
- * Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is a pointer is kept
- * and never freed: find it before an update or a removal drops it.
+ * Presence is tested by key, so a value of 0 is an ordinary value here. Only the Find functions cannot distinguish this
+ * value from an absent key. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and
+ * HASH_SEL_KEY_BYTES. Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is
+ * a pointer is kept and never freed: find it before an update or a removal drops it.
  *
  *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);
@@ -32,7 +33,7 @@ QUILL_API int HashIsStringPresent(const sHash *table, const char *key);
 /* HashStringInsertKeyAndValue inserts key with value. Returns 1, or 0 when key is present or memory ran out. */
 QUILL_API int HashStringInsertKeyAndValue(sHash *table, const char *key, quill_word value);
 
-/* HashStringInsert inserts key with the value 0. Returns as HashStringInsertKeyAndValue. */
+/* HashStringInsert inserts key with the value 0. The result is that of HashStringInsertKeyAndValue. */
 QUILL_API int HashStringInsert(sHash *table, const char *key);
 
 /* HashStringUpdateKeyAndValue replaces the value under key, or inserts both. Returns 1, or 0 when memory ran out. */
@@ -50,18 +51,18 @@ QUILL_API quill_word HashMacFind(const sHash *table, const void *mac);
 /* HashIsMacPresent returns 1 when mac is in the table, else 0. */
 QUILL_API int HashIsMacPresent(const sHash *table, const void *mac);
 
-/* HashIsMacPresentandValue is HashIsMacPresent and stores the value in *value when mac is present; value may be null.
- */
+/* HashIsMacPresentandValue does what HashIsMacPresent does, and stores the value in *value when mac is present. value
+ * may be null. */
 QUILL_API int HashIsMacPresentandValue(const sHash *table, const void *mac, quill_word *value);
 
-/* HashIsMacPresentAndSetHashState is HashIsMacPresent and, when mac is present, puts the table's own cursor on it: the
- * next HashGet(table, HASH_OP_NEXT, …) returns this element and the walk goes on from there. */
+/* HashIsMacPresentAndSetHashState does what HashIsMacPresent does. When mac is present, it also puts the table's own
+ * cursor on it. The next HashGet(table, HASH_OP_NEXT, …) returns this element, and the walk continues from there. */
 QUILL_API int HashIsMacPresentAndSetHashState(sHash *table, const void *mac);
 
 /* HashMacInsertKeyAndValue inserts mac with value. Returns 1, or 0 when mac is present or memory ran out. */
 QUILL_API int HashMacInsertKeyAndValue(sHash *table, const void *mac, quill_word value);
 
-/* HashMacInsert inserts mac with the value 0. Returns as HashMacInsertKeyAndValue. */
+/* HashMacInsert inserts mac with the value 0. The result is that of HashMacInsertKeyAndValue. */
 QUILL_API int HashMacInsert(sHash *table, const void *mac);
 
 /* HashMacUpdateKeyAndValue replaces the value under mac, or inserts both. Returns 1, or 0 when memory ran out. */
@@ -71,8 +72,8 @@ QUILL_API int HashMacUpdateKeyAndValue(sHash *table, const void *mac, quill_word
 QUILL_API int HashMacRemove(sHash *table, const void *mac);
 
 /* --- IP addresses with their family. All 16 address bytes are hashed, but only the first 4 of an IPv4 address are
- * compared: the other 12 must be zero, else a look-up may miss the key or meet another. The two filler bytes do not
- * count. */
+ * compared. The other 12 must be zero, else a look-up may miss the key or find another. The two filler bytes are
+ * neither hashed nor compared. */
 
 /* HashIpAfAddrFind returns the value under addr, or 0 when it is absent. */
 QUILL_API quill_word HashIpAfAddrFind(const sHash *table, const ip_af_addr *addr);
@@ -83,7 +84,7 @@ QUILL_API int HashIsIpAfAddrPresent(const sHash *table, const ip_af_addr *addr);
 /* HashIpAfAddrInsertKeyAndValue inserts addr with value. Returns 1, or 0 when addr is present or memory ran out. */
 QUILL_API int HashIpAfAddrInsertKeyAndValue(sHash *table, const ip_af_addr *addr, quill_word value);
 
-/* HashIpAfAddrInsert inserts addr with the value 0. Returns as HashIpAfAddrInsertKeyAndValue. */
+/* HashIpAfAddrInsert inserts addr with the value 0. The result is that of HashIpAfAddrInsertKeyAndValue. */
 QUILL_API int HashIpAfAddrInsert(sHash *table, const ip_af_addr *addr);
 
 /* HashIpAfAddrUpdateKeyAndValue replaces the value under addr, or inserts both. Returns 1, or 0 when memory ran out. */
@@ -92,15 +93,16 @@ QUILL_API int HashIpAfAddrUpdateKeyAndValue(sHash *table, const ip_af_addr *addr
 /* HashIpAfAddrRemove removes addr. Returns 1, or 0 when it is absent. */
 QUILL_API int HashIpAfAddrRemove(sHash *table, const ip_af_addr *addr);
 
-/* HashIpAfGet is HashGet for IP tables: HASH_SEL_ADDRESS gives the stored address; HASH_OP_SKIP_N is not served. */
+/* HashIpAfGet is HashGet for IP tables: HASH_SEL_ADDRESS gives the stored address, and HASH_OP_SKIP_N is not supported.
+ */
 QUILL_API quill_word HashIpAfGet(sHash *table, int op, uint32_t sel);
 
 /* HashIpAfGetR is HashIpAfGet on the caller's cursor. */
 QUILL_API quill_word HashIpAfGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
-/* HashDestroyIpAf frees the table with all its elements and their addresses. The table stays registered: it keeps its
- * place among the 64 of hash_get_stats, from now on as a record of zeros with an empty name. Compatibility: readers of
- * the statistics rely on it. */
+/* HashDestroyIpAf frees the table with all its elements and their addresses. The table stays registered and keeps its
+ * place among the 64 of hash_get_stats. Its record then has only zeros and an empty name. Compatibility: readers of the
+ * statistics rely on it. */
 QUILL_API void HashDestroyIpAf(sHash *table);
 
 QUILL_END_DECLS

@@ -1,9 +1,9 @@
-/* quill/identity.h: which access point this is, and in what state.
+/* quill/identity.h: the identity of this access point, and its state.
  *
- * Most functions read one small text file that the kernel or a daemon publishes, at every call, and return the number
- * in it. Numbers are decimal with white space and a sign before them; text after the number is ignored, and values
- * outside int are clamped. At most 31 characters of the first line are read. Where the table says "%d", the number may
- * follow white space, lines included, within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file
+ * At every call, most functions read one small text file of the kernel or a daemon, and return the number in it.
+ * Numbers are decimal with white space and a sign before them; text after the number is ignored, and values outside int
+ * are clamped. At most 31 characters of the first line are read. Where the table has "%d", the number may follow white
+ * space (also line ends) within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file
  * (docs/trust.md).
  *
  *     function                   file               returns when the file is missing   no number in it
@@ -16,7 +16,8 @@
  *     getSysUptime               /proc/uptime       -1, with a message                 0
  *     getSysUptime_d             /proc/uptime       -1.0                               see there
  *
- * All functions may be called from several threads. Those that read a file hold cancellation off while they do. */
+ * All functions may be called from several threads. Functions that read a file defer thread cancellation while they do
+ * so. */
 #ifndef QUILL_IDENTITY_H
 #define QUILL_IDENTITY_H
 
@@ -31,18 +32,19 @@ QUILL_BEGIN_DECLS
 /* ApType is the model number once getApType has read one, else 0. Programs may read it. */
 QUILL_API extern int ApType;
 
-/* getApType returns the model number. It is read once: as long as it is 0, each call reads the file again. */
+/* getApType returns the model number. While the number is 0, each call reads the file again. Once it is not 0, the file
+ * is not read again. */
 QUILL_API int getApType(void);
 
 /* isHalvoraAp returns 1 for the partner-branded models, 17 and 18, else 0. */
 QUILL_API int isHalvoraAp(uint32_t model);
 
-/* getApFlashVariant returns the layout variant of the flash, get_ap_booted_partition the partition that the system was
- * started from. */
+/* getApFlashVariant returns the layout variant of the flash. get_ap_booted_partition returns the partition that the
+ * system was started from. */
 QUILL_API int getApFlashVariant(void);
 QUILL_API int get_ap_booted_partition(void);
 
-/* get_ap_installation_type returns the installation type that the file at path holds; 0 for a null path. */
+/* get_ap_installation_type returns the installation type that the file at path contains, or 0 for a null path. */
 QUILL_API int get_ap_installation_type(const char *path);
 
 /* --- mesh */
@@ -53,7 +55,7 @@ QUILL_API int is_mesh_ap(void);
 
 /* --- radios and their virtual access points
  *
- * The radio daemons have fuller records of these; they fill in these for the calls below. */
+ * The radio daemons have larger records of their own. They fill in the following records for the calls below. */
 
 /* quill_vap is a virtual access point: 1 byte. */
 typedef struct quill_vap {
@@ -69,16 +71,17 @@ typedef struct quill_radio {
     uint8_t zero[2];    /* 0 */
 } quill_radio;
 
-/* get_mesh_vap_id returns whether the virtual access point is of a mesh type, as 1 or 0; with selector 1 whether it is
- * not. Reentrant. */
+/* get_mesh_vap_id returns 1 when the virtual access point is of a mesh type, else 0. With selector 1 it returns 1 when
+ * it is not of a mesh type, else 0. Reentrant. */
 QUILL_API int get_mesh_vap_id(const quill_vap *vap, uint32_t selector);
 
-/* bssid_to_wifi_vap returns the index of a BSSID's virtual access point: the last byte of the 6 AND vap_count - 1.
+/* bssid_to_wifi_vap returns the index of a BSSID's virtual access point: the last of the 6 bytes, AND (vap_count - 1).
  * Reentrant. */
 QUILL_API int bssid_to_wifi_vap(const quill_radio *radio, const uint8_t *bssid);
 
-/* bssid_to_wifi_dev returns which radio a BSSID belongs to: 0 when the first one's mode is 1, or when the BSSID's last
- * byte under the second one's mask is its base; else 1. Reentrant. */
+/* bssid_to_wifi_dev returns the number of the radio that a BSSID belongs to. It returns 0 when the mode of first is 1.
+ * It also returns 0 when the BSSID's last byte AND the bssid_mask of second is the bssid_base of second. Otherwise it
+ * returns 1. Reentrant. */
 QUILL_API int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *second, const uint8_t *bssid);
 
 /* --- time */
@@ -98,7 +101,7 @@ QUILL_API int getSysUptime(void);
 QUILL_API double getSysUptime_d(void);
 
 /* get_build_time returns when the library was built: the local time of the build as local time of the caller. A
- * reproducible build sets SOURCE_DATE_EPOCH, and this is then that moment in UTC. */
+ * reproducible build sets SOURCE_DATE_EPOCH, and the time of the build is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
 /* --- what this platform does not have: programs call these, and rely on the results */

@@ -1,7 +1,7 @@
 /* quill/ipv6.h: IPv6 addresses to text and back, prefix lengths and masks (RFC 4291).
  *
  * An address is 16 bytes in transmission order (addr16), or eight groups as numbers of the host (groups8): group 0 of
- * 2001:db8:: is 0x2001 on every machine. There are three texts and two readers:
+ * 2001:db8:: is 0x2001 on every machine. Three functions make text, and two functions read it:
  *
  *     function           of bytes or groups  2001:db8::1 becomes
  *     ip6_to_str         bytes               the text of the C library's inet_ntop: "2001:db8::1"
@@ -11,10 +11,10 @@
  *     str_to_ip6         bytes               reads what the C library's inet_pton reads
  *     ipv6_str_to_addr   groups              reads only groups and "::", the same on every C library
  *
- * Texts and the address of str_to_ip6 are borrowed: they are in buffers of the process, which have no lock. Those of
- * ip6_to_str and ip6_to_str_long last until the 10th call of the same function after it, those of ipv6_to_str until the
- * 8th, that of str_to_ip6 until the next. Every other function is reentrant. See quill/address.h for forms that take a
- * destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback. */
+ * Texts, and the address from str_to_ip6, are borrowed: they are in buffers of the process, which have no lock. Results
+ * of ip6_to_str and ip6_to_str_long last until the 10th later call of the same function. Results of ipv6_to_str last
+ * until the 8th later call, and results of str_to_ip6 until the next. Every other function is reentrant. See
+ * quill/address.h for forms that take a destination, and for ipv6_zeros, ipv6_ones and ipv6_loopback. */
 #ifndef QUILL_IPV6_H
 #define QUILL_IPV6_H
 
@@ -28,18 +28,19 @@ enum {
 
 /* --- addresses */
 
-/* str_to_ip6 returns the 16 bytes of text as inet_pton (POSIX, AF_INET6) reads it, or null when it does not. */
+/* str_to_ip6 returns the 16 bytes of text as inet_pton (POSIX, AF_INET6) reads it, or null when inet_pton refuses it.
+ */
 QUILL_API uint8_t *str_to_ip6(const char *text);
 
 /* ip6_to_str returns the text of inet_ntop (POSIX, AF_INET6), which writes a mapped address as ::ffff:10.0.0.1. */
 QUILL_API char *ip6_to_str(const uint8_t *addr16);
 
-/* ip6_to_str_long returns eight groups of four lower-case digits, always 39 characters: texts of it sort as addresses.
- */
+/* ip6_to_str_long returns eight groups of four lower-case digits, always 39 characters. So its texts sort in the order
+ * of the addresses. */
 QUILL_API char *ip6_to_str_long(const uint8_t *addr16);
 
-/* ipv6_to_str returns the compressed text of RFC 5952, section 4: lower case, no leading zeros, "::" for the longest
- * run of at least two zero groups, of equal ones the first. */
+/* ipv6_to_str returns the compressed text of RFC 5952, section 4: lower case and no leading zeros. "::" replaces the
+ * longest run of at least two zero groups, or the first of several runs of that length. */
 QUILL_API char *ipv6_to_str(const uint16_t *groups8);
 
 /* ipv6_str_to_addr reads eight groups of hexadecimal digits in either case into groups8, or fewer with one "::" for the
@@ -54,8 +55,8 @@ QUILL_API char *ipv6_to_str(const uint16_t *groups8);
  * Compatibility: configurations hold such texts. */
 QUILL_API int ipv6_str_to_addr(const char *text, uint16_t *groups8);
 
-/* ipv6_addr_incr adds one to the last group alone, without a carry: 1:ffff becomes 1:0, and the address of all ones
- * "::". Compatibility: callers count within a group. */
+/* ipv6_addr_incr adds one to the last group alone, without a carry: 1:ffff becomes 1:0. The exception is the address of
+ * all ones, which becomes "::". Compatibility: callers count within a group. */
 QUILL_API void ipv6_addr_incr(uint16_t *groups8);
 
 /* format_ipv6_with_colon puts a ':' between every four of the 32 characters at hex32, which need no NUL. It stores the
@@ -64,19 +65,20 @@ QUILL_API void ipv6_addr_incr(uint16_t *groups8);
  */
 QUILL_API int format_ipv6_with_colon(const char *hex32, char *out);
 
-/* is_ipv6_link_local_address returns 1 when addr is IPv6 and its first group is fe80; is_ipv6_site_local_address when
- * it is fec0; else 0. The whole group counts, not the ten bits of RFC 4291: fe81:: and febf:: are neither.
- * Compatibility: programs rely on it. */
+/* is_ipv6_link_local_address returns 1 when addr is IPv6 and its first group is fe80, else 0.
+ * is_ipv6_site_local_address does the same for fec0. The whole group is compared, not only the ten bits of RFC 4291:
+ * for fe81:: and febf:: both return 0. Compatibility: programs rely on it. */
 QUILL_API int is_ipv6_link_local_address(ip_af_addr addr);
 QUILL_API int is_ipv6_site_local_address(ip_af_addr addr);
 
 /* --- prefix lengths, 0 to 128, and masks */
 
-/* ipv6_prefix2addr_mask reads "2001:db8::/32": the address into groups8 as ipv6_str_to_addr does, the decimal length
- * into *plen. A '/' with nothing after it is length 0. It cuts text at the '/', so that text is then the address alone.
+/* ipv6_prefix2addr_mask reads a text such as "2001:db8::/32". It reads the address into groups8, as ipv6_str_to_addr
+ * does, and the decimal length into *plen. A '/' with nothing after it is length 0. It cuts text at the '/', so that
+ * text is then the address alone.
  *
- * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused;
- * text is cut then as well, and *plen may hold what was read of the length. Without a '/' it returns 0 and changes
+ * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused.
+ * text is then cut as well, and *plen may hold what was read of the length. Without a '/' it returns 0 and changes
  * nothing. Compatibility: callers use the cut text. */
 QUILL_API int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen);
 
@@ -92,8 +94,8 @@ QUILL_API int ipv6_wild2len(const char *text, uint16_t *plen);
  *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000:: */
 QUILL_API void ipv6_plen_to_addr(uint32_t plen, uint8_t *mask16);
 
-/* ipv6_mask_to_plen returns how many bits are set in the eight groups, and ipv6_addr_mask_to_plen in the 16 bytes of an
- * address, whatever its family. The bits need not be the first ones: ff00:00ff:: gives 16. */
+/* ipv6_mask_to_plen returns the number of bits that are set in the eight groups. ipv6_addr_mask_to_plen does the same
+ * for the 16 bytes of an address, whatever its family. The bits need not be the first ones: ff00:00ff:: gives 16. */
 QUILL_API uint16_t ipv6_mask_to_plen(const uint16_t *mask8);
 QUILL_API uint8_t ipv6_addr_mask_to_plen(ip_af_addr mask);
 

@@ -1,19 +1,19 @@
 /* quill/list.h: a doubly linked list of object pointers with a built-in cursor.
  *
- * For small collections whose order matters: the order of insertion, or one that a comparison gives. The list stores
- * pointers. It never copies an object, and frees one only in the two functions whose names say FreeData.
+ * The list is for small collections whose order matters: the order of insertion, or one that a comparison gives. The
+ * list stores pointers. It never copies an object, and frees one only in the two functions whose names say FreeData.
  *
  * Cost: one heap block of three words per object. Inserting at either end, removing a node by its handle and stepping
  * take constant time. Functions that search for an object compare pointers from the head.
  *
  * Cursor: the list has one cursor of its own, for ListGet. Every insertion moves it to the new node, so a next step
  * right after an insertion returns the inserted object. Removing the node under the cursor moves it on to the following
- * node. A walk with ListGetR has a cursor of the caller's. Removals do not adjust it, so it must not rest on a node
+ * node. A walk with ListGetR uses a cursor of the caller's. Removals do not adjust it, so it must not rest on a node
  * that is removed.
  *
  * Every function except ListRemoveNode accepts a null list: it does nothing and returns 0 or null. Inserting a null
  * object breaks the contract; searching for one finds nothing. The same object may be inserted more than once. Searches
- * then find the occurrence nearest to the head. A list has no lock: one thread at a time uses it.
+ * then find the occurrence nearest to the head. A list has no lock: only one thread at a time may use it.
  *
  *     sList *queue = ListCreate();
  *     ListInsert(queue, station);
@@ -67,13 +67,14 @@ QUILL_API sListNode *ListInsertRN(sList *list, void *object);
 /* ListRemove unlinks the first node that holds object; the object itself stays. Returns 1, or 0 when it is absent. */
 QUILL_API int ListRemove(sList *list, const void *object);
 
-/* ListRemoveFreeData is ListRemove, and hands object to free() when it was listed. Returns 1, or 0 when absent. */
+/* ListRemoveFreeData does what ListRemove does, and passes object to free() when it was listed. Returns 1, or 0 when
+ * absent. */
 QUILL_API int ListRemoveFreeData(sList *list, void *object);
 
-/* ListRemoveNode unlinks node, a handle from ListInsertRN of this list, without a search; the object stays. The word is
- * ignored. Returns 1, or 0 for a null node. A null list breaks the contract. The node must be in this very list. A node
- * of another list, or one removed before, corrupts both lists; only some of these errors are caught as a breach of
- * contract. */
+/* ListRemoveNode unlinks node, a handle from ListInsertRN of this list, without a search; the object stays. The
+ * argument ignored has no effect. Returns 1, or 0 for a null node. A null list breaks the contract. The node must be in
+ * this very list. A node of another list, or one removed before, corrupts both lists. Only some of these errors are
+ * detected as a breach of contract. */
 QUILL_API int ListRemoveNode(sList *list, quill_word ignored, sListNode *node);
 
 /* ListGetAndRemoveHead unlinks the head and returns its object, null when the list is empty. */
@@ -85,30 +86,32 @@ QUILL_API int ListExists(const sList *list, const void *object);
 /* ListEntries returns the number of nodes. */
 QUILL_API uint32_t ListEntries(const sList *list);
 
-/* ListGet does op (LIST_OP_…) on the list's own cursor and returns what op gives: an object pointer as a word, or for
- * LIST_OP_FIRST the number of objects.
+/* ListGet does op (LIST_OP_…) on the list's own cursor and returns what op gives. That is an object pointer as a word,
+ * or for LIST_OP_FIRST the number of objects.
  *
- * LIST_OP_PREVIOUS moves the cursor to the node before it, or from past the end to the tail, and gives the object
- * before that node. So after a next step returned X, it gives the object before X. From past the end, its first result
- * is the last but one. It gives 0 when there is no such object. On the head, the cursor stays where it is. */
+ * LIST_OP_PREVIOUS first moves the cursor to the previous node, or from past the end to the tail. It then gives the
+ * object of the node before the cursor. So after LIST_OP_NEXT returned X, LIST_OP_PREVIOUS gives the object before X.
+ * From past the end, its first result is the last object but one. It gives 0 when there is no such object. On the head,
+ * the cursor stays where it is. */
 QUILL_API quill_word ListGet(sList *list, int op);
 
-/* ListGetR is ListGet on *cursor, the caller's own, which LIST_OP_FIRST sets: several walks at the same time.
- * *cursor is null at the end of a walk. */
+/* ListGetR is ListGet on the caller's own *cursor, which LIST_OP_FIRST sets. So several walks at the same time are
+ * possible. *cursor is null at the end of a walk. */
 QUILL_API quill_word ListGetR(const sList *list, int op, sListNode **cursor);
 
 /* ListReinit unlinks every node; the objects stay. Returns 1, or 0 for a null list. */
 QUILL_API int ListReinit(sList *list);
 
-/* ListAppend moves all nodes of source to the end of destination. When there were any, it puts destination's cursor on
- * its head. The handle of source (taken) is freed, also when the list was empty. Does nothing when either is null; then
- * source is not freed. The two must be different lists. */
+/* ListAppend moves all nodes of source to the end of destination. When source had nodes, ListAppend also puts
+ * destination's cursor on destination's head. The handle of source (taken) is freed, also when the list was empty. Does
+ * nothing when either is null; then source is not freed. destination and source must be different lists. */
 QUILL_API void ListAppend(sList *destination, sList *source);
 
 /* ListDestroy unlinks every node and frees the list (taken); the objects stay. */
 QUILL_API void ListDestroy(sList *list);
 
-/* ListDestroyFreeData is ListDestroy and hands every object to free(): none may be listed twice. */
+/* ListDestroyFreeData does what ListDestroy does, and passes every object to free(). So no object may be listed twice.
+ */
 QUILL_API void ListDestroyFreeData(sList *list);
 
 QUILL_END_DECLS

@@ -1,8 +1,8 @@
 /* quill/location.h: fully qualified location names, and the day codes, times and dates of schedules.
  *
- * A location name (fqln) is four parts with dots between them, part1.part2.part3.part4. A dot of a part's own has a
- * backslash before it, which escapes the next character: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that is
- * not escaped is a separator.
+ * A location name (fqln) is four parts with dots between them, part1.part2.part3.part4. A dot inside a part has a
+ * backslash before it. A backslash escapes the next character: b1.f2.r\.3.x has the parts b1, f2, r.3 and x. A dot that
+ * is not escaped is a separator.
  *
  * Names may hold any bytes. A null name, part or text is read like the empty one. All functions are reentrant. */
 #ifndef QUILL_LOCATION_H
@@ -18,36 +18,37 @@ QUILL_BEGIN_DECLS
  * are empty. size counts characters, so each buffer needs size + 1 bytes. Text after a fourth separator is ignored. A
  * null buffer drops its part, however long that is. Always returns 0.
  *
- * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer no part to
- * one after a name that was cut. */
+ * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer an empty
+ * part to a part that follows a cut part. */
 QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint32_t size2, char *part3,
                          uint32_t size3, char *part4, uint32_t size4);
 
-/* fqln_escape_dot writes src to dst with a backslash before each dot, as a part of a name. Returns dst. It stops when
- * less than two characters of size are left, and may use the last one for a dot: dst needs size + 1 bytes. A size of 0
- * gives the empty text. dst must not overlap src.
+/* fqln_escape_dot writes src to dst, with a backslash before each dot, so that the text can be a part of a name.
+ * Returns dst. It stops when fewer than two characters of size are left, and may use the last one for a dot. So dst
+ * needs size + 1 bytes. A size of 0 gives the empty text. dst must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
  *     a\.b     a.b: an escaped dot loses its escape, so escape a part only once
  *     a\b.c    ab.c: a backslash is dropped, and counts for the next dot or backslash, however far
  *
- * Compatibility: stored names were escaped so. */
+ * Compatibility: stored names were escaped in this way. */
 QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
 
 /* FQLN_PART_SIZE is the size with which fqln_build escapes each part. */
 enum { FQLN_PART_SIZE = 128 };
 
 /* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. Each part is
- * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE. The whole is cut to out, and a size of 0 writes nothing.
+ * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE. The whole name is cut to fit out. With a size of 0 nothing is
+ * written.
  *
  *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- * It may leave out parts long before out is full. It adds up the length of the name after the first part, after the
- * second dot and so on, and leaves out the parts after the second or third when that sum reaches size. Of four parts of
- * 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). A size above 9 * n + 6 always
- * takes all four, where n is the length of the longest escaped part. Compatibility: peers compare names that were cut
- * so. */
+ * It may leave out parts long before out is full. It adds up the lengths that the name has after the first part, after
+ * the second dot and so on. It leaves out the parts after the second or third when the sum reaches size. Of four parts
+ * of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). With a size above 9 * n +
+ * 6, no part is left out, where n is the length of the longest escaped part. Compatibility: peers compare names that
+ * were cut in this way. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 

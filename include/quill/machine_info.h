@@ -1,4 +1,4 @@
-/* quill/machine_info.h: a diagnostic dump of the machine's state, for when something has gone wrong. */
+/* quill/machine_info.h: a diagnostic dump of the machine's state, for use after a failure. */
 #ifndef QUILL_MACHINE_INFO_H
 #define QUILL_MACHINE_INFO_H
 
@@ -7,8 +7,8 @@
 QUILL_BEGIN_DECLS
 
 /* saveMachineInfo appends the state of the machine to the file at path: saveMachineInfo("/flash/machine_info"). A
- * missing file is made with mode 0644 (0666 under umask 022). It runs some twenty commands by the shell, one after
- * another on the calling thread (see quill/command.h for what they get from the caller), and waits for each. Standard
+ * missing file is made with mode 0644 (0666 under umask 022). It runs about twenty commands by the shell, one after
+ * another on the calling thread, and waits for each. quill/command.h says what they get from the caller. Standard
  * output and standard error of all of them go to the file:
  *
  *     softwareVersion 1, showVersion 1, hwMon -i        versions and hardware
@@ -23,9 +23,9 @@ QUILL_BEGIN_DECLS
  * text, and the next one follows. A path that cannot be written is not reported.
  *
  * It returns 0 without running anything for null and for a path of more than 167 characters. A path with characters
- * that have a meaning to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed and FIFOs
- * waited for: choose a folder that other users cannot write in, so not /tmp (docs/trust.md). No command gets the
- * caller's standard input.
+ * that have a meaning to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed, and a FIFO
+ * makes the call wait. So choose a folder that other users cannot write in, not /tmp (docs/trust.md). No command gets
+ * the caller's standard input.
  *
  * Several threads may call it at once; two dumps into the same file mix their sections. */
 QUILL_API int saveMachineInfo(const char *path);

@@ -1,8 +1,8 @@
 /* quill/md5.h: the MD5 message digest (RFC 1321) and HMAC-MD5 (RFC 2104), for checksums and for peers that support
- * nothing newer. MD5 is broken as a signature: a party that chooses the data can make two with the same digest.
+ * nothing newer. MD5 is broken as a signature: a party that chooses the data can make two inputs with the same digest.
  *
- * A digest is 16 bytes, the same on every host. Data may have any size and alignment. One thread at a time uses a
- * context. All functions are reentrant, and none allocates.
+ * A digest is 16 bytes, the same on every host. Data may have any size and alignment. Only one thread at a time may use
+ * a context. All functions are reentrant, and none allocates.
  *
  *     md5_context context;
  *     uint8_t digest[MD5_DIGEST_SIZE];
@@ -18,7 +18,8 @@ QUILL_BEGIN_DECLS
 
 enum { MD5_DIGEST_SIZE = 16, MD5_BLOCK_SIZE = 64 };
 
-/* md5_context is a digest under way: 88 bytes, of the caller, without pointers; a copy goes on from the same place. */
+/* md5_context is the state of a digest: 88 bytes, which the caller provides, without pointers. A copy of it continues
+ * from the same point. */
 typedef struct md5_context {
     uint32_t state[4];              /* chaining values A, B, C, D */
     uint32_t count[2];              /* bits so far modulo 2^64, low word first */
@@ -28,15 +29,16 @@ typedef struct md5_context {
 /* MD5Init starts a digest, whatever context held before. */
 QUILL_API void MD5Init(md5_context *context);
 
-/* MD5Update adds length bytes of input to the digest. How data is split over calls makes no difference. A length of 0
- * changes nothing; input may then be null. */
+/* MD5Update adds length bytes of input to the digest. The split of the data over several calls makes no difference. A
+ * length of 0 changes nothing; input may then be null. */
 QUILL_API void MD5Update(md5_context *context, const void *input, unsigned int length);
 
-/* MD5Final writes the digest, and then zeroes the whole context, which takes MD5Init to be used again. */
+/* MD5Final writes the digest, and then zeroes the whole context. Before the context is used again, MD5Init must be
+ * called. */
 QUILL_API void MD5Final(uint8_t digest[MD5_DIGEST_SIZE], md5_context *context);
 
-/* md5_calc and md5_wd write the digest of length bytes of input: one function, with digest first or last. A length of 0
- * gives d41d8cd98f00b204e9800998ecf8427e; input may then be null. digest may overlap input. */
+/* md5_calc and md5_wd write the digest of length bytes of input. They differ only in the position of the argument
+ * digest. A length of 0 gives d41d8cd98f00b204e9800998ecf8427e; input may then be null. digest may overlap input. */
 QUILL_API void md5_calc(uint8_t digest[MD5_DIGEST_SIZE], const void *input, unsigned int length);
 QUILL_API void md5_wd(const void *input, unsigned int length, uint8_t digest[MD5_DIGEST_SIZE]);
 

@@ -1,8 +1,8 @@
 /* quill/message.h: whole messages over the checked codec, with one check at the end.
  *
- * A quill_reader and a quill_writer hold a message, the place in it, and the first failure. Each call reads or writes
- * one element. After a failure, later calls do nothing. So a program reads all fields, and then checks once; the
- * failure says which field it was, and where:
+ * A quill_reader and a quill_writer contain a message, the position in it, and the first failure. Each call reads or
+ * writes one element. After a failure, later calls do nothing. So a program reads all fields, and then checks once. The
+ * failure contains the name and the offset of the field:
  *
  *     uint8_t mac[6] = {0};
  *     uint32_t vlan = 0;
@@ -20,13 +20,14 @@
  *     if (quill_write_end(&out)) send(channel, message, out.next, 0);
  *
  * The elements, and what each function checks, are those of quill/sxdr_safe.h. The message of a reader may hold any
- * bytes. A destination that was not read keeps what it held: a program that uses one before the check initialises it.
+ * bytes. A destination that was not read is unchanged. A program that uses a destination before the check must
+ * initialise it.
  *
- * Every function takes the name of the field, which is kept as a pointer and only for the report; it may be null.
+ * Every function takes the name of the field, which may be null. The name is kept as a pointer and is used only for the
+ * report.
  *
- * The functions are inline: the library has no symbols for them. They are reentrant. Readers and writers own nothing:
- * they may be copied, and need no release.
- */
+ * The functions are inline: the library has no symbols for them. They are reentrant. Readers and writers own no memory:
+ * they may be copied, and need no release. */
 #ifndef QUILL_MESSAGE_H
 #define QUILL_MESSAGE_H
 
@@ -69,8 +70,8 @@ QUILL_INLINE quill_writer quill_writer_init(void *message, uint32_t size) {
     return out;
 }
 
-/* quill_read_begin_ and quill_read_done_ surround each read of an element: whether it is to be done, and its result.
- * Programs do not call them. */
+/* quill_read_begin_ and quill_read_done_ surround each read of an element. The first determines whether the read is
+ * done, and the second records its result. Programs do not call them. */
 QUILL_INLINE int quill_read_begin_(quill_reader *in, const char *what) {
     if (in->error) return 0;
     in->what = what;
@@ -82,8 +83,8 @@ QUILL_INLINE int quill_read_done_(quill_reader *in, int result) {
     return result;
 }
 
-/* quill_text_length_ is strlen for a message. A text that is longer than a length can say is refused for its length, a
- * null one as a null source. */
+/* quill_text_length_ is strlen for a message. A text whose length does not fit in 32 bits is refused for its length,
+ * and a null text is refused as a null source. */
 QUILL_INLINE uint32_t quill_text_length_(const char *text) {
     const size_t length = text ? strlen(text) : 0;
     return length < UINT32_MAX ? (uint32_t)length : UINT32_MAX;
@@ -102,7 +103,7 @@ QUILL_INLINE void quill_write_done_(quill_writer *out, int result) {
 
 /* --- Readers. They take the reader, the name of the field, and the destination. */
 
-/* quill_read_u8 reads a u8 element into *out. The next four functions read the kind that their name says. */
+/* quill_read_u8 reads a u8 element into *out. The next four functions read the kind in their name. */
 QUILL_INLINE void quill_read_u8(quill_reader *in, const char *what, uint8_t *out) {
     if (quill_read_begin_(in, what))
         quill_read_done_(in, sxdr_read_u8_safe(in->message, in->length, &in->next, out, sizeof *out));
@@ -155,7 +156,7 @@ QUILL_INLINE void quill_read_mac(quill_reader *in, const char *what, uint8_t out
 }
 
 /* quill_read_str and quill_read_long_str read a text into out, which has capacity bytes: the text's length + 1 or more,
- * else the text is refused. It ends with a NUL, and may have others. */
+ * else the text is refused. The text ends with a NUL, and may contain other NULs. */
 QUILL_INLINE void quill_read_str(quill_reader *in, const char *what, char *out, uint32_t capacity) {
     if (quill_read_begin_(in, what))
         quill_read_done_(in, sxdr_read_str_safe(in->message, in->length, &in->next, out, capacity));
@@ -179,8 +180,8 @@ QUILL_INLINE void quill_read_long_hex(quill_reader *in, const char *what, void *
     if (got >= 0) *length = (uint32_t)got;
 }
 
-/* quill_read_check refuses the element that was read last, with EPROTO, when holds is 0. A program calls it with what
- * the value must meet. */
+/* quill_read_check refuses the element that was read last, with EPROTO, when holds is 0. A program calls it with the
+ * condition that the value must meet. */
 QUILL_INLINE void quill_read_check(quill_reader *in, int holds) {
     if (in->error || holds) return;
     in->error = EPROTO;
@@ -196,7 +197,7 @@ QUILL_INLINE int quill_read_end(quill_reader *in) {
 
 /* --- Writers. They take the writer, the name of the field, and the value. */
 
-/* quill_write_u8 writes a u8 element. The next four functions write the kind that their name says. */
+/* quill_write_u8 writes a u8 element. The next four functions write the kind in their name. */
 QUILL_INLINE void quill_write_u8(quill_writer *out, const char *what, uint8_t value) {
     if (quill_write_begin_(out, what))
         quill_write_done_(out, sxdr_write_u8_safe(&value, sizeof value, out->message, out->size, &out->next));

@@ -1,8 +1,9 @@
-/* quill/names.h: radio, security and protocol quantities as the words that pages, command lines and logs show, and
- * back.
+/* quill/names.h: converts radio, security and protocol quantities to the words that pages, command lines and logs show,
+ * and back.
  *
  * Texts that functions return are borrowed. Constant ones last as long as the process, and any thread may use them. The
- * others are in a static buffer of their function. The next call overwrites it, and one thread at a time uses it:
+ * other texts are in a static buffer of their function. The next call overwrites the buffer, and only one thread at a
+ * time may use it:
  *
  *     sec_to_str, encr_to_str, loc_to_str                          one buffer each
  *     proto_to_str                                                 one buffer, for numbers without a name
@@ -32,14 +33,15 @@ QUILL_BEGIN_DECLS
  *     4     5        probe response
  *     5     11       authentication
  *
- * ids_stype_to_wifi_stype returns the subtype of a code, wifi_stype_to_ids_stype the code of a subtype; 0 for any other
- * number. Subtype 0, which is an association request, has no code. */
+ * ids_stype_to_wifi_stype returns the subtype of a code, and wifi_stype_to_ids_stype returns the code of a subtype.
+ * Both return 0 for any other number. Subtype 0, which is an association request, has no code. */
 QUILL_API uint32_t ids_stype_to_wifi_stype(uint32_t ids_stype);
 QUILL_API uint32_t wifi_stype_to_ids_stype(uint32_t wifi_stype);
 
 /* --- durations */
 
-/* sec_to_str returns a duration in days, hours, minutes and seconds, from the largest unit on that is not 0.
+/* sec_to_str returns a duration in days, hours, minutes and seconds. The text begins with the largest unit that is not
+ * 0.
  *
  *     sec_to_str(90061)    1d:1h:1m:1s
  *     sec_to_str(3600)     1h:0m:0s
@@ -71,8 +73,8 @@ QUILL_API const char *encr_to_str(uint32_t encr_flags);
 QUILL_API const char *loc_to_str(uint32_t loc);
 
 /* str_to_loc returns the location of a text a.b.c. Returns 0, which is also 0.0.0, when text does not begin with three
- * such numbers. Like the C library's "%d.%d.%d" it takes spaces and a sign before each number and ignores what follows
- * the third. The low 8, 8 and 16 bits of the numbers count: 256.0.1 gives 0.0.1. */
+ * such numbers. Like the C library's "%d.%d.%d", it accepts spaces and a sign before each number, and ignores text
+ * after the third number. Only the low 8, 8 and 16 bits of the numbers are used: 256.0.1 gives 0.0.1. */
 QUILL_API uint32_t str_to_loc(const char *text);
 
 /* --- IP protocols */
@@ -88,20 +90,20 @@ QUILL_API uint32_t str_to_loc(const char *text);
 QUILL_API const char *proto_to_str(int proto);
 
 /* str_to_proto returns the number of a name in that table, in any case. Any other text is read as a decimal number,
- * after spaces and a sign, up to the first character that is not a digit. Its low 16 bits count: 70000 gives 4464. An
- * unknown word gives 0, like "any". */
+ * after spaces and a sign, up to the first character that is not a digit. Only its low 16 bits are used: 70000 gives
+ * 4464. An unknown word gives 0, like "any". */
 QUILL_API int str_to_proto(const char *text);
 
 /* --- rates */
 
-/* rate_offset_to_str returns the text of a legacy rate by its place among the rates of the radio (constant):
+/* rate_offset_to_str returns the text of the legacy rate at an offset among the rates of the radio (constant):
  *
  *     offset       0  1  2    3   4   5   6   7   8   9   10  11
  *     802.11b/g    1  2  5.5  6   9   11  12  18  24  36  48  54    "1 mbps" and so on, ofdm_only 0
  *     802.11a      6  9  12   18  24  36  48  54                    any other ofdm_only
  *
  * Offset 255 gives "N/A" and any other "-". Compatibility: 11 comes between 9 and 12, and not with the other 802.11b
- * rates; offsets follow the rates upwards. */
+ * rates, because offsets increase with the rates. */
 QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 
 /* --- power */
@@ -109,27 +111,27 @@ QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 /* DBM_PWR_NOT_SET, in tenths of a dBm, is invalid or not set. */
 enum { DBM_PWR_NOT_SET = 2047 };
 
-/* dbm_pwr_to_str returns tenths of a dBm with one decimal, and "INV" for DBM_PWR_NOT_SET; the rest of its 16 bytes is
- * 0. The text is that of the number divided by 10 in single precision, which shows every tenth up to 1,048,576.2 in
- * either direction.
+/* dbm_pwr_to_str returns a number of tenths as dBm with one decimal, and "INV" for DBM_PWR_NOT_SET. The rest of the
+ * buffer's 16 bytes is 0. The text is that of the number divided by 10 in single precision, which shows every tenth up
+ * to 1,048,576.2 in either direction.
  *
  *     dbm_pwr_to_str(175)    17.5
  *     dbm_pwr_to_str(-5)     -0.5 */
 QUILL_API const char *dbm_pwr_to_str(int tenths);
 
-/* str_to_pwr_dbm returns the tenths of a dBm in text: an optional '-', digits, and optionally '.' and exactly one
- * digit. Then comes the end, or a newline, after which nothing is read. Without a digit before the end or the '.' it
- * reads 0. Any other text, the empty one, and numbers outside int give DBM_PWR_NOT_SET.
+/* str_to_pwr_dbm reads a power in dBm from text and returns it in tenths of a dBm. text is an optional '-', digits, and
+ * optionally '.' and exactly one digit. Then comes the end, or a newline, after which nothing is read. Without a digit
+ * before the end or the '.' it reads 0. Any other text, the empty one, and numbers outside int give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175
  *
  * A whole number with a newline is returned as it is, neither times 10 nor negated. Compatibility: some callers pass
- * such lines and expect it; the others cut the newline off first. */
+ * such lines and expect this number. The others remove the newline first. */
 QUILL_API int str_to_pwr_dbm(const char *text);
 
-/* The level of radio management in dBm and in tenths of a dBm. The rows do not agree: a level is a step of 6 dBm in
- * one, and of 3 dBm in the other. Compatibility: each row has programs that rely on it.
+/* The level of radio management in dBm and in tenths of a dBm. The rows do not agree: a level is a step of 6 dBm in the
+ * first row, and of 3 dBm in the second. Compatibility: each row has programs that rely on it.
  *
  *     level                      0  1   2   3   4    5    6    7    8    9    10   11   other
  *     radio_tpl_to_dbm_power     0  6   12  18  24   30   36   42   48   54   60   66   254
@@ -137,15 +139,15 @@ QUILL_API int str_to_pwr_dbm(const char *text);
 QUILL_API uint32_t radio_tpl_to_dbm_power(uint32_t level);
 QUILL_API int radio_tpl_to_dbm_10x_power(uint32_t level);
 
-/* The first level of the table above whose power is at least the argument less 4 dBm (20 tenths), so not always the
- * nearest: 5 dBm give level 1, and 4 dBm level 0. Powers above 70 (350) give 12. A negative power gives 0 in tenths,
- * and 12 in dBm, where the argument is unsigned. */
+/* These return the first level of the table above whose power is at least the argument less 4 dBm (20 tenths). It is
+ * not always the nearest level: 5 dBm give level 1, and 4 dBm give level 0. Powers above 70 (350) give 12. A negative
+ * power gives 0 in tenths, and 12 in dBm, where the argument is unsigned. */
 QUILL_API uint32_t radio_dbm_to_tpl_power(uint32_t dbm);
 QUILL_API uint32_t radio_dbm_10x_to_tpl_power(int tenths);
 
 /* radio_tpl_old_to_new_power and radio_tpl_new_to_old_power convert between the old scale of levels, 0 to 4, and the
- * present one. They do not undo each other: old 1 becomes 4, which becomes old 2. Compatibility: stored configurations
- * rely on it.
+ * present one. They are not inverse to each other: old 1 becomes new 4, which becomes old 2. Compatibility: stored
+ * configurations rely on it.
  *
  *     old    0  1  2  3  other          new    0  1  2  3  4  5  other
  *     new    0  4  5  6  9              old    0  1  1  1  2  3  4 */

@@ -17,18 +17,18 @@
  *
  * The command runs as "/bin/sh -c COMMAND", with umask 022. Everything else is the caller's: descriptors that are not
  * close-on-exec, environment, working directory, blocked and ignored signals. Handlers become default actions. The
- * caller must quote text in a command that comes from others. Where the shell cannot be run, the child exits with code
+ * caller must quote text in a command that comes from others. When the shell cannot be run, the child exits with code
  * 255.
  *
- * mode is "r" (the stream reads the command's standard output) or "w" (the command's standard input is what the program
- * writes to the stream, and ends with the close). Any other mode is refused, also "re".
+ * With mode "r" the stream reads the command's standard output. With mode "w" the command's standard input is what the
+ * program writes to the stream, and it ends with the close. Any other mode is refused, also "re".
  *
- * The cost of starting a command does not depend on the process's memory: the process is not copied, and handlers of
- * pthread_atfork do not run. The calls are not cancellation points: a cancelled thread finishes the call it is in. They
- * are not for signal handlers.
+ * The process is not copied, and handlers of pthread_atfork do not run. So the cost of starting a command does not
+ * depend on the process's memory. The calls are not cancellation points: a cancelled thread finishes the call it is in.
+ * They are not for signal handlers.
  *
- * A process that ignores SIGCHLD has no children to wait for: the closes then return -1 with errno ECHILD, after the
- * child has ended. */
+ * In a process that ignores SIGCHLD, quill_pclose and quill_pclose_thr return -1 with errno ECHILD, after the child has
+ * ended. */
 #ifndef QUILL_PIPE_H
 #define QUILL_PIPE_H
 
@@ -38,8 +38,8 @@
 
 QUILL_BEGIN_DECLS
 
-/* quill_popen starts command and returns a new stream, which quill_pclose closes. Returns null with errno, and starts
- * no child, for another mode (EINVAL) and when no descriptors, memory or processes are left. */
+/* quill_popen starts command and returns a new stream, which quill_pclose closes. For another mode (EINVAL), and when
+ * no descriptors, memory or processes are left, it starts no child and returns null with errno. */
 QUILL_API FILE *quill_popen(const char *command, const char *mode);
 
 /* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
@@ -55,9 +55,9 @@ QUILL_API int quill_pclose(FILE *stream);
  * The stream is closed by quill_pclose_thr. */
 QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
 
-/* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. Returns and fails as quill_pclose
- * does, with ECHILD also when another call has waited for the child. After a -1 for another reason the caller still has
- * to wait for the child. */
+/* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. The result and the errors are
+ * those of quill_pclose. ECHILD also means that another call has waited for the child. After a -1 for another reason
+ * the caller still has to wait for the child. */
 QUILL_API int quill_pclose_thr(FILE *stream, int child);
 
 QUILL_END_DECLS

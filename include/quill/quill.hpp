@@ -1,9 +1,9 @@
 /* quill/quill.hpp: owners, ranges and messages for C++17, over the C interface.
  *
- * Each class owns one handle of the C interface, and calls it: nothing is kept twice, and after optimisation nothing
- * is left but the calls. The header needs no exceptions, no run-time type information and nothing of the C++ library
- * that is not in its headers. The C functions may be used beside it: get() gives the handle, and the text of the C
- * header holds.
+ * Each class owns one handle of the C interface and calls that interface. No data is stored twice, and after
+ * optimisation only the calls remain. The header needs no exceptions and no run-time type information. Of the C++
+ * library it needs only the headers. The C functions may be used together with the classes: get() gives the handle, and
+ * the text of the C header applies.
  *
  *     quill::mac_table<session *> sessions(101);
  *     sessions.set(mac, s);
@@ -14,8 +14,7 @@
  *             it may only be tested, assigned to, and destroyed.
  * Ownership   What the C interface calls "kept" stays the program's: lists, tables and sets free no object.
  * Ranges      The body of a loop over a list or a hash table may remove what the loop is at, and nothing else.
- * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one.
- */
+ * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one. */
 #ifndef QUILL_QUILL_HPP
 #define QUILL_QUILL_HPP
 
@@ -48,8 +47,8 @@ using handle = std::unique_ptr<Type, releaser<release>>;
 /* log_handle owns a component log: quill::log_handle log(CreateLog(…)), then QuillLog(log.get(), …). */
 using log_handle = handle<LogHandle, DestroyLog>;
 
-/* walk_iterator makes an input iterator of a Cursor, which has get(), step() and is_at(): the value at the cursor, the
- * move to the next one, and whether two cursors are at the same place. */
+/* walk_iterator makes an input iterator of a Cursor. get() is the value at the cursor, step() moves it to the next
+ * value, and is_at() says whether two cursors are at the same place. */
 template <typename Cursor>
 class walk_iterator {
 public:
@@ -80,8 +79,8 @@ private:
 
 /* --- VLAN sets (quill/vmap.h) */
 
-/* vlan_set is a set of VLAN ids. A copy shares the map until one of the two is changed. The functions that change it
- * return false, with the set unchanged, when a copy was needed and memory ran out. */
+/* vlan_set is a set of VLAN ids. A copy shares the map until one of the two is changed. The functions that change the
+ * set return false, with the set unchanged, when a copy was needed and memory ran out. */
 class vlan_set {
     struct cursor {
         uint16_t get() const { return static_cast<uint16_t>(id); }
@@ -128,7 +127,8 @@ public:
     [[nodiscard]] bool merge(const vlan_set &other) { return vmap_merge(&map_, other.map_) != 0; }
     [[nodiscard]] bool exclude(const vlan_set &other) { return vmap_exclude(&map_, other.map_) != 0; }
     [[nodiscard]] bool invert() { return vmap_invert(&map_) != 0; }
-    /* A shared map is left to the others; vmap_clear would leave them one reference too many. */
+    /* A shared map stays with its other holders, without a call of vmap_clear, which would leave them one reference too
+     * many. */
     [[nodiscard]] bool clear() {
         if (map_->references == 1) return vmap_clear(&map_) != 0;
         vlan_set none;
@@ -223,7 +223,7 @@ private:
 
 /* --- Hash tables (quill/hash.h and quill/hash_keyed.h) */
 
-/* The kinds of keys. Each names the functions of the C interface that serve it. */
+/* The kinds of keys. Each names the functions of the C interface for its kind of key. */
 struct word_keys {
     using key = quill_word;
     static constexpr auto find = HashFind;
@@ -232,7 +232,7 @@ struct word_keys {
     static constexpr auto destroy = HashDestroy;
     static constexpr auto get = HashGetR;
     static constexpr uint32_t selector = HASH_SEL_KEY;
-    /* The C functions cannot tell a value of 0 from an absent key. */
+    /* The C functions cannot distinguish a value of 0 from an absent key. */
     static bool contains(const sHash *table, key k) { return HashFind(table, k) != 0; }
     static int set(sHash *table, key k, quill_word value) {
         return HashUpdateKeyAndValue(table, k, value) ? 1 : HashInsertKeyAndValue(table, k, value);
@@ -300,8 +300,8 @@ class hash_table {
 public:
     using iterator = walk_iterator<cursor>;
 
-    /* A table with so many buckets, 1 or more; a prime near the number of keys spreads best. Statistics show it under
-     * name, by default that of the function that creates it. */
+    /* A table with so many buckets, 1 or more; a prime near the number of keys spreads best. Statistics show the table
+     * under name, by default the name of the function that creates it. */
     explicit hash_table(int32_t buckets, const char *name = __builtin_FUNCTION(), int line = __builtin_LINE())
         : table_(_HashCreate(buckets, name, line)) {}
     explicit operator bool() const { return table_ != nullptr; }
@@ -314,7 +314,7 @@ public:
         return from_word<Value>(word);
     }
     bool contains(key_type key) const { return Keys::contains(get(), key) != 0; }
-    /* Inserts an absent key. False when it is there, or memory ran out. */
+    /* Inserts an absent key. False when the key is present, or memory ran out. */
     [[nodiscard]] bool insert(key_type key, Value value) {
         return is_storable(value) && Keys::insert(get(), key, to_word(value)) != 0;
     }
@@ -367,14 +367,14 @@ using ip_table = hash_table<ip_keys, Value>; /* keys are pointers to addresses w
 
 /* --- Index tables (quill/idx_table.h) */
 
-/* index_table hands out the indices from first to last, both included. False for a range that is too large. */
+/* index_table allocates the indices from first to last, both included. False for a range that is too large. */
 class index_table {
 public:
     index_table(uint32_t first, uint32_t last) : table_(idx_table_create(first, last)) {}
     explicit operator bool() const { return table_ != nullptr; }
     idx_table *get() const { return table_.get(); }
 
-    /* The free index nearest to first; none when all are taken. */
+    /* Takes the free index nearest to first. Returns none when all are taken. */
     [[nodiscard]] std::optional<uint16_t> take() {
         uint16_t index;
         if (idx_table_index_alloc(get(), &index) != 0) return std::nullopt;
@@ -382,7 +382,7 @@ public:
     }
     /* Takes that index. False when it is taken, or outside the range. */
     [[nodiscard]] bool reserve(uint32_t index) { return idx_table_index_reserve(get(), index) == 0; }
-    /* Gives a taken index back. False when it is outside the range. One that is free breaks the contract. */
+    /* Frees a taken index. False when it is outside the range. A free index breaks the contract. */
     bool release(uint32_t index) { return idx_table_index_free(get(), index) == 0; }
 
 private:
@@ -391,7 +391,7 @@ private:
 
 /* --- Trees (quill/savl.h, quill/savle.h, quill/rbtree.h) */
 
-/* in_order<T, offset>(tree) walks the records of an AVL tree in the order of their keys; offset is that of the node in
+/* in_order<T, offset>(tree) walks the records of an AVL tree in the order of their keys. offset is the node's offset in
  * the record:
  *
  *     for (station &s : quill::in_order<station, offsetof(station, by_id)>(stations)) print(s);
@@ -452,12 +452,13 @@ public:
     explicit operator bool() const { return tree_ != nullptr; }
     rb_tree *get() const { return tree_.get(); }
 
-    /* Inserts object, unless an equal one is there, and returns the one that is there now. Null when out of memory. */
+    /* Inserts object, unless an equal object is present. Returns the object that is then in the set. Null when out of
+     * memory. */
     [[nodiscard]] T *insert(T *object) { return typed(rbsearch(object, get())); }
-    /* Takes the object that is equal to key out and returns it. Null, as below, when there is no such object. */
+    /* Removes the object that is equal to key and returns it. Null, as below, when no such object is present. */
     T *remove(const T &key) { return typed(rbdelete(&key, get())); }
     T *find(const T &key) const { return typed(rbfind(&key, get())); }
-    /* The nearest object; the last two do not take one that is equal to key. */
+    /* The nearest object. The last two do not return an object that is equal to key. */
     T *at_least(const T &key) const { return typed(rblookup(RB_LOOKUP_AT_LEAST, &key, get())); }
     T *at_most(const T &key) const { return typed(rblookup(RB_LOOKUP_AT_MOST, &key, get())); }
     T *above(const T &key) const { return typed(rblookup(RB_LOOKUP_ABOVE, &key, get())); }
@@ -483,7 +484,8 @@ private:
 
 /* --- Pipes (quill/pipe.h) */
 
-/* pipe_stream is a shell command at the other end of a stream. False, with errno, when it was not started. */
+/* pipe_stream is a shell command at the other end of a stream. It converts to false, with errno, when the command was
+ * not started. */
 class pipe_stream {
 public:
     pipe_stream(const char *command, const char *mode) { stream_ = quill_popen_thr(command, mode, &child_); }
@@ -509,12 +511,11 @@ private:
 
 /* --- Messages (quill/message.h) */
 
-/* message_reader reads the elements of a message into variables and fails once:
+/* message_reader reads the elements of a message into variables and has one check of failure, at the end:
  *
  *     quill::message_reader in(message, length);
  *     in.mac("station", mac).u32("vlan", vlan).check(vlan <= VMAP_LAST_ID);
- *     if (!in.end()) QuillLog(log, QUILL_LEVEL_WARNING, "%s at offset %u refused", in.what(), in.offset());
- */
+ *     if (!in.end()) QuillLog(log, QUILL_LEVEL_WARNING, "%s at offset %u refused", in.what(), in.offset()); */
 class message_reader {
 public:
     message_reader(const void *message, uint32_t length) : in_(quill_reader_init(message, length)) {}
@@ -569,7 +570,7 @@ public:
     message_reader &long_hex(const char *what, uint8_t (&out)[N], uint32_t &length) {
         return long_hex(what, out, uint32_t{N}, length);
     }
-    /* Refuses the element that was read last unless holds. */
+    /* Refuses the element that was read last when holds is false. */
     message_reader &check(bool holds) { return then(quill_read_check, int{holds}); }
 
     /* Whether nothing was refused and the message ends here. */
@@ -589,7 +590,7 @@ private:
     quill_reader in_;
 };
 
-/* message_writer writes elements one after the other and fails once. */
+/* message_writer writes elements one after the other and has one check of failure, at the end. */
 class message_writer {
 public:
     message_writer(void *message, uint32_t size) : out_(quill_writer_init(message, size)) {}

@@ -1,19 +1,19 @@
 /* quill/rbtree.h: an ordered set of pointers to your records: a red-black tree with a heap node per key.
  *
  * The tree keeps key pointers, usually to records that carry the key. It finds the given key, the next one, and the
- * nearest above or below. It frees keys only in rbterminate, and only when the caller says so.
+ * nearest above or below. It frees keys only in rbterminate, and only when free_keys is not 0.
  *
  * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most 2 log2(n
- * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up are one descent,
- * and at most one climb of as many levels. A step of a cursor takes constant time on average. Where records can hold
- * their nodes, quill/savl.h and quill/savle.h need no heap and are lower.
+ * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up descend once,
+ * and climb at most once by as many levels. A step of a cursor takes constant time on average. When records can contain
+ * their nodes, the trees of quill/savl.h and quill/savle.h need no heap and are lower.
  *
  * Every function accepts a null tree or cursor: it does nothing and returns null. Keys should not be null pointers: a
  * null result means that there is no such key.
  *
- * Threads: one thread at a time uses a tree. Deletions also write rb_null, which all trees share, so two threads must
- * not call rbdelete at the same time, even for different trees: guard all its calls with one lock. The other functions
- * may run beside it, on other trees.
+ * Threads: only one thread at a time may use a tree. Deletions also write rb_null, which all trees share. So two
+ * threads must not call rbdelete at the same time, even for different trees. Protect all calls of rbdelete with one
+ * lock. The other functions may run at the same time as rbdelete, on other trees.
  *
  *     static int by_metric(const void *a, const void *b, void *config) {
  *         const struct route *x = a, *y = b;
@@ -43,8 +43,8 @@ struct rb_node {
     void *key;       /* borrowed: the program's object */
 };
 
-/* rb_null takes the place of every absent child and parent: black, null key, its links to itself. Deletions write its
- * up field. Programs compare with its address and otherwise leave it alone. */
+/* rb_null takes the place of every absent child and parent. It is black, its key is null, and its links point to
+ * itself. Deletions write its up field. Programs may only compare pointers with its address. */
 extern QUILL_API rb_node rb_null;
 
 /* rb_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). When a search
@@ -58,7 +58,7 @@ typedef struct rb_tree {
     rb_node *root;         /* &rb_null when empty */
 } rb_tree;
 
-/* rb_list_cursor is a place in a read-out. Its fields are for reading. */
+/* rb_list_cursor is a position in a walk by rbreadlist. Its fields are for reading. */
 typedef struct rb_list_cursor {
     rb_node *root; /* of the tree when the cursor was opened */
     rb_node *next; /* what rbreadlist returns next; &rb_null at the end */
@@ -84,26 +84,27 @@ QUILL_API rb_tree *rbinit(rb_comparison compare, void *config);
 /* __rbinit is rbinit. */
 QUILL_API rb_tree *__rbinit(rb_comparison compare, void *config);
 
-/* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also hands every key to free(). */
+/* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also passes every key to free(). */
 QUILL_API void rbterminate(rb_tree *tree, int free_keys);
 
 /* rbsearch returns the key of tree that is equal to key. When it is absent, it inserts key (kept) and returns key.
- * Returns null with the tree unchanged when out of memory. Insertion compares once more than the search before it. */
+ * Returns null with the tree unchanged when out of memory. An insertion makes one comparison more than its search. */
 QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 
 /* rbfind returns the key of tree that is equal to key, or null. */
 QUILL_API void *rbfind(const void *key, const rb_tree *tree);
 
-/* rbdelete takes the key equal to key out of tree and returns it; the key itself stays. Returns null when it is absent.
- * A node with two children stays where it is and gets the next greater key, whose own node is freed. */
+/* rbdelete removes the key that is equal to key from tree and returns it. The key itself stays. Returns null when it is
+ * absent. When the key's node has two children, that node stays and gets the next greater key, whose own node is freed.
+ */
 QUILL_API void *rbdelete(const void *key, rb_tree *tree);
 
-/* rblookup returns the key of tree that mode (RB_LOOKUP_…) says, or null. With keys 10, 20 and 30,
+/* rblookup returns the key of tree that mode (RB_LOOKUP_…) selects, or null. With keys 10, 20 and 30,
  * RB_LOOKUP_AT_LEAST of 15 gives 20, RB_LOOKUP_BELOW of 20 gives 10, and RB_LOOKUP_NEXT of 15 gives null. */
 QUILL_API void *rblookup(int mode, const void *key, const rb_tree *tree);
 
-/* rb_action is called with a key, what visit of its node this is (QUILL_PREORDER …), the node's depth, 0 at the root,
- * and the argument of the walk. */
+/* rb_action is called with a key, the kind of this visit of its node (QUILL_PREORDER …), and the node's depth, 0 at the
+ * root. It also gets the argument of the walk. */
 typedef void (*rb_action)(void *key, int visit, int depth, void *argument);
 
 /* rbwalk calls action for the visits of each node of tree: at QUILL_POSTORDER and QUILL_LEAF the keys come in ascending
@@ -111,7 +112,7 @@ typedef void (*rb_action)(void *key, int visit, int depth, void *argument);
 QUILL_API void rbwalk(const rb_tree *tree, rb_action action, void *argument);
 
 /* rbopenlist returns a new cursor on the smallest key, or null when out of memory. Release it with rbcloselist. Nothing
- * may be inserted or deleted while it is open. */
+ * may be inserted or deleted while the cursor is open. */
 QUILL_API rb_list_cursor *rbopenlist(const rb_tree *tree);
 
 /* rbreadlist returns the key under the cursor and moves on to the next greater one; null at the end. */

@@ -3,38 +3,40 @@
  *     char *version;
  *     if (parse_validate_get_reg_tbl_file_ver("/flash/table.signed", &version) == 0) printf("table %s", version);
  *
- * A signed file is lines of text, made by tools/sign-reg-table (docs/signing-regulatory-tables.md shows the whole way).
- * Marker lines open and close its sections:
+ * A signed file consists of lines of text. tools/sign-reg-table makes it (docs/signing-regulatory-tables.md shows all
+ * steps). Marker lines open and close its sections:
  *
  *     -----BEGIN CERTIFICATE-----   the signer's X.509 certificate, base64 as in PEM (RFC 7468)
  *     -----BEGIN SIGNATURE-----     the signature, base64: RSA over SHA-1
  *     -----BEGIN FILE-----          the table
  *     -----BEGIN VERSION-----       the version line
  *
- * each with its "-----END ...-----". Sections come in any order and may overlap. A section that opens again goes on
- * where it was. Lines outside all sections are ignored. A line is a marker when it begins with one, whatever follows.
- * Empty lines are ignored everywhere, and so are carriage returns in the table. Lines are read in pieces of up to 399
- * bytes, each of which counts as a line.
+ * Each section ends with its "-----END ...-----" line. Sections come in any order and may overlap. A section that opens
+ * again continues where it stopped. Lines outside all sections are ignored. A line is a marker when it begins with one,
+ * whatever follows. Empty lines are ignored everywhere, and so are carriage returns in the table. Lines are read in
+ * pieces of up to 399 bytes, each of which counts as a line.
  *
  * The signature covers the table without its last byte, which must be a newline, followed by the version section. THE
- * BORDER BETWEEN THE TWO IS NOT SIGNED: whoever may change the file can move it, so that a part of the table is taken
- * for the version or the other way round. So a publisher ends each table with a line that its readers require. It gives
- * versions a form that no line of a table has, and readers check that form. docs/trust.md has the other guarantees.
+ * BORDER BETWEEN THE TWO IS NOT SIGNED. Whoever may change the file can move the border. A part of the table is then
+ * read as the version, or the other way round. So a publisher ends each table with a line that its readers require. The
+ * publisher also gives versions a form that no line of a table has, and readers check that form. docs/trust.md has the
+ * other guarantees.
  *
  * The openssl and gunzip commands do the work. They are found on PATH and started by the C library's system(). A
- * process that ignores SIGCHLD cannot see their end, and no file is valid there (-94). Only the output of commands
- * counts, not their status. No command waits for a person: its standard input is /dev/null, and setsid, if the machine
- * has it, detaches it from its terminal.
+ * process that ignores SIGCHLD cannot see a command's end, and no file is valid in such a process (-94). Only the
+ * output of commands is checked, not their status. No command waits for a person's input. Its standard input is
+ * /dev/null, and setsid, if the machine has it, detaches the command from its terminal.
  *
- * Temporary files have fixed names in "/quill/reg_table/", which the system provides and only trusted users may write
- * in. Each is created new, readable and writable for its owner alone whatever the umask. All are removed before a
- * function returns. If anything except a regular file has the name of one, such as a symbolic link, that file counts as
- * one that cannot be written.
+ * Temporary files have fixed names in the folder "/quill/reg_table/". The system provides this folder, and only trusted
+ * users may write in it. Each file is created new. Only its owner can read and write it, whatever the umask is. All are
+ * removed before a function returns. If something other than a regular file, such as a symbolic link, has one of these
+ * names, that temporary file counts as not writable.
  *
- * Validation and unpacking wait for another thread's or process's to end, by a lock on "tempdecryptedfile.gz" in that
- * folder. But log_buf and the version's text are for one thread at a time. The functions are not cancellation points.
- * Each step that fails prints its message to standard output, wrapped as " ^[msg TEXT]", and so do the two steps that
- * prove something. The last text is left in log_buf. */
+ * Validation and unpacking run one at a time across threads and processes. A lock on "tempdecryptedfile.gz" in that
+ * folder ensures this. But only one thread at a time may use log_buf and the version's text. The functions are not
+ * cancellation points. Each step that fails prints its message to standard output, wrapped as " ^[msg TEXT]". The
+ * checks of the certificate and of the signature also print a message when they succeed. The last text stays in
+ * log_buf. */
 #ifndef QUILL_REG_TABLE_H
 #define QUILL_REG_TABLE_H
 
@@ -42,11 +44,12 @@
 
 QUILL_BEGIN_DECLS
 
-/* The X.509 certificates, in DER form, that the signer's must lead up to: of the authority that issues the signers',
- * and of the one above it. They are compiled in (QUILL_PARENT_CERTIFICATE and QUILL_TOP_CERTIFICATE of the build). A
- * build that names none has those of the development authority, whose private keys are published: IT TRUSTS ANYONE.
+/* The signer's certificate must lead up to these two X.509 certificates in DER form. They belong to the authority that
+ * issues the signers' certificates, and to the authority above it. They are compiled in (QUILL_PARENT_CERTIFICATE and
+ * QUILL_TOP_CERTIFICATE of the build). A build that names none has the certificates of the development authority, whose
+ * private keys are published: SUCH A BUILD TRUSTS ANYONE.
  *
- * Their lengths are the DER objects' own: X[2] * 256 + X[3] + 4. */
+ * The length of a certificate X follows from its DER header: X[2] * 256 + X[3] + 4. */
 extern QUILL_API const uint8_t Parent_CA_Cert[];
 extern QUILL_API const uint8_t Top_CA_Cert_1[];
 extern QUILL_API const uint32_t Top_CA_Certs_count; /* 1 */
@@ -69,9 +72,9 @@ enum {
     QUILL_REG_TABLE_NOT_VALID = -100
 };
 
-/* parse_validate_encrypted_signed_reg_tbl_file returns 0 when the file at path is signed by a certificate that leads up
- * to the two above and is in its time of validity. Only those two are trusted, not those that the machine's openssl
- * trusts. Else it returns
+/* parse_validate_encrypted_signed_reg_tbl_file returns 0 when the file at path is signed by a valid certificate. A
+ * valid certificate leads up to the two above and is within its time of validity. Only those two are trusted, not those
+ * that the machine's openssl trusts. Else it returns
  *
  *     -97   path is null, or cannot be opened or read, or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output cannot be written
@@ -84,29 +87,30 @@ enum {
  *     -100  the certificate or the signature is not valid, or the check could not be done: openssl, memory or one of
  *           its temporary files is missing
  *
- * No function hands out the table: the program reads it from the validated file, by the rules for sections above. */
+ * No function returns the table. The program reads it from the validated file, by the rules for sections above. */
 QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 
-/* get_reg_tbl_file_ver stores in *version the last line of the version section, with its newline, of at most 127
- * characters and up to its first NUL byte. The text is borrowed and constant: it lasts until the next call of this
- * function or the one below. Returns 0. Returns -1, with *version unchanged, when the file cannot be opened or read
- * (path null included). It validates nothing, and makes no temporary file.
+/* get_reg_tbl_file_ver stores the last line of the version section in *version, with its newline. The text has at most
+ * 127 characters and ends at the line's first NUL byte. The text is borrowed and constant: it lasts until the next call
+ * of this function or the one below. Returns 0. Returns -1, with *version unchanged, when the file cannot be opened or
+ * read (path null included). It validates nothing, and makes no temporary file.
  *
- * A file without a version leaves the text of the call before, "" in the first. Compatibility: programs rely on it. */
+ * For a file without a version, the text is that of the previous call, or "" in the first call. Compatibility: programs
+ * rely on it. */
 QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
-/* parse_validate_get_reg_tbl_file_ver validates, stores the version that has been validated in *version as
- * get_reg_tbl_file_ver does, and returns 0. When the file is not valid, for any reason, it returns -97 with *version
- * unchanged. The caller then reads the table: no process may change the file until it has. */
+/* parse_validate_get_reg_tbl_file_ver validates the file and returns 0. It stores the validated version in *version, as
+ * get_reg_tbl_file_ver does. When the file is not valid, for any reason, it returns -97 with *version unchanged. The
+ * caller then reads the table. No process may change the file until the caller has read it. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, and replaces the content of out_path by the
  * result, up to the first NUL byte. A missing out_path is made with mode 0666 under the umask. gunzip requires a name
  * that ends in .gz; the file stays. out_path must be another file.
  *
- * NOTHING IS VALIDATED, and despite the name nothing is decrypted. A damaged file gives what gunzip could make of it,
- * which may be nothing. A machine without gunzip, a gunzip that is killed, and a full file system have the same effect:
- * validate the unpacked file before use. Returns 0, or
+ * NOTHING IS VALIDATED, and despite the name nothing is decrypted. For a damaged file, out_path gets what gunzip could
+ * unpack, which may be nothing. A machine without gunzip, a gunzip that is killed, and a full file system have the same
+ * effect. So validate the unpacked file before use. Returns 0, or
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written

@@ -1,8 +1,8 @@
 /* quill/savl.h: an ordered map inside your own records: an AVL tree whose nodes are also a sorted list.
  *
- * The tree allocates nothing. A record of yours holds a node for each tree that it is to be in, and the node points at
+ * The tree allocates nothing. A record of yours contains a node for each tree that it can be in, and the node points at
  * the key. The tree links the nodes in two ways: as a height-balanced search tree, and in key order on a circular list.
- * For trees of records that have their key at a fixed place, quill/savle.h saves the key pointer.
+ * For records that have their key at a fixed place, the trees of quill/savle.h need no key pointer.
  *
  *     tree record                     node "b" (root)
  *     right ──────────────────────▶   left ──▶ "a"     right ──▶ "c"
@@ -13,10 +13,10 @@
  * rebalance in at most as many steps as there are levels, and in a few on average. The smallest, the greatest, the next
  * and the previous node are one pointer step away.
  *
- * Find, then insert. A search that finds nothing says where the key belongs: the attachment point, which is a node and
+ * Find, then insert. A search that finds nothing stores the attachment point, where the key belongs. This is a node and
  * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is valid until the next change
- * of the tree: insert there at once, or search again. Insertion trusts its point. One from another tree, or from before
- * a change, corrupts the tree. Only this order of calls keeps out keys that compare equal.
+ * of the tree: insert there at once, or search again. Insertion does not check its point. A point from another tree, or
+ * from before a change, corrupts the tree. Only this order of calls prevents keys that compare equal.
  *
  *     struct station {
  *         uint32_t id;
@@ -48,9 +48,9 @@
  *
  * In C++ a walk is `for (savl &node : quill::in_order(stations))`.
  *
- * An object must not move or be freed, nor its key change, while a node of it is in a tree. A tree has no lock: one
- * thread at a time uses it. Any number of threads may search and walk a tree that no thread changes. The comparisons
- * are reentrant. */
+ * While a node of an object is in a tree, the object must not move or be freed, and its key must not change. A tree has
+ * no lock: only one thread at a time may use it. Any number of threads may search and walk a tree that no thread
+ * changes. The comparisons are reentrant. */
 #ifndef QUILL_SAVL_H
 #define QUILL_SAVL_H
 
@@ -82,16 +82,16 @@ typedef struct savl_tree {
     savl_comparison compare; /* must order the keys consistently */
 } savl_tree;
 
-/* SAVL_TREE_INIT(tree, comparison) initialises tree, the name of the variable itself, as an empty tree, statically or
- * (in C, as in the second line) later:
+/* SAVL_TREE_INIT(tree, comparison) initialises tree as an empty tree. tree is the name of the variable itself. Use it
+ * statically or (in C, as in the second line) later:
  *
  *     static savl_tree by_name = SAVL_TREE_INIT(by_name, savl_string_compare);
  *     vlan->members = (savl_tree)SAVL_TREE_INIT(vlan->members, savl_u32_compare); */
 #define SAVL_TREE_INIT(tree, comparison) \
     { {NULL, NULL, NULL, &(tree).head, &(tree).head, 0, 0, NULL}, comparison }
 
-/* SAVL_OBJECT(node, type, member) is the object of type whose member is what node points at: a type pointer. It serves
- * the nodes of quill/savle.h as well. */
+/* SAVL_OBJECT(node, type, member) is a type pointer to the object whose member is the node that node points at. It also
+ * works for the nodes of quill/savle.h. */
 #ifdef __cplusplus
 #define SAVL_OBJECT(node, type, member) \
     (static_cast<type *>(static_cast<void *>(reinterpret_cast<char *>(node) - offsetof(type, member))))
@@ -99,9 +99,9 @@ typedef struct savl_tree {
 #define SAVL_OBJECT(node, type, member) ((type *)(void *)((char *)(node)-offsetof(type, member)))
 #endif
 
-/* SAVL_FOREACH(node, tree) is the head of a loop over the nodes of *tree in key order, each in turn as the variable
- * `savl *node`. Its body may delete node and free its object, and must not otherwise change the tree. From any node,
- * node->next and node->prev are its neighbours, and &tree->head is the end. */
+/* SAVL_FOREACH(node, tree) is the head of a loop over the nodes of *tree in key order. The variable `savl *node` is
+ * each of them in turn. Its body may delete node and free its object, and must not otherwise change the tree. From any
+ * node, node->next and node->prev are its neighbours, and &tree->head is the end. */
 #define SAVL_FOREACH(node, tree)                                                           \
     for (savl *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
@@ -109,27 +109,27 @@ typedef struct savl_tree {
 /* savl_find searches tree for key. Returns the node whose key compares equal (borrowed), or null when the key is
  * absent.
  *
- * For an absent key, and when at is not null, it stores the attachment point in *at and *side: the last node that was
- * visited, or the tree record of an empty tree, and 0 for its left side or 1 for its right. Both stay as they were when
- * the key is found. side is not used when at is null.
+ * When the key is absent and at is not null, savl_find stores the attachment point. *at is the last node that was
+ * visited, or the tree record of an empty tree. *side is 0 for its left side or 1 for its right side. Both stay as they
+ * were when the key is found. side is not used when at is null.
  *
- * It calls the comparison once a level, as comparison(key, node's key). The library's own comparisons below are
- * compiled into searches of their own instead of being called. */
+ * savl_find calls the comparison once per level, as comparison(key, node's key). The library's own comparisons below
+ * are not called: for each, a separate search has the comparison compiled in. */
 QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side);
 
-/* savl_insert puts node (kept), which is in no tree and has its key set, at the attachment point that savl_find gave
- * for that key. */
+/* savl_insert inserts node (kept) at the attachment point that savl_find stored for its key. The node must be in no
+ * tree and have its key set. */
 QUILL_API void savl_insert(savl *node, savl *at, int side);
 
-/* savl_delete takes node out of its tree. It does nothing when the node is in no tree, which its null parent says. The
- * key and the object stay, and node may be inserted again. The other nodes stay at their addresses: the next node
- * itself takes the place of a node with two children. */
+/* savl_delete takes node out of its tree. It does nothing when the node is in no tree, that is, when its parent is
+ * null. The key and the object stay, and node may be inserted again. The other nodes stay at their addresses. When the
+ * deleted node had two children, the next node itself takes its place in the tree. */
 QUILL_API void savl_delete(savl *node);
 
 /* savl_string_compare orders texts byte by byte, as strcmp does. */
 QUILL_API int savl_string_compare(const void *a, const void *b);
 
-/* savl_string_compare_ic is savl_string_compare with A to Z taken for a to z, whatever the locale. */
+/* savl_string_compare_ic is savl_string_compare with A to Z treated as a to z, whatever the locale. */
 QUILL_API int savl_string_compare_ic(const void *a, const void *b);
 
 /* savl_u32_compare orders uint32_t numbers by value. Returns exactly -1, 0 or 1. */
@@ -137,11 +137,11 @@ QUILL_API int savl_u32_compare(const void *a, const void *b);
 
 /* savl_mac_addr_compare orders MAC key areas of 8 bytes: the 6 of the address and 2 that must be zero in every key.
  *
- * It is an order only among some addresses. It subtracts bytes 0-3, as big-endian numbers, modulo 2^32, and takes the
- * difference as signed. When that is 0, it does the same with bytes 4-7. So bytes 0-3 of all addresses must lie within
- * half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes 4-5. Stations of one vendor
- * already break that: of 1,000 stored ones about 10 were not found again. Trees that must find what they hold compare
- * the bytes:
+ * This is a consistent order only among some addresses. It subtracts bytes 0-3, as big-endian numbers, modulo 2^32, and
+ * takes the difference as signed. When that is 0, it does the same with bytes 4-7. So bytes 0-3 of all addresses must
+ * lie within half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes 4-5. Stations of one
+ * vendor already break that: of 1,000 stored ones about 10 were not found again. A tree that must find every stored
+ * address compares the bytes:
  *
  *     static int mac_order(const void *a, const void *b) { return memcmp(a, b, 8); }
  *     static savl_tree stations = SAVL_TREE_INIT(stations, mac_order);
@@ -152,8 +152,8 @@ QUILL_API int savl_mac_addr_compare(const void *a, const void *b);
 /* savl_ipv6_compare orders IPv6 addresses of 16 bytes, byte by byte. */
 QUILL_API int savl_ipv6_compare(const void *a, const void *b);
 
-/* savl_ipaddr_compare orders ip_af_addr records by address. An IPv4 address (of any family except QUILL_AF_INET6) comes
- * where its IPv4-mapped IPv6 form does (RFC 4291, 2.5.5.2), so 10.0.0.1 equals ::ffff:10.0.0.1. */
+/* savl_ipaddr_compare orders ip_af_addr records by address. An IPv4 address (of any family except QUILL_AF_INET6) is
+ * ordered as its IPv4-mapped IPv6 form (RFC 4291, 2.5.5.2). So 10.0.0.1 equals ::ffff:10.0.0.1. */
 QUILL_API int savl_ipaddr_compare(const void *a, const void *b);
 
 QUILL_END_DECLS

@@ -1,8 +1,9 @@
 /* quill/savle.h: the AVL tree of quill/savl.h for records that have their key at a fixed place.
  *
- * The tree record knows where in a record of yours the node and the key lie, so a node needs no key pointer; and it
- * carries a pointer of yours that each comparison gets. All else is as in quill/savl.h: read there how to find and then
- * insert at an attachment point, what each call costs, what may change during a walk, and about threads.
+ * The tree record contains the offsets of the node and of the key in a record of yours, so a node needs no key pointer.
+ * It also contains a pointer of yours that is passed to each comparison. All else is as in quill/savl.h. See there how
+ * to find and then insert at an attachment point, what each call costs, and what may change during a walk. The rules
+ * for threads are there as well.
  *
  * Cost: a node is 24 bytes on the device and 48 on a 64-bit host, a tree record 40 and 72.
  *
@@ -26,8 +27,7 @@
  *         return 1;
  *     }
  *
- *     SAVLE_FOREACH(node, &stations) print_station(SAVL_OBJECT(node, struct station, by_id));
- */
+ *     SAVLE_FOREACH(node, &stations) print_station(SAVL_OBJECT(node, struct station, by_id)); */
 #ifndef QUILL_SAVLE_H
 #define QUILL_SAVLE_H
 
@@ -37,7 +37,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* savle is a node, kept by the tree. */
+/* savle is a node. The tree keeps its fields. */
 typedef struct savle savle;
 struct savle {
     savle *left;     /* child with smaller keys, null if none */
@@ -62,8 +62,9 @@ typedef struct savle_tree {
     void *context;            /* passed to each comparison (kept) */
 } savle_tree;
 
-/* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises tree, the name of the variable itself, as an
- * empty tree. Its objects are of type, with their node in the member link and their key in the member key. */
+/* SAVLE_TREE_INIT(tree, comparison, type, link, key, context) initialises tree as an empty tree. tree is the name of
+ * the variable itself. The tree's objects have the type `type`, with their node in the member link and their key in the
+ * member key. */
 #define SAVLE_TREE_INIT(tree, comparison, type, link, key, context)                                                  \
     {                                                                                                                \
         {NULL, NULL, NULL, &(tree).head, &(tree).head, 0, 0}, comparison, offsetof(type, link), offsetof(type, key), \
@@ -75,8 +76,8 @@ typedef struct savle_tree {
     for (savle *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
 
-/* savle_find is savl_find. The comparison is called as comparison(tree->context, key, address of the key in an object):
- * key is a pointer to the same kind of thing as lies in the objects. */
+/* savle_find is savl_find. The comparison is called as comparison(tree->context, key, address of the key in an object).
+ * So key is a pointer to the same type as the key member of the objects. */
 QUILL_API savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side);
 
 /* savle_insert is savl_insert. */
@@ -93,12 +94,13 @@ QUILL_API void savle_delete(savle *node);
  *     const char *name = "eth0";
  *     savle_find(&interfaces, &name, NULL, NULL);
  *
- * They are not for an array of characters inside the object, which would be taken for an address. For those, write a
- * comparison that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are always the texts
- * themselves.)
+ * They do not work for an array of characters inside the object: its characters would be read as an address. For such
+ * an array, write a comparison that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are
+ * always the texts themselves.)
  *
  * savle_mac_addr_compare fails to find some keys, as savl_mac_addr_compare does. The key is a member of 8 bytes,
- * uint8_t mac[8], the last 2 of them zero, also in the searched key. Trees that must find what they hold take
+ * uint8_t mac[8], the last 2 of them zero, also in the searched key. A tree that must find every stored address uses
+ * this comparison:
  *
  *     static int mac_order(void *context, const void *a, const void *b) {
  *         (void)context;
@@ -111,8 +113,8 @@ QUILL_API int savle_mac_addr_compare(void *context, const void *a, const void *b
 QUILL_API int savle_ipv6_compare(void *context, const void *a, const void *b);
 
 /* savle_ipaddr_compare orders ip_af_addr records by family as a number, then by the 2 bytes that follow it, then by all
- * 16 address bytes. The bytes that must be zero in the record must be so here. Unlike for savl_ipaddr_compare, 10.0.0.1
- * and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on each order. */
+ * 16 address bytes. The bytes that must be zero in the record must really be zero here. Unlike for savl_ipaddr_compare,
+ * 10.0.0.1 and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on each order. */
 QUILL_API int savle_ipaddr_compare(void *context, const void *a, const void *b);
 
 QUILL_END_DECLS

@@ -1,6 +1,6 @@
-/* quill/scramble.h: reversible disguises of texts. Scrambling keeps stored texts from being read at a glance. Escaping
- * removes one delimiter from a text, so that it can be an item of a list. Neither is cryptography: anyone can undo
- * them.
+/* quill/scramble.h: reversible scrambling and escaping of texts. Scrambling keeps stored texts from being read at a
+ * glance. Escaping removes one delimiter from a text, so that it can be an item of a list. Neither is cryptography:
+ * anyone can undo them.
  *
  * Texts may hold any bytes. All functions are reentrant. Inputs and outputs must not overlap. */
 #ifndef QUILL_SCRAMBLE_H
@@ -12,9 +12,9 @@ QUILL_BEGIN_DECLS
 
 /* --- scrambling */
 
-/* scrambleString writes the scrambled bytes of in, without its NUL, to out: as many as the text is long, and no
- * terminator, for a scrambled byte may be 0. Returns the length. Each byte has its bits moved and then 38 added,
- * modulo 256:
+/* scrambleString writes the scrambled bytes of in, without its NUL, to out. The number of bytes is the text's length.
+ * It writes no terminator, because a scrambled byte may be 0. Returns the length. Each byte has its bits moved and then
+ * 38 added, modulo 256:
  *
  *     bit    0  1  2  3  4  5  6  7
  *     to     3  1  6  4  0  2  5  7
@@ -22,15 +22,15 @@ QUILL_BEGIN_DECLS
  *     scrambleString("abc", out)    returns 3, out holds "RLT" */
 QUILL_API int scrambleString(const char *in, uint8_t *out);
 
-/* unscrambleString writes the n plain bytes of the scrambled in to out. It adds no terminator: out[n] = 0 is the
- * caller's. Returns n; an n of 0 or less writes nothing. */
+/* unscrambleString writes the n plain bytes of the scrambled in to out. It adds no terminator: the caller sets out[n] =
+ * 0. Returns n; an n of 0 or less writes nothing. */
 QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 
-/* scrambleStringAscii writes the beginning of the printable form of in, for display, to out, which has out_size bytes.
- * It stops after 3 characters, so it cannot be undone. Always returns 1.
+/* scrambleStringAscii writes the beginning of the printable form of in to out, which has out_size bytes. The text is
+ * for display. It stops after 3 characters, so it cannot be undone. Always returns 1.
  *
- * In the printable form every scrambled byte except 0, which is left out, is a pair: a digit for the class of the byte,
- * and a character:
+ * In the printable form, a scrambled byte of 0 is left out. Every other scrambled byte is a pair: a digit for the class
+ * of the byte, and a character:
  *
  *     scrambled byte    0-48        49-125    126-174     175-255
  *     pair              5, b + 48   0, b      8, b - 78   3, b - 126
@@ -41,15 +41,15 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
- * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. Have out_size at least n: a smaller
- * one counts in place of n, and nothing is written past it. Compatibility: programs show and compare just these
- * characters. */
+ * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. out_size should be at least n. A
+ * smaller out_size is used in place of n, and nothing is written beyond it. Compatibility: programs show and compare
+ * just these characters. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
-/* unscrambleStringAscii writes the plain bytes of a printable form, which may be of any length, to out: one for each
- * pair of in. A character that is left over gives one more, for which the missing one counts as 0: "0R" gives the byte
- * that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes, for which out has room, and no terminator. Always
- * returns 1. Besides the pairs above it reads:
+/* unscrambleStringAscii writes the plain bytes of a printable form, which may have any length, to out: one byte for
+ * each pair of in. A single character at the end gives one more byte, and its missing second character counts as 0.
+ * "0R" gives the byte that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes and no terminator. out must have
+ * room for these bytes. Always returns 1. Besides the pairs above it reads:
  *
  *     digit     1     2    4          6      7    9     none
  *     byte b    -c    c    126 - c    208    c    78    c     (modulo 256, c the character) */
@@ -58,14 +58,15 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
 /* --- escaping */
 
 /* string_encode writes src to dest with pairs in place of each delimiter ch and of each escape character, which is (ch
- * & 0xf0) | 0x0a. A pair is the escape character, and then (ch & 0x0f) | 0x50 for the delimiter or 'Z' for itself.
+ * & 0xf0) | 0x0a. A pair is the escape character, and then (ch & 0x0f) | 0x50 for the delimiter, or 'Z' for the escape
+ * character.
  *
  *     char dest[11];
  *     string_encode("a,b*c", dest, sizeof dest - 1, ',')    0: a*\b*Zc
  *
- * DEST MUST HAVE size + 1 BYTES, unlike that of string_decode: size is the greatest length of the result, and a NUL
- * follows it. The low 8 bits of ch count, so a char of either sign may be passed. 0 is in no text: only escape
- * characters are escaped then.
+ * DEST MUST HAVE size + 1 BYTES, unlike the dest of string_decode. size is the greatest length of the result, and a NUL
+ * follows it. Only the low 8 bits of ch are used, so a char of either sign may be passed. No text contains a 0: with a
+ * ch of 0 only escape characters are escaped.
  *
  * Returns
  *      0    done
@@ -74,14 +75,14 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  *     -4    the result would be longer than size
  * For -1 and -4 dest is unchanged.
  *
- * Choose the delimiter well: some delimiters stay in the text. P to _ are the second character of their own pair.
- * Newline, * : J Z j, and every other ch that ends in hexadecimal a, are their own escape character. string_decode
- * still restores these texts, but a list cannot be split at them. Compatibility: stored lists hold the pairs as they
- * are. */
+ * Choose the delimiter well: some delimiters stay in the text. Each of the delimiters P to _ is the second character of
+ * its own pair. Newline, * : J Z j, and every other ch that ends in hexadecimal a, are their own escape character.
+ * string_decode still restores these texts, but a list cannot be split at them. Compatibility: stored lists contain
+ * these pairs. */
 QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
 
-/* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes (and size above
- * strlen(src)); the text never is longer than src. Returns
+/* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes. size must be
+ * above strlen(src); the text is never longer than src. Returns
  *      0    done
  *     -1    src is null, or not shorter than size
  *     -2    done: ch is not printable and src has no escape character, so dest is src as it is

@@ -1,8 +1,7 @@
-/* quill/smss.h: one page of the objects that match some filters, sorted by some columns: the engine of listing
- * commands.
+/* quill/smss.h: filters objects, sorts them by columns, and gives one page of the result, for listing commands.
  *
  * The program registers its objects, names fields and the values it searches for, and reads the page from the context.
- * Only the program's three accessors know what fields an object has.
+ * Only the program's three accessors determine which fields an object has.
  *
  *     smss_ctx query;
  *     smss_init(&query);
@@ -18,16 +17,16 @@
  *     for (int i = 0; i < query.result_count; i++) show(query.results[i]);
  *     smss_deinit(&query);
  *
- * Cost: filtering calls field_type, and number or text, once for each criterion that is evaluated: all of them, or up
- * to the one that decides. Sorting m matches takes about m log m comparisons. Each calls field_type once and number or
- * text twice for a sort key: accessors should be cheap. The second and later keys are compared only where those before
- * tie. The context has 8 bytes (4 on the device) for each object and for each match. The C library's qsort may take as
- * much again while it sorts.
+ * Cost: for each object, filtering calls field_type, and number or text, once per criterion that is evaluated. All
+ * criteria are evaluated, or only those up to the one that decides. Sorting m matches takes about m log m comparisons.
+ * Each comparison calls field_type once and number or text twice for a sort key, so accessors should be cheap. The
+ * second and later keys are compared only when the earlier keys are equal. The context has 8 bytes (4 on the device)
+ * for each object and for each match. The C library's qsort may take as much again while it sorts.
  *
- * When memory runs out, an object or a match is left out without an error. A criterion that lost its name or its value
- * then holds for no object. Texts are compared without regard to the case of A to Z, whatever the locale.
+ * When memory runs out, an object or a match is left out without an error. A criterion without memory for its name or
+ * its value then matches no object. Texts are compared without regard to the case of A to Z, whatever the locale.
  *
- * A context serves one search, and only one search may run at a time in a process, also on different contexts. */
+ * A context is for one search. Only one search at a time may run in a process, also with different contexts. */
 #ifndef QUILL_SMSS_H
 #define QUILL_SMSS_H
 
@@ -35,10 +34,10 @@
 
 QUILL_BEGIN_DECLS
 
-/* What an accessor for the type of a field returns. Any other number: the object has no such field. */
+/* What an accessor for the type of a field returns. Any other number means that the object has no such field. */
 enum { SMSS_NUMBER = 0, SMSS_TEXT = 1 };
 
-/* SMSS_TEXT_SIZE is the most characters of a text that count: the buffer of the text accessor has room for them and a
+/* Only the first SMSS_TEXT_SIZE characters of a text are used. The buffer of the text accessor has room for them and a
  * terminator. */
 enum { SMSS_TEXT_SIZE = 128 };
 
@@ -69,11 +68,11 @@ typedef struct smss_ctx {
     int32_t pool_used;       /* of these, taken */
 } smss_ctx;
 
-/* smss_init makes context an empty query. The program provides the record; release what it comes to hold with
- * smss_deinit. */
+/* smss_init makes context an empty query. The program provides the record. smss_deinit releases what the query
+ * allocates. */
 QUILL_API void smss_init(smss_ctx *context);
 
-/* smss_deinit frees all that the query holds, not the objects, and zeroes the record. */
+/* smss_deinit frees all memory of the query, but not the objects, and zeroes the record. */
 QUILL_API void smss_deinit(smss_ctx *context);
 
 /* smss_add_object registers object (kept). */
@@ -84,24 +83,24 @@ QUILL_API void smss_add_object(smss_ctx *context, void *object);
  */
 QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
 
-/* smss_add_search_criterion adds a filter by the field name. A text must contain value. A number must equal value, a
- * decimal number as atoi reads it, but modulo 2 to the 32: "3000000000" finds 3,000,000,000, and "-1" finds
+/* smss_add_search_criterion adds a filter by the field name. A text must contain value. A number must equal value.
+ * value is a decimal number as atoi reads it, but modulo 2^32: "3000000000" finds 3,000,000,000, and "-1" finds
  * 4,294,967,295. Filters beyond 16 are ignored. */
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,
- * else ascending. A number sorts by the difference of the two, wrapped to 32 bits and read as signed, so numbers that
- * are half the range or more apart come out the other way round. field_type is called for one of the two objects. Sort
+ * else ascending. Two numbers are sorted by their difference, wrapped to 32 bits and read as signed. So numbers whose
+ * distance is half the range or more come in the reverse order. field_type is called for one of the two objects. Sort
  * keys beyond 16 are ignored. */
 QUILL_API void smss_add_sort_criterion(smss_ctx *context, const char *name, const char *order);
 
-/* smss_search filters, sorts, and leaves one page in context. Without filters every object matches. The order of
- * objects that tie is not determined. Always returns 0.
+/* smss_search filters and sorts the objects, and stores one page in context. Without filters every object matches. The
+ * order of objects with equal keys is not determined. Always returns 0.
  *
- * The matches are divided into pages of page_size: 10 when that is below 1, and at most 100,000. The page is the one
- * with the match number start, counted from 0; below 0 counts as 0. With a page_size of 5, a start of 7 gives the
- * matches 5 to 9, and page_start is 5. A start past the end gives no results, while total is the number of all matches.
- */
+ * The matches are divided into pages of page_size matches. A page_size below 1 means 10, and one above 100,000 means
+ * 100,000. The result is the page with the match number start, counted from 0. A start below 0 means 0. With a
+ * page_size of 5, a start of 7 gives the matches 5 to 9, and page_start is 5. A start past the end gives no results,
+ * while total is the number of all matches. */
 QUILL_API int smss_search(smss_ctx *context, int start, int page_size);
 
 QUILL_END_DECLS

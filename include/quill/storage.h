@@ -1,10 +1,11 @@
 /* quill/storage.h: where a program may put data, how much room there is, and what is on USB storage.
  *
- * Every call reads the state of the file systems again. All functions may be called from several threads; those that
- * open a file hold cancellation off while they do. Nothing is printed.
+ * Every call reads the state of the file systems again. All functions may be called from several threads. Functions
+ * that open a file defer thread cancellation while they do so. Nothing is printed.
  *
- * Sizes are whole megabytes (2^20 bytes) unless the text says bytes. Products of blocks and block size are taken in 32
- * bits: a file system of 4 GiB and more shows its size modulo 4 GiB. Compatibility: the platform's are smaller. */
+ * Sizes are whole megabytes (2^20 bytes) unless the text says bytes. The number of blocks times the block size is
+ * computed in 32 bits. So the size of a file system of 4 GiB or more is its size modulo 4 GiB. Compatibility: the
+ * platform's file systems are smaller. */
 #ifndef QUILL_STORAGE_H
 #define QUILL_STORAGE_H
 
@@ -14,30 +15,30 @@ QUILL_BEGIN_DECLS
 
 /* --- room on file systems */
 
-/* freeFlash and freeFlash1 return the room that unprivileged programs have on "/flash" and "/flash1", and sizeFlash the
- * size of "/flash". They return all bits set, which is -1 as an int, when it cannot be found out or the file system has
- * no blocks. */
+/* freeFlash and freeFlash1 return the room that unprivileged programs have on "/flash" and "/flash1". sizeFlash returns
+ * the size of "/flash". They return all bits set (-1 as an int) when the value cannot be found out or the file system
+ * has no blocks. */
 QUILL_API uint32_t freeFlash(void);
 QUILL_API uint32_t freeFlash1(void);
 QUILL_API uint32_t sizeFlash(void);
 
-/* freeDisk returns the room on the RAM disk "/tmp", or the usable free memory of get_free_mem when that is less and
- * known. It returns -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem fails, so the
- * result is the room on "/tmp" although the memory for it is short. When reserve is not 0 the result is 5 less, but not
- * below 0. */
+/* freeDisk returns the room on the RAM disk "/tmp". It returns the usable free memory of get_free_mem instead when that
+ * is known and is less. It returns -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem
+ * fails, so the result is the room on "/tmp" although the memory for it is short. When reserve is not 0 the result is 5
+ * less, but not below 0. */
 QUILL_API int freeDisk(int reserve);
 
-/* get_rootfs_mem stores the size of the root file system in *bytes and returns 0, when that is an ext2 image (any of
- * ext2, ext3 and ext4 has its type number, EF53); else -1 with *bytes unchanged. */
+/* get_rootfs_mem stores the size of the root file system in *bytes and returns 0, when that is an ext2 image. Otherwise
+ * it returns -1 with *bytes unchanged. ext2, ext3 and ext4 all have the type number of ext2, EF53. */
 QUILL_API int get_rootfs_mem(uint32_t *bytes);
 
 /* --- memory */
 
 /* get_free_mem_cached reads "/proc/meminfo" as the platform's kernel writes it: a header of six names with a colon
- * each, then the row "Mem:" with total, used, free, shared, buffers and cached bytes. It stores the total, the free
- * memory less 17 MB reserved for the system, and, unless that pointer is null, the cached memory, and returns 0.
- * Returns -1 and stores nothing when the file is missing or of another form, when nothing is cached, and when less than
- * 17 MB are free.
+ * each, then the row "Mem:" with total, used, free, shared, buffers and cached bytes. It stores the total, and the free
+ * memory less 17 MB reserved for the system. Unless cached is null, it also stores the cached memory. It then returns
+ * 0. Returns -1 and stores nothing when the file is missing or has another form. It does the same when nothing is
+ * cached, and when less than 17 MB are free.
  *
  * get_free_mem does the same without the cached memory. */
 QUILL_API int get_free_mem_cached(int64_t *total, int64_t *usable, int64_t *cached);
@@ -49,8 +50,9 @@ QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
 
 /* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, for ever) and returns
- * its code: "/flash" when that has at least 2 more than need, else "/tmp" when freeDisk(1) is at least need, else the
- * empty text and QUILL_TEMP_NONE. get_temp_dir2 first tries "/flash1" as the former "/flash".
+ * its code. The directory is "/flash" when that has at least 2 megabytes more than need. Otherwise it is "/tmp" when
+ * freeDisk(1) is at least need. Otherwise the text is empty and the code is QUILL_TEMP_NONE. get_temp_dir2 first tries
+ * "/flash1" in the same way as get_temp_dir tries "/flash".
  *
  *     const char *directory;
  *     if (get_temp_dir(8, &directory) == QUILL_TEMP_NONE) return no_room(); */
@@ -59,7 +61,8 @@ QUILL_API int get_temp_dir2(int need, const char **directory);
 
 /* --- files */
 
-/* These return 1 when "/flash1" is a directory, "/flash/crash" exists, path exists (and is not null); else 0. */
+/* These return 1 when, in their order, "/flash1" is a directory, "/flash/crash" exists, or path is not null and exists.
+ * Otherwise they return 0. */
 QUILL_API int is_flash1_present(void);
 QUILL_API int is_flash_crash_present(void);
 QUILL_API int is_file_present(const char *path);
@@ -74,20 +77,21 @@ QUILL_API int write_str_to_file(const char *path, const char *text);
 enum { QUILL_USB_PATH_SIZE = 256 };
 
 /* chkUsbPath searches every partition for the regular file of that relative path, such as "images/a.bin". It writes the
- * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters of path
- * count. The case of names matters, and symbolic links are not followed. Returns null when the file is in no partition,
- * with all of out zeroed; or, when "/mnt/usbdisk" is missing, with out unchanged.
+ * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters of path are
+ * used. The case of names matters, and symbolic links are not followed. Returns null with all of out zeroed when the
+ * file is in no partition. Returns null with out unchanged when "/mnt/usbdisk" is missing.
  *
- * A path with ".." may lead out of the stick: refuse it first where it comes from others. A directory part that begins
- * with a slash, or has two in a row, finds nothing; slashes alone are no directory part.
+ * A path with ".." may lead out of the USB storage. Refuse such a path first where it comes from others. With a
+ * directory part that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a
+ * directory part.
  *
- * From a directory that begins with "." on, the rest of the directory part is not searched: for ".x/b" the file b is
- * searched at the top of the partition, and the path that is written, with ".x" in it, may not exist. Compatibility:
+ * A directory that begins with ".", and the rest of the directory part after it, are not searched. For ".x/b" the file
+ * b is searched at the top of the partition. The path that is written has ".x" in it and may not exist. Compatibility:
  * programs rely on it. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 
-/* chkUsbSlotPartPath writes "/mnt/usbdisk/slot<slot>/<partition>/<name>" into out, QUILL_USB_PATH_SIZE bytes, cut to
- * fit, and returns 1 when the file exists. Otherwise it zeroes all of out and returns 0. "%%" in the name becomes one
+/* chkUsbSlotPartPath writes "/mnt/usbdisk/slot<slot>/<partition>/<name>" into out (QUILL_USB_PATH_SIZE bytes, cut to
+ * fit) and returns 1, when that file exists. Otherwise it zeroes all of out and returns 0. "%%" in the name becomes one
  * "%" in out, but not in the file name that is tested; every other "%" stays. Compatibility: callers double the "%". */
 QUILL_API int chkUsbSlotPartPath(const char *name, int slot, int partition, char *out);
 

@@ -1,7 +1,7 @@
-/* quill/sxdr.h: the tagged value codec of messages between processes, the form without bounds checks.
+/* quill/sxdr.h: the tagged value codec of messages between processes, in the form without bounds checks.
  *
- * A message is elements laid end to end, with no header, alignment or padding. An element is a tag byte, for some kinds
- * a length, and the value. Every number in a message is big-endian on every host, and texts have no NUL:
+ * A message is a sequence of elements, with no header, alignment or padding. An element consists of a tag byte, a
+ * length for some kinds, and the value. Every number in a message is big-endian on every host, and texts have no NUL:
  *
  *     tag  kind       after the tag                                              element size
  *     0    str        u16 length n, n bytes of text                              n + 3
@@ -24,8 +24,8 @@
  * message that the program wrote itself. Messages of other processes are read with quill/sxdr_safe.h or
  * quill/message.h.
  *
- * Writers return the bytes written. Readers return the bytes consumed, or 0 when the element is of another kind; each
- * says what the output then is. Buffers need no alignment. All functions are reentrant. */
+ * Writers return the bytes written. Readers return the bytes consumed, or 0 when the element is of another kind. The
+ * text of each reader says what the output then is. Buffers need no alignment. All functions are reentrant. */
 #ifndef QUILL_SXDR_H
 #define QUILL_SXDR_H
 
@@ -35,8 +35,8 @@ QUILL_BEGIN_DECLS
 
 /* --- Writers */
 
-/* These write one value of the kind they name; sxdr_write_bool writes 1 for any value but 0. The ipv6, ip_af and mac
- * writers take a pointer to the 16 bytes, the record and the 6 bytes. */
+/* These write one value of the kind in their name. sxdr_write_bool writes 1 for any value but 0. The ipv6, ip_af and
+ * mac writers take a pointer to the 16 bytes, the record and the 6 bytes. */
 QUILL_API uint32_t sxdr_write_u8(uint8_t value, void *buffer);
 QUILL_API uint32_t sxdr_write_u16(uint16_t value, void *buffer);
 QUILL_API uint32_t sxdr_write_u32(uint32_t value, void *buffer);
@@ -49,8 +49,8 @@ QUILL_API uint32_t sxdr_write_bool(int value, void *buffer);
 QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
 
 /* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut to its length modulo 65,536: use
- * sxdr_write_str3 for it. A text may be in the very buffer that it is written to, and so may data. Compatibility: peers
- * rely on the cut. */
+ * sxdr_write_str3 for it. A text or data may be in the same buffer that it is written to. Compatibility: peers rely on
+ * the cut. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
 /* sxdr_write_str2 is sxdr_write_str of at most maximum bytes: ("abcdef", buffer, 4) sends abcd and returns 7. */
@@ -59,7 +59,7 @@ QUILL_API uint32_t sxdr_write_str2(const char *text, void *buffer, uint32_t maxi
 /* sxdr_write_str3 writes text as a str3 element, of any length. */
 QUILL_API uint32_t sxdr_write_str3(const char *text, void *buffer);
 
-/* sxdr_write_hex writes length bytes of data as a hex element; only the low 16 bits of length count. */
+/* sxdr_write_hex writes length bytes of data as a hex element. Only the low 16 bits of length are used. */
 QUILL_API uint32_t sxdr_write_hex(const void *data, uint32_t length, void *buffer);
 
 /* sxdr_write_hex32 writes length bytes of data as a hex32 element. */
@@ -68,10 +68,11 @@ QUILL_API uint32_t sxdr_write_hex32(const void *data, uint32_t length, void *buf
 /* sxdr_write_hex_len32 writes only the 5-byte head of a hex_len32 element; the caller appends the data. */
 QUILL_API uint32_t sxdr_write_hex_len32(uint32_t length, void *buffer);
 
-/* --- Readers of fixed size. On an element of another kind they return 0 and store zero. sxdr_read_ipv6 then stores it
- * only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1, and only such a sign makes an
- * s32 negative. A bool or s32 element with a wrong element inside counts as another kind. The ipv6 and mac readers
- * store 16 and 6 bytes. Compatibility: programs rely on the other 12 bytes of an IPv6 address. */
+/* --- Readers of fixed size. On an element of another kind they return 0 and store zero. sxdr_read_ipv6 then stores
+ * zero only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1. Likewise, an s32 is
+ * negative only when its sign byte is exactly 1. A bool or s32 element that contains a wrong element counts as another
+ * kind. The ipv6 and mac readers store 16 and 6 bytes. Compatibility: programs rely on the other 12 bytes of an IPv6
+ * address being unchanged. */
 QUILL_API uint32_t sxdr_read_u8(uint8_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u16(uint16_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u32(uint32_t *out, const void *source);
@@ -91,38 +92,39 @@ QUILL_API uint32_t sxdr_read_str(char *out, const void *source);
 /* sxdr_read_str2 reads a str element into out: the whole text when it has at most capacity bytes, else its first
  * capacity - 1. It adds a NUL, so out must hold capacity + 1 bytes. A capacity of 0 stores just the NUL.
  *
- * Returns the copied length + 3. After a text that was cut, that is not the element's size: call sxdr_read_str_size
- * first where more elements follow. Compatibility: programs rely on the result. */
+ * Returns the copied length + 3. When the text was cut, this is not the element's size. Call sxdr_read_str_size first
+ * when more elements follow. Compatibility: programs rely on the result. */
 QUILL_API uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capacity);
 
 /* sxdr_read_str3 reads a str3 element with a NUL added. out must have room for all of it. */
 QUILL_API uint32_t sxdr_read_str3(char *out, const void *source);
 
-/* sxdr_read_str_new reads the str element at source, which is offset bytes into a message of message_length bytes, into
- * out (capacity bytes). It also returns 0 with an empty text when the element runs past the message, or when out has no
- * room for the text and its NUL. With a capacity of 0 nothing is written. */
+/* sxdr_read_str_new reads the str element at source into out (capacity bytes). source is offset bytes into a message of
+ * message_length bytes. It also returns 0 with an empty text when the element extends past the message. The same
+ * happens when the text and its NUL do not fit in out. With a capacity of 0 nothing is written. */
 QUILL_API uint32_t sxdr_read_str_new(char *out, uint32_t capacity, const void *source, uint32_t offset,
                                      uint32_t message_length);
 
 /* --- Readers of data. On an element of another kind they return 0. */
 
-/* sxdr_read_hex reads a hex element into a new buffer of just its length; release it with free(). It stores nothing in
- * *out for an empty element (returns 3), for one of another kind, or when memory runs out (both return 0). */
+/* sxdr_read_hex reads a hex element into a new buffer of exactly the data's length; release it with free(). It stores
+ * nothing in *out for an empty element (returns 3), for one of another kind, or when memory runs out (both return 0).
+ */
 QUILL_API uint32_t sxdr_read_hex(uint8_t **out, const void *source);
 
 /* sxdr_read_hex32 is sxdr_read_hex for a hex32 element (5 for an empty one). */
 QUILL_API uint32_t sxdr_read_hex32(uint8_t **out, const void *source);
 
-/* sxdr_read_hex2 reads a hex element into out (capacity bytes) and its length into *length, with a zero byte after the
- * data when there is room. Longer data than capacity is skipped: out and *length keep what they held, and the result is
- * still the element's size. */
+/* sxdr_read_hex2 reads a hex element into out (capacity bytes) and its length into *length. It adds a zero byte after
+ * the data when there is room. Data that is longer than capacity is skipped: out and *length are unchanged, and the
+ * result is still the element's size. */
 QUILL_API uint32_t sxdr_read_hex2(void *out, uint32_t capacity, uint32_t *length, const void *source);
 
 /* sxdr_read_hex2_len32 reads the head of a hex_len32 element into *length and returns 5; the data follows. */
 QUILL_API uint32_t sxdr_read_hex2_len32(uint32_t *length, const void *source);
 
-/* sxdr_read_hex_new is sxdr_read_str_new for a hex element: all capacity bytes of out are zeroed first, and data may
- * fill out exactly. Returns 0 for a null out or source too. */
+/* sxdr_read_hex_new does for a hex element what sxdr_read_str_new does for a str element. All capacity bytes of out are
+ * zeroed first, and data may fill out exactly. It also returns 0 for a null out or source. */
 QUILL_API uint32_t sxdr_read_hex_new(void *out, uint32_t capacity, const void *source, uint32_t offset,
                                      uint32_t message_length);
 

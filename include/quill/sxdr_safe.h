@@ -1,16 +1,16 @@
 /* quill/sxdr_safe.h: the tagged value codec with every bound checked.
  *
  * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use it for
- * messages of other processes: the message may hold any bytes. Sizes, cursors and pointers are the program's own and
- * must be right. quill/message.h reads and writes whole messages over these functions, with one check at the end.
+ * messages of other processes: the message may hold any bytes. Sizes, cursors and pointers come from the program and
+ * must be correct. quill/message.h reads and writes whole messages over these functions, with one check at the end.
  *
- * Cursor: a byte offset into the message. On success it moves past the element, on failure it stays. A null cursor
- * means offset 0. No function checks that the message ends: a reader that allows nothing after the last element
- * compares the cursor with the length.
+ * The cursor is a byte offset into the message. On success it moves past the element. On failure it is unchanged. A
+ * null cursor means offset 0. No function checks that the message ends. A program that allows nothing after the last
+ * element must compare the cursor with the length.
  *
- * Every function returns the bytes of value it wrote or delivered, without tag and length: the width of a fixed kind,
- * the length of a text or of data. It returns -1 with errno set when it fails; then cursor, message and destination are
- * as they were:
+ * Every function returns the number of value bytes that it wrote or read, without tag and length. This is the width of
+ * a fixed kind, or the length of a text or of data. When it fails, it returns -1 with errno set. The cursor, the
+ * message and the destination are then unchanged:
  *
  *     EINVAL     message, source or destination is null; str and hex writers: 65,536 bytes or more
  *     ENODATA    writer: the source is smaller than the value, or a long kind is empty;
@@ -39,8 +39,8 @@
 QUILL_BEGIN_DECLS
 
 /* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the
- * cursor. The source of a fixed kind must have at least the value's width; that width is the result.
- * sxdr_write_bool_safe sends the byte as it is: 2 goes out as 2, and a reader takes it for 0. */
+ * cursor. The source of a fixed kind must have at least the value's width. That width is the result.
+ * sxdr_write_bool_safe writes the byte as it is: 2 is written as 2, and a reader reads it as 0. */
 QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                  uint32_t *cursor);
 QUILL_API int sxdr_write_u16_safe(const uint16_t *source, uint32_t source_size, void *message, uint32_t message_size,
@@ -62,8 +62,8 @@ QUILL_API int sxdr_write_bool_safe(const uint8_t *source, uint32_t source_size, 
 QUILL_API int sxdr_write_s32_safe(const int32_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                   uint32_t *cursor);
 
-/* These write length bytes of source as a str, hex, str3 and hex_len32 element. No NUL is looked for. An empty str or
- * hex is sent as such; an empty long one is refused with ENODATA. */
+/* These write length bytes of source as a str, hex, str3 and hex_len32 element. They do not search for a NUL. An empty
+ * str or hex is written as such. An empty str3 or hex_len32 is refused with ENODATA. */
 QUILL_API int sxdr_write_str_safe(const char *source, uint32_t length, void *message, uint32_t message_size,
                                   uint32_t *cursor);
 QUILL_API int sxdr_write_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
@@ -73,9 +73,9 @@ QUILL_API int sxdr_write_long_str_safe(const char *source, uint32_t length, void
 QUILL_API int sxdr_write_long_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
                                        uint32_t *cursor);
 
-/* --- Readers. They take the message, its length in bytes, the cursor, the destination, and its capacity in bytes. The
- * capacity must be at least the width of a fixed kind, which is the result. Fixed kinds check the capacity before the
- * tag. sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
+/* --- Readers. They take the message, its length in bytes, the cursor, the destination, and its capacity in bytes. For
+ * a fixed kind, the capacity must be at least the width of the value. That width is the result. Fixed kinds check the
+ * capacity before the tag. sxdr_read_bool_safe stores 1 only for a byte of exactly 1. */
 QUILL_API int sxdr_read_u8_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t *out,
                                 uint32_t capacity);
 QUILL_API int sxdr_read_u16_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint16_t *out,
@@ -114,9 +114,10 @@ QUILL_API int sxdr_read_long_str_size_safe(const void *message, uint32_t message
 QUILL_API int sxdr_read_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);
 QUILL_API int sxdr_read_long_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);
 
-/* sxdr_read_hex_malloc_safe reads a hex element into a new buffer (release it with free()), stores it in *out and its
- * size in *size: the length, or 1 zeroed byte for an empty element. Returns the length, or -1 with errno as above or
- * ENOMEM, and nothing stored. The cursor must not be null here: EINVAL. */
+/* sxdr_read_hex_malloc_safe reads a hex element into a new buffer (release it with free()). It stores the buffer in
+ * *out and its size in *size. The size is the length, or 1 for an empty element, whose buffer is one zero byte. Returns
+ * the length. On failure it returns -1 with errno as above or ENOMEM, and stores nothing. A null cursor is refused here
+ * with EINVAL. */
 QUILL_API int sxdr_read_hex_malloc_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t **out,
                                         uint32_t *size);
 

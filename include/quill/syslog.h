@@ -1,10 +1,10 @@
 /* quill/syslog.h: the system's log client, which takes the place of the C library's.
  *
  * openlog, syslog, vsyslog, closelog and setlogmask have the C library's names and arguments (POSIX.1-2017,
- * <syslog.h>), so a program includes <syslog.h> and calls them as always: linking with libquill is enough, and a
- * program that was linked without it gets the same client with LD_PRELOAD=libquill.so.1. A program compiled with
- * _FORTIFY_SOURCE arrives here as well. This header may be included besides, before or after; the LOG_ names come from
- * <syslog.h>.
+ * <syslog.h>). A program includes <syslog.h> and calls them as always. Linking with libquill is enough. A program that
+ * was linked without libquill gets the same client with LD_PRELOAD=libquill.so.1. A program compiled with
+ * _FORTIFY_SOURCE uses this client as well. This header may also be included, before or after <syslog.h>. The LOG_
+ * names come from <syslog.h>.
  *
  *     openlog("placementd", LOG_PID, 0);
  *     syslog(LOG_WARNING, "no VLAN left for %s: %m", station);
@@ -25,8 +25,8 @@
  *                 pipe of another thread's then closes the log's connection and does not reach the program. After the
  *                 call the program's own action is back in place; a broken connection to the daemon never runs it.
  *
- * The record, which goes to /dev/log in one datagram, or down a stream when the daemon has opened one (RFC 3164,
- * section 4.1, as local daemons expect it), is
+ * A record goes to /dev/log in one datagram, or over a stream when the daemon has opened one. It has this form (RFC
+ * 3164, section 4.1, as local daemons expect it):
  *
  *     <427>Nov 23 14:05:59 syslog[812]: the text\0
  *      |   |               |     |      |
@@ -36,15 +36,16 @@
  *      |   local time, in English
  *      the priority: 8 times the facility, and the level
  *
- * with its NUL, which separates records in a stream.
+ * The record includes its NUL, which separates records in a stream.
  *
- * A message that does not reach the daemon, because it does not run or has ended, closes the connection, and goes to
- * the console with LOG_CONS. The next message connects again. No function reports an error. errno is left as it was.
+ * When a message does not reach the daemon, because the daemon does not run or has ended, the connection is closed.
+ * With LOG_CONS the message goes to the console. The next message connects again. No function reports an error. errno
+ * is unchanged.
  *
  * All functions may be called from several threads; records are never mixed. After a fork the child may log, even if
- * another thread was logging at that moment. The process's first call of any function here prepares that, so a threaded
- * program that forks calls openlog before it starts its threads. The functions are not cancellation points and, like
- * the C library's, not for signal handlers. */
+ * another thread was logging at that moment. The process's first call of any function of this header prepares that. So
+ * a threaded program that forks must call openlog before it starts its threads. The functions are not cancellation
+ * points and, like the C library's, not for signal handlers. */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H
 
@@ -59,8 +60,8 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
 
 /* openlog sets what the following messages have in common.
  *
- * identity (kept: the text must live as long as messages are logged; null: as it was) begins each message. options
- * replaces the earlier ones:
+ * identity begins each message; null leaves it as it was. The pointer is kept, so the text must live as long as
+ * messages are logged. options replaces the earlier options:
  *
  *     LOG_PID     add the process id
  *     LOG_CONS    write a message that cannot be sent to /dev/console
@@ -68,19 +69,20 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
  *                 even if a daemon runs by then
  *     LOG_PERROR  also write each message to standard error, from the identity on
  *
- * facility (LOG_USER, LOG_DAEMON, …) becomes that of messages without one; 0, and a number that is not a facility,
- * leaves it.
+ * facility (LOG_USER, LOG_DAEMON, …) becomes the facility of messages that name none. 0 and a number that is not a
+ * facility change nothing.
  *
- * Called while connected, it drops the connection, and the next message is then lost (or goes to the console): call it
- * once, at the start, or after closelog. Compatibility: daemons depend on it. */
+ * When openlog is called while connected, it drops the connection, and the next message is lost (or goes to the
+ * console). So call it once, at the start, or after closelog. Compatibility: daemons depend on it. */
 QUILL_API void openlog(const char *identity, int options, int facility);
 
-/* Where a fortified <syslog.h> came first, it has defined the next two, as calls of the last two. */
+/* When a fortified <syslog.h> was included first, it has already defined syslog and vsyslog, as calls of __syslog_chk
+ * and __vsyslog_chk. */
 #if !defined(_SYS_SYSLOG_H) || !defined(__USE_FORTIFY_LEVEL) || __USE_FORTIFY_LEVEL == 0
 
-/* syslog formats a message as printf does, with %m for strerror(errno), and sends it. priority is a level, LOG_EMERG
- * to LOG_DEBUG, and may have a facility added. Nothing happens when the mask leaves the level out, or for a priority
- * with other bits. */
+/* syslog formats a message as printf does, with %m for strerror(errno), and sends it. priority is a level, LOG_EMERG to
+ * LOG_DEBUG, and may have a facility added. Nothing happens when the mask excludes the level, or when priority has
+ * other bits. */
 QUILL_API void syslog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 /* vsyslog does what syslog does, with its arguments in a list. */
@@ -91,12 +93,13 @@ QUILL_API void vsyslog(int priority, const char *format, va_list arguments) __at
 /* closelog closes the connection and resets what openlog and setlogmask have set. The next message connects again. */
 QUILL_API void closelog(void);
 
-/* setlogmask sets which levels are logged, LOG_MASK(level) or LOG_UPTO(level), all of them at first; 0 changes nothing.
- * Returns the mask before the call. Like openlog and closelog, it waits while another thread's message waits. */
+/* setlogmask sets which levels are logged: mask is LOG_MASK(level) or LOG_UPTO(level). At first all levels are logged.
+ * A mask of 0 changes nothing. Returns the mask before the call. Like openlog and closelog, it waits while another
+ * thread's message waits. */
 QUILL_API int setlogmask(int mask) QUILL_THROWS_NOTHING;
 
-/* __syslog_chk and __vsyslog_chk are what the compiler puts in place of syslog and vsyslog with _FORTIFY_SOURCE. They
- * do the same; programs do not call them by name. */
+/* With _FORTIFY_SOURCE the compiler calls __syslog_chk and __vsyslog_chk in place of syslog and vsyslog. They do the
+ * same; programs do not call them by name. */
 QUILL_API void __syslog_chk(int priority, int flag, const char *format, ...) __attribute__((format(printf, 3, 4)));
 QUILL_API void __vsyslog_chk(int priority, int flag, const char *format, va_list arguments)
     __attribute__((format(printf, 3, 0)));

@@ -1,11 +1,11 @@
 /* quill/tlv.h: messages of type-length-value records, driven by a table of typed fields.
  *
- * A program describes its fields in a definition table, one row a type number; sets values, packs every set field into
- * a buffer, and on the other side unpacks a buffer into the same fields, skipping types that it does not know. How a
- * field travels is its row's handler's business: an unsigned number, a long, a text and a buffer of fixed size have one
- * here.
+ * A program describes its fields in a definition table, with one row for each type number. The sender sets values, and
+ * packs every set field into a buffer. The receiver unpacks the buffer into the same fields, and skips unknown types.
+ * The handler in a field's row defines the form of the field on the wire. This header has handlers for an unsigned
+ * number, a long, a text and a buffer of fixed size.
  *
- * On the wire every number is big-endian on every host, and nothing is aligned or padded:
+ * On the wire every number is big-endian on every host, and there is no alignment or padding:
  *
  *     offset  size  what
  *     0       2     total: bytes of records that follow
@@ -17,8 +17,9 @@
  *     strhdlr    u16 length n, then n bytes of text, no NUL      2 + n
  *     bufhdlr    u16 length n, which is the row's size, n bytes  2 + n
  *
- * One process has one active table at a time: what initTLVLib stores, and tlvDefn. They have no lock, so one thread at
- * a time uses the library. A buffer that is read may hold any bytes; bytes after its length are not read.
+ * A process has one active table at a time: tlvDefn and the values that initTLVLib stores. These have no lock, so only
+ * one thread at a time may use these functions. A buffer that is read may contain any bytes. Bytes after its length are
+ * not read.
  *
  *     enum { T_UNUSED, T_VLAN, T_SEEN, T_NAME, T_MAC, T_COUNT };
  *     static struct { uint32_t vlan; int32_t seen; char name[32]; uint8_t mac[6]; } station;
@@ -57,10 +58,10 @@ enum {
     TLV_SET = 2     /* copy *value into the row's storage, without a wire; anything but 0 */
 };
 
-/* tlv_handler does op (TLV_…) for row and returns as above, or 0 when it cannot. */
+/* tlv_handler does op (TLV_…) for row. Its result is as above, or 0 when it fails. */
 typedef int (*tlv_handler)(int op, void *wire, int remaining, const void *value, tlv_row *row);
 
-/* tlv_row describes the field of one type number. The library changes what storage points at, and set. */
+/* tlv_row describes the field of one type number. The library changes only the field set and the object at storage. */
 struct tlv_row {
     void *storage;       /* where the value lives, normally in the data area; null: the field receives no values */
     tlv_handler handler; /* null: the type number is unused */
@@ -69,21 +70,22 @@ struct tlv_row {
     uint32_t set;        /* 1 once a value was set or received, 0 after a reset */
 };
 
-/* tlvDefn points at the definition table, whose index is the type number. The program sets it, in its table hook. */
+/* tlvDefn points at the definition table, whose index is the type number. The program sets tlvDefn in its table hook.
+ */
 extern QUILL_API tlv_row *tlvDefn;
 
-/* initTLVLib stores what all operations use. Each of them calls hook (may be null) first, which can make tlvDefn and
- * its rows current. rows is their number. A reset and a read clear the data area (kept). An operation that finds rows
- * but a null tlvDefn breaks the contract (reported as "tlv:100"). */
+/* initTLVLib stores the values that all operations use. Each operation first calls hook (may be null), which can set
+ * tlvDefn and update its rows. rows is the number of rows. A reset and a read clear the data area (kept). An operation
+ * with rows above 0 and a null tlvDefn breaks the contract (reported as "tlv:100"). */
 QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
 
 /* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */
 QUILL_API uint32_t tlvreset(void);
 
-/* tlvset sets the field type from what value points at: a number, a text, or as many bytes as the row's size. Returns
- * what the handler returned. That is 0 when a text is too long, or the row has no handler or no storage; then it prints
- * "Error setting data for NAME" on standard output. A type beyond the table ends the process with abort(), here and
- * below. */
+/* tlvset sets the field type to the object at value: a number, a text, or as many bytes as the row's size. Returns what
+ * the handler returned. The result is 0 when a text is too long, or when the row has no handler or no storage. tlvset
+ * then prints "Error setting data for NAME" on standard output. A type beyond the table ends the process with abort(),
+ * in this function and in those below. */
 QUILL_API int tlvset(uint32_t type, const void *value);
 
 /* tlvisset returns 1 when the field type is set, else 0. */
@@ -95,22 +97,23 @@ QUILL_API uint32_t tlvisset(uint32_t type);
 QUILL_API void *tlvget(uint32_t type);
 
 /* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used. Returns
- * 0 when they do not fit there or in a total of 65,535 bytes, or a handler refuses. Of a text or a buffer above 65,535
- * bytes, its length modulo 65,536 is packed. */
+ * 0 when the fields do not fit into buffer or into a total of 65,535 bytes, or when a handler fails. For a text or a
+ * buffer above 65,535 bytes, as many bytes as its length modulo 65,536 are packed. */
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
 /* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. It skips types without a row, a
- * handler or storage, and type 0, although settlvBuffer writes type 0: leave it unused. Returns the bytes consumed.
+ * handler or storage. It also skips type 0, although settlvBuffer writes type 0: leave type 0 unused. Returns the bytes
+ * consumed.
  *
- * Returns 0 for a damaged buffer. The fields before the damage are then read, and the field at it counts as set. Fields
- * that are not in the buffer keep their mark: call tlvreset first to distinguish them. Compatibility: peers send type 0
- * as filler. */
+ * Returns 0 for a damaged buffer. The fields before the damage are then read, and the damaged field counts as set.
+ * Fields that are not in the buffer stay set or not set as before. Call tlvreset first to distinguish them.
+ * Compatibility: peers send type 0 as filler. */
 QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
 /* The handlers; see the table above. An op other than TLV_… ends the process with abort().
  *
  * strhdlr needs room for two bytes more than it writes. On setting and decoding, it needs a row's size above the text's
- * length. A storage that the program has filled without a NUL counts as a text of the row's size. */
+ * length. When the program has filled a storage without a NUL, the text has the row's size. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

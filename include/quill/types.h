@@ -57,8 +57,8 @@
  * for them. */
 #define QUILL_INLINE static inline __attribute__((unused))
 
-/* QUILL_THROWS_NOTHING marks functions that the C library declares as well: it promises C++ that they throw nothing,
- * and a second declaration has to say the same. */
+/* QUILL_THROWS_NOTHING marks functions that the C library declares as well. The C library declares to C++ that they
+ * throw nothing, and a second declaration must do the same. */
 #if defined(__cplusplus) && defined(__THROW)
 #define QUILL_THROWS_NOTHING __THROW
 #else
@@ -67,8 +67,8 @@
 
 QUILL_BEGIN_DECLS
 
-/* quill_word is a machine word: an unsigned number, or a pointer cast to one. It is 32 bits on the device and as wide
- * as a pointer elsewhere. */
+/* quill_word is a machine word: an unsigned number, or a pointer that is cast to a number. It is 32 bits on the device
+ * and as wide as a pointer elsewhere. */
 typedef uintptr_t quill_word;
 
 /* The families of an ip_af_addr: the numbers of Linux's AF_INET and AF_INET6, in memory and in messages. */

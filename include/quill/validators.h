@@ -1,8 +1,8 @@
-/* quill/validators.h: checks and rewrites of text that people typed, on its way into configuration, messages and shell
- * commands.
+/* quill/validators.h: checks and changes of text that people typed, before it goes into configuration, messages and
+ * shell commands.
  *
  * The predicates do not agree on the result for a valid text: some return 1 and some 0. Each comment says which.
- * Compatibility: their callers read them so.
+ * Compatibility: their callers rely on these results.
  *
  * Texts may hold any bytes, for example those of a network packet. Letters and digits are those of ASCII. Spaces are
  * blank, tab, newline, vertical tab, form feed and carriage return, whatever locale the program has set. Bytes above
@@ -33,27 +33,28 @@ QUILL_API int xctoc(int c);
  *     hextoint("0x1A2b", 2)    0x1a2b
  *
  * On error it returns 0xffffffff and writes a line to standard output, with the C library's puts. The line is "Error:
- * char string too long " for a text that is too long (the blank belongs to it), and "Error: bad char" for any other
- * character and for a null text. A negative nbytes is too little for any text.
+ * char string too long " (with the blank at its end) for a text that is too long. It is "Error: bad char" for any other
+ * character and for a null text. With a negative nbytes, any text is too long.
  *
- * The valid text ffffffff gives the same number: pass a smaller nbytes, or examine the text, where the difference
- * matters. Compatibility: callers expect this number. */
+ * The valid text ffffffff gives the same number. Where the difference matters, pass a smaller nbytes or examine the
+ * text. Compatibility: callers expect this number. */
 QUILL_API uint32_t hextoint(const char *text, int nbytes);
 
-/* is_numeric returns 1 and stores the number in *value when every character of text is a decimal digit; the empty text
- * is 0. Otherwise it returns 0, and *value is the number of the digits before the first other character. A null text
- * counts as one with such a character. A number above 32 bits is taken modulo 2^32. A null value is fine. */
+/* is_numeric stores the number in *value and returns 1, when every character of text is a decimal digit. The empty text
+ * is the number 0. Otherwise it returns 0, and *value is the number of the digits before the first other character. A
+ * null text is treated as a text with such a character. A number above 32 bits is taken modulo 2^32. value may be null.
+ */
 QUILL_API int is_numeric(const char *text, uint32_t *value);
 
 /* validate_lag_num returns 1 when text is the number of a link aggregation group (port channel), 0 to 63, else 0.
- * loopback_idx_validate is the same for a loopback interface. Both take one or two digits, and the empty text for 0.
- * Null gives 0. Compatibility: forms that leave the field out mean the first one. */
+ * loopback_idx_validate is the same for a loopback interface. Both accept one or two digits, and read the empty text as
+ * 0. Null gives 0. Compatibility: forms that leave the field out mean the first one. */
 QUILL_API int validate_lag_num(const char *text);
 QUILL_API int loopback_idx_validate(const char *text);
 
 /* pap_hexify writes the len bytes at src as 2 * len lower-case hexadecimal digits to dst, and no NUL. A negative len
  * counts as 0. Returns dst + 2 * len + 2, two places after the last digit: nothing may be read or written there.
- * Compatibility: callers use it as a mark only.
+ * Compatibility: callers use the result only as a mark.
  *
  *     0x0a 0xff    0aff */
 QUILL_API char *pap_hexify(char *dst, const uint8_t *src, int len);
@@ -61,7 +62,7 @@ QUILL_API char *pap_hexify(char *dst, const uint8_t *src, int len);
 /* --- names and displayed texts */
 
 /* valid_display_string returns 0 when none of the len bytes at text is a control character of ASCII (0 to 31, 127). It
- * returns 1 when one is, and 255 for a null text or a negative len. Bytes above 127 are fine: they are UTF-8. */
+ * returns 1 when one is, and 255 for a null text or a negative len. Bytes above 127 are allowed: they are UTF-8. */
 QUILL_API int valid_display_string(const char *text, int len);
 
 /* validate_file_name replaces each of \ / : * " < > | ? among the len bytes at name by '-', in place, and returns 0.
@@ -69,10 +70,11 @@ QUILL_API int valid_display_string(const char *text, int len);
 QUILL_API int validate_file_name(char *name, int len);
 
 /* is_valid_restricted_filename returns 1 when name begins with a letter or digit and goes on with letters, digits, '_',
- * '-', '.' and blanks only. Otherwise, and for an empty or null name, 0. */
+ * '-', '.' and blanks only. Otherwise, and for an empty or null name, it returns 0. */
 QUILL_API int is_valid_restricted_filename(const char *name);
 
-/* email_addr_validate returns 0 for an address local@domain, else, and for null, -1:
+/* email_addr_validate returns -1 for null and for a text that is not an address local@domain. It returns 0 for such an
+ * address:
  *
  *     local     1 to 64 letters, digits and !#$%&'*+-/=?^_`.{|}~ (atoms and dots of RFC 5322; lengths of RFC 5321,
  *               section 4.5.3.1; no quoted form)
@@ -82,16 +84,17 @@ QUILL_API int is_valid_restricted_filename(const char *name);
 QUILL_API int email_addr_validate(const char *addr);
 
 /* domain_name_validate returns 0 for a name of letters, digits, '-' and '.' that neither begins nor ends with '-' or
- * '.'. Otherwise it returns 2 for such a beginning, then 1 for another character, then 2 for such an end. An empty or a
- * null name gives 2: it has no first character.
+ * '.'. Otherwise it checks in this order: it returns 2 for such a beginning, 1 for another character, and 2 for such an
+ * end. An empty or a null name gives 2: it has no first character.
  *
  * The first character may be anything else, as in _sip.example.com. Compatibility: service names (RFC 2782) begin so.
  */
 QUILL_API int domain_name_validate(const char *name);
 
 /* clear_quotes removes a quote (' or ") at the start of text, and another at the end, in place. They need not match,
- * and each is removed without the other. Returns the length after the removal at the start, minus 1: the index of the
- * last character before the end was removed. That is -1 for a text that is then empty, and for null.
+ * and each is removed without the other. Returns the length after the removal at the start, minus 1. This is the index
+ * of the last character before the removal at the end. The result is -1 for a text that is empty after the removal at
+ * the start, and for null.
  *
  *     "abc"    becomes abc, returns 3
  *     'abc     becomes abc, returns 2 */
@@ -99,9 +102,9 @@ QUILL_API int clear_quotes(char *text);
 
 /* --- the shell */
 
-/* has_shell_metachars returns the first character of text that has a meaning to the shell, one of < > * ? [ ] | ; & ( )
- * { } # $ \ ! % ^ `, so that a message can show it. Returns 0 when text has no such character, and 255 for a null text.
- */
+/* has_shell_metachars returns the first character of text that has a meaning to the shell, so that a message can show
+ * it. These characters are < > * ? [ ] | ; & ( ) { } # $ \ ! % ^ `. Returns 0 when text has no such character, and 255
+ * for a null text. */
 QUILL_API int has_shell_metachars(const char *text);
 
 /* has_shell_specialchars returns c when it is one of the characters above or one of @ . " , / : = - + _ ~, else 0. */
@@ -117,9 +120,9 @@ QUILL_API void insert_in_str(char *text, char c, int pos);
  *     a;b c    a\;b c
  *     a.b      a\.b
  *
- * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. There are
- * exceptions: an empty src, and one with a quote ('), a blank, a tab or a newline, which stay as they are. A blank
- * separates words, a newline ends the command, and a quote runs on to the next. Refuse such texts first:
+ * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. The exceptions are
+ * an empty src, and a src with a quote ('), a blank, a tab or a newline: these characters are not escaped. A blank
+ * separates words, a newline ends the command, and a quote extends to the next quote. Refuse such texts first:
  *
  *     if (*name == '\0' || strpbrk(name, "' \t\n")) return refuse(name);
  *

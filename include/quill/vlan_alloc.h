@@ -1,16 +1,16 @@
-/* quill/vlan_alloc.h: spreads wireless clients over the VLANs of a pool.
+/* quill/vlan_alloc.h: distributes wireless clients over the VLANs of a pool.
  *
  * A pool is an array of VLAN ids of any length; entries of 0 are empty slots. The assign functions choose a VLAN for a
- * client: the one with the fewest users, or one by a hash of the client's MAC address, so that the same client lands in
- * the same VLAN again. They only choose: the caller records the choice with vlan_alloc_update(id, 1, log) and gives it
- * back with vlan_alloc_update(id, 0, log).
+ * client: the VLAN with the fewest users, or one by a hash of the client's MAC address. With the hash, the same client
+ * gets the same VLAN again. They only choose. The caller records the choice with vlan_alloc_update(id, 1, log), and
+ * releases it with vlan_alloc_update(id, 0, log).
  *
- * Usage is counted from one, so that a VLAN that is known but unused (1) differs from one that is not known (0): seed
- * the pool's VLANs with vlan_alloc_add(id, 1, log). A VLAN never seen counts as the least used of all; its first
- * allocation stores 2.
+ * Usage is counted from 1, so a VLAN that is known but unused (1) differs from an unknown VLAN (0). First add the
+ * pool's VLANs with vlan_alloc_add(id, 1, log). An unknown VLAN counts as the least used of all. Its first allocation
+ * stores 2.
  *
- * Diagnostics go to the caller's log function as "function (vlan_alloc:line): text", at most 127 characters, which last
- * until it returns:
+ * Diagnostics go to the caller's log function as "function (vlan_alloc:line): text", at most 127 characters. The text
+ * lasts until the log function returns:
  *
  *     level  function           line           text
  *     1      vlan_alloc_init    52             Hash creation failed
@@ -22,10 +22,10 @@
  *     0      vlan_alloc_update  153            Vlan Alloc failed: vlanid doesn't exist; vlan_id=V
  *     1      vlan_alloc_get     173            Vlan Alloc failed: vlan id not found, usage=0, vlan_id=V
  *
- * vlan_alloc_get is the name of the look-ups that choosing the least used makes. Where a function logs as the last
- * thing it does, it returns what log returned. A null log keeps everything silent. Without a table, all usages are 0.
+ * vlan_alloc_get is the name for the look-ups of the least-used functions. When a function's last action is a call of
+ * log, it returns what log returned. With a null log nothing is logged. Without a table, all usages are 0.
  *
- * The usage table is one for the process and has no lock: all calls come from one thread, or under the caller's lock.
+ * The process has one usage table, which has no lock. Make all calls from one thread, or under a lock of the caller's.
  *
  *     vlan_alloc_init(log);
  *     for (i = 0; i < n; i++)
@@ -33,8 +33,7 @@
  *     vlan = vlan_alloc_assign_leastUsed(pool, n, log);
  *     vlan_alloc_update(vlan, 1, log);                    // the client came
  *     vlan_alloc_update(vlan, 0, log);                    // the client left
- *     vlan_alloc_exit();
- */
+ *     vlan_alloc_exit(); */
 #ifndef QUILL_VLAN_ALLOC_H
 #define QUILL_VLAN_ALLOC_H
 
@@ -47,7 +46,7 @@ QUILL_BEGIN_DECLS
 typedef quill_word (*vlan_alloc_log)(unsigned level, const char *message);
 
 /* vlanPool_usage_hash_table maps VLAN ids to usages; null before vlan_alloc_init and after vlan_alloc_exit. Programs
- * may look into it: HashFind(vlanPool_usage_hash_table, vlan) is the usage. */
+ * may read it: HashFind(vlanPool_usage_hash_table, vlan) is the usage. */
 extern QUILL_API sHash *vlanPool_usage_hash_table;
 
 /* vlan_alloc_init creates the usage table and returns it as a word. Without memory it returns what log returned, or 0
@@ -61,15 +60,15 @@ QUILL_API void vlan_alloc_exit(void);
 /* vlan_alloc_print writes every VLAN with its usage to standard error, on the usage table's own cursor. */
 QUILL_API void vlan_alloc_print(void);
 
-/* vlan_alloc_add makes a VLAN known with a usage, normally 1 and never 0. Returns 1, or 0 when it is known or memory
- * ran out. */
+/* vlan_alloc_add adds a VLAN with a usage, normally 1 and never 0. Returns 1, or 0 when the VLAN is already known or
+ * memory ran out. */
 QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_log log);
 
-/* vlan_alloc_release forgets a VLAN, whatever its usage. Returns 1, or 0 when it was not known. */
+/* vlan_alloc_release removes a VLAN, whatever its usage. Returns 1, or 0 when the VLAN was not known. */
 QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
 
-/* vlan_alloc_update counts one user more on a VLAN (allocate not 0) or one fewer (0). Usage never falls below 1. A
- * release that would, and one of a VLAN that is not known, changes nothing and is logged.
+/* vlan_alloc_update adds one user to a VLAN (allocate is not 0) or removes one (allocate is 0). Usage never falls below
+ * 1. A release that would make it less than 1, and a release of an unknown VLAN, change nothing and are logged.
  *
  *     call                               returns
  *     allocation                         what log returned; without a log 1, or 0 when memory ran out
@@ -77,15 +76,15 @@ QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
  *     release that changed nothing       what log returned; without a log the usage found */
 QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log log);
 
-/* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), the first of several; 0
- * when the list has no VLAN. A list with just one entry gives list[0] as it is: 0 when that slot is empty. Costs a
- * look-up for every entry, and another one as long as the best so far is not known. Compatibility: programs rely on the
- * single entry. */
+/* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), or the first of
+ * several. It returns 0 when the list has no VLAN. A list with just one entry gives list[0] as it is: 0 when that slot
+ * is empty. The call makes a look-up for every entry, and a second one as long as the best VLAN so far is unknown.
+ * Compatibility: programs rely on the single entry. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
-/* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark, or over
- * all when it marks every one; a list with just one VLAN gives list[0] whatever the filter. The filter has the
- * VMAP_WORDS words of a vmap. Returns 0 for a null filter. */
+/* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark. When
+ * filter marks every VLAN, all are used. A list with just one VLAN gives list[0], whatever the filter. The filter has
+ * the VMAP_WORDS words of a vmap. Returns 0 for a null filter. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
                                                       const uint32_t *filter);
 
@@ -93,8 +92,8 @@ QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint
  * the one at the XOR of the six bytes modulo n. Returns 0 when the list has no VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac);
 
-/* vlan_alloc_assign_hashBased_filter is vlan_alloc_assign_hashBased over the VLANs that filter does not mark, or over
- * all when it marks every one. Returns 0 for a null filter. */
+/* vlan_alloc_assign_hashBased_filter is vlan_alloc_assign_hashBased over the VLANs that filter does not mark. When
+ * filter marks every VLAN, all are used. Returns 0 for a null filter. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased_filter(const uint16_t *list, uint32_t count, const void *mac,
                                                       const uint32_t *filter);
 

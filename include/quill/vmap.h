@@ -1,21 +1,21 @@
 /* quill/vmap.h: a set of VLAN ids (IEEE 802.1Q, 1 to 4094) as a bitmap, shared by reference counting.
  *
  * A map is 4,096 bits, a reference count and a cached text: 520 bytes on the device. Holders share one map with
- * vmap_clone, and each releases its own reference with vmap_free. A function that changes bits takes the holder's
- * handle. When the map is shared, it first makes a private copy and stores that in the handle (copy on modify), so
- * other holders never see the change.
+ * vmap_clone, and each releases its own reference with vmap_free. A function that changes bits takes the address of the
+ * holder's pointer (its handle). When the map is shared, the function first makes a private copy and stores that in the
+ * handle (copy on modify). So the change does not affect other holders.
  *
  *     vmap *pool = vmap_from_string("10-20,30");
  *     if (pool && vmap_delete_range(&pool, 15, 15))
  *         puts(vmap_to_string(pool));                     // 10-14,16-20,30
  *     vmap_free(pool);
  *
- * Range text, as vmap_from_string and vmap_validate_string accept it: "0" for no id, "all" (in any case) for 1-4094, or
- * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are fine. Blanks, signs, empty items, an id of
- * 0 or above 4094 and a range that runs downwards are not. Order does not matter and items may overlap.
+ * vmap_from_string and vmap_validate_string accept range text. It is "0" for no id, "all" (in any case) for 1-4094, or
+ * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are allowed. Blanks, signs, empty items, an id
+ * of 0 or above 4094 and a range that runs downwards are not allowed. Order does not matter and items may overlap.
  *
- * One thread at a time uses a map, also one that several holders share: the count is a plain number. A map must not be
- * null, unless a function says otherwise. */
+ * Only one thread at a time may use a map, also a map that several holders share: the count is a plain number. A map
+ * must not be null, unless a function says otherwise. */
 #ifndef QUILL_VMAP_H
 #define QUILL_VMAP_H
 
@@ -47,14 +47,14 @@ QUILL_API void vmap_free(vmap *map);
 /* vmap_clone adds a reference and returns the same map; release it with vmap_free. */
 QUILL_API vmap *vmap_clone(vmap *map);
 
-/* vmap_copy_on_modify returns map itself when it has exactly one reference, else a new map with the same bits, one
- * reference and no text; null when out of memory. The references of map stay as they are. */
+/* vmap_copy_on_modify returns map itself when it has exactly one reference. Otherwise it returns a new map with the
+ * same bits, one reference and no text, or null when out of memory. The references of map are unchanged. */
 QUILL_API vmap *vmap_copy_on_modify(vmap *map);
 
 /* The functions that change *map return 1, or 0 with everything unchanged when a copy was needed and memory ran out. */
 
-/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. Bits 0 to 4095 can be named; ids outside
- * are ignored, and a range that runs downwards changes nothing. */
+/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. The ids may be 0 to 4095. Other ids are
+ * ignored, and a range that runs downwards changes nothing. */
 QUILL_API int vmap_add_range(vmap **map, int32_t first, int32_t last);
 QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
 
@@ -62,19 +62,19 @@ QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
 QUILL_API int vmap_merge(vmap **map, const vmap *other);
 QUILL_API int vmap_exclude(vmap **map, const vmap *other);
 
-/* vmap_invert turns every one of the 4,096 bits over, 0 and 4095 too: the inverse of an empty map is not empty to
- * vmap_is_empty even after 1-4094 is removed from it. */
+/* vmap_invert inverts all 4,096 bits, also 0 and 4095. So for the inverse of an empty map, vmap_is_empty returns 0 even
+ * after 1-4094 is removed from it. */
 QUILL_API int vmap_invert(vmap **map);
 
-/* vmap_set_bits replaces all bits by the VMAP_WORDS words. */
+/* vmap_set_bits replaces all bits by those of the VMAP_WORDS words. */
 QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
 
-/* vmap_clear empties *map in place unless it is shared. A shared map is replaced in the handle by a new empty one, and
- * the old map keeps its count: one of its other holders must call vmap_free once more, or the map leaks. Compatibility:
+/* vmap_clear empties *map in place unless it is shared. In the handle, a shared map is replaced by a new empty map. The
+ * old map keeps its count: one of its other holders must call vmap_free once more, or the map leaks. Compatibility:
  * holders do so. */
 QUILL_API int vmap_clear(vmap **map);
 
-/* vmap_clear_string forgets the cached text and frees it. */
+/* vmap_clear_string removes the cached text and frees it. */
 QUILL_API void vmap_clear_string(vmap *map);
 
 /* vmap_to_string returns the ids as range text, "0" for an empty set: borrowed, until the map changes or is freed.
@@ -88,24 +88,25 @@ QUILL_API vmap *vmap_from_string(const char *text);
 /* vmap_validate_string returns 1 when vmap_from_string would accept text, else 0. */
 QUILL_API int vmap_validate_string(const char *text);
 
-/* vmap_to_range_str returns the ids as range text, or with invert the ids of 1 to 4094 that are not in the map; "" for
- * an empty set. A null map is an empty one.
+/* vmap_to_range_str returns the ids as range text. With invert it returns the ids of 1 to 4094 that are not in the map.
+ * For an empty set it returns "". A null map is an empty one.
  *
  * The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes. The next call overwrites it, and a longer
- * text is cut at 1,023 characters. It is not for several threads: use vmap_to_string there.
+ * text is cut at 1,023 characters. Do not call it from several threads: use vmap_to_string instead.
  *
- * A map whose reference count is 0 counts as empty, and one whose count is 4094 as full, also with just that many
- * holders. Compatibility: programs use the count as such a mark. */
+ * A map with a reference count of 0 counts as empty. A map with a count of 4094 counts as full, also when it really has
+ * that many holders. Compatibility: programs use the count as a mark for an empty or full map. */
 QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 
-/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h. It writes a bool 1 and the range text when that str
- * element is shorter than 640 bytes. Otherwise, and when there is no memory for the text, it writes a bool 0 and the
- * 128 words as u32 elements: 643 bytes. Returns the bytes written, at most what vmap_sxdr_size returned before. */
+/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h. It writes a bool 1 and the range text as a str
+ * element, when that element is shorter than 640 bytes. Otherwise, and when there is no memory for the text, it writes
+ * a bool 0 and the 128 words as u32 elements: 643 bytes. Returns the bytes written, at most what vmap_sxdr_size
+ * returned before. */
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
 /* vmap_sxdr_read replaces the bits of map (not shared) by those of a message. The elements must be complete: it does
- * not compare lengths with the message's end. From another process, take a set as a str element that sxdr_read_str_safe
- * and vmap_from_string read. Only a bool of 1 means that a text follows.
+ * not compare lengths with the message's end. To receive a set from another process, use a str element and read it with
+ * sxdr_read_str_safe and vmap_from_string. Only a bool of 1 means that a text follows.
  *
  * Returns the bytes consumed, or 0:
  *
@@ -131,11 +132,12 @@ QUILL_API int vmap_is_empty(const vmap *map);
 /* vlan_idx_validate returns 1 when text is a VLAN id, 1 to 4 digits of a number from 1 to 4094, else 0 (null too). */
 QUILL_API int vlan_idx_validate(const char *text);
 
-/* The two functions below are for tables of ids kept as plain bits; quill/idx_table.h hands out indices faster.
+/* The two functions below are for tables of ids that are kept as plain bits. quill/idx_table.h allocates indices
+ * faster.
  *
- * bitid_init returns a new array of bits for n ids, bit k being bit k % 8 of byte k / 8, a set bit meaning in use; null
- * when out of memory. The ids are 0 to n - 1; with a non-null reserve_zero they are 1 to n and bit 0 is in use. The
- * bits after the last id are in use too, so a search for a clear bit may go byte by byte. Release it with
+ * bitid_init returns a new array of bits for n ids, or null when out of memory. Bit k is bit k % 8 of byte k / 8, and a
+ * set bit means in use. The ids are 0 to n - 1. With a non-null reserve_zero they are 1 to n, and bit 0 is in use. The
+ * bits after the last id are in use too, so a search for a clear bit may go byte by byte. Release the array with
  * bitid_finish. */
 QUILL_API uint8_t *bitid_init(uint32_t n, const void *reserve_zero);
 

@@ -20,7 +20,7 @@ typedef struct web_cc_cat_rep_range {
 
 enum { WEB_CC_BANDS = 5 }; /* number of bands */
 
-/* web_cc_cat_rep_ranges has the bands, that of id 1 first; num_web_cc_rep_map_size is their number.
+/* web_cc_cat_rep_ranges has the bands, with the band of id 1 first. num_web_cc_rep_map_size is their number.
  *
  *     id    scores    name
  *     1     1-20      high-risk
@@ -69,8 +69,8 @@ QUILL_API const char *web_cc_cat_string(uint32_t category);
 
 /* --- IP reputation */
 
-/* ip_rep_threat_mask_string returns the name of the lowest bit of threat_mask that has one, and "N/A" when no such bit
- * is set. Compatibility: displays have room for one kind of threat, also where the mask has several.
+/* ip_rep_threat_mask_string returns the name of the lowest set bit of threat_mask that has a name, and "N/A" when no
+ * such bit is set. Compatibility: displays have room for one kind of threat, also where the mask has several.
  *
  *     0x1    spam source            0x10   scanners               0x100  anonymous proxy
  *     0x2    windows exploits       0x20   denial of service      0x200  reserved
