@@ -13,8 +13,8 @@
 //     summary   bit b set: bucket b has a free index
 //     buckets   bit k of bucket b set: the index at offset 64 b + k from first is free
 //
-// The lowest set bit of the summary and then of that bucket is the free index nearest to first. Bits after the last
-// index are never set.
+// The lowest set bit of the summary selects a bucket; the lowest set bit of that bucket is the free index nearest to
+// first. Bits after the last index are never set.
 
 struct idx_table {
     uint16_t first;
@@ -64,7 +64,8 @@ struct Slot {
     }
 };
 
-// The slot of index; none outside the range. An index on the wrong side of first wraps to an offset beyond every range.
+// Returns the slot of index, or nothing if index is outside the range. An index on the wrong side of first wraps to an
+// offset beyond every range.
 std::optional<Slot> slot_of(idx_table &table, uint32_t index) {
     const bool down = table.first > table.last;
     const uint32_t span = down ? table.first - table.last : table.last - table.first;

@@ -21,14 +21,15 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
-// The caller's log function, and the operation that logs. A call puts together "function (vlan_alloc:line): text" and
-// returns what the caller's function did, or without_log without one. The lines are part of the messages: support staff
-// search logs for them.
+// The caller's log function, and the operation that logs. A call builds "function (vlan_alloc:line): text" and returns
+// the result of the caller's function, or without_log if there is no function. The line numbers are part of the
+// messages, and are fixed. Compatibility: support staff search logs for them.
 class Log {
 public:
     Log(vlan_alloc_log function, const char *operation) : function_(function), operation_(operation) {}
 
-    // Texts and numbers, put together without printf: a daemon that places stations logs several for each.
+    // Texts and numbers are joined without printf, which is faster: a daemon that places stations logs several messages
+    // for each station.
     template <typename... Parts>
     quill_word operator()(Level level, int line, quill_word without_log, Parts... parts) const {
         return function_ ? write(function_, operation_, level, line, parts...) : without_log;
@@ -82,7 +83,7 @@ quill_word give_back(uint32_t vlan, const Log &log) {
     return static_cast<quill_word>(HashUpdateKeyAndValue(vlanPool_usage_hash_table, vlan, usage - 1));
 }
 
-// --- choosing. A pool is a list of entries in which 0 is an empty slot.
+// --- choosing a VLAN. A pool is a list of entries; an entry of 0 is an empty slot.
 
 using Pool = std::span<const uint16_t>;
 
@@ -93,7 +94,8 @@ Pool checked(const uint16_t *list, uint32_t count, const char *function) {
 
 bool any(uint16_t vlan) { return vlan != 0; }
 
-// The VLANs that a filter, a bitmap in the layout of a vmap, leaves. Ids beyond the bitmap are never marked.
+// Holds for the VLANs that the filter does not mark. The filter is a bitmap in the layout of a vmap. Ids beyond the
+// bitmap are never marked.
 struct NotMarked {
     const uint32_t *filter;
 
@@ -108,8 +110,8 @@ uint32_t count_of(Pool pool, Usable usable) {
     return static_cast<uint32_t>(std::count_if(pool.begin(), pool.end(), usable));
 }
 
-// The first entry with the smallest usage. That of a VLAN that is not known is looked up for every comparison: each of
-// these look-ups is logged.
+// The first entry with the smallest usage. The usage of an unknown VLAN is looked up again for every comparison,
+// because each of these look-ups is logged.
 template <typename Usable>
 uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
     uint32_t best = 0;
@@ -122,7 +124,7 @@ uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
         }
         if (best_usage == 0) best_usage = usage_of(best, log);
         const quill_word usage = usage_of(vlan, log);
-        const bool is_less = usage < best_usage;  // without a branch: no processor can foresee it
+        const bool is_less = usage < best_usage;  // without a branch, because processors cannot predict it
         best = is_less ? vlan : best;
         best_usage = is_less ? usage : best_usage;
     }
@@ -191,7 +193,7 @@ uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_
     const Pool pool = checked(list, count, __func__);
     switch (count_of(pool, any)) {
         case 0: return 0;
-        case 1: return pool[0];  // as it is, also when the one VLAN is in another slot
+        case 1: return pool[0];  // always this slot, even if the one VLAN is in another one
         default: return least_used(pool, any, log);
     }
 }

@@ -16,17 +16,16 @@
 
 // How it works
 //
-// Everything that lists ids goes through for_each_run(), which finds the ends of runs a word at a time; everything that
-// changes bits goes through modify(), which makes the private copy and drops the text; everything that reads range text
-// goes through parse_ranges().
+// Functions that list ids use for_each_run(), which finds the ends of runs a word at a time. Functions that change bits
+// use modify(), which makes the private copy and drops the text. Functions that read range text use parse_ranges().
 
 namespace {
 
 constexpr int32_t kLastBit = VMAP_WORDS * 32 - 1;
 constexpr uint32_t kEndId = VMAP_LAST_ID + 1;
 
-// On the wire, a str element of at most this size carries the text; anything longer goes as words, which take just as
-// much room as the smallest str element that does not.
+// On the wire, a text is sent as a str element of at most this size. A longer text is sent as words, which take as many
+// bytes as the smallest str element that is too long.
 constexpr uint32_t kLongestStrElement = 639;
 
 // --- bits
@@ -49,13 +48,13 @@ void set_range(uint32_t *words, int32_t first, int32_t last) {
     for_each_word(words, first, last, [](uint32_t &word, uint32_t mask) { word |= mask; });
 }
 
-// The first VLAN id at or above from whose bit, XORed with flip, is set; kEndId when no such id follows.
+// Returns the first VLAN id, at or above `from`, whose bit XORed with flip is set; kEndId if there is no such id.
 uint32_t next_member(const uint32_t *words, uint32_t flip, uint32_t from) {
     constexpr uint32_t kBlock = 4;
     uint32_t i = from / 32;
     uint32_t members = (words[i] ^ flip) & ~0u << from % 32;
     while (!members) {
-        // Long stretches have none, and are passed over a block at a time.
+        // Long stretches have no such bit, so they are skipped a block at a time.
         const auto at = [&](uint32_t k) { return words[i + k] ^ flip; };
         if (++i == VMAP_WORDS) return kEndId;
         while (i + kBlock <= VMAP_WORDS && !(at(0) | at(1) | at(2) | at(3))) i += kBlock;
@@ -65,7 +64,7 @@ uint32_t next_member(const uint32_t *words, uint32_t flip, uint32_t from) {
     return std::min(kEndId, i * 32 + static_cast<uint32_t>(std::countr_zero(members)));
 }
 
-// Calls visit(first, last) for every longest run of VLAN ids whose bits, XORed with flip, are set.
+// Calls visit(first, last) for every maximal run of VLAN ids whose bits, XORed with flip, are set.
 template <typename Visit>
 void for_each_run(const uint32_t *words, uint32_t flip, Visit visit) {
     for (uint32_t id = VMAP_FIRST_ID; (id = next_member(words, flip, id)) < kEndId;) {
@@ -106,7 +105,7 @@ void add_run(BoundedText &text, uint32_t first, uint32_t last) {
 char *new_text(const uint32_t *words) {
     size_t size = 1;
     for_each_run(words, 0, [&](uint32_t first, uint32_t last) {
-        size += first == last ? sizeof "4094" : sizeof "4093-4094";  // the NULs are the commas' room
+        size += first == last ? sizeof "4094" : sizeof "4093-4094";  // with room for the comma
     });
     if (size == 1) return strdup("0");
     quill::Owned<char> text(static_cast<char *>(malloc(size)));
@@ -118,14 +117,14 @@ char *new_text(const uint32_t *words) {
 
 // --- text in
 
-// Reads a VLAN id and steps over its digits; returns 0 for anything else.
+// Reads a VLAN id and moves past its digits; returns 0 if there is no VLAN id.
 template <int kMostDigits = quill::kAnyNumber>
 int32_t read_id(const char *&text) {
     const uint32_t id = quill::read_digits<quill::Overflow::kStops, kMostDigits>(text, VMAP_LAST_ID);
     return id <= VMAP_LAST_ID ? static_cast<int32_t>(id) : 0;
 }
 
-// Calls add(first, last) for every item of a range text, up to the first fault. False when there is one.
+// Calls add(first, last) for every item of a range text, up to the first fault. Returns false if there is a fault.
 template <typename Add>
 bool parse_ranges(const char *text, Add add) {
     if (text[0] == '0' && text[1] == '\0') return true;
@@ -186,7 +185,7 @@ uint32_t read_words(uint32_t *words, const uint8_t *source) {
 uint32_t read_text(uint32_t *words, const uint8_t *source) {
     std::fill_n(words, VMAP_WORDS, 0u);
     char text[kLongestStrElement + 1];
-    if (sxdr_read_str_size(source) >= sizeof text) return 0;  // too long, or another kind, which has the largest size
+    if (sxdr_read_str_size(source) >= sizeof text) return 0;  // or it is another kind
     const uint32_t consumed = sxdr_read_str(text, source);
     return parse_ranges(text, [&](int32_t first, int32_t last) { set_range(words, first, last); }) ? consumed : 0;
 }
@@ -250,7 +249,7 @@ int vmap_set_bits(vmap **map, const uint32_t *bits) {
 
 int vmap_clear(vmap **map) {
     if ((*map)->references >= 2) {
-        // The old map's count stays as it is: its other holders own this handle's reference from now on.
+        // The old map's count does not change: from now on, its other holders own this handle's reference.
         vmap *fresh = vmap_alloc();
         if (!fresh) return 0;
         *map = fresh;
@@ -286,7 +285,7 @@ int vmap_validate_string(const char *text) {
 const char *vmap_to_range_str(const vmap *map, int invert) {
     static char text[VMAP_RANGE_STR_SIZE];
     static constexpr uint32_t kEmpty[VMAP_WORDS] = {};
-    // The count tells an unused record (0) and a full one (as many as there are VLANs) without a look at the bits.
+    // The count identifies an unused record (0) and a full one (the number of VLANs), so the bits need not be read.
     const bool full = map && map->references == VMAP_LAST_ID;
     const bool scanned = map && map->references != 0 && !full;
     const uint32_t flip = (invert != 0) != full ? ~0u : 0;

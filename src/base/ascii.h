@@ -1,5 +1,5 @@
-// Character classes, letter case and hexadecimal digits of ASCII alone: what a text means must not depend on the locale
-// that a program has set. Every other byte, those above 127 included, belongs to no class.
+// Character classes, letter case and hexadecimal digits, for ASCII only: the meaning of a text must not depend on the
+// program's locale. Every other byte, those above 127 included, belongs to no class.
 #pragma once
 
 #include <stdint.h>
@@ -13,7 +13,7 @@ constexpr bool is_alphanumeric(int c) { return is_digit(c) || ('a' <= c && c <= 
 // Blank, tab, newline, vertical tab, form feed and carriage return.
 constexpr bool is_space(int c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
 
-// 0-15, or -1 for other characters than hexadecimal digits.
+// Returns 0 to 15, or -1 if c is not a hexadecimal digit.
 constexpr int hex_value(int c) {
     if (is_digit(c)) return c - '0';
     const unsigned letter = (static_cast<unsigned>(c) | 0x20) - 'a';  // of either case

@@ -1,4 +1,4 @@
-// Texts in buffers of a given size: what does not fit is cut off, and counted all the same, as snprintf does.
+// Texts in buffers of a given size. As with snprintf, text that does not fit is cut off but still counted.
 #pragma once
 
 #include <stdarg.h>
@@ -12,7 +12,7 @@
 
 namespace quill {
 
-// A text that grows in a caller's buffer, with a NUL after it at all times. A buffer of no bytes is left alone. Texts
+// A text that grows in a caller's buffer, with a NUL after it at all times. A buffer of size 0 is not written to. Texts
 // that are added must not overlap the buffer.
 class BoundedText {
 public:
@@ -44,7 +44,8 @@ public:
         }
         length_ += text.size();
     }
-    // As vsnprintf writes it. False when it is cut, or the C library gives up: what it wrote until then stays.
+    // Adds what vsnprintf writes. Returns false if it is cut off or the C library fails; what was written until then
+    // stays.
     [[gnu::format(printf, 2, 0)]] bool add_format(const char *format, va_list arguments) {
         char *const to = end();
         const size_t room = size_ - kept();
@@ -73,7 +74,7 @@ private:
     size_t length_ = 0;
 };
 
-// strlcpy and strlcat, which not every C library has. Both return the length that they tried to make.
+// strlcpy and strlcat, which not every C library has. Both return the length that the whole text would have.
 inline size_t copy_text(char *out, size_t size, std::string_view text) {
     BoundedText copy(out, size);
     copy.add(text);

@@ -1,5 +1,5 @@
-// Thread cancellation, held off. A thread that is cancelled in the middle never releases what it holds: the library is
-// compiled without exceptions, so no destructor runs for it.
+// Disables thread cancellation. A thread that is cancelled inside the library never releases what it holds: the library
+// is compiled without exceptions, so no destructor runs.
 #pragma once
 
 #include <pthread.h>

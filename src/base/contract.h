@@ -4,8 +4,8 @@
 namespace quill {
 
 // Ends the process through the C library's assertion report, also when NDEBUG is defined. Source and line identify the
-// rule. They are fixed, and not those of the real file. Compatibility: log matchers and crash statistics in the field
-// search for them.
+// rule. They are fixed values, and do not refer to the real file. Compatibility: log matchers and crash statistics in
+// the field search for them.
 [[noreturn, gnu::cold]] void contract_violation(const char *expression, const char *source, unsigned line,
                                                 const char *function);
 

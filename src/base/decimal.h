@@ -1,5 +1,5 @@
-// Decimal numbers in texts: digits of ASCII, whatever the locale, and a known result for numbers of any size, which the
-// C library's atoi and scanf leave undefined.
+// Decimal numbers in texts: ASCII digits in every locale, and a defined result for numbers of any size. The C library's
+// atoi and scanf leave the result of large numbers undefined.
 #pragma once
 
 #include <limits.h>
@@ -11,16 +11,16 @@
 
 namespace quill {
 
-// What becomes of a number that grows beyond the largest one.
+// How a number beyond the largest value is handled.
 enum class Overflow {
-    kWraps,   // it is what it is modulo 2 to the 32
-    kClamps,  // it stays at the largest
-    kStops,   // it is what it then is, and the rest of its digits is not read
+    kWraps,   // the result is the number modulo 2 to the 32
+    kClamps,  // the result is the largest value
+    kStops,   // the result is the number read so far, and its other digits are not read
 };
 
 constexpr int kAnyNumber = -1;
 
-// Reads at most kMost digits, moves text past them and returns their number; 0 without a digit.
+// Reads at most kMost digits, moves text past them and returns their value; 0 if there is no digit.
 template <Overflow kOverflow, int kMost = kAnyNumber>
 constexpr uint32_t read_digits(const char *&text, uint32_t largest = UINT32_MAX) {
     uint32_t number = 0;

@@ -28,14 +28,14 @@ public:
     int get() const { return fd_; }
     explicit operator bool() const { return fd_ != -1; }
 
-    // Gives the descriptor away.
+    // Returns the descriptor, and no longer owns it.
     int release() {
         const int fd = fd_;
         fd_ = -1;
         return fd;
     }
 
-    // For where a failing close matters: returns what close does. The descriptor is gone either way.
+    // Returns the result of close, for callers to which a failure matters. The descriptor is gone either way.
     int close() { return ::close(release()); }
 
     void reset() {
@@ -57,7 +57,8 @@ inline int clear_of_standard_descriptors(int fd) {
     return moved == -1 ? low.release() : moved;
 }
 
-// Writes all of it, whatever signals come in between. On false, errno says why, and a part may be written.
+// Writes all bytes, even if signals interrupt it. Returns false with errno if that fails; a part may then have been
+// written.
 [[nodiscard]] inline bool write_all(int fd, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written = repeat_if_interrupted([&] { return write(fd, bytes.data(), bytes.size()); });

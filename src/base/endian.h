@@ -1,5 +1,5 @@
-// Numbers of either byte order at unaligned addresses: messages are big-endian, and so are addresses when they are
-// hashed; some standards require little-endian.
+// Numbers of either byte order at unaligned addresses. Messages are big-endian, and so are addresses when they are
+// hashed. Some standards require little-endian.
 #pragma once
 
 #include <stdint.h>

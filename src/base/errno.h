@@ -1,4 +1,4 @@
-// Work in between that leaves errno as it was, and calls that a signal interrupts.
+// Code that keeps errno unchanged, and calls that a signal may interrupt.
 #pragma once
 
 #include <errno.h>
@@ -19,7 +19,7 @@ private:
     const int callers_ = errno;
 };
 
-// Calls until the result is not -1, or -1 for another reason than a signal.
+// Repeats the call while it returns -1 because of a signal.
 template <typename Call>
 auto repeat_if_interrupted(Call call) {
     for (;;) {

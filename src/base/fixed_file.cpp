@@ -21,7 +21,7 @@ Descriptor quill::open_fixed(const char *path, int flags, mode_t mode) {
         return {};
     }
     if (!(flags & O_CREAT) || found.st_nlink <= 1) return file;
-    // Renamed over the old one: if the name were free for a moment, another user could take it.
+    // The new file is renamed over the old one. If the name were free for a moment, another user could take it.
     uint64_t random;
     char fresh[64];
     if (getrandom(&random, sizeof random, GRND_NONBLOCK) != sizeof random) return {};

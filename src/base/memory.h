@@ -1,4 +1,5 @@
-// Heap memory with an owner, from the C library's malloc: what the library hands out is released with free().
+// Heap memory with an owner. It comes from the C library's malloc, because programs release what the library returns
+// with free().
 #pragma once
 
 #include <stdlib.h>
@@ -15,13 +16,14 @@ struct Free {
 template <typename T>
 using Owned = std::unique_ptr<T, Free>;
 
-// n zeroed objects, null when memory runs out. T must be valid with all bits zero and trivially destructible.
+// Returns n zeroed objects, or null if memory runs out. T must be valid with all bits zero and trivially destructible.
 template <typename T>
 [[nodiscard]] Owned<T> new_zeroed(size_t n = 1) {
     return Owned<T>(static_cast<T *>(calloc(n, sizeof(T))));
 }
 
-// One value-initialised object. malloc and a few stores: glibc's calloc does not use the per-thread cache.
+// One value-initialised object. It uses malloc and a few stores, because glibc's calloc does not use the per-thread
+// cache.
 template <typename T>
 [[nodiscard]] Owned<T> new_object() {
     void *memory = malloc(sizeof(T));

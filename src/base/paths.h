@@ -1,4 +1,4 @@
-// The fixed paths of the system: what the library finds, and leaves, outside the process.
+// The fixed paths of the system that the library reads and writes.
 #pragma once
 
 namespace quill::paths {
@@ -19,23 +19,23 @@ inline constexpr char kOsBuild[] = "/proc/osbuild";
 inline constexpr char kMemory[] = "/proc/meminfo";
 inline constexpr char kProgramOf[] = "/proc/%d/exe";  // of the process with that id
 
-// What the system's programs share, until the next start.
+// Files that the system's programs share until the next start.
 inline constexpr char kTmp[] = "/tmp";
 inline constexpr char kMeshRole[] = "/tmp/mesh_role";
 inline constexpr char kFlashHistory[] = "/tmp/flashophist";
 inline constexpr char kFlashLockKey[] = "/tmp/mtd";
 inline constexpr char kControllerId[] = "/tmp/cfgmContId";
 
-// What outlasts it.
+// Files that survive a restart.
 inline constexpr char kFlash[] = "/flash";
 inline constexpr char kFlash1[] = "/flash1";
 inline constexpr char kCrash[] = "/flash/crash";
 inline constexpr char kGlobalConfigEnabled[] = "/flash/cfgmGlobalConfigEnable";
 inline constexpr char kCurrentConfig[] = "/flash/config/.config";  // holds the path of the configuration in use
-inline constexpr char kBocConfigList[] = "/flash/config/.boc_config.list";  // of the configurations .boc_config.*
+inline constexpr char kBocConfigList[] = "/flash/config/.boc_config.list";  // lists the configurations .boc_config.*
 inline constexpr char kRootFileSystem[] = "/bin";                           // any path on it
 
-// The regulatory table's, while it is looked at.
+// Temporary files of a regulatory table's validation.
 inline constexpr char kTableCertificate[] = "/quill/reg_table/temp_parsed_cert.bin";
 inline constexpr char kTableSignature[] = "/quill/reg_table/temp_parsed_sign.bin";
 inline constexpr char kTableContent[] = "/quill/reg_table/temp_parsed_file.bin";

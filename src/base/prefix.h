@@ -1,4 +1,4 @@
-// The beginning of a text, without substr(): where that is not inlined, it may throw, which takes the C++ run-time
+// The beginning of a text, without substr(): where substr() is not inlined, it may throw, which needs the C++ run-time
 // library.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace quill {
 
-// The first length characters of text, or all when it has fewer.
+// Returns the first `length` characters of text, or all of them if there are fewer.
 constexpr std::string_view prefix(std::string_view text, size_t length) {
     return {text.data(), std::min(length, text.size())};
 }

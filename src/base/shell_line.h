@@ -1,7 +1,7 @@
-// A command line for the shell with one word of a caller's in it, which stays one word whatever bytes it has.
+// A command line for the shell that contains one word from the caller. It stays one word, whatever bytes it has.
 //
-// A word of characters without a meaning to the shell is put in as it is. Any other is put between single quotes, in
-// which the shell changes nothing except the quote itself:
+// A word without special characters is inserted unchanged. Any other word is put between single quotes, in which only
+// the quote itself is special to the shell:
 //
 //     placementd     placementd
 //     a;reboot       'a;reboot'
@@ -22,8 +22,8 @@ namespace quill {
 template <size_t kSize = 256>
 class ShellLine {
 public:
-    // Puts the word in place of the first %s in a format of printf, and others of our own, which mean nothing to the
-    // shell, in place of the rest. False when the line does not fit.
+    // Formats the line as printf does. The word replaces the first %s. The library's own words, without characters
+    // special to the shell, replace the others. Returns false if the line does not fit.
     template <typename... Own>
     [[nodiscard]] bool format(const char *format, const char *word, Own... own) {
         if (!fits(format, word, own...)) return false;
@@ -50,7 +50,7 @@ private:
         return !*word;
     }
 
-    // Shorter than the line, so there is room for each character quoted.
+    // The word is shorter than the line, so there is room even if each character is quoted.
     static void quote(char *to, const char *word) {
         if (is_plain(word)) {
             memcpy(to, word, strlen(word) + 1);

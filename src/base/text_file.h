@@ -1,4 +1,5 @@
-// The small text files that the kernel and the daemons publish: read at every use, a number or a line each.
+// Reads the small text files that the kernel and the daemons publish. Each has a number or a line, and is read at every
+// use.
 #pragma once
 
 #include <fcntl.h>
@@ -29,15 +30,16 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     return static_cast<ssize_t>(length);
 }
 
-// The same of the file with a path; -1 also when it cannot be opened. The thread is not cancelled meanwhile.
+// The same for the file at path; returns -1 also if it cannot be opened. The thread cannot be cancelled during the
+// call.
 inline ssize_t read_start(const char *path, std::span<char> buffer) {
     const NoCancellation no_cancellation;
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
     return file ? read_start(file.get(), buffer) : -1;
 }
 
-// Reads the number at the start of a file; *number is only written if there is one. White space before it is skipped,
-// but no more than fits in the buffer: a file of blanks must not hold up its reader.
+// Reads the number at the start of a file; *number is only written if there is one. White space before the number is
+// skipped, but only as much as fits in the buffer: a file of blanks must not block its reader.
 [[nodiscard]] inline FileNumber read_number(const Descriptor &file, int *number) {
     char text[256];
     if (!file) return FileNumber::kNoFile;
@@ -46,8 +48,8 @@ inline ssize_t read_start(const char *path, std::span<char> buffer) {
     return read_int<Overflow::kClamps>(at, *number) ? FileNumber::kRead : FileNumber::kNoNumber;
 }
 
-// Opens a file to be replaced, and makes it if it is missing, as fopen does for "w". Async-signal-safe, as is what
-// follows; the caller holds cancellation off.
+// Opens a file to be replaced, and makes it if it is missing, as fopen does for "w". Async-signal-safe, as is the next
+// function. The caller must disable cancellation.
 inline Descriptor open_to_replace(const char *path) {
     return Descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }

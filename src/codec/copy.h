@@ -1,4 +1,4 @@
-// Copies of a few bytes, without a call: what messages are made of.
+// Copies of a few bytes without a call to the C library. Most parts of messages are that short.
 #pragma once
 
 #include <stddef.h>
@@ -7,7 +7,8 @@
 
 namespace quill {
 
-// Two words of T, which overlap where size is less than both: read first, so that the ranges may overlap as well.
+// Copies the first and the last T of the range. They overlap if size is less than that of two Ts. Both are read before
+// either is written, so source and destination may overlap.
 template <typename T>
 [[gnu::always_inline]] inline void copy_ends(void *to, const void *from, size_t size) {
     T first, last;
@@ -17,7 +18,7 @@ template <typename T>
     memcpy(static_cast<char *>(to) + size - sizeof last, &last, sizeof last);
 }
 
-// memmove, fast where size is small: a call within the library, and mostly none out of it.
+// A memmove that is fast for small sizes, for which it does not call the C library.
 [[gnu::noinline]] inline void copy_bytes(void *to, const void *from, size_t size) {
     struct Sixteen {
         uint64_t halves[2];

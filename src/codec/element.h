@@ -1,5 +1,6 @@
-// The element kinds of the tagged value codec: one description, in the order of the bytes, for the unchecked functions
-// (sxdr.cpp) and the checked ones (sxdr_safe.cpp). What differs between the two, room, cursors and errors, is theirs.
+// The element kinds of the tagged value codec. The unchecked functions (sxdr.cpp) and the checked ones (sxdr_safe.cpp)
+// share this description, which is in the order of the bytes. The two files themselves handle what differs: room,
+// cursors and errors.
 #pragma once
 
 #include <quill/types.h>
@@ -60,8 +61,8 @@ struct NumberElement {
     }
 };
 
-// 4 to 16 bytes that are sent as they are in memory. The value may overlap the element. It is copied as two words, as
-// an array on the stack would cost a guard.
+// A value of 4 to 16 bytes that is sent in its memory layout. The value may overlap the element. It is copied as two
+// words, because an array on the stack would cost a stack guard.
 template <Tag kTag, uint32_t kBytes>
 struct BytesElement {
     static_assert(kBytes >= 4 && kBytes <= 16);
@@ -106,7 +107,7 @@ private:
     }
 };
 
-// A u8 element inside. put() sends the byte as it is; only 1 reads as true.
+// Contains a u8 element. put() sends the byte as it is; only 1 reads as true.
 struct Bool {
     static constexpr uint32_t kWidth = U8::kWidth;
     static constexpr uint32_t kSize = 1 + U8::kSize;
@@ -123,8 +124,8 @@ struct Bool {
     }
 };
 
-// A bool element (1: negative) and a u32 element (the magnitude) inside. Negation is that of two's complement, so the
-// most negative number, whose magnitude no int32_t holds, comes through.
+// Contains a bool element (1: negative) and a u32 element (the magnitude). Negation is that of two's complement, so
+// INT32_MIN, whose magnitude does not fit an int32_t, is also sent correctly.
 struct S32 {
     static constexpr uint32_t kMagnitude = 1 + Bool::kSize;
     static constexpr uint32_t kWidth = U32::kWidth;
@@ -170,13 +171,13 @@ struct SizedElement {
         store_be(at + 1, length);
     }
     static void put(uint8_t *at, const void *bytes, Length length) {
-        copy_bytes(at + kHeader, bytes, length);  // first: the bytes may be in this very buffer
+        copy_bytes(at + kHeader, bytes, length);  // before the header is written: the bytes may be in the same buffer
         put_header(at, length);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }
     static Length length(const uint8_t *at) { return load_be<Length>(at + 1); }
 
-    // Delivers the first length bytes of the content.
+    // Copies the first `length` bytes of the content to out.
     static void get(const uint8_t *at, void *out, uint32_t length) {
         copy_bytes(out, at + kHeader, length);
         if (kText) static_cast<uint8_t *>(out)[length] = 0;

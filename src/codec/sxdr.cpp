@@ -30,10 +30,10 @@ uint32_t write_sized(const void *content, typename Element::Length length, void 
 
 uint32_t length_of(const char *text) { return static_cast<uint32_t>(strlen(text)); }
 
-// A length field of 16 bits sends the low 16 bits of a longer length, by design.
+// A length field of 16 bits contains the low 16 bits of a longer length, by design.
 uint16_t low_16_bits(uint32_t length) { return static_cast<uint16_t>(length); }
 
-// On another kind of element, zeroes the first kZeroed bytes of out.
+// If the element is of another kind, sets the first kZeroed bytes of out to zero.
 template <typename Element, uint32_t kZeroed = Element::kWidth>
 uint32_t read(void *out, const void *source) {
     if (!Element::matches(bytes(source))) {
@@ -148,7 +148,7 @@ uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capacity) {
     uint32_t length = element::Str::length(bytes(source));
     if (capacity < length) length = capacity > 0 ? capacity - 1 : 0;
     element::Str::get(bytes(source), out, length);
-    // Not the element's size when the text was cut: callers that read on get the size first.
+    // If the text was cut, this is not the element's size: callers that continue reading get the size first.
     return element::Str::kHeader + length;
 }
 
@@ -184,13 +184,13 @@ uint32_t sxdr_read_hex_new(void *out, uint32_t capacity, const void *source, uin
     return read_within<element::Hex>(out, capacity, source, offset, message_length);
 }
 
-// --- lengths of elements still to be read
+// --- lengths of elements before they are read
 
 uint32_t sxdr_read_str_size(const void *source) { return size_or<element::Str>(UINT32_MAX, source); }
 uint32_t sxdr_read_hex_size(const void *source) { return size_or<element::Hex>(0, source); }
 uint32_t sxdr_read_hex32_size(const void *source) { return size_or<element::Hex32>(0, source); }
 
-// --- sizes of elements still to be written
+// --- sizes of elements before they are written
 
 uint32_t sxdr_size_u8(void) { return element::U8::kSize; }
 uint32_t sxdr_size_u16(void) { return element::U16::kSize; }

@@ -11,8 +11,9 @@
 
 namespace element = quill::element;
 
-// The order of the checks decides which errno a doubly bad call reports: null pointers, then what the caller's sizes
-// leave; fixed kinds look at the destination's capacity before the tag, kinds with a length after it.
+// The order of the checks decides which errno a call with two faults reports. Null pointers come first, then the room
+// that the caller's sizes leave. Fixed kinds check the destination's capacity before the tag, kinds with a length check
+// it after the tag.
 
 namespace {
 
@@ -21,7 +22,7 @@ int fail(int error) {
     return -1;
 }
 
-constexpr uint32_t kLongest = INT32_MAX;  // what an int result can say
+constexpr uint32_t kLongest = INT32_MAX;  // the largest int result
 
 uint32_t position_of(const uint32_t *cursor) { return cursor ? *cursor : 0; }
 
@@ -30,7 +31,7 @@ int advance(uint32_t *cursor, uint32_t element_size, uint32_t result) {
     return static_cast<int>(result);
 }
 
-// The message from the offset to its end: empty when the offset is past it.
+// The part of the message from the offset on; empty if the offset is past the end.
 template <typename Byte, typename Void>
 std::span<Byte> rest(Void *message, uint32_t size, uint32_t offset) {
     if (offset >= size) return {};
@@ -73,7 +74,7 @@ int write_sized(const void *source, uint32_t length, void *message, uint32_t mes
     return advance(cursor, Element::kHeader + length, length);
 }
 
-// The length of the element at the front, which is complete; or -1.
+// Returns the length of the element at the front if it is complete, otherwise -1.
 template <typename Element>
 int probe(std::span<const uint8_t> left) {
     if (left.size() < Element::kHeader) return fail(ENODATA);

@@ -1,14 +1,14 @@
-// The AVL algorithm of both trees, once for their node types.
+// The AVL algorithm of both trees, as a template over their node types.
 //
 //     record.right ──▶ root        record ⇄ smallest ⇄ … ⇄ greatest ⇄ record
 //
-// A node hangs on a side of its parent, and the root on the right side of the tree record, whose parent is always null:
-// so the root is a special case only where a climb ends. Links change in attach() alone, and the tree's shape in
-// rotate(); a double rotation is two of them. Textbooks give each case twice, mirrored; here `side`, `heavy` and
-// `light` name either side.
+// A node is a child on one side of its parent. The root is the right child of the tree record, whose parent is always
+// null. So the root is a special case only where a climb ends. Only attach() changes links, and only rotate() changes
+// the tree's shape; a double rotation is two calls of rotate(). Textbooks give each case twice, mirrored; here `side`,
+// `heavy` and `light` name either side.
 //
-// Heights are not stored: a balance says which side is higher by one. A change that adds or removes a level climbs from
-// there, and adjusts balances until a subtree's height stays what it was.
+// Heights are not stored: a node's balance is the side that is higher by one, if any. A change that adds or removes a
+// level climbs from there and adjusts balances until a subtree's height does not change.
 #pragma once
 
 #include <stdint.h>
@@ -17,7 +17,7 @@ namespace quill::avl {
 
 constexpr int kLeft = 0, kRight = 1;
 
-// What a level more on the side adds to a balance.
+// Returns what one more level on the side adds to a balance.
 constexpr int lean(int side) { return side == kRight ? 1 : -1; }
 
 template <typename Node>
@@ -69,7 +69,7 @@ void rotate(Node &node, int heavy) {
     attach(top, !heavy, &node);
 }
 
-// Mends a balance of -2 or 2. Tells whether the subtree is a level lower now; its top is then the node's parent.
+// Corrects a balance of -2 or 2. Returns whether the subtree is now a level lower; its top is then the node's parent.
 template <typename Node>
 bool rebalance(Node &node) {
     const int heavy = node.balance > 0 ? kRight : kLeft, light = !heavy;
@@ -83,7 +83,7 @@ bool rebalance(Node &node) {
         set_balance(middle, 0);
         return true;
     }
-    const bool lower = below.balance != 0;  // 0 comes only of deletions
+    const bool lower = below.balance != 0;  // 0 occurs only in deletions
     rotate(node, heavy);
     set_balance(node, lower ? 0 : lean(heavy));
     set_balance(below, lower ? 0 : lean(light));
@@ -116,7 +116,7 @@ void insert(Node &node, Node &at, int side) {
     }
 }
 
-// Takes out a node that has at most one child.
+// Removes a node that has at most one child.
 template <typename Node>
 void unlink(Node &node) {
     Node *up = node.parent;

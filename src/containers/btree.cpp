@@ -6,7 +6,7 @@
 #include "containers/walk.h"
 
 // A descent ends at a link: the pointer to the node that was found, or the null where the key belongs. Insertion and
-// deletion change that pointer, so that the root needs no case of its own.
+// deletion change that pointer, so the root is not a special case.
 
 static_assert(offsetof(btree, key) == 0 && sizeof(btree) == 3 * sizeof(void *));
 
@@ -27,7 +27,7 @@ Place find_place(const void *key, btree **root, btree_comparison compare) {
     return place;
 }
 
-// Takes the node that link points at out of the tree, with its children taken care of; the node is left as it was.
+// Removes the node that link points at from the tree and relinks its children. The node itself does not change.
 void unlink(btree **link) {
     const btree *node = *link;
     if (!node->left || !node->right) {
@@ -54,7 +54,7 @@ btree *btree_search(const void *key, btree **root, btree_comparison compare) {
     if (*link) return *link;
     btree *node = quill::new_object<btree>().release();
     if (!node) return nullptr;
-    node->key = const_cast<void *>(key);  // the program gets it back as it gave it
+    node->key = const_cast<void *>(key);  // returned to the program with the type that it passed
     return *link = node;
 }
 
@@ -97,7 +97,7 @@ void *btree_next(const void *key, const btree *root, btree_comparison compare) {
             node = node->right;
         } else if (not_above.push(node)) {
             node = node->left;
-        } else {  // no memory: by recursion
+        } else {  // no memory: use recursion
             void *below = btree_next(key, node->left, compare);
             if (below) return below;
             node = node->right;

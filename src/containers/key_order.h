@@ -1,5 +1,5 @@
-// The orders of keys of the AVL trees' comparisons, as function objects: each has a type of its own, so that a search
-// can be compiled for it. Only the sign of a result counts.
+// The key orders of the AVL trees' comparisons, as function objects. Each has a type of its own, so that the compiler
+// can generate a search for it. Only the sign of a result counts.
 #pragma once
 
 #include <quill/types.h>
@@ -27,7 +27,7 @@ inline constexpr auto order_u32 = [](const void *a, const void *b) {
     return order(*static_cast<const uint32_t *>(a), *static_cast<const uint32_t *>(b));
 };
 
-// Wraps, and so does not order all addresses. Compatibility: programs' trees are built on it.
+// The difference wraps, so this does not order all addresses. Compatibility: programs' trees are built on it.
 inline constexpr auto order_mac_wrapped = [](const void *a, const void *b) {
     const auto *x = static_cast<const uint8_t *>(a), *y = static_cast<const uint8_t *>(b);
     const uint32_t first = load_be<uint32_t>(x) - load_be<uint32_t>(y);

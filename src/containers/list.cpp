@@ -15,9 +15,9 @@
 //     list:  head ──▶ node ◀──▶ node ◀──▶ node ◀── tail          count = 3
 //                              cursor ──▲
 //
-// The ends' outer links are null. Three primitives carry the family: link_between() puts a node between two
-// neighbours, unlink() takes one out, and find() walks from the head. Whoever links puts the cursor on the new node;
-// unlink() moves it off the node that goes away, so the cursor is always null or a member.
+// The outer links of the first and the last node are null. Three primitives carry the family: link_between() puts a
+// node between two neighbours, unlink() takes one out, and find() walks from the head. A function that links a node
+// puts the cursor on it. unlink() moves the cursor off the removed node, so the cursor is always null or on a member.
 
 struct sListNode {
     void *objPtr;  // never null
@@ -38,7 +38,7 @@ using quill::require;
 
 using NodeOwner = quill::Owned<sListNode>;
 
-// Inlined, so that a call without a report does not pay for the report's place.
+// Inlined, so that a call that does not report an error does not pay for passing the line and function.
 inline NodeOwner new_node(void *object, unsigned line, const char *function) {
     NodeOwner node = quill::new_object<sListNode>();
     if (!node) return node;
@@ -61,7 +61,7 @@ sListNode *link_between(sList &list, sListNode *prev, sListNode *next, NodeOwner
 
 sListNode *append(sList &list, NodeOwner node) { return link_between(list, list.tail, nullptr, std::move(node)); }
 
-// The caller owns the node from now on. Asked to be inlined, as a removal is little else.
+// The caller owns the node from now on. Marked inline, because a removal does little else.
 inline void unlink(sList &list, const sListNode *node) {
     assert((node->prev ? node->prev->next : list.head) == node && "a node of this list");
     assert((node->next ? node->next->prev : list.tail) == node && "a node of this list");
@@ -144,7 +144,7 @@ int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     NodeOwner node = new_node(object, 290, __func__);
     if (!node) return 0;
     sListNode *next = list->head;
-    // A comparison may count its calls: with several nodes the head is compared twice.
+    // With several nodes, the head is compared twice. A comparison function may count its calls.
     if (list->count > 1 && sorts_after(object, *next, compare)) {
         while (next && sorts_after(object, *next, compare)) next = next->next;
     } else if (list->count == 1 && sorts_after(object, *next, compare)) {
@@ -200,7 +200,7 @@ quill_word ListGet(sList *list, int op) { return list ? ListGetR(list, op, &list
 quill_word ListGetR(const sList *list, int op, sListNode **cursor) {
     if (!list) return 0;
     if (op == LIST_OP_NEXT) [[likely]]
-        return step_next(checked(cursor));  // what walks consist of; a jump table would cost as much again
+        return step_next(checked(cursor));  // most steps of a walk are this case; a jump table would double the cost
     switch (op) {
         case LIST_OP_FIRST: checked(cursor) = list->head; return list->count;
         case LIST_OP_HEAD: return object_of(list->head);

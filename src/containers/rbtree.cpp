@@ -10,11 +10,11 @@
 #include "containers/walk.h"
 
 // A red-black tree as in the textbooks (Cormen, Leiserson, Rivest: "Introduction to Algorithms", 1990, chapter 14): no
-// red node has a red child, and every way from the root down to rb_null meets the same number of black nodes. What
-// textbooks say twice, for left and right, is said once here for a side and its opposite, !side.
+// red node has a red child, and every way from the root down to rb_null meets the same number of black nodes. Textbooks
+// give each case twice, for left and right; here it is written once, for a side and its opposite, !side.
 //
-// State: rb_null is the one object that outlives calls. Deletions write its up field, and no call reads what an earlier
-// one left there.
+// State: rb_null is the only object that outlives calls. Deletions write its up field, and no call reads what an
+// earlier call wrote there.
 
 static_assert(offsetof(rb_node, colour) == 3 * sizeof(void *) && sizeof(rb_node) == (sizeof(void *) == 4 ? 20 : 40));
 
@@ -30,7 +30,7 @@ rb_node *&child(rb_node &node, int side) { return side == kRight ? node.right : 
 
 int side_of(const rb_node &node) { return node.up->right == &node ? kRight : kLeft; }
 
-// Puts node in the place of old under old's parent, as far as the parent knows.
+// Puts node in the place of old in the link of old's parent; node's own links do not change.
 void replace_child(rb_tree &tree, const rb_node &old, rb_node *node) {
     if (old.up == kNull)
         tree.root = node;
@@ -43,7 +43,7 @@ void rotate(rb_tree &tree, rb_node &node, int side) {
     rb_node &top = *child(node, !side);
     rb_node *inner = child(top, side);
     child(node, !side) = inner;
-    if (inner != kNull) inner->up = &node;  // a deletion's mark in rb_null must last
+    if (inner != kNull) inner->up = &node;  // a deletion still needs the up field of rb_null
     top.up = node.up;
     replace_child(tree, node, &top);
     child(top, side) = &node;
@@ -67,13 +67,13 @@ Descent descend(const void *key, const rb_tree &tree) {
     return d;
 }
 
-// The last node to a side of the subtree.
+// Returns the outermost node of the subtree on a side.
 rb_node *outermost(rb_node *node, int side) {
     while (child(*node, side) != kNull) node = child(*node, side);
     return node;
 }
 
-// The next node in order to a side; rb_null past the end.
+// Returns the next node in order in the direction of a side; rb_null past the end.
 rb_node *neighbour(const rb_node *node, int side) {
     rb_node *below = side == kRight ? node->right : node->left;
     if (below != kNull) return outermost(below, !side);
@@ -89,7 +89,7 @@ rb_node *neighbour(const rb_node *node, int side) {
 void repair_insertion(rb_tree &tree, rb_node *node) {
     while (node->up->colour == kRed) {
         rb_node *parent = node->up;
-        rb_node &top = *parent->up;  // there is one: the root is black
+        rb_node &top = *parent->up;  // never null: the root is black, so a red parent is not the root
         const int side = side_of(*parent);
         rb_node &uncle = *child(top, !side);
         if (uncle.colour == kRed) {
@@ -109,7 +109,7 @@ void repair_insertion(rb_tree &tree, rb_node *node) {
     tree.root->colour = kBlack;
 }
 
-// Ways through node lack one black. node may be rb_null, with its parent in up.
+// Paths through node have one black node too few. node may be rb_null, with its parent in up.
 void repair_deletion(rb_tree &tree, rb_node *node) {
     while (node != tree.root && node->colour == kBlack) {
         rb_node &parent = *node->up;
@@ -137,12 +137,12 @@ void repair_deletion(rb_tree &tree, rb_node *node) {
         rotate(tree, parent, side);
         node = tree.root;
     }
-    if (node->colour == kRed) node->colour = kBlack;  // not rb_null's, which searches in other threads are reading
+    if (node->colour == kRed) node->colour = kBlack;  // never write rb_null's colour: searches in other threads read it
 }
 
 struct Lookup {
-    bool takes_equal;  // is content with the equal key
-    bool needs_equal;  // gives nothing without one
+    bool takes_equal;  // accepts the equal key
+    bool needs_equal;  // finds nothing without an equal key
     int side;          // where to look beside it
 };
 
@@ -156,7 +156,7 @@ constexpr Lookup kLookups[] = {
     {false, true, kLeft},    // RB_LOOKUP_PREVIOUS
 };
 
-// The way back of a walk.
+// The path back up in a walk.
 struct UpLinks {
     static bool push(rb_node *) { return true; }
     static rb_node *pop(rb_node *node) { return node->up == kNull ? nullptr : node->up; }
@@ -197,7 +197,7 @@ void *rbsearch(const void *key, rb_tree *tree) {
     if (d.last == kNull) {
         tree->root = node;
     } else {
-        // Programs see this second comparison with the last key. One that answers otherwise now than in the descent
+        // Programs see this second comparison with the last key. A comparison with another result than in the descent
         // must not cut off the subtree on that side.
         const int side = tree->compare(key, d.last->key, tree->config) < 0 ? kLeft : kRight;
         child(*d.last, child(*d.last, side) == kNull ? side : !side) = node;
@@ -216,7 +216,7 @@ void *rbdelete(const void *key, rb_tree *tree) {
     const bool two_children = node->left != kNull && node->right != kNull;
     const quill::Owned<rb_node> leaving(two_children ? neighbour(node, kRight) : node);
     rb_node *below = leaving->left != kNull ? leaving->left : leaving->right;
-    below->up = leaving->up;  // also of rb_null: the repair starts there
+    below->up = leaving->up;  // also if below is rb_null: the repair starts there
     replace_child(*tree, *leaving, below);
     node->key = leaving->key;
     if (leaving->colour == kBlack) repair_deletion(*tree, below);

@@ -13,15 +13,15 @@ namespace {
 
 template <typename Compare>
 savl *find_by(const savl_tree &tree, const void *key, savl **at, int *side, Compare compare) {
-    // Look-ups change nothing, but what they find and where they end is their caller's to change.
+    // A look-up changes nothing, but the caller may change the node that it finds and the place where it ends.
     auto &head = const_cast<savl &>(tree.head);
     return quill::avl::find(head, at, side, [&](const savl &node) { return compare(key, node.key); });
 }
 
 }  // namespace
 
-// The library's own comparisons are recognised by their address, once, and compiled into a descent of their own: no
-// call for each level.
+// The library's own comparisons are recognised by their address, once for each look-up. Each has a descent of its own,
+// without a call for each level.
 savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side) {
     const auto by = [&](auto compare) { return find_by(*tree, key, at, side, compare); };
     const savl_comparison compare = tree->compare;

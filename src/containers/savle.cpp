@@ -24,7 +24,7 @@ constexpr auto order_text_ignoring_case = pointed_to(quill::order_text_ignoring_
 
 template <typename Compare>
 savle *find_by(const savle_tree &tree, const void *key, savle **at, int *side, Compare compare) {
-    // Look-ups change nothing, but what they find and where they end is their caller's to change.
+    // A look-up changes nothing, but the caller may change the node that it finds and the place where it ends.
     auto &head = const_cast<savle &>(tree.head);
     const ptrdiff_t key_distance = static_cast<ptrdiff_t>(tree.key_offset) - static_cast<ptrdiff_t>(tree.link_offset);
     return quill::avl::find(head, at, side, [&](const savle &node) {
@@ -34,8 +34,8 @@ savle *find_by(const savle_tree &tree, const void *key, savle **at, int *side, C
 
 }  // namespace
 
-// The library's own comparisons are recognised by their address, once, and compiled into a descent of their own: no
-// call for each level.
+// The library's own comparisons are recognised by their address, once for each look-up. Each has a descent of its own,
+// without a call for each level.
 savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side) {
     const auto by = [&](auto compare) { return find_by(*tree, key, at, side, compare); };
     const savle_comparison compare = tree->compare;

@@ -14,8 +14,8 @@
 
 // How it works
 //
-// The pool is a chain of blocks, so that a string stays where it is. Its sizes are those of one growing block: a new
-// block takes over, at the used offset, all that the grown pool has from there on.
+// The pool is a chain of blocks, so that strings never move. It has the sizes of a single block that grows: a new block
+// starts at the used offset, and has all bytes of the grown pool from there on.
 //
 //     pool ──▶ [start 400 │ bytes 400 to 1023] ──▶ [start 0 │ bytes 0 to 511, used to 399]
 
@@ -76,12 +76,13 @@ void add_pair(smss_ctx &context, char **words, uint32_t &count, const char *name
     count += 2;
 }
 
-// How many of the pairs there are to use, whatever a program wrote to the count.
+// Returns how many pairs to use; at most kPairs, even if a program wrote more to the count.
 uint32_t pairs(uint32_t words) { return std::min(words / 2, kPairs); }
 
 // --- fields
 
-// The field's text in buffer. An accessor that writes nothing, or no terminator, gives a text all the same.
+// Returns the field's text, in buffer. The result is a terminated text even if the accessor writes nothing, or no
+// terminator.
 const char *fetch_text(const smss_ctx &context, const void *object, const char *field, char *buffer) {
     buffer[0] = '\0';
     context.text(buffer, object, field);
@@ -124,7 +125,7 @@ void filter(smss_ctx &context) {
 
 // --- sorting
 
-// The query whose results are being sorted, for the comparison; null between sorts. Nothing guards it.
+// The query whose results are being sorted, for the comparison; null between sorts. It is not protected by a lock.
 constinit const smss_ctx *sorted_query = nullptr;
 
 // The type is taken from a alone.
@@ -152,7 +153,8 @@ int compare_objects(const void *a, const void *b) {
     return 0;
 }
 
-// By qsort: wrapped differences are not a strict weak order, and std::sort may then leave the array.
+// Sorts with qsort: wrapped differences are not a strict weak order, with which std::sort may access memory outside the
+// array.
 void sort_results(const smss_ctx &context) {
     if (pairs(context.sort_words) == 0 || context.result_count < 2) return;
     sorted_query = &context;

@@ -1,5 +1,5 @@
-// Walks of binary trees without recursion: a tree that nothing balances can be as high as it has keys, and the stack of
-// a thread on the device is small.
+// Walks of binary trees without recursion. An unbalanced tree can be as high as the number of its keys, and the stack
+// of a thread on the device is small.
 #pragma once
 
 #include <quill/types.h>
@@ -12,7 +12,7 @@
 
 namespace quill {
 
-// The nodes to come back to, the last first. It starts without the heap.
+// A stack of the nodes to return to. It uses the heap only when it grows.
 template <typename Node>
 class Path {
 public:
@@ -46,9 +46,10 @@ private:
     size_t capacity_ = 64;
 };
 
-// Calls visit(node, QUILL_…, depth) for the tree under root; none is the pointer of an absent child. A node waits for
-// three visits, with its left and its right subtree between them. Stack is one such as Path, with push(node) before a
-// child is entered and pop(child) when all of it is done; where push finds no memory, the walk goes on by recursion.
+// Calls visit(node, QUILL_…, depth) for the tree under root; none is the pointer of an absent child. A node with
+// children is visited three times, with its left and its right subtree between the visits. Stack is a class such as
+// Path. push(node) is called before a child is entered, and pop(child) when the child's subtree is done. If push finds
+// no memory, the walk continues by recursion.
 template <typename Stack, typename Node, typename Visit>
 void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
     Stack ancestors;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The level of the system log for each of the component log's. Its emergency and alert are not used.
+// The system log's level for each level of the component log. The system log's levels emergency and alert are not used.
 constexpr int kPriority[] = {
     2,  // critical
     3,  // error

@@ -1,4 +1,4 @@
-// Remainders of many numbers by one divisor, without a division: small cores have no instruction for one, or a slow
+// Remainders of many numbers by one divisor, without a division: small cores have no division instruction, or a slow
 // one.
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace quill {
 
-// The reciprocal r of d is 2^64 / d, rounded up (2^64, which wraps to 0, for 1). n r modulo 2^64 is then the part after
-// the point of n / d, and times d its remainder. Exact for all 32-bit n and d (Lemire, Kaser and Kurz 2019, "Faster
+// The reciprocal r of d is 2^64 / d, rounded up (2^64, which wraps to 0, for 1). n r modulo 2^64 is then the fractional
+// part of n / d; this part times d is the remainder. Exact for all 32-bit n and d (Lemire, Kaser and Kurz 2019, "Faster
 // remainder by direct computation").
 constexpr uint64_t reciprocal_of(uint32_t divisor) { return UINT64_MAX / divisor + 1; }
 

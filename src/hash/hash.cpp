@@ -17,8 +17,8 @@
 #include "hash/hash_table.h"
 #include "hash/object_pool.h"
 
-// Process-wide state. The mutex guards the list, each listed table's membership in it and the creation of the pools;
-// the pools guard their own contents.
+// Process-wide state. The mutex guards the list, each table's membership in the list, and the creation of the pools.
+// The pools guard their own contents.
 sList *hash_table_list;
 
 namespace {
@@ -49,7 +49,7 @@ sHash *new_table() {
     return memory ? static_cast<sHash *>(memset(memory, 0, sizeof(sHash))) : nullptr;
 }
 
-// The name comes last: another thread's statistics may meet the listed table before it.
+// The name is stored last, atomically: another thread that collects statistics may already find the table in the list.
 bool publish_name(sHash &table, const char *name) {
     auto buffer = quill::new_zeroed<char>(kNameSize);
     if (!buffer) return false;
@@ -77,7 +77,7 @@ sHash *create(int32_t buckets, const char *name, const char *function) {
     return nullptr;
 }
 
-// Stands in the list for tables that were destroyed without being taken out of it.
+// Replaces, in the list, tables that were destroyed without being removed from it.
 constinit sHash destroyed_table = {};
 
 void remove_from_list(sHash &table) {
@@ -119,7 +119,7 @@ struct WordKey {
     bool matches(const sHash &table, const sHashElem &element) const {
         return element.key == word || (table.compare && table.compare(element.key, word));
     }
-    // HashFind cannot tell a stored 0 from absence, and insertion goes by it.
+    // A stored 0 counts as absent, for insertion as for HashFind.
     bool present(const sHashElem *element) const { return element && element->value != 0; }
     bool store(sHashElem &element) const {
         element.key = word;
@@ -128,7 +128,7 @@ struct WordKey {
     static void release(sHashElem &) {}
 };
 
-// Puts the cursor on the first element of its bucket, or of the next one that holds any.
+// Puts the cursor on the first element of its bucket, or of the next bucket that has an element.
 void seek_element(const sHash &table, sHashCursor &cursor) {
     cursor.element = nullptr;
     for (; cursor.bucket < table.bucket_count; cursor.bucket++)
@@ -150,7 +150,7 @@ bool has_bucket(const sHash *table, uint32_t bucket) {
 
 }  // namespace
 
-// --- what hash_table.h promises
+// --- functions that hash_table.h declares
 
 sHashElem *quill::new_element() {
     void *memory = mpool_alloc(element_pool);
@@ -162,7 +162,7 @@ void quill::return_to_pool(sHashElem *element) { mpool_free(element_pool, elemen
 void quill::retire_from_list(sHash &table) {
     if (!table.listed) return;
     Guard guard(list_mutex);
-    // Without memory the list gets one shorter: better than a pointer to a freed record.
+    // Without memory the list gets one entry shorter, which is better than a pointer to a freed record.
     ListInsertAt(hash_table_list, &destroyed_table, &table);
     ListRemove(hash_table_list, &table);
 }
@@ -189,7 +189,7 @@ sHashElem *quill::walk_next(const sHash &table, sHashCursor &cursor) {
 void quill::walk_skip(const sHash &table, sHashCursor &cursor, uint32_t steps) {
     if (!cursor.element) return;
     for (; steps > 0 && cursor.element; steps--) advance(table, cursor);
-    // Each step beyond the end only counts the bucket up.
+    // Each step past the end only increments the bucket.
     cursor.bucket = static_cast<int32_t>(std::min<int64_t>(int64_t{cursor.bucket} + steps, INT32_MAX));
 }
 
@@ -223,7 +223,7 @@ void HashReset(sHash *table) {
     std::fill_n(t.buckets, t.bucket_count, nullptr);
     std::fill_n(t.collisions, t.bucket_count, 0u);
     quill::store_shared(t.max_collisions, 0);
-    t.cursor.element = nullptr;  // which is gone; where a walk stood is otherwise kept
+    t.cursor.element = nullptr;  // the element no longer exists; the rest of the cursor is kept
 }
 
 void HashDestroy(sHash *table) {
@@ -301,7 +301,7 @@ quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t
 void hash_add_table_to_list(sHash *table) {
     sHash &t = checked(table, __func__);
     Guard guard(list_mutex);
-    if (t.listed) return;  // listed twice, it would outlive its destruction in the list
+    if (t.listed) return;  // a table that is listed twice would stay in the list after its destruction
     if (!hash_table_list) hash_table_list = ListCreate();
     require(hash_table_list != nullptr, "hash_table_list", "hash", 183, __func__);
     t.listed = ListEntries(hash_table_list) < kMaxListed && ListInsert(hash_table_list, table);

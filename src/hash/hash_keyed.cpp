@@ -45,7 +45,7 @@ const T *checked_key(const T *key, const char *function) {
     return key;
 }
 
-// Presence is by key, whatever the value.
+// A key is present whatever its value.
 struct ByKey {
     static bool present(const sHashElem *element) { return element != nullptr; }
     static void release(sHashElem &) {}
@@ -74,7 +74,7 @@ struct MacKey : ByKey {
 
     MacKey(const void *key, const char *function) : mac(static_cast<const uint8_t *>(checked_key(key, function))) {}
 
-    // The vendor's half of the address tells little; the last four bytes spread.
+    // The vendor's half of the address varies little; the last four bytes spread the keys over the buckets.
     uint32_t hash(const sHash &) const { return load_be<uint32_t>(mac + 2); }
     bool matches(const sHash &, const sHashElem &element) const { return memcmp(element.key_bytes, mac, kSize) == 0; }
     bool store(sHashElem &element) const {

@@ -1,4 +1,4 @@
-// The records of the hash tables and the algorithms over them, written once for every kind of key.
+// The records of the hash tables, and their algorithms as templates over the kinds of keys.
 //
 //     sHash: buckets ──▶ [0] ──▶ element ──▶ element ──▶ null      newest first
 //                        [1] ──▶ null
@@ -13,8 +13,8 @@
 //     bool store(sHashElem &) const;                         puts the key into a new element; false without memory
 //     static void release(sHashElem &);                      frees what store() allocated
 //
-// Operations on a table take no lock. Another thread may read two counts for the statistics meanwhile, so these are
-// stored as relaxed atomics, which cost no more than plain stores.
+// Operations on a table take no lock. Another thread may read two counts for the statistics at the same time. So these
+// counts are stored as relaxed atomics, which cost no more than plain stores.
 #pragma once
 
 #include <quill/hash.h>
@@ -88,7 +88,8 @@ void store_shared(T &shared, std::type_identity_t<T> value) {
 sHashElem *new_element();  // zeroed; null when the pool is exhausted
 void return_to_pool(sHashElem *element);
 
-// The key copy goes with its element whichever function removes it; an address copy only where its own family does.
+// Every function that removes an element also frees its key copy. Only the functions of the IP family free an address
+// copy.
 inline void free_element(sHashElem *element) {
     free(element->key_copy);
     return_to_pool(element);
@@ -96,7 +97,7 @@ inline void free_element(sHashElem *element) {
 
 inline void release_nothing(sHashElem &) {}
 
-// Returns every element to the pool, each passed to release first. The chains are left dangling.
+// Returns every element to the pool, after a call of release for it. The chains then contain dangling pointers.
 template <typename Release>
 void free_elements(sHash &table, Release release) {
     for (int32_t bucket = 0; bucket < table.bucket_count; bucket++) {
@@ -109,10 +110,10 @@ void free_elements(sHash &table, Release release) {
     }
 }
 
-// Puts a record of zeros into a listed table's place in hash_table_list, for good.
+// Permanently replaces a listed table in hash_table_list with a record of zeros.
 void retire_from_list(sHash &table);
 
-// Frees all of a table but its elements.
+// Frees all of a table except its elements.
 void free_table(sHash &table);
 
 // --- search, insertion, removal
@@ -143,7 +144,7 @@ quill_word find_value(const sHash &table, Key key) {
     return element ? element->value : 0;
 }
 
-// Wraps: a table that is refilled and reset for years counts on.
+// The count wraps, for tables that are refilled and reset for years.
 inline void count_entries(sHash &table, int32_t difference) {
     store_shared(table.entries,
                  static_cast<int32_t>(static_cast<uint32_t>(table.entries) + static_cast<uint32_t>(difference)));
@@ -160,7 +161,7 @@ inline void link_first(sHash &table, uint32_t bucket, sHashElem *element) {
     count_entries(table, 1);
 }
 
-// Only for a place that find_place gave for the key.
+// place must be the result of find_place for the key.
 template <typename Key>
 int insert_at(sHash &table, const Place &place, Key key, quill_word value) {
     sHashElem *element = new_element();

@@ -29,18 +29,19 @@
 //       │ free ──▶ object ──▶ object ──▶ null freed ones, the latest first, linked through their own first word
 //       │ fresh ▶ the newest slab's objects that were never handed out
 //
-// Taking prefers the object freed last, which is likely still in the cache, then the next fresh one; only when neither
-// is left does the heap give another slab. Slabs stay for good: the program will need them again.
+// An allocation takes the object freed last, which is probably still in the cache, or else the next fresh one. Only if
+// there is neither, another slab is allocated from the heap. Slabs are never freed, because the program will need them
+// again.
 
 namespace quill {
 namespace {
 
-// While the process has one thread the lock is a test of one byte of the C library's.
+// While the process has one thread, no lock is taken; a test of one byte of the C library's finds that out.
 bool needs_lock() {
 #if __has_include(<sys/single_threaded.h>)
     return !__libc_single_threaded;
 #else
-    return true;  // this C library does not tell
+    return true;  // this C library does not publish whether there is one thread
 #endif
 }
 

@@ -1,7 +1,7 @@
 // The fixed-size object pool that table and element records come from.
 //
-// On the device it is a closed library of the platform; the build option QUILL_PLATFORM_MPOOL links that. Otherwise
-// object_pool.cpp supplies the same three operations. Both have the same names, so that callers do not differ.
+// On the device, the pool is a closed library of the platform, which the build option QUILL_PLATFORM_MPOOL links.
+// Otherwise object_pool.cpp supplies the same three operations. Both have the same names, so callers are the same.
 #pragma once
 
 #include <stdint.h>
@@ -16,11 +16,11 @@ namespace quill {
 
 struct Mpool;
 
-// A new pool of objects of size bytes, or null when memory runs out: it grows by so many objects at a time up to a
-// limit. The name (kept) is for debuggers. A pool is never destroyed.
+// Creates a pool of objects of size bytes; returns null if memory runs out. The pool grows by `grow` objects at a time,
+// up to `limit` objects. The name (kept) is for debuggers. A pool is never destroyed.
 QUILL_MPOOL Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t limit, const char *name);
 
-// An object of unknown contents; null when the limit is reached or memory runs out.
+// Returns an object with unspecified contents; null if the limit is reached or memory runs out.
 QUILL_MPOOL void *mpool_alloc(Mpool *pool);
 
 // Takes back an object of this pool.

@@ -9,7 +9,7 @@ struct Image {
     bool listed;  // in the full set
 };
 
-// In the order of the full set. The images for 14 MB of flash and for mips64 are found by their type alone.
+// In the order of the full set. The images for 14 MB of flash and for mips64 are only found by their type.
 constexpr Image kImages[] = {
     {7, "mips64.qim", false},         //
     {10, "mips32.qim", true},         //

@@ -12,7 +12,7 @@
 
 // How it works
 //
-// Texts are cut first, and what is left is read in one go: two quads are one quad that continues after a hyphen.
+// Texts are cut first. The rest is read in one pass: two quads are read as one quad that continues after a hyphen.
 
 namespace {
 
@@ -38,7 +38,7 @@ void cut_at(char *text, const char *characters) {
 
 // --- reading
 
-// Stores numbers as far as text is two quads. Returns how many.
+// Stores the numbers of text, up to the first place where it differs from two quads. Returns how many.
 int scan_quads(const char *text, int32_t *numbers) {
     for (int i = 0; i < kTwoQuads; i++) {
         if (i > 0 && *text++ != kSeparators[i - 1]) return i;
@@ -86,7 +86,7 @@ char *ap_version_format(char *source, char *output, uint32_t size, int mode) {
         quill::copy_text(output, size, source);
         return output;
     }
-    cut_at(second, "-_");  // in any mode: callers need the source cut, too
+    cut_at(second, "-_");  // in every mode, because callers also need the cut source
     if (mode == 0) quill::copy_text(output, size, second);
     if (mode == 1) quill::copy_text(output, size, source);
     return output;

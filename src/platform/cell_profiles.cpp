@@ -1,7 +1,7 @@
 #include <quill/cell_profiles.h>
 #include <stddef.h>
 
-// The layout is read by programs that have it from elsewhere than our header.
+// Some programs read this layout without our header.
 static_assert(offsetof(cell_profile, vendor) == 64);
 static_assert(offsetof(cell_profile, product) == 68);
 static_assert(offsetof(cell_profile, reserved1) == 72);

@@ -30,7 +30,8 @@ namespace {
 
 constexpr key_t kCliCfgm = 82268220, kCliUpgrade = 82208220, kDatabaseBackup = 13221324;
 
-// Only who makes it sets it free. Permission bits 0: it is for privileged processes alone.
+// Only the process that creates the semaphore initialises it to free. Its permission bits are 0: only privileged
+// processes can use it.
 int make_semaphore(key_t key) {
     const auto made = SysvSemaphore::with_key(key, IPC_CREAT | IPC_EXCL);
     if (!made) return SysvSemaphore::with_key(key, IPC_CREAT).id();
@@ -39,12 +40,12 @@ int make_semaphore(key_t key) {
     return -1;
 }
 
-// Without SEM_UNDO: whoever dies with the semaphore may have left things half done.
+// Without SEM_UNDO: a process that dies with the semaphore may have left its work half done.
 bool change(int semaphore, short by) { return SysvSemaphore(semaphore).operate({{0, by, 0}}); }
 
 // --- files
 
-// What the parent of a process sees of these is their low eight bits.
+// The parent of the process sees only their low eight bits.
 enum Fatal { kNoControllerId = 666, kFlagNotMade = 777, kFlagNotRemoved = 778 };
 
 bool exists(const char *path) {
@@ -52,13 +53,13 @@ bool exists(const char *path) {
     return stat(path, &found) == 0;
 }
 
-// Opens a file for writing, and creates it if it is missing: for privileged processes, as the semaphores are.
+// Opens a file for writing, and creates it if it is missing. Like the semaphores, it is only for privileged processes.
 Descriptor open_to_write(const char *path) {
     return quill::open_fixed(path, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
 }
 
-// Writes the id over the old one in one call, padded with blanks, and then cuts them off. A process that is killed in
-// between leaves an id, and not an empty file from which ids would start again.
+// Overwrites the old id in one call, padded with blanks, and then cuts the blanks off. So a process that is killed in
+// between leaves an id. An empty file would make ids start again.
 bool store_id(int id) {
     const Descriptor file = open_to_write(paths::kControllerId);
     if (!file) return false;
@@ -68,9 +69,9 @@ bool store_id(int id) {
     return true;
 }
 
-// 1 if there is an id, 0 if it has just been made. As with what follows, nothing if the file cannot be opened: the
-// process then ends, but not before it has given the semaphore back. Another user could plant what is refused, and
-// would stop all processes that take the semaphore.
+// Returns 1 if there is an id, 0 if this call made it. Like the next functions, returns nothing if the file cannot be
+// opened. The process then releases the semaphore before it ends: otherwise, another user who plants a file that is
+// refused would block all processes that take the semaphore.
 std::optional<int> check_or_create_id() {
     if (exists(paths::kControllerId)) return 1;
     return store_id(0) ? std::optional(0) : std::nullopt;
@@ -83,7 +84,8 @@ std::optional<int> load_id() {
     return id;
 }
 
-// Without the semaphore, a read may meet a write halfway: 9990, of 999 and 1000. Two reads that agree have not.
+// Without the semaphore, a read may find a write half done, such as 9990 from 999 and 1000. If two reads agree, neither
+// of them did.
 std::optional<int> load_id_beside_writers() {
     std::optional<int> id = load_id();
     for (int i = 0; i < 10; i++)
@@ -105,7 +107,7 @@ int value_or_exit(std::optional<int> id) {
     return *id;
 }
 
-// The result of use() while the semaphore is held; 0 when it cannot be taken or given.
+// Returns the result of use(), called while the semaphore is held; 0 if the semaphore cannot be taken or released.
 template <typename Use>
 int with_semaphore(int semaphore, Use use) {
     if (!change(semaphore, -1)) return 0;
@@ -159,7 +161,7 @@ int openCfgmGlobalConfigEnableFile() {
 }
 
 int closeCfgmGlobalConfigEnableFile() {
-    // In this order: another process may remove it at the same moment.
+    // Checked after the removal fails: another process may remove the file at the same moment.
     if (unlink(paths::kGlobalConfigEnabled) != 0 && exists(paths::kGlobalConfigEnabled)) exit(kFlagNotRemoved);
     return 0;
 }

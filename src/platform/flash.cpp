@@ -36,7 +36,7 @@ class DeviceName {
 public:
     constexpr explicit DeviceName(std::string_view name) { set(name); }
 
-    // Cuts off what does not fit. The name may be a part of this one.
+    // Cuts off what does not fit. `name` may be a part of the current name.
     constexpr void set(std::string_view name) {
         const size_t kept = std::min(name.size(), sizeof text_ - 1);
         std::copy_n(name.begin(), kept, text_);
@@ -50,7 +50,7 @@ private:
 
 // --- the state of the process
 
-// Nothing guards it.
+// It is not protected by a lock.
 constinit DeviceName flash_device{paths::kFlashDevice};
 
 // --- requests to drivers, in the host's byte order
@@ -85,7 +85,7 @@ bool send_board_request(int code, Request *request) {
     const NoCancellation no_cancellation;
     const Descriptor device(quill::clear_of_standard_descriptors(quill_open_device(O_RDONLY | O_CLOEXEC)));
     if (!device) {
-        perror("open /dev/mxc");  // after the message of quill_open_device: both are looked for in logs
+        perror("open /dev/mxc");  // Compatibility: logs are searched for it, too
         return false;
     }
     return send_request(device.get(), "ioctl /dev/mxc", code, request);
@@ -128,8 +128,8 @@ private:
     int file_;
 };
 
-// One transfer at a time over all processes. The semaphore is 1 while one is under way; the kernel takes back what a
-// process that has died in it added.
+// Allows one transfer at a time, over all processes. The semaphore is 1 during a transfer. If a process dies during its
+// transfer, the kernel undoes the increment.
 class OneTransfer {
 public:
     explicit OneTransfer(const SysvSemaphore &semaphore) : semaphore_(semaphore) {
@@ -138,7 +138,7 @@ public:
     }
     ~OneTransfer() {
         const ErrnoGuard errno_guard;
-        // A process that could not enter goes on, but must not end the transfer of one that could.
+        // A process that could not enter proceeds anyway, but must not release the semaphore of the process that could.
         if (entered_) (void)semaphore_.operate({{0, -1, SEM_UNDO}});
     }
     OneTransfer(const OneTransfer &) = delete;
@@ -149,7 +149,7 @@ private:
     bool entered_;
 };
 
-// What makes the two kinds of transfer differ.
+// The differences between the two kinds of transfer.
 struct Kind {
     FlashOperation operation;
     int open_flags, lock;
@@ -158,10 +158,10 @@ struct Kind {
 constexpr Kind kReading = {FlashOperation::kRead, O_RDONLY, LOCK_SH, "ReadFlash open %s: %s"};
 constexpr Kind kWriting = {FlashOperation::kWrite, O_RDWR, LOCK_EX, "WriteFlash open %s: %s"};
 
-// The result of call(descriptor), which is one read or write; -1 when it does not come to that.
+// Returns the result of call(descriptor), which is one read or write; -1 if it is not called.
 template <typename Call>
 ssize_t call_locked(const Kind &kind, const char *path, int offset, Call call) {
-    // Messages are printed while it is open.
+    // Not a standard descriptor, because messages are printed while the device is open.
     const Descriptor device(quill::clear_of_standard_descriptors(open(path, kind.open_flags | O_CLOEXEC)));
     if (!device) {
         fprintf(stderr, kind.open_failed, path, strerror(errno));
@@ -229,7 +229,7 @@ int ReadSamMachType(uint8_t *buffer) {
     const NoCancellation no_cancellation;
     const Descriptor device(quill::clear_of_standard_descriptors(open(paths::kMachineType, O_RDONLY | O_CLOEXEC)));
     if (!device) {
-        perror("ReadFlash open /dev/sam0");  // not flash, but the text that logs are searched for
+        perror("ReadFlash open /dev/sam0");  // not flash. Compatibility: logs are searched for this text
         return 0;
     }
     MachineTypeRequest request = {{0, 0}, buffer};

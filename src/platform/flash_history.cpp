@@ -30,21 +30,22 @@ constexpr uint32_t kRecords = QUILL_FLASH_HISTORY_RECORDS;
 constexpr size_t kSize = sizeof(quill_flash_history);
 static_assert(kSize == QUILL_FLASH_HISTORY_SIZE && sizeof(quill_flash_record) == QUILL_FLASH_HISTORY_RECORD_SIZE);
 
-// Set once, by the first thread that has the history mapped.
+// Set once, by the first thread that maps the history.
 constinit std::atomic<quill_flash_history *> mapped_history = nullptr;
 
-// The numbers of the header, which several processes touch at a time, and which share no lock for it.
+// Several processes change the numbers of the header at the same time, without a shared lock.
 static_assert(std::atomic_ref<uint32_t>::is_always_lock_free);
 std::atomic_ref<uint32_t> shared(uint8_t (&word)[4]) {
     return std::atomic_ref<uint32_t>(*reinterpret_cast<uint32_t *>(word));
 }
 
-// Makes a history of what the file holds.
+// Turns the content of the file into a history.
 void adopt(quill_flash_history &history) {
     const auto capacity = shared(history.capacity);
     const uint32_t found = capacity.load();
-    // A file that another process has just made is all zeros, and may have a record in a moment: it is not cleared. The
-    // capacity is replaced last, so that a process that is killed here leaves no history of foreign records.
+    // A file that another process has just made is all zeros. It is not cleared, because it may get a record at any
+    // moment. The capacity is replaced last, so that a process that is killed here leaves no history of foreign
+    // records.
     if (found != 0 && found != quill::big_endian(kRecords)) {
         memset(history.next, 0, sizeof history.next);
         memset(history.records, 0, sizeof history.records);
@@ -52,7 +53,7 @@ void adopt(quill_flash_history &history) {
     capacity.store(quill::big_endian(kRecords));
 }
 
-// The record that is this caller's alone, also when another process claims one at the same moment.
+// Returns a record that only this caller has, even if another process claims one at the same moment.
 quill_flash_record &claim_record(quill_flash_history &history) {
     const auto next = shared(history.next);
     uint32_t before = next.load(), mine;
@@ -63,7 +64,7 @@ quill_flash_record &claim_record(quill_flash_history &history) {
     return history.records[mine];
 }
 
-// With its NUL, over whatever a long one runs into, but not beyond the history.
+// Writes the label with its NUL. A long label overwrites the fields after it, but never memory beyond the history.
 void write_label(quill_flash_history &history, const char *place, pid_t process) {
     constexpr size_t kId = sizeof "[-2147483648]";
     char path[32], program[PATH_MAX + kId];
@@ -79,7 +80,8 @@ void write_label(quill_flash_history &history, const char *place, pid_t process)
     memcpy(start + at, label, std::min(strlen(label) + 1, kSize - at));
 }
 
-// Whether other users cannot cut the file off while it is mapped, which would end the process at its next write.
+// Returns whether no other user can truncate the file while it is mapped, which would end the process at its next
+// write.
 bool is_safe_to_map(const struct stat &file) {
     const bool own = file.st_uid == 0 || file.st_uid == geteuid();
     return own && !(file.st_mode & (S_IWGRP | S_IWOTH));
@@ -106,7 +108,7 @@ quill_flash_history *map_history() {
 
     quill_flash_history *first = nullptr;
     if (mapped_history.compare_exchange_strong(first, history)) {
-        (void)file.release();  // open for the life of the process: it shows who uses the history
+        (void)file.release();  // open for the life of the process: it shows which processes use the history
         return history;
     }
     munmap(mapping, kSize);  // another thread was faster

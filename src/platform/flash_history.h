@@ -1,4 +1,4 @@
-// The history of flash transfers: a file that all processes which make them have mapped.
+// The history of flash transfers: a file that every process with flash transfers maps.
 #pragma once
 
 #include <quill/flash.h>
@@ -16,10 +16,10 @@ struct FlashTransfer {
 
 uint64_t monotonic_milliseconds();
 
-// The history, made if it is missing, and mapped for the life of the process; null when that fails.
+// Returns the history, mapped for the life of the process; null if that fails. A missing history is created.
 quill_flash_history *flash_history();
 
-// Does nothing where there can be no history.
+// Adds a record of the transfer. Does nothing if there is no history.
 void add_to_flash_history(const FlashTransfer &transfer);
 
 }  // namespace quill

@@ -35,7 +35,7 @@ namespace {
 constexpr size_t kLine = 32;     // a line of a published file, with its NUL
 constexpr size_t kUptime = 256;  // what is read of the uptime
 
-// The number that the first line of a file begins with; other without a line.
+// Returns the number at the start of the file's first line; `other` if there is no line.
 int number_of_line(const char *path, int other) {
     char line[kLine];
     if (quill::read_start(path, line) <= 0) return other;
@@ -65,7 +65,7 @@ constexpr int month_index(std::string_view name) {
     return found == std::end(kMonths) ? 0 : static_cast<int>(found - std::begin(kMonths));
 }
 
-// Digits, in place of the first of which may be a blank.
+// Reads a number whose first digit may be a blank.
 constexpr int number_at(const char *text, size_t at) {
     const char *from = text + at;
     if (*from == ' ') from++;
@@ -96,7 +96,7 @@ int getApType() {
     int model = cached;
     if (model != 0) return model;
     model = number_of_line(paths::kApModel, 0);
-    // Not a failure, which another thread may not have had.
+    // A failure is not stored: another thread may have read the model successfully.
     if (model != 0) cached = model;
     return model;
 }
@@ -165,7 +165,7 @@ int getSysUptime() {
 
 double getSysUptime_d() {
     char text[kUptime + 1];
-    // Only a whole buffer counts, as it always has: a file of the usual length gives no answer.
+    // Only a full buffer counts, so a file of the usual length gives -1. Compatibility: this has always been so.
     if (quill::read_start(paths::kUptime, text) < static_cast<ssize_t>(kUptime)) return -1.0;
     return atof(text);
 }
@@ -175,7 +175,7 @@ time_t get_build_time() {
     return mktime(&moment);
 }
 
-// --- what this platform does not have
+// --- functions for features that this platform lacks
 
 int getSwVersion(char *buf) {
     memset(buf, 0, 5);

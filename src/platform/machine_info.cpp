@@ -31,7 +31,7 @@ struct Step {
     const char *next = nullptr;
 };
 
-// In this order, and with these texts to the byte. Compatibility: readers of dumps search for them. If there is no
+// The order and every byte of these texts are fixed. Compatibility: readers of dumps search for them. If there is no
 // current configuration, the dump does not mention it.
 constexpr Step kSteps[] = {
     {always, "softwareVersion 1 >> %s 2>&1 "},
@@ -56,7 +56,7 @@ constexpr Step kSteps[] = {
     {always, "mysqladmin processlist >> %s 2>&1 "},
 };
 
-// No command may wait for a person, as cat does where the configuration's name is blank.
+// No command may wait for input, as cat does if the configuration's name is blank.
 constexpr char kNoInput[] = " </dev/null";
 
 int run(const char *command, const char *path) {

@@ -46,7 +46,7 @@ std::optional<struct statfs> file_system_of(const char *path) {
     return found;
 }
 
-// In 32 bits, whatever is lost: programs compare these figures with the ones that they have always had.
+// Calculated in 32 bits, even if bits are lost. Compatibility: programs compare the results with earlier ones.
 template <typename Blocks, typename Size>
 uint32_t bytes_of(Blocks blocks, Size size) {
     return static_cast<uint32_t>(blocks) * static_cast<uint32_t>(size);
@@ -63,7 +63,7 @@ struct Memory {
     int64_t total, free, cached;
 };
 
-// The six numbers after the colons, as far as the row has them.
+// Reads the six numbers after the colons, or as many as the row has.
 Memory parse_memory(const char *text) {
     for (int colons = 0; colons < kColonsBeforeMemory; colons++) {
         text = strchr(text, ':');
@@ -81,7 +81,7 @@ Memory parse_memory(const char *text) {
     return {total, free, cached};
 }
 
-// Nothing when the file has another form than the platform's, or too little is free.
+// Returns nothing if the file does not have the platform's form, or too little memory is free.
 std::optional<Memory> usable_memory() {
     char text[1024 + 1];
     if (quill::read_start(paths::kMemory, text) <= 0) return std::nullopt;
@@ -102,8 +102,8 @@ bool has_room(uint32_t megabytes, int need) { return static_cast<int>(megabytes)
 
 // --- texts
 
-// Gives out a text that is its own format, in pieces: "%%" is one "%", and all else stays as it is, though it may look
-// like a conversion, for which there would be no argument.
+// Passes a text that is used as a format to the output, in pieces. "%%" becomes one "%". Everything else is unchanged,
+// even if it looks like a conversion, because there are no arguments.
 template <typename Out>
 void print_as_format(string_view text, Out out) {
     for (;;) {
@@ -128,7 +128,7 @@ Directory open_directory(int parent, const char *name) {
     return Directory(directory);
 }
 
-// The first entry of that type for which wanted(name) holds, or null. "." and ".." are not among them.
+// Returns the first entry of that type for which wanted(name) holds, or null. "." and ".." are skipped.
 template <typename Wanted>
 const dirent *find_entry(const Directory &directory, unsigned char type, Wanted wanted) {
     while (const dirent *entry = readdir(directory.get())) {
@@ -138,12 +138,13 @@ const dirent *find_entry(const Directory &directory, unsigned char type, Wanted 
     return nullptr;
 }
 
-// Whether the directory called name in parent has the file, at the end of the relative path of directories.
+// Returns whether the path name/directories/file exists in parent.
 bool has_file(const Directory &parent, const char *name, const char *directories, string_view file) {
     Directory directory = open_directory(dirfd(parent.get()), name);
     string_view left = directories;
-    // A path that begins with "." is none: that is what a file without a directory has for one. Slashes alone are none,
-    // either; but an empty component before others is not found, as no directory has that name.
+    // A path that begins with "." counts as no path: `directories` is "." for a file without a directory. A path of
+    // slashes only also counts as no path. An empty component before others is not found, because no directory has that
+    // name.
     while (directory && !left.starts_with('.') && left.find_first_not_of('/') != string_view::npos) {
         const string_view component = quill::prefix(left, left.find('/'));
         left.remove_prefix(std::min(component.size() + 1, left.size()));

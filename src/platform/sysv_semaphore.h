@@ -1,4 +1,4 @@
-// A System V semaphore: a set of one, which processes that know its key share.
+// A System V semaphore: a set with one member, shared by the processes that know its key.
 #pragma once
 
 #include <stddef.h>
@@ -15,7 +15,7 @@ public:
     int id() const { return id_; }
     explicit operator bool() const { return id_ != -1; }
 
-    // All steps in one, or none; false with errno.
+    // Performs all steps at once, or none. Returns false with errno if it fails.
     template <size_t n>
     [[nodiscard]] bool operate(sembuf (&&steps)[n]) const {
         return semop(id_, steps, n) == 0;

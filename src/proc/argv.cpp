@@ -16,8 +16,8 @@ bool separates(char c) { return is_one_of(c, " \t\r\n"); }
 bool wants_quotes(char c) { return is_one_of(c, "<>;&| \t\r\n"); }
 bool is_line_end(char c) { return is_one_of(c, "\r\n"); }
 
-// Takes the quotes and backslashes out of the word at `at`, ends it, and returns where the rest of the line begins.
-// What is left of a word is no longer than what was there, so its NUL takes the place of the separator at the latest.
+// Removes the quotes and backslashes from the word at `at`, adds a NUL, and returns where the rest of the line begins.
+// The result is never longer than the original word, so the NUL is at the separator or before it.
 char *take_word(char *at) {
     char *to = at;
     bool escaped = false;
@@ -60,7 +60,7 @@ public:
         if (quoted) text_.add('"');
     }
 
-    // Also of what found no room.
+    // The length also counts text that did not fit.
     int length() const { return static_cast<int>(std::min<size_t>(text_.length(), INT_MAX)); }
 
 private:

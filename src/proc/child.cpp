@@ -14,18 +14,18 @@
 #include "base/descriptor.h"
 #include "syslog/broken_pipe.h"
 
-// How a child starts: fork copies the caller's page tables, some 30 ms a gigabyte, to throw them away at the exec
-// that follows. vfork copies nothing. In return two flows share one memory until the exec, and three things that a
-// fork need not mind could then harm the caller:
+// How a child starts: fork copies the caller's page tables, which takes some 30 ms a gigabyte, and the exec discards
+// the copy. vfork copies nothing. But parent and child then share memory until the exec, and three things that are
+// harmless after a fork could harm the caller:
 //
 //     signals        A handler would run in the child and write the caller's data. All signals are blocked from before
 //                    the start; the child puts the default action in place of its handlers before it unblocks them.
 //     cancellation   A request that waits for the calling thread would be acted on by the child, which calls open and
 //                    close in that thread's name. Callers hold it off.
-//     errno          The child's calls set the caller's. It is put back.
+//     errno          The child's calls set the caller's errno. It is restored.
 //
-// Where vfork is a fork after all (under qemu-user, with ThreadSanitizer) everything holds as well, as nothing is
-// handed back through the shared memory: what goes wrong in the child, its exit code tells.
+// Everything also works where vfork is really a fork (under qemu-user, with ThreadSanitizer), because the child returns
+// nothing through the shared memory. It reports errors by its exit code.
 
 namespace {
 
@@ -35,7 +35,8 @@ struct Start {
     sigset_t mask;
 };
 
-// Whether the action is the log client's, of a thread that logs just now in a program that ignores broken pipes.
+// Returns whether the action is the log client's, installed by a thread that is logging now, in a program that ignores
+// broken pipes.
 bool in_place_of_ignoring(const struct sigaction &action) {
     return action.sa_handler == quill::broken_pipe.ours.load(std::memory_order_relaxed) &&
            quill::broken_pipe.callers_ignores.load(std::memory_order_relaxed);
@@ -60,10 +61,10 @@ void put_default_in_place_of_handlers() {
     _exit(255);  // not reached
 }
 
-// Has no variables that the child could change, and is never part of a function that has.
+// Has no variables that the child could change, and is never inlined into a function that has some.
 [[gnu::noinline]] pid_t start_sharing_memory(const Start &start) {
     const pid_t child = vfork();
-    // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): what the child may do is said above, and that it does
+    // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): the comment above says what the child may do, and it does only that
     if (child == 0) run_in_child(start);
     return child;
 }
@@ -89,7 +90,8 @@ void close_one_as_exec_would(int fd) {
     if (flags != -1 && (flags & FD_CLOEXEC)) close(fd);
 }
 
-// Without /proc, or a descriptor to read it by. Limits may be in the millions; descriptors in use seldom are.
+// For when there is no /proc, or no descriptor to read it with. Limits may be in the millions; the numbers of open
+// descriptors seldom are.
 void close_low_ones_as_exec_would() {
     constexpr int kLow = 4096;
     for (int fd = 0; fd < kLow; fd++) close_one_as_exec_would(fd);
@@ -98,8 +100,8 @@ void close_low_ones_as_exec_would() {
 }  // namespace
 
 void quill::close_as_exec_would() {
-    // The directory is read without the C library, which would allocate. linux_dirent64: inode and offset of 8 bytes,
-    // length of the entry in 2, type in 1, name (getdents64(2)).
+    // The directory is read without the C library's functions, because they allocate memory. linux_dirent64: inode and
+    // offset of 8 bytes, length of the entry in 2, type in 1, name (getdents64(2)).
     constexpr size_t kLengthAt = 16, kNameAt = 19;
     alignas(8) char entries[1024];
     const Descriptor open_ones(open("/proc/self/fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

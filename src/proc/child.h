@@ -5,17 +5,17 @@
 
 namespace quill {
 
-// What every child creates files with, whatever the caller has set.
+// The umask of every child, whatever the caller's umask is.
 inline constexpr mode_t kChildUmask = 022;
 
 // Starts a child that runs body(argument), and returns its id, or -1 with errno. When the call returns, the body has
 // run another program or ended with _exit.
 //
-// Until then the child shares the caller's memory, and the calling thread waits. So the body must not return; calls
-// only what is async-signal-safe; and writes to nothing but its own variables: what it needs is made before the start.
-// Its descriptors, umask and signal actions are its own. It starts with the caller's descriptors, umask and signal
-// mask, the caller's ignored signals, and the default action in place of each handler. The caller has cancellation held
-// off.
+// Until then the child shares the caller's memory, and the calling thread waits. So the body must not return, must call
+// only async-signal-safe functions, and must write only to its own variables. Prepare what it needs before the start.
+// The child has its own descriptors, umask and signal actions. It starts with the caller's descriptors, umask, signal
+// mask and ignored signals, and with the default action in place of each handler. The caller must have cancellation
+// disabled.
 pid_t start_child(void (*body)(const void *argument), const void *argument);
 
 // Closes all close-on-exec descriptors in a forked child that will not exec. Otherwise it keeps other threads' pipes

@@ -20,8 +20,8 @@
 #include "base/text_file.h"
 #include "proc/child.h"
 
-// All children end with _exit: exit would write out, once more, what the caller has in its stdio buffers, and run its
-// exit handlers in a second process.
+// All children end with _exit: exit would write the caller's stdio buffers a second time, and run the caller's exit
+// handlers in the child.
 
 namespace {
 
@@ -31,7 +31,8 @@ using quill::Owned;
 
 // --- what children do before they run a program: async-signal-safe
 
-// In the child, descriptor 1 or 2 becomes the file. Where it cannot be opened, the descriptor stays closed.
+// Called in the child: makes descriptor 1 or 2 refer to the file. If the file cannot be opened, the descriptor stays
+// closed.
 void redirect(int descriptor, const char *path) {
     close(descriptor);
     const int file = open(path, O_RDWR | O_CREAT | O_TRUNC, 0664);
@@ -42,11 +43,11 @@ void redirect(int descriptor, const char *path) {
 
 // --- a program without a shell
 
-// A command line in words, in memory of its own.
+// A command line split into words, in memory of its own.
 class Words {
 public:
-    // A run of blanks is one separator, but a blank at the start makes the first word empty. On lack of memory, and for
-    // null, there are no words.
+    // A run of blanks is one separator, but a blank at the start makes the first word empty. If memory runs out or the
+    // command is null, there are no words.
     explicit Words(const char *command) {
         if (!command) return;
         const size_t length = strlen(command);
@@ -62,7 +63,7 @@ public:
         }
     }
     bool is_complete() const { return text_ && words_; }
-    const char *program() const { return text_.get(); }  // the first word, also when it is empty
+    const char *program() const { return text_.get(); }  // the first word, even if it is empty
     char *const *vector() const { return words_.get(); }
 
 private:
@@ -90,8 +91,8 @@ void run_directly(const void *argument) {
 // --- the worker of a detached command, in which only what is async-signal-safe may be called: it is forked from a
 // process that may have had other threads, and the locks of these are as they were at that moment
 
-// The worker outlives the signals of a terminal, as system() does. A handler, unlike an ignored signal, is not handed
-// on to the command.
+// Signals of a terminal do not end the worker, as with system(). The command does not inherit a handler, but would
+// inherit an ignored signal.
 void outlive(int signal) {
     struct sigaction action;
     if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
@@ -163,7 +164,7 @@ int execute_command_status_no_io(char *command, const char *output, const char *
     const pid_t child = quill::start_child(run_directly, &direct);
     if (child == -1) return -1;
     int status;
-    // Not again after a signal: callers take what is negative as a failure.
+    // Not repeated after a signal: callers treat negative values as failures.
     return waitpid(child, &status, 0) == -1 ? -1 : status;
 }
 
@@ -177,8 +178,9 @@ int execute_command_status_no_io_nowait(const char *command, const char *output,
     if (child == -1) return -1;
     if (child > 0) return waitpid(child, nullptr, 0) == -1 ? -1 : 0;
     const pid_t worker = fork();
-    // Not an exit, though the caller now runs twice: programs of this system know that -1 may come in a second process,
-    // and clean up there. An exit here would look to the first one like a command that was launched.
+    // Returns instead of exiting, although the caller now runs in two processes. An exit would look to the first
+    // process like a launched command. Compatibility: programs know that -1 may be returned in a second process, and
+    // clean up there.
     if (worker == -1) return -1;
     if (worker > 0) _exit(0);
     run_detached(command, output, errors, status_file, delete_on_success);
@@ -187,7 +189,7 @@ int execute_command_status_no_io_nowait(const char *command, const char *output,
 int process_normal(const char *name) {
     const NoCancellation no_cancellation;
     quill::ShellLine<> line;
-    // killall would take a name that begins with a dash for an option.
+    // killall would treat a name that begins with a dash as an option.
     if (!name || name[0] == '-' || !line.format("killall -0 %s", name)) return 0;
     return system(line.text()) == 0;
 }

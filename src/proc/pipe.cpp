@@ -11,16 +11,16 @@
 #include "base/errno.h"
 #include "proc/child.h"
 
-// Both ends of a pipe are created close-on-exec, so that there is no moment at which a program that another thread
-// starts could inherit one: an inherited write end would keep a reader from ever seeing the end. The child gets its end
-// by dup2, which does not hand the flag on; where the end is in its place already, the flag is cleared instead.
+// Both ends of a pipe are created close-on-exec, so that a program that another thread starts can never inherit one.
+// With an inherited write end open, a reader would never see the end of file. The child gets its end by dup2, which
+// does not copy the flag. If the end already has the right number, the flag is cleared instead.
 
 namespace {
 
 using quill::Descriptor;
 using quill::NoCancellation;
 
-// Whether programs that the caller runs by other means get the parent's end as well.
+// Whether programs that the caller starts in other ways inherit the parent's end.
 enum Inheritance { kInherited, kCloseOnExec };
 
 struct ShellOnPipe {
@@ -74,7 +74,7 @@ FILE *open_pipe(const char *command, const char *mode, Inheritance inheritance, 
 int close_pipe(FILE *stream, pid_t child) {
     int status;
     if (fclose(stream) != 0) return -1;
-    // Not again after a signal: callers take the -1 as a failure, and may wait for the child themselves.
+    // Not repeated after a signal: callers treat -1 as a failure, and may wait for the child themselves.
     return waitpid(child, &status, 0) == -1 ? -1 : status;
 }
 
@@ -82,7 +82,7 @@ int close_pipe(FILE *stream, pid_t child) {
 
 FILE *quill_popen(const char *command, const char *mode) {
     const NoCancellation no_cancellation;
-    int child;  // whichever ends first is waited for
+    int child;  // not used: quill_pclose waits for the child that ends first
     return open_pipe(command, mode, kInherited, &child);
 }
 

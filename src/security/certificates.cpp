@@ -2,7 +2,7 @@
 
 #include <quill/reg_table.h>  // IWYU pragma: keep
 
-// Numbers that the build has made of the two files.
+// The bytes of the two files, which the build writes as numbers.
 constexpr uint8_t Parent_CA_Cert[] = {
 #include "parent_certificate.inc"  // IWYU pragma: keep
 };

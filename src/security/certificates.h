@@ -1,4 +1,4 @@
-// The compiled-in certificates with their sizes, which only the files that they come from know.
+// The compiled-in certificates with their sizes, which depend on the certificate files of the build.
 #pragma once
 
 #include <stdint.h>

@@ -10,8 +10,8 @@
 //
 // A block of 64 bytes is 16 little-endian words, which 64 steps mix into the four chaining values. Each step changes
 // one of them; the next step changes the one before it. The steps are unrolled by the compiler from one template, so
-// that the values stay in registers and change places by name only. Whole blocks are read where the caller has them;
-// the buffer of the context only sees the pieces at the ends.
+// that the values stay in registers and change places by name only. Whole blocks are read from the caller's memory;
+// only incomplete blocks at the ends go through the buffer of the context.
 
 namespace {
 
@@ -51,8 +51,8 @@ constexpr uint8_t kInnerPad = 0x36, kOuterPad = 0x5c;
 
 constexpr uint32_t rotate_left(uint32_t v, unsigned n) { return v << n | v >> (32 - n); }
 
-// sum + f(b, c, d) of the round's f. b is what the step before has just made: the less there is to do from it on, the
-// faster, so the second function is a sum whose one half does not wait for b.
+// sum + f(b, c, d) of the round's f. b is the result of the step before, so as little work as possible should depend on
+// it. The second function is therefore a sum of which one half does not use b.
 template <unsigned round>
 uint32_t add_mixed(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) {
     if constexpr (round == 0) return sum + (d ^ (b & (c ^ d)));
@@ -98,7 +98,7 @@ void make_pad(uint8_t (&pad)[MD5_BLOCK_SIZE], const uint8_t *key, size_t key_len
     for (size_t i = 0; i < key_length; i++) pad[i] ^= key[i];
 }
 
-// The digest of the key under fill, and then data.
+// The digest of the key XORed with fill, followed by data.
 void keyed_digest(uint8_t *digest, const uint8_t *key, size_t key_length, uint8_t fill, const void *data,
                   unsigned length) {
     uint8_t pad[MD5_BLOCK_SIZE];

@@ -40,8 +40,8 @@
 //     openssl verify: certificate, authorities        "...tempCert.pem: OK"
 //     openssl dgst:   public key, bytes, signed data  "Verified OK"
 //
-// Whether a command has done its work is seen in its output file alone, never in its exit status. So every output file
-// is made, empty, before its command is run: so that a file of an interrupted run is never taken for the result.
+// The success of a command is judged only by its output file, never by its exit status. So every output file is created
+// empty before its command runs: a file of an interrupted run is then never taken for the result.
 
 using quill::Descriptor;
 using quill::NoCancellation;
@@ -73,9 +73,9 @@ void remove_all(Files files) {
     for (const char *file : files) unlink(file);
 }
 
-// The temporary files are one process's at a time, or the answer of a command would be taken for another one's. The
-// lock is on a file with a name that nothing else uses, which is there as long as it is locked. At the end, the files
-// go.
+// One process at a time uses the temporary files; otherwise a process could read the output of another one's command.
+// The lock is on a file with a name that is not used otherwise, and that exists only while it is locked. The files are
+// removed at the end.
 class [[nodiscard]] TemporaryFiles {
 public:
     explicit TemporaryFiles(Files files) : files_(files) {}
@@ -87,18 +87,18 @@ public:
     TemporaryFiles(const TemporaryFiles &) = delete;
     TemporaryFiles &operator=(const TemporaryFiles &) = delete;
 
-    // Waits for another process that has them. False if the lock's file cannot be had.
+    // Waits for another process that uses the files. Returns false if the lock's file cannot be opened.
     bool lock() {
         do {
             lock_ = quill::open_fixed(paths::kDecrypted, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR);
             if (!lock_) remove_trap();
             if (lock_ && quill::repeat_if_interrupted([&] { return flock(lock_.get(), LOCK_EX); }) != 0) lock_.reset();
-        } while (lock_ && !is_in_place());  // removed meanwhile by the process before
+        } while (lock_ && !is_in_place());  // repeat if the process that had the lock before has removed the file
         return static_cast<bool>(lock_);
     }
 
 private:
-    // A link or a pipe in the lock's place is removed, so that it stops one run only.
+    // Removes a link or a pipe at the lock's path, so that it makes only one run fail.
     static void remove_trap() {
         struct stat found;
         if (lstat(paths::kDecrypted, &found) == 0 && !S_ISREG(found.st_mode)) unlink(paths::kDecrypted);
@@ -122,7 +122,7 @@ bool write_certificate(const char *path, std::span<const uint8_t> der) {
     return write_temporary(path, {reinterpret_cast<const char *>(der.data()), der.size()});
 }
 
-// The whole file; null with a message when that cannot be had.
+// Returns the whole file; null, with a message, if it cannot be read.
 Text read_file(const char *path, size_t *size) {
     const Descriptor file = quill::open_fixed(path, O_RDONLY);
     struct stat status;
@@ -149,7 +149,7 @@ Text read_file(const char *path) {
     return read_file(path, &size);
 }
 
-// A file without a NUL: text after one would not be signed, and its absence not noticed.
+// Returns a file that has no NUL. Text after a NUL would not be part of the signed data, without any error.
 Text read_text(const char *path) {
     size_t size;
     Text text = read_file(path, &size);
@@ -158,8 +158,9 @@ Text read_text(const char *path) {
 
 // --- commands
 
-// No command may wait for a person: its input is empty and, where the machine has setsid, it has no terminal. openssl
-// adds the machine's authorities, of the whole Internet, to those of -CAfile unless it is kept from that.
+// No command may wait for input from a person: its input is empty and, if the machine has setsid, it has no terminal.
+// The two variables keep openssl from adding the machine's authorities, those of the whole Internet, to those of
+// -CAfile.
 constexpr char kAlone[] = "SSL_CERT_DIR=/dev/null SSL_CERT_FILE=/dev/null </dev/null $(command -v setsid) ";
 
 bool run(const CommandLine &line) {
@@ -167,12 +168,12 @@ bool run(const CommandLine &line) {
     snprintf(text, sizeof text, "%s%s", kAlone, line.text());
     errno = 0;
     const int status = system(text);
-    // With status 127 and errno, glibc says that no process could be started; from a shell there is no errno.
+    // glibc returns status 127 with errno if no process could be started. A 127 of the shell comes without errno.
     constexpr int kNotFound = 127 << 8;
     return status >= 0 && !(status == kNotFound && errno != 0);
 }
 
-// Runs a command whose output file is the last of its words.
+// Runs a command whose last word is its output file.
 template <typename... Words>
 bool run_into(const char *output, const char *command, Words... words) {
     CommandLine line;
@@ -207,8 +208,8 @@ Stream open_section(const char *path) {
     return stream;
 }
 
-// A line of a certificate that is plain PEM: a marker or base64. A header such as "Proc-Type: 4,ENCRYPTED" would make
-// openssl wait for a pass phrase.
+// Returns whether a line of a certificate is plain PEM: a marker or base64. A header such as "Proc-Type: 4,ENCRYPTED"
+// would make openssl wait for a pass phrase.
 bool is_plain_pem(string_view line) {
     if (const auto *const marker = quill::reg_table_marker(line)) line.remove_prefix(marker->text.size());
     return std::all_of(line.begin(), line.end(), [](char c) {
@@ -222,13 +223,13 @@ void copy_version(Version &last, string_view line) {
     (void)quill::copy_text(last, sizeof last, quill::prefix(line, line.find('\0')));
 }
 
-// What the split sees of the sections besides.
+// What the split finds out about the sections.
 struct Sections {
     bool plain_pem = true;  // the certificate
     Version version = "";   // the last line
 };
 
-// Puts the sections into their files.
+// Writes each section to its file.
 bool split(const char *path, TemporaryFiles &temporary, Sections &sections) {
     if (!path) return false;
     const Stream input(fopen(path, "re"));
@@ -247,19 +248,19 @@ bool split(const char *path, TemporaryFiles &temporary, Sections &sections) {
         }
     });
     if (ferror(input.get())) return log_and_return(false, kNotOpened);
-    // A section cut short by a full file system would be validated as if it were the file's.
+    // Checked because a section that a full file system cut short would be validated as if it were complete.
     return std::all_of(std::begin(files), std::end(files),
                        [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
 }
 
-// Puts together what has been signed: the table without the newline that ends it, and the version.
+// Writes the signed data: the table without its last newline, and the version.
 int write_signed_data() {
     const Text table = read_text(paths::kTableContent);
     const Text version = table ? read_text(paths::kTableVersion) : Text();
     string_view lines = table ? table.get() : "";
     const string_view last_line = version ? version.get() : "";
-    // The byte that is not signed must be the newline, or a forger could choose it. Without a version, callers would
-    // take that of the file before for this one's.
+    // The unsigned byte must be the newline, otherwise a forger could choose it. Without a version, callers would use
+    // the version of the previous file.
     if (!lines.ends_with('\n') || last_line.empty()) {
         return log_and_return(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
     }
@@ -282,7 +283,7 @@ bool collect_authorities() {
     for (uint32_t level = 1; level <= Top_CA_Certs_count; level++) {
         if (level > 1) return log_and_return(false, "Unexpected number of Top-level CA Certificates.\n");
         if (!write_certificate(paths::kCheckOutput, quill::kTopCertificate)) {
-            // The second blank after "in" is looked for by what reads these messages.
+            // There are two blanks after "in". Compatibility: readers of these messages search for them.
             return log_and_return(
                 false, "Could not write Upper-level (level %d) CA's certificate in  file %s for conversion.\n",
                 static_cast<int>(level), paths::kCheckOutput);
@@ -350,7 +351,8 @@ bool is_signed() {
 }
 
 bool unpack(const char *path) {
-    // gunzip would take a name that begins with a dash for options. What is cut here is too long for the line, too.
+    // gunzip would treat a name that begins with a dash as options. A name that is cut off here is also too long for
+    // the line.
     char name[512];
     snprintf(name, sizeof name, "%s%s", *path == '-' ? "./" : "", path);
     return run_into(paths::kUnpacked, "gunzip -c %s > %s", name);
@@ -386,7 +388,7 @@ int validate(const char *path, Sections &sections) {
     return log_and_return(QUILL_REG_TABLE_NOT_VALID, "Couldn't verify certificate and/or signature \n");
 }
 
-// State: what callers get. Nothing guards it.
+// State: the version that callers get. It is not protected by a lock.
 constinit Version last_version = "";
 
 }  // namespace
@@ -400,7 +402,8 @@ int get_reg_tbl_file_ver(const char *path, char **version) {
     const NoCancellation no_cancellation;
     const Stream file(path ? fopen(path, "re") : nullptr);
     if (!file) return log_and_return(-1, kNotOpened);
-    // Without a version, the earlier text stays. Compatibility: callers get the text of the file before.
+    // If the file has no version, the earlier text stays. Compatibility: callers then get the version of the previous
+    // file.
     quill::read_reg_table(file.get(), [](quill::RegTableSection section, string_view line) {
         if (section == quill::kVersionSection) copy_version(last_version, line);
     });
@@ -414,7 +417,7 @@ int parse_validate_get_reg_tbl_file_ver(const char *path, char **version) {
     Sections sections;
     if (validate(path, sections) != QUILL_REG_TABLE_VALID)
         return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "Error encountered while parsing or validating the file");
-    // Not from the file once more: it may be another one by now.
+    // The version is not read from the file again: another file may have taken its place.
     copy_version(last_version, sections.version);
     *version = last_version;
     return 0;
@@ -426,7 +429,7 @@ int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
     if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
     TemporaryFiles temporary(kFiles);
-    // The sections are not used: that the file can be split at all is the condition, as it is for validation.
+    // The sections are not used. As for validation, the condition is only that the file can be split.
     Sections sections;
     if (!split(in_path, temporary, sections))
         return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");

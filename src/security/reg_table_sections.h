@@ -35,8 +35,9 @@ inline const RegTableMarker *reg_table_marker(std::string_view line) {
     return nullptr;
 }
 
-// Gives every line to take(section, line), once for each section that it is in. What reads the version sees the very
-// lines that are signed: a line that only one of the two took for content would let a version be forged.
+// Calls take(section, line) for every line, once for each section that the line is in. The reader of the version and
+// the reader of the signed data both use this function: if only one of them took a line for content, a version could be
+// forged.
 template <typename Take>
 void read_reg_table(FILE *file, Take take) {
     char buffer[399];

@@ -8,8 +8,8 @@
 
 // How it works
 //
-// Both scramblers are made of the scrambling of one byte and its inverse, byte by byte without a buffer between, so
-// that no length is too long. Escaping first looks whether all goes well, and only then writes.
+// Both scramblers use the scrambling of one byte and its inverse, byte by byte without an intermediate buffer, so any
+// length works. Escaping first checks for errors, and only then writes.
 
 namespace {
 
@@ -31,7 +31,7 @@ constexpr uint8_t unscrambled(uint8_t scrambled) {
     return static_cast<uint8_t>(plain);
 }
 
-// What a pair of the printable form means: factor * character + addend, modulo 256, by its digit.
+// The digit of a pair of the printable form selects a row; the pair then means factor * character + addend, modulo 256.
 struct PairClass {
     int factor;
     int addend;
@@ -50,7 +50,8 @@ constexpr PairClass kPairClasses[10] = {
     {0, 78},    // 9
 };
 
-// Not enough for two pairs. A bigger buffer would give the whole form, which no program expects.
+// There is not enough room for two pairs. Compatibility: with a bigger buffer the form would be complete, which
+// programs do not expect.
 constexpr size_t kPrintedSize = 4;
 
 void append_pair(char (&printed)[kPrintedSize], uint8_t byte) {
@@ -76,7 +77,7 @@ uint8_t byte_of_pair(char digit, char character) {
 
 constexpr int kBadArgument = -1, kNothingToDo = -2, kMalformed = -3, kTooLong = -4;
 
-// How texts with one delimiter are written.
+// How a delimiter is escaped in texts.
 struct Code {
     char delimiter, escape;
     char after_escape;  // makes a pair for the delimiter
@@ -89,7 +90,7 @@ struct Code {
 
     bool printable() const { return ' ' <= delimiter && delimiter <= '~'; }
 
-    // The second character of the pair for c; 0 when c is its own code.
+    // Returns the second character of the pair for c; 0 if c is written as it is.
     char second_of_pair(char c) const {
         if (c == delimiter) return after_escape;
         return c == escape ? kSelf : '\0';

@@ -1,4 +1,4 @@
-// Clearing of secrets: the writes stay, although nothing reads the memory afterwards.
+// Clears secrets. The compiler does not remove the writes, although the memory is not read afterwards.
 #pragma once
 
 #include <string.h>
@@ -8,7 +8,7 @@ namespace quill {
 template <typename T>
 void wipe(T &object) {
     memset(&object, 0, sizeof object);
-    asm volatile("" : : "r"(&object) : "memory");  // may read it, as far as the compiler knows
+    asm volatile("" : : "r"(&object) : "memory");  // the compiler must assume that this reads the object
 }
 
 }  // namespace quill

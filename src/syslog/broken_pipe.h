@@ -1,5 +1,5 @@
-// The process's action on a broken pipe while the library has it: what programs that are started meanwhile should have
-// instead. Children of a fork put the caller's action back themselves; those that share memory look here.
+// The process's action on a broken pipe while the library's handler is installed. Programs that are started during that
+// time must get the caller's action. Children of a fork restore it themselves; children that share memory read it here.
 #pragma once
 
 #include <atomic>
@@ -7,8 +7,8 @@
 namespace quill {
 
 struct BrokenPipeAction {
-    std::atomic<void (*)(int)> ours = nullptr;  // the library's handler, once it was in place
-    std::atomic<bool> callers_ignores = false;  // what it is in place of
+    std::atomic<void (*)(int)> ours = nullptr;  // the library's handler, once it has been installed
+    std::atomic<bool> callers_ignores = false;  // whether the caller's action is to ignore
 };
 
 inline constinit BrokenPipeAction broken_pipe;

@@ -1,4 +1,4 @@
-// A record of the system log, and the local time that it begins with.
+// A record of the system log, and the local time in it.
 #pragma once
 
 #include <stdarg.h>
@@ -17,11 +17,12 @@
 
 namespace quill {
 
-// As the daemon expects it, and worked out once a second: reading the time zone is dear.
+// The local time as the daemon expects it. It is calculated once a second, because reading the time zone is expensive.
 class LocalTime {
 public:
-    // Held while the C library works out the time. It has a lock of its own for that, which the child of a fork would
-    // find locked for good; so fork waits for this one, which takes microseconds and no daemon's doing.
+    // Held while the C library calculates the time. The C library uses a lock of its own for that, which could stay
+    // locked forever in the child of a fork. So fork waits for this lock, which takes microseconds and does not depend
+    // on a daemon.
     RecursiveMutex lock;
 
     std::string_view text() {
@@ -44,7 +45,7 @@ private:
 
 class Record {
 public:
-    // With the id of a process, or 0.
+    // `process` is the id of a process, or 0 for none.
     Record(int priority, std::string_view time, const char *identity, pid_t process) : text_(bytes_.data(), kTextSize) {
         text_.add('<');
         text_.add(priority);
@@ -63,8 +64,8 @@ public:
         text_.add(": ");
     }
 
-    // A message that does not fit, or is longer than printf can count, or has an argument without a text, is marked,
-    // and what there is of it is kept.
+    // A message may not fit, be longer than printf can count, or have an argument without a text. Then it is marked,
+    // and the available part is kept.
     [[gnu::format(printf, 2, 0)]] void add_message(const char *format, va_list arguments) {
         const ErrnoGuard errno_guard;  // for %m
         va_list once_more;
@@ -79,13 +80,13 @@ public:
         va_end(once_more);
     }
 
-    // The record as each place gets it, valid until the next of these calls.
+    // The record in the form for each destination, valid until the next of these calls.
     std::string_view for_daemon() { return ended({"", 1}, 0); }
     std::string_view for_standard_error() { return ended("\n", identity_); }
     std::string_view for_console() { return ended("\r\n", time_); }
 
 private:
-    // The console's line ending needs a byte more than the NUL that the text has room for.
+    // The text has room for a NUL; the console's line ending needs one byte more.
     static constexpr size_t kSize = 1024, kTextSize = kSize - 1;
     // Shorter than what the header, the process id and the mark of a cut message leave of the buffer.
     static constexpr size_t kLongestIdentity = 959;

@@ -1,13 +1,14 @@
 // A recursive mutex that is ready before any code runs.
 //
-// POSIX has no static initialiser for one: glibc and uClibc offer their own, musl does not, and making one at run time
-// takes a constructor or a check before every lock. The plain mutex can be initialised statically everywhere, so
-// recursion is added to it: the thread that holds it is remembered, and locks again by counting.
+// POSIX has no static initialiser for a recursive mutex: glibc and uClibc have their own, musl has none. Initialising
+// it at run time needs a constructor or a check before every lock. A plain mutex can be initialised statically
+// everywhere, so this class adds recursion to one: it stores the thread that holds the mutex, and counts when that
+// thread locks again.
 //
-// Reading owner_ without holding the mutex is sound because it is only compared with the reader itself. A thread stores
-// its own name, and takes it back before it unlocks, so it reads its name exactly while it holds the mutex; whatever
-// else it reads, however old, is another's. No thread is named pthread_t{}: on all three libraries the name is the
-// address of the thread's descriptor.
+// Reading owner_ without holding the mutex is safe, because a thread only compares it with its own name. A thread
+// stores its name after it locks, and clears it before it unlocks. So it reads its own name exactly while it holds the
+// mutex; any other value, however old, is another thread's. No thread is named pthread_t{}: on all three libraries the
+// name is the address of the thread's descriptor.
 #pragma once
 
 #include <pthread.h>
@@ -36,7 +37,8 @@ public:
     }
     bool held_by_caller() const { return owner_.load(std::memory_order_relaxed) == pthread_self(); }
 
-    // In the child of a fork, where a thread that held the mutex no longer exists. What the caller itself holds stays.
+    // Called in the child of a fork: unlocks the mutex if its holder was another thread, which does not exist there.
+    // The mutex stays locked if the caller itself holds it.
     void free_from_threads_left_behind() {
         if (held_by_caller()) return;
         mutex_ = StaticMutex();

@@ -27,12 +27,12 @@
 #include "syslog/record.h"
 #include "syslog/recursive_mutex.h"
 
-// A message is sent under the lock. The library's handler for a broken pipe is installed, the connection is made if it
-// is missing, and the record is built in a buffer on the stack and written in one piece. A write that fails closes the
+// A message is sent under the lock. The library installs its handler for a broken pipe, and connects if there is no
+// connection. It builds the record in a buffer on the stack, and writes it in one piece. A write that fails closes the
 // connection, and the next message connects again.
 //
-// The signal is exchanged under the lock, and not around it: two threads that exchange it around each other's messages
-// would save and put back the library's own handler, for good.
+// The signal's action is also replaced and restored under the lock. Otherwise two threads whose messages overlap could
+// save the library's handler as the caller's, and then restore it forever.
 
 #ifdef __GLIBC__
 extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void *object);
@@ -44,7 +44,8 @@ using quill::FileNumber;
 using std::string_view;
 namespace paths = quill::paths;
 
-// The standard values, said again because <syslog.h> cannot be included: fortified, it defines these functions itself.
+// The standard values, repeated here because <syslog.h> cannot be included: with fortification, it defines these
+// functions itself.
 enum Option { kProcessId = 1, kConsoleOnFailure = 2, kConnectNow = 8, kStandardErrorToo = 32 };
 constexpr int kLevelBits = 7;
 constexpr int kFacilityBits = 0x7f << 3;
@@ -65,7 +66,7 @@ struct Log {
     int facility = QUILL_LOG_FACILITY;
     int mesh_role = kRoleUnread;
     bool fork_handlers_registered = false;
-    struct sigaction callers_action = {};  // on a broken pipe, while a message is on its way
+    struct sigaction callers_action = {};  // on a broken pipe, while a message is being sent
 };
 
 constinit Log state;
@@ -79,14 +80,15 @@ constinit std::atomic<int> level_mask = kEveryLevel;
 // connection.
 constinit std::atomic<bool> close_wanted = false;
 
-// Whether the descriptor is our socket. A program that closes all descriptors, as daemons do, closes it as well, and
-// may then have a socket of its own with that number.
+// Returns whether the descriptor is our socket. A program that closes all descriptors, as daemons do, also closes this
+// one, and may then have a socket of its own with that number.
 bool is_ours(int fd) {
     struct stat found;
     return fstat(fd, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_ino == state.socket_inode;
 }
 
-// Forgotten before it is closed: the broken-pipe handler may come in between, and a descriptor is not closed twice.
+// The descriptor is forgotten before it is closed: the broken-pipe handler may run in between, and must not close it
+// again.
 void close_socket() {
     const int closing = state.socket;
     state.socket = -1;
@@ -115,7 +117,7 @@ bool prepare_for_fork() {
 #endif
 }
 
-// Holds the lock. A thread is not cancelled meanwhile: it would never give the lock back.
+// Holds the lock. The thread cannot be cancelled meanwhile, because it would never release the lock.
 class [[nodiscard]] Locked {
 public:
     Locked() {
@@ -156,7 +158,8 @@ public:
         struct sigaction ours = {};
         ours.sa_handler = on_broken_pipe;
         sigemptyset(&ours.sa_mask);
-        // Known before ours is in place: a child that is forked in between looks here for what to put back.
+        // The previous action is stored before ours is installed: a child that is forked in between reads here which
+        // action to restore.
         installed_ = sigaction(SIGPIPE, nullptr, &previous_) == 0;
         if (installed_ && previous_.sa_handler != on_broken_pipe) {
             state.callers_action = previous_;
@@ -177,8 +180,8 @@ private:
     bool installed_;
 };
 
-// The thread that was logging does not exist here; what it would have put back is put back for it. Waiting for its
-// message before the fork instead would make fork as slow as the log daemon.
+// In the child, the thread that was logging does not exist, so this function restores what that thread would have
+// restored. Waiting for its message before the fork would make fork as slow as the log daemon.
 void after_fork_in_child() {
     local_time.lock.unlock();
     if (lock.held_by_caller()) return;
@@ -196,7 +199,7 @@ void read_mesh_role() {
     if (quill::read_number(file, &state.mesh_role) == FileNumber::kNoNumber) state.mesh_role = kRoleUnread;
 }
 
-// Makes the socket if the options say so; false when that fails.
+// Creates the socket if the options require it; returns false if that fails.
 bool open_socket(int type) {
     if (!(state.options & kConnectNow)) return true;
     state.socket = quill::clear_of_standard_descriptors(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -232,9 +235,10 @@ void open_log(const char *identity, int options, int facility) {
     if (open_socket(SOCK_STREAM)) make_connection();
 }
 
-// --- where it goes
+// --- destinations of a record
 
-// Returns whether the daemon has the record, or it is one that a mesh point drops. Else the connection is closed.
+// Returns true if the daemon has the record, or if a mesh point drops it. Otherwise it closes the connection and
+// returns false.
 bool send_to_daemon(string_view record) {
     if (!is_ours(state.socket)) {
         disconnect();
@@ -242,12 +246,12 @@ bool send_to_daemon(string_view record) {
     }
     const size_t whole = record.size();
     while (!record.empty()) {
-        // Without the signal, which another thread of the program may have set an action for in the meantime.
+        // Sent without raising SIGPIPE: another thread of the program may have set an action for it in the meantime.
         const ssize_t sent = send(state.socket, record.data(), record.size(), MSG_NOSIGNAL);
         if (sent >= 0) {
             record.remove_prefix(static_cast<size_t>(sent));
         } else if (errno == EAGAIN && state.mesh_role == kMeshPoint) {
-            // In a stream, the rest of a record that was begun must not run into the next one.
+            // In a stream, an incomplete record must not run into the next one.
             if (record.size() < whole) disconnect();
             return true;
         } else if (errno != EINTR && errno != EAGAIN) {

@@ -25,7 +25,7 @@ namespace {
 constexpr size_t kMacSize = 6;
 constexpr char kUnknownMac[] = "UNKNOWN";
 
-// --- the state of the process; nothing guards it
+// --- the state of the process, not protected by a lock
 
 constinit TextRing<64, 20> mac_texts;
 constinit TextRing<10, 24> ip_texts;
@@ -49,7 +49,7 @@ char *write_mac(const uint8_t *mac, char *dst, bool upper, char delimiter) {
 
 bool separates_typed_bytes(char c) { return c == ':' || c == '-' || c == '.'; }
 
-// Reads one or two digits at *text and steps over them. -1 for anything else.
+// Reads one or two digits at *text and moves past them. Returns -1 without a digit.
 int read_typed_byte(const char **text) {
     const int first = hex_value(**text);
     if (first < 0) return -1;
@@ -61,7 +61,8 @@ int read_typed_byte(const char **text) {
     return first * 16 + second;
 }
 
-// What a character counts as in a strictly read group, separators included: ':' 10 and '-' -3, whose low bits are 13.
+// The value of a character in a strictly read group. Separators have values too: ':' is 10, and '-' is -3, whose low
+// bits are 13.
 constexpr int strict_digit(char c) { return c >= 'A' ? quill::fold_case(c) - 'a' + 10 : c - '0'; }
 
 // --- IPv4 addresses
@@ -84,7 +85,7 @@ char *write_ip_word(uint32_t ip, char *dst) {
     return dst;
 }
 
-// Four decimal numbers, which is all that inet_pton reads; inet_addr reads more.
+// Reads four decimal numbers, the only form that inet_pton reads; inet_addr reads other forms too.
 bool read_dotted_quad(const char *text, uint8_t *octets) {
     for (int i = 0; i < 4; i++) {
         const char *const digits = text;
@@ -111,7 +112,7 @@ bool write_either(const ip_af_addr &address, std::span<char> to) {
     return true;
 }
 
-// The other bytes of a record are zero: it is compared, hashed and sent as a whole.
+// The unused bytes of the record are zero, because records are compared, hashed and sent as a whole.
 ip_af_addr make_either(int family, const void *bytes) {
     ip_af_addr made = {};
     made.family = static_cast<uint16_t>(family);
@@ -142,7 +143,7 @@ bool resolve(const char *text, ip_af_addr *out) {
     const std::unique_ptr<addrinfo, FreeAnswers> answers(list);
     if (!answers) return false;
 
-    // Copied out: a socket address is not aligned for every family's view of it.
+    // The address is copied, because a socket address is not aligned for the structure of every family.
     const sockaddr *first = answers->ai_addr;
     if (first->sa_family == AF_INET) {
         sockaddr_in ipv4;
@@ -180,7 +181,7 @@ uint8_t *str_to_mac(const char *text) {
     while (count <= kMacSize) {
         while (separates_typed_bytes(*text)) text++;
         const int byte = read_typed_byte(&text);
-        if (byte < 0) break;  // the text may go on: six bytes before it are an address all the same
+        if (byte < 0) break;  // other text may follow: the six bytes before it are still an address
         if (count < kMacSize) read_mac[count] = static_cast<uint8_t>(byte);
         count++;
     }
@@ -197,7 +198,8 @@ int valid_mac(uint8_t *mac_out, const char *text) {
         }
         if (*text && *text != ':' && *text != '-') return 0;
         if (text == group || groups == kMacSize) return 0;
-        // The separator before a single digit is its high digit: programs know the bytes that come of it.
+        // The separator before a single digit counts as the high digit. Compatibility: programs know the resulting
+        // bytes.
         const bool has_high = text - group == 2 || groups > 0;
         const int high = has_high ? strict_digit(text[-2]) : 0;
         mac_out[groups++] = static_cast<uint8_t>((high << 4) + strict_digit(text[-1]));
@@ -225,7 +227,8 @@ char *ip_to_str2(uint32_t ip) { return write_ip_word(ip, ip_text.next()); }
 int is_unicast_ipaddr(uint32_t ip) {
     uint8_t octets[4];
     memcpy(octets, &ip, sizeof octets);
-    // 127.x.x.x by its low seven bits, which takes in all of 255.x.x.x: programs count on both.
+    // Compares the low seven bits with 127, which refuses 127.x.x.x and also 255.x.x.x. Compatibility: programs rely on
+    // both.
     if ((octets[0] & 0x7f) == 0x7f) return 0;
     const bool multicast = octets[0] >= 224 && octets[0] <= 239;
     return ip != 0 && !multicast;
@@ -240,7 +243,7 @@ char *quill_inet_ntop(ip_af_addr addr, char *buf) {
 }
 
 char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen) {
-    const size_t room = std::min(buflen, size_t{QUILL_IP_STR_SIZE});  // what there is beyond a socklen_t is not needed
+    const size_t room = std::min(buflen, size_t{QUILL_IP_STR_SIZE});  // a larger size may not fit a socklen_t
     return buf && write_either(addr, {buf, room}) ? buf : nullptr;
 }
 
@@ -282,7 +285,7 @@ void fix_zero_and_all_1_ip_addr(int family) {
     all_1_ip_addr = make_either(family, ipv6_ones);
 }
 
-// --- arithmetic on address words: the prefixes mark what a caller mixes, and change nothing
+// --- arithmetic on address words. The prefixes only mark the byte orders that a caller mixes; they change nothing.
 
 uint32_t nh_addl(uint32_t a, uint32_t b) { return a + b; }
 uint32_t nn_addl(uint32_t a, uint32_t b) { return a + b; }

@@ -25,7 +25,7 @@ constexpr int kGroups = quill::kIpv6Groups;
 constexpr size_t kAddressSize = 16;
 constexpr unsigned kLongestPrefix = 128;
 
-// --- the state of the process; nothing guards it
+// --- the state of the process, not protected by a lock
 
 constinit uint8_t read_address[kAddressSize];
 constinit TextRing<10, 40> library_texts;
@@ -41,7 +41,7 @@ struct ZeroRun {
     bool longer_than(ZeroRun other) const { return last - first > other.last - other.first; }
 };
 
-// A run of one group is as long as no run at all, and so never found.
+// Without a run, last - first is 0, as for a run of one group. So a run of one group is never found.
 ZeroRun longest_zero_run(const uint16_t *groups) {
     ZeroRun longest;
     for (int i = 0; i < kGroups; i++) {
@@ -65,8 +65,8 @@ char *write_group(char *to, uint16_t group) {
 
 // --- from text
 
-// Reads the digits of a group and steps over them; -1 when they are too many. Zeros before a group's first other digit
-// do not count, however many there are.
+// Reads the digits of a group and moves past them; returns -1 if there are too many. Leading zeros do not count,
+// however many there are.
 int read_group(const char *&text) {
     int group = 0;
     for (int digit; (digit = hex_value(*text)) >= 0; text++) {
@@ -79,8 +79,8 @@ int read_group(const char *&text) {
 bool read_groups(const char *text, uint16_t *out) {
     if (!text[0] || !text[1] || (text[0] == ':' && text[1] != ':')) return false;
     uint16_t groups[kGroups] = {};
-    int colons = 0;  // and so the group being read
-    int gap = -1;    // the group before which zeros are left out
+    int colons = 0;  // this is also the number of the group being read
+    int gap = -1;    // the group before which "::" leaves out zeros
     for (;;) {
         const int group = read_group(text);
         if (group < 0) return false;
@@ -91,8 +91,8 @@ bool read_groups(const char *text, uint16_t *out) {
         if (*++text == ':' || gap >= 0) return false;
         gap = colons;
     }
-    // The two colons of a gap at an end count as a group of their own, so that seven others leave no group for it: it
-    // is refused there, and accepted between groups.
+    // The two colons of a gap at an end count as a group of their own. So a gap beside seven other groups is refused at
+    // an end, but accepted between groups.
     if ((gap < 0) != (colons == kGroups - 1)) return false;
     if (gap >= 0) std::rotate(groups + gap, groups + colons + 1, groups + kGroups);
     memcpy(out, groups, sizeof groups);
@@ -112,7 +112,8 @@ int set_bits(const T *words, size_t count) {
     return bits;
 }
 
-// Against the whole first group: what lies in the rest of the ten-bit prefix was never treated as of that scope.
+// Compares the whole first group. Compatibility: other addresses with the same ten-bit prefix never counted as of that
+// scope.
 bool begins_with_group(const ip_af_addr &address, uint16_t group) {
     return address.family == QUILL_AF_INET6 && quill::load_be<uint16_t>(address.addr) == group;
 }
@@ -135,8 +136,8 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
     return to;
 }
 
-// C libraries differ where an address begins with zeros: which of two equal runs "::" replaces, and which addresses end
-// as IPv4 addresses do. Only there is this machine's called.
+// For addresses that begin with zeros, C libraries differ: in which of two equal runs "::" replaces, and in which
+// addresses end like IPv4 addresses. Only for these, this machine's C library is called.
 char *quill::write_ipv6(std::span<char> to, const uint8_t *address) {
     uint16_t groups[kGroups] = {};
     const uint8_t *at = address;
@@ -187,7 +188,7 @@ void ipv6_addr_incr(uint16_t *groups8) {
         memset(groups8, 0, kAddressSize);
         return;
     }
-    groups8[kGroups - 1]++;  // no carry: callers step through the hosts of one group, and stay in it
+    groups8[kGroups - 1]++;  // no carry: callers step through the hosts of one group, and must not leave it
 }
 
 int format_ipv6_with_colon(const char *hex32, char *out) {
@@ -213,7 +214,7 @@ int is_ipv6_site_local_address(ip_af_addr addr) { return begins_with_group(addr,
 int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen) {
     char *slash = strchr(text, '/');
     if (!slash) return 0;
-    *slash = '\0';  // callers go on with the address alone
+    *slash = '\0';  // callers continue with the address only
     return read_prefix_length(slash + 1, plen) && ipv6_str_to_addr(text, groups8);
 }
 

@@ -9,8 +9,8 @@
 
 // How it works
 //
-// One rule says where a name has its separators (next_separator). Two functions have rules of their own, which programs
-// rely on: splitting stops at a full part, and escaping lets a backslash wait for its dot.
+// One rule defines the separators of a name (next_separator). Two functions have rules of their own: splitting stops at
+// a full part, and escaping delays a backslash until its dot. Compatibility: programs rely on both.
 
 namespace {
 
@@ -46,7 +46,7 @@ struct Part {
 
 // --- schedules
 
-// Whether text is digits and as many separators.
+// Returns whether text consists of digits and exactly `count` separators.
 bool is_digits_and(const char *text, char separator, int count) {
     for (; *text; text++) {
         if (*text == separator)
@@ -67,7 +67,7 @@ int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint3
     for (Part &part : parts) part.terminate();
     Part *part = parts;
     bool escaped = false;
-    // A full part ends the split, and is not skipped: the caller sees that later parts are missing.
+    // A full part ends the split, so that the caller can see that later parts are missing.
     for (const char *c = or_empty(fqln); *c && !part->full(); c++) {
         if (*c == '.' && !escaped) {
             if (part == &parts[kSeparators]) break;
@@ -89,8 +89,8 @@ char *fqln_escape_dot(const char *src, char *dst, uint32_t size) {
             pending = !pending;
             if (pending) continue;
         } else if (*c == '.') {
-            // A pending backslash is dropped: an escaped dot loses its escape. To keep it looks right, and would change
-            // names that are stored.
+            // A pending backslash is dropped, so an escaped dot loses its escape. Compatibility: keeping the backslash
+            // would change stored names.
             if (!pending) {
                 *to++ = '\\';
                 size--;
@@ -108,8 +108,8 @@ char *fqln_escape_dot(const char *src, char *dst, uint32_t size) {
 char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out, uint32_t size) {
     char escaped[FQLN_PART_SIZE + 1];
     const auto escape = [&](const char *part) { return fqln_escape_dot(part, escaped, FQLN_PART_SIZE); };
-    // The sum is not the length so far: each append adds the whole length that it makes. It grows faster, and programs
-    // know names that end there.
+    // The sum is not the length so far: each append adds the whole length after it, so the sum grows faster.
+    // Compatibility: programs know the names that end early because of it.
     size_t sum = quill::copy_text(out, size, escape(part1));
     for (const char *part : {part2, part3}) {
         if (sum >= size) return out;

@@ -13,8 +13,8 @@
 
 // How it works
 //
-// The tables come first, and each conversion walks one of them, the one back the same: find() by what a row holds,
-// row_or() by its place.
+// The tables come first. A conversion and its inverse use the same table: find() searches by the content of a row,
+// row_or() selects a row by its place.
 
 namespace {
 
@@ -63,7 +63,7 @@ constexpr Protocol kProtocols[] = {
 
 constexpr uint32_t kNoRate = 255;
 
-// 11 is a rate of 802.11b, but comes among those of 802.11g: the offsets follow the rates upwards.
+// 11 is a rate of 802.11b, but is among those of 802.11g, because the offsets follow the ascending order of the rates.
 constexpr const char *kMixedRates[] = {"1 mbps",  "2 mbps",  "5.5 mbps", "6 mbps",  "9 mbps",  "11 mbps",
                                        "12 mbps", "18 mbps", "24 mbps",  "36 mbps", "48 mbps", "54 mbps"};
 constexpr const char *kOfdmRates[] = {"6 mbps",  "9 mbps",  "12 mbps", "18 mbps",
@@ -85,7 +85,7 @@ constexpr PowerLevel kPowerLevels[] = {
 
 constexpr PowerLevel kNoLevel = {254, 0, 1270, 0};
 
-// No inverses of each other: see the header.
+// These conversions are not inverse to each other: see the header.
 constexpr uint32_t kNewLevels[] = {0, 4, 5, 6}, kNewLevelOfOthers = 9;
 constexpr uint32_t kOldLevels[] = {0, 1, 1, 1, 2, 3}, kOldLevelOfOthers = 4;
 
@@ -119,7 +119,7 @@ uint32_t level_of(Power power, Power PowerLevel::*up_to) {
 
 // --- text out
 
-// All names, each with a comma, the last of which becomes the NUL.
+// The size of all names, each with a comma; the last comma becomes the NUL.
 constexpr size_t encryption_text_size() {
     size_t size = 0;
     for (const Encryption &row : kEncryptions) size += std::string_view(row.name).size() + 1;
@@ -131,7 +131,7 @@ constinit quill::TextRing<2, 16> power_texts;  // the longest is "-214748368.0"
 // The tenths that printf's "%.1f" shows of tenths / 10 in single precision.
 uint32_t shown_tenths(uint32_t tenths) {
     const float quotient = static_cast<float>(tenths) / 10.0f;
-    const double exact = static_cast<double>(quotient) * 10.0;  // 24 bits times 4: a double holds them all
+    const double exact = static_cast<double>(quotient) * 10.0;  // exact: 24 bits plus 4 fit a double
     const auto whole = static_cast<uint32_t>(exact);
     const double rest = exact - whole;
     const bool up = rest > 0.5 || (rest == 0.5 && whole % 2 != 0);  // ties go to the even digit
@@ -247,7 +247,7 @@ const char *dbm_pwr_to_str(int tenths) {
     char *text = power_texts.next();
     memset(text, 0, power_texts.size);
     if (tenths == DBM_PWR_NOT_SET) return strcpy(text, "INV");
-    // Not printf's "%f": its decimal point is the locale's.
+    // printf's "%f" is not used, because its decimal point depends on the locale.
     const bool negative = tenths < 0;
     const uint32_t shown = shown_tenths(negative ? 0 - static_cast<uint32_t>(tenths) : static_cast<uint32_t>(tenths));
     snprintf(text, power_texts.size, "%s%u.%u", negative ? "-" : "", shown / 10, shown % 10);
@@ -260,7 +260,7 @@ int str_to_pwr_dbm(const char *text) {
     if (negative) text++;
     int64_t number = quill::read_digits<Overflow::kClamps>(text, uint32_t{INT_MAX} + 1);
     if (*text == '\n') {
-        // As it is, without sign and factor. Compatibility: callers rely on that.
+        // The number is returned without sign and factor. Compatibility: callers rely on that.
         return number <= INT_MAX ? static_cast<int>(number) : DBM_PWR_NOT_SET;
     }
     number *= 10;

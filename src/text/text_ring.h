@@ -1,5 +1,6 @@
-// The result buffers of functions that return a text the caller does not own. A ring has several, so that as many
-// results can be in one argument list, of a log call for instance; each lasts until the ring comes round to it again.
+// The result buffers of functions that return a text that the caller does not own. A ring has several buffers, so that
+// several results can be in one argument list, for instance of a log call. Each result lasts until the ring reuses its
+// buffer.
 #pragma once
 
 #include <stddef.h>
@@ -17,9 +18,9 @@ public:
     ResultRing(const ResultRing &) = delete;
     ResultRing &operator=(const ResultRing &) = delete;
 
-    // The slot to write now. The first call gives slot 1: slot 0 has its turn when the ring comes round.
+    // Returns the slot to write now. The first call returns slot 1; slot 0 comes after the last slot.
     //
-    // Threads that meet here may get the same slot, as is documented, but never one outside the ring.
+    // Threads that call this at the same time may get the same slot, as is documented, but never one outside the ring.
     T *next() {
         const unsigned before = last_.load(std::memory_order_relaxed);
         const unsigned slot = before + 1 < slots ? before + 1 : 0;

@@ -7,7 +7,7 @@
 #include "base/contract.h"
 #include "base/endian.h"
 
-// Process-wide state, unguarded: the caller's table, and what initTLVLib was given.
+// Process-wide state, not protected by a lock: the caller's table, and the arguments of initTLVLib.
 tlv_row *tlvDefn;
 
 namespace {
@@ -47,21 +47,22 @@ const char *name_of(const tlv_row &row) { return row.name ? row.name : ""; }
 
 uint8_t *bytes(void *p) { return static_cast<uint8_t *>(p); }
 
-// Writes a length and as many bytes; their number.
+// Writes a length and that many bytes; returns the number of bytes written.
 int put_sized(void *wire, const void *content, uint16_t length) {
     store_be(wire, length);
     memcpy(bytes(wire) + kLengthSize, content, length);
     return kLengthSize + length;
 }
 
-// The length field at wire, when remaining has room for it and for as many bytes after it.
+// Reads the length field at wire. Returns false if remaining has no room for the field and that many bytes after it.
 bool get_length(void *wire, int remaining, uint16_t &length) {
     if (remaining < kLengthSize) return false;
     length = load_be<uint16_t>(wire);
     return length <= remaining - kLengthSize;
 }
 
-// Whether a standard handler can do op for row: it must have storage. An op that none knows is a fault of the program.
+// Returns whether a standard handler can do op for row, which must have storage. An op that is unknown to all handlers
+// is a fault of the program.
 bool can(int op, const tlv_row *row) {
     if (op < TLV_ENCODE || op > TLV_SET) abort();
     return row->storage != nullptr;
@@ -150,7 +151,7 @@ int settlvBuffer(void *buffer, int32_t length) {
         if (written <= 0 || written > room) return 0;
         used += kTypeSize + written;
     }
-    if (used - kLengthSize > UINT16_MAX) return 0;  // more than the total can say
+    if (used - kLengthSize > UINT16_MAX) return 0;  // more than fits the total field
     store_be(buffer, static_cast<uint16_t>(used - kLengthSize));
     return used;
 }
@@ -161,7 +162,7 @@ int readtlvBuffer(const void *buffer, int32_t length) {
     if (length < kLengthSize) return 0;
     const int32_t total = load_be<uint16_t>(buffer);
     if (total > length - kLengthSize) return 0;
-    // Handlers read from the same kind of pointer that they write to.
+    // Handlers take the same pointer type for reading and for writing.
     uint8_t *at = const_cast<uint8_t *>(static_cast<const uint8_t *>(buffer)) + kLengthSize;
     for (int32_t left = total; left > 0;) {
         const int32_t remaining = left - kTypeSize;
@@ -194,9 +195,9 @@ int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row) 
     if (!can(op, row)) return 0;
     switch (op) {
         case TLV_ENCODE:
-            // The program may have filled the storage itself, and forgotten the NUL.
+            // The program may have filled the storage itself, without a NUL.
             length = static_cast<uint16_t>(strnlen(static_cast<const char *>(row->storage), row->size));
-            // Two bytes more than are written. Compatibility: packing refuses a text that just fits.
+            // The check requires two bytes more than are written. Compatibility: packing refuses a text that just fits.
             return length + 3 < remaining ? put_sized(wire, row->storage, length) : 0;
         case TLV_DECODE:
             if (!get_length(wire, remaining, length)) return 0;
