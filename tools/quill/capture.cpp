@@ -11,10 +11,10 @@
 namespace quill::cli {
 namespace {
 
-// The classic pcap format. Its magic number tells the byte order and that times are in microseconds.
+// The classic pcap format. Its magic number identifies the byte order, and means that times are in microseconds.
 constexpr uint32_t kMagic = 0xa1b2c3d4;
 constexpr uint16_t kMajor = 2, kMinor = 4;
-constexpr size_t kLongestPacket = 262144;  // Wireshark takes a file with longer ones for damaged
+constexpr size_t kLongestPacket = 262144;  // Wireshark treats a file with longer packets as damaged
 
 }  // namespace
 
@@ -26,7 +26,7 @@ void Capture::open() {
     append_number(header, kMagic, 4);
     append_number(header, kMajor, 2);
     append_number(header, kMinor, 2);
-    append_number(header, 0, 8);  // time zone and precision, which no program uses
+    append_number(header, 0, 8);  // time zone and precision, which programs ignore
     append_number(header, kLongestPacket, 4);
     append_number(header, type_, 4);
     write(header);

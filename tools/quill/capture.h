@@ -10,21 +10,22 @@
 
 namespace quill::cli {
 
-// Link types that are free for what two programs agree on. Wireshark's dissector, quill.lua, takes them for these.
+// Link types that are reserved for private use. libquill's dissector for Wireshark, quill.lua, expects messages of
+// these kinds under them.
 enum LinkType : uint32_t { kCodecMessages = 147, kTlvBuffers = 148 };
 
 class Capture {
 public:
-    // Takes "--pcap FILE", without which nothing is written.
+    // Takes the option "--pcap FILE". Without the option, nothing is written.
     Capture(Arguments &arguments, LinkType type) : path_(arguments.take_value("--pcap")), type_(type) {}
     Capture(const Capture &) = delete;
     Capture &operator=(const Capture &) = delete;
     ~Capture();
 
-    // Makes the file, in place of one that is there. The program ends when it cannot be made.
+    // Creates the file, and replaces an existing one. If that fails, the program ends.
     void open();
-    // Adds a packet with the present time, to a file that is made now if it is not open. The file is whole after each
-    // packet. The program ends when it cannot be written.
+    // Adds a packet with the current time. Creates the file if it is not open. The file is complete after each packet.
+    // If a write fails, the program ends.
     void add(std::span<const uint8_t> message);
 
 private:

@@ -1,4 +1,4 @@
-// What the program's commands share: how they are called, how they fail, and what they leave.
+// What the program's commands share: how they are called, how they fail, and their exit statuses.
 #pragma once
 
 #include <stddef.h>
@@ -21,27 +21,28 @@ struct Command {
 };
 
 // The words after a command. A command first takes its options, which may be anywhere before a "--", and then the
-// operands: a lone "-" is one. What it does not know ends the program with kUsage.
+// operands; a single "-" is an operand. An unknown option ends the program with kUsage.
 class Arguments {
 public:
     Arguments(const Command &command, std::span<char *> words) : command_(command), words_(words) {}
 
     bool take(const char *option);
-    // For a command of several operations, whose name is the first operand; no_operation() when it was none of them.
+    // For a command with several operations; the first operand is the name of the operation. Call no_operation() if it
+    // is none of them.
     bool take_operation(const char *name);
     [[noreturn]] int no_operation();
-    // Of "--option VALUE" or "--option=VALUE"; null when it is not there.
+    // Returns the value of "--option VALUE" or "--option=VALUE"; null if the option is missing.
     const char *take_value(const char *option);
-    // The same for a number of at most `limit`; `otherwise` when it is not there.
+    // The same for a number of at most `limit`; returns `otherwise` if the option is missing.
     uint64_t take_number(const char *option, uint64_t limit, uint64_t otherwise);
     std::span<char *> operands(size_t least, size_t most);
-    // The words as they are, for a command that hands them on.
+    // Returns the words unchanged, for a command that passes them on.
     std::span<char *> rest() const { return words_; }
 
-    // For a command that writes a message as it is: the program's end if standard output is a terminal.
+    // For a command that writes a message as raw bytes: ends the program if standard output is a terminal.
     void refuse_terminal() const;
 
-    // The message and the command's usage on standard error, and the program's end with kUsage.
+    // Prints the message and the command's usage on standard error, and ends the program with kUsage.
     [[noreturn, gnu::format(printf, 2, 3)]] int misused(const char *format, ...) const;
 
 private:
@@ -51,12 +52,12 @@ private:
     std::span<char *> words_;
 };
 
-// "quill COMMAND: …" on standard error.
+// Prints "quill COMMAND: …" on standard error.
 [[gnu::format(printf, 1, 2)]] void complain(const char *format, ...);
-// The same, and the program's end with kData.
+// The same, and ends the program with kData.
 [[noreturn, gnu::format(printf, 1, 2)]] void fail(const char *format, ...);
 
-// Hands on what was printed. The program ends with kData when it cannot be written.
+// Flushes standard output. If that fails, the program ends with kData.
 void flush_output();
 
 int decode(Arguments &arguments);

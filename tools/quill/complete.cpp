@@ -9,8 +9,8 @@
 namespace quill::cli {
 namespace {
 
-// The help text describes each option in lines of its own, "  --json  print ..." and lines that go on below; and what a
-// command does likewise, "split  print ...", if the usage is "quill fqln split".
+// The help text describes each option in lines of its own, "  --json  print ..." and continuation lines. It describes
+// an operation in the same way, "split  print ...", if the usage is "quill fqln split".
 constexpr std::string_view kOption = "  --", kGap = "  ";
 
 // `below` has the lines after the first.
@@ -27,7 +27,7 @@ void print_choice(std::string_view name, std::string_view first, std::string_vie
 }
 
 struct Option {
-    std::string_view name, value, description;  // the value is its placeholder, such as FILE
+    std::string_view name, value, description;  // value is the placeholder of the option's value, such as FILE
 };
 
 bool parse_option(std::string_view line, Option &out) {
@@ -52,7 +52,7 @@ void print_operation(std::string_view name, std::string_view help) {
             return print_choice(name, part(line, name.size()), help);
 }
 
-// Of a usage line, "verify|version" after the command's name.
+// Prints the operations of a usage line, such as "verify|version" after the command's name.
 void print_operations(const Command &command, std::string_view line) {
     if (!line.starts_with("usage:") && !line.starts_with("       quill ")) return;
     const std::string_view name = command.name;

@@ -1,4 +1,4 @@
-// What can follow the words of a command line, for the shells' completion.
+// Finds what can follow the words of a command line, for completion in shells.
 #pragma once
 
 #include <span>
@@ -7,7 +7,7 @@
 
 namespace quill::cli {
 
-// Prints a choice a line, and after a tab what it is for. The words are those after the command.
+// Prints each choice on a line, followed by a tab and its description. The words are those after the command.
 void print_choices(const Command &command, std::span<char *> words);
 
 }  // namespace quill::cli

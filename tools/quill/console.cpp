@@ -39,7 +39,7 @@ size_t utf8_length(std::string_view text) {
     const size_t length = first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
     for (size_t i = 1; i < length; i++)
         if ((at(i) & 0xc0) != 0x80) return 0;
-    // What could have been said shorter, halves of UTF-16 pairs, and what lies beyond Unicode.
+    // Refuses encodings that are longer than necessary, halves of UTF-16 pairs, and values beyond Unicode.
     const uint8_t second = at(1);
     const bool refused = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
                          (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);

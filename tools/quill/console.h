@@ -1,4 +1,4 @@
-// What is printed: in colour on a terminal, and texts of strangers without harm to one.
+// Output: in colour on a terminal, and foreign texts in a form that is safe for a terminal.
 #pragma once
 
 #include <stddef.h>
@@ -17,24 +17,24 @@ const char *plain();
 const char *colour_of_errors();
 const char *end_of_colour_of_errors();
 
-// The bytes of the UTF-8 character (RFC 3629) that a text begins with; 0 when it begins with none.
+// Returns the number of bytes of the UTF-8 character (RFC 3629) at the start of a text, or 0.
 size_t utf8_length(std::string_view text);
 bool is_utf8(std::string_view text);
-// Whether it begins with a control character, the C1 ones included, which in UTF-8 have two bytes: some terminals obey
-// them.
+// Returns whether a text begins with a control character. This includes those of C1, which have two bytes in UTF-8:
+// some terminals obey them.
 bool is_control(std::string_view text);
 
-// With control characters and bytes that are not UTF-8 as \n, \xff and so on; between quotes, also the quote and
-// backslashes.
+// Prints a text with control characters, and bytes that are not UTF-8, as \n, \xff and so on. Between quotes, also
+// escapes the quote and backslashes.
 void print_escaped(std::string_view text, char quote = '\0');
 
-// As it is into a pipe, and escaped on a terminal.
+// Prints a text unchanged into a pipe, and escaped on a terminal.
 void print_text(std::string_view text);
 
-// A message as it is, or as digits in a line.
+// Writes a message as raw bytes, or as hexadecimal digits in one line.
 void write_message(std::span<const uint8_t> bytes, bool hex);
 void print_hex(std::span<const uint8_t> bytes);
-// Rows of sixteen: offset, bytes, and the printable ones again, each row after the indent.
+// Prints rows of sixteen bytes, each after the indent: offset, bytes in hexadecimal, and the printable ones as text.
 void print_dump(std::span<const uint8_t> bytes, const char *indent);
 
 }  // namespace quill::cli

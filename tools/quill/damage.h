@@ -1,4 +1,4 @@
-// Where a message or a buffer ends before its time, and why.
+// Where a message or a buffer ends too early, and why.
 #pragma once
 
 #include <stddef.h>
@@ -15,7 +15,7 @@ struct Damage {
     [[gnu::format(printf, 3, 4)]] void expect(size_t at, const char *format, ...);
     [[gnu::format(printf, 2, 3)]] void find(const char *format, ...);
 
-    // Of the number of several; 0 for the only one.
+    // `number` is that of the message if there are several; 0 for a single one.
     void complain_of(const char *where, size_t number = 0) const;
 };
 

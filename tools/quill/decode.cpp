@@ -32,9 +32,9 @@ constexpr char kDecodeHelp[] =
     "                 first element: \"1: event,mac,vlan\"; the value * is any other\n"
     "  --pcap OUT     also write the messages to OUT, as packets of a capture that\n"
     "                 Wireshark opens, with the dissector of libquill\n"
-    "  --plain        print what quill encode reads\n"
+    "  --plain        print text that quill encode reads\n"
     "  --json         print a JSON object for each message, with the number of its\n"
-    "                 line; a u64 may be more than programs with 53-bit numbers hold\n"
+    "                 line; a u64 may be too large for programs with 53-bit numbers\n"
     "\n"
     "example: quill decode --hex '02 03  03 00 14'\n";
 
@@ -43,7 +43,7 @@ constexpr char kEncodeHelp[] =
     "\n"
     "Makes a codec message from a text, FILE or standard input, and writes it to\n"
     "standard output. Each line is a kind and a value; empty lines and those that\n"
-    "begin with # are skipped. quill decode --plain gives the text back.\n"
+    "begin with # are skipped. quill decode --plain prints the text again.\n"
     "\n"
     "  str \"two words\"        str3; with \\n \\t \\r \\\\ \\\" \\xHH in it\n"
     "  mac 00:1b:63:aa:bb:cc  or with hyphens\n"

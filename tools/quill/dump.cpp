@@ -1,4 +1,4 @@
-// quill dump: a child looks at how far the file has grown, while the library writes the dump.
+// quill dump: a child process watches the size of the file while the library writes the dump.
 #include <errno.h>
 #include <fcntl.h>
 #include <quill/machine_info.h>
@@ -24,7 +24,7 @@ constexpr char kDumpHelp[] =
     "told on standard error every second. A tool that this machine lacks leaves its\n"
     "error text in the dump.\n"
     "\n"
-    "  --quiet  tell nothing\n"
+    "  --quiet  print no progress\n"
     "\n"
     "example: quill dump /flash/machine_info\n";
 
@@ -47,7 +47,7 @@ long long size_of(int file) {
 int dump(Arguments &arguments) {
     const bool quiet = arguments.take("--quiet");
     const char *path = arguments.operands(1, 1)[0];
-    // Nothing else tells that it cannot be written.
+    // The file is opened here because the library does not report that it cannot be written.
     const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (file < 0) fail("cannot write %s: %s", path, strerror(errno));
     const long long before = size_of(file);

@@ -39,12 +39,12 @@ namespace {
 
 using Text = std::string_view;
 
-// Room after a message for what a checked writer writes.
+// Room after a message for the output of a checked writer.
 struct Room {
     Room(Bytes &after, size_t room) : message(after), start(after.size()), cursor(static_cast<uint32_t>(start)) {
         message.resize(start + room);
     }
-    // Keeps what was written. What is wrong, or null.
+    // Keeps what was written. Returns a text about what is wrong, or null.
     const char *keep(int written, const char *wanted) {
         message.resize(written < 0 ? start : cursor);
         return written < 0 ? wanted : nullptr;
@@ -56,7 +56,7 @@ struct Room {
     uint32_t cursor;
 };
 
-// For a value of one size, by its checked writer.
+// Writes a value of a fixed size with its checked writer.
 template <auto kWrite, typename Value>
 const char *append_value(const Value *value, uint32_t size, Bytes &message) {
     Room room(message, 24);
@@ -113,7 +113,7 @@ const char *write_bool(Text value, Bytes &message) {
     return append_value<sxdr_write_bool_safe>(&byte, sizeof byte, message);
 }
 
-// Bytes that a value does not show.
+// Shows bytes that the value does not show.
 void show_hidden(const Element &element, Report &report) { report.hex("bytes", element.raw, "of the bytes "); }
 
 // --- s32: a sign, filler, and a magnitude
@@ -183,7 +183,7 @@ void show_ip(const Element &element, Report &report) {
     report.text(also_plain("value"), quill_inet_ntop(element.address, text));
 }
 
-// Of another family, or with bytes after an IPv4 address, the value is the family and all the bytes.
+// If the family is another one, or bytes follow an IPv4 address, the value is the family and all bytes.
 void show_ip_af(const Element &element, Report &report) {
     static constexpr uint8_t kZeros[12] = {};
     const ip_af_addr &address = element.address;
@@ -243,7 +243,7 @@ void show_text(const Element &element, Report &report) {
 
 void show_data(const Element &element, Report &report) { report.dump(also_plain("hex"), element.content); }
 
-// The checked writers of 32-bit lengths do not write empty content, and hex32 has none.
+// The checked writers of kinds with 32-bit lengths do not write empty content, and hex32 has no checked writer.
 int write_str3(const char *text, uint32_t length, uint8_t *message, uint32_t size, uint32_t *cursor) {
     if (length > 0) return sxdr_write_long_str_safe(text, length, message, size, cursor);
     *cursor += sxdr_write_str3("", message + *cursor);
@@ -320,7 +320,7 @@ bool read_fixed(std::span<const uint8_t> message, Element &out, Damage &damage) 
     return false;
 }
 
-// `left` is the message from the element on.
+// `left` is the rest of the message, from the element on.
 bool read_counted(std::span<const uint8_t> left, Element &out, Damage &damage) {
     uint32_t length = 0;
     for (const uint8_t byte : left.subspan(1, out.kind->counted)) length = length << 8 | byte;

@@ -27,28 +27,28 @@ struct Element {
     ip_af_addr address;
 };
 
-// What the program knows of a kind of element.
+// The description of a kind of element.
 struct Kind {
     const char *name;
     uint32_t (*fixed)();  // bytes from the tag to the end of the fixed part, an element's least size
     uint32_t counted;     // how many of them are the length of a text or of data
-    // The library's checked reader of the element: negative with errno. Null for texts and data, which are shown where
-    // they are.
+    // The library's checked reader of the element: negative with errno. Null for texts and data, which are shown
+    // without a copy.
     int (*read)(const void *message, uint32_t size, uint32_t *at, Element &out);
-    // Its value, as a part of a row; as a plain line it is what write() reads.
+    // Shows the element's value as a part of a row. In a plain line, the value has the form that write() reads.
     void (*show)(const Element &element, Report &report);
-    // Appends the element with a value. What is wrong with the value, or null.
+    // Appends the element with a value. Returns a text about what is wrong with the value, or null.
     const char *(*write)(std::string_view value, Bytes &message);
     bool is_text = false;
 };
 
-// Null for another name.
+// Returns null for an unknown name.
 const Kind *find_kind(std::string_view name);
 
-// Reads the element at an offset below the message's length.
+// Reads the element at the offset, which must be less than the message's length.
 bool read_element(std::span<const uint8_t> message, uint32_t offset, Element &out, Damage &damage);
 
-// "..." with the escapes of print_escaped. What is wrong with it, or null.
+// Parses "..." with the escapes of print_escaped. Returns a text about what is wrong with it, or null.
 const char *parse_quoted(std::string_view value, Bytes &out);
 
 }  // namespace quill::cli

@@ -1,4 +1,4 @@
-// quill flash-history. Reads the file itself: the library's function would make a missing one.
+// quill flash-history. Reads the file itself, because the library's function would create a missing file.
 #include <errno.h>
 #include <fcntl.h>
 #include <quill/flash.h>
@@ -22,7 +22,7 @@ constexpr char kFlashHistoryHelp[] =
     "what, where, how much, how long it took, and which process did it, started by\n"
     "which. FILE is /tmp/flashophist unless it is said.\n"
     "\n"
-    "  --follow  go on with each new transfer, until interrupted\n"
+    "  --follow  also show each new transfer, until interrupted\n"
     "  --json    print an array of JSON objects; with --follow one object a line\n"
     "\n"
     "example: quill flash-history --json | jq '.[] | select(.operation == \"write\")'\n";
@@ -44,7 +44,7 @@ std::string_view text(const char (&label)[32]) { return {label, strnlen(label, s
 
 // A history as it was at one moment.
 struct Snapshot : quill_flash_history {
-    // The place of the next record, which is that of the oldest one once all are in use.
+    // Returns the place of the next record. Once all records are in use, this is the place of the oldest one.
     uint32_t next_record() const { return number(next) < kRecords ? number(next) : 0; }
     bool is_used(uint32_t record) const { return *records[record].process != '\0'; }
     // The parent is written last.
@@ -60,7 +60,7 @@ public:
     History(const History &) = delete;
     ~History() { close(fd_); }
 
-    // As the file is now. A file that was just made is empty, or zeros.
+    // Reads the current content of the file. A file that was just created is empty, or has only zeros.
     void read(Snapshot &out) const {
         out = {};
         const ssize_t got = pread(fd_, &out, sizeof out, 0);
@@ -73,7 +73,7 @@ public:
         if (static_cast<size_t>(got) < sizeof out) fail("%s: expected %zu bytes, found %zd", path_, sizeof out, got);
         if (capacity != kRecords) fail("%s: offset 0: expected a capacity of %u, found %u", path_, kRecords, capacity);
     }
-    // Whether another file has taken its place, which is then open.
+    // Returns whether another file has replaced this one. The new file is then open.
     bool was_replaced() {
         struct stat ours, now;
         if (fstat(fd_, &ours) != 0 || stat(path_, &now) != 0) return false;
@@ -118,7 +118,7 @@ void show(const Record &r, Report &report) {
     report.number("offset", offset, place);
     report.number("length", number(r.length));
     report.number("milliseconds", took, duration);
-    report.text("process", text(r.process));  // which may be called anything
+    report.text("process", text(r.process));  // the name may have any characters
     report.text("parent", text(r.parent));
     report.end_row();
 }
@@ -133,8 +133,8 @@ void show_all(const Snapshot &history, Report &report) {
     }
 }
 
-// Shows what is written from now on. The library moves on to the next record before it fills one in, so a record counts
-// once it is whole and did not change between two looks. A record whose writer has died is left out.
+// Shows what is written from now on. The library advances to the next record before it fills one in. So a record is
+// shown once it is complete and has not changed between two reads. A record whose writer has died is left out.
 class Follower {
 public:
     explicit Follower(const Snapshot &history) : shown_(history), before_(history), seen_(history.next_record()) {}
@@ -146,7 +146,7 @@ public:
     void look(const Snapshot &now, Report &report) {
         uint32_t pending = (now.next_record() + kRecords - seen_) % kRecords;
         const uint32_t last = (seen_ + kRecords - 1) % kRecords;
-        if (pending == 0 && !now.same(shown_, last)) pending = kRecords;  // once round since the last look
+        if (pending == 0 && !now.same(shown_, last)) pending = kRecords;  // all records are new since the last read
         uint32_t ready = pending;
         while (ready > 0 && !is_ready(now, (seen_ + ready - 1) % kRecords)) ready--;
         for (; ready > 0; ready--, seen_ = (seen_ + 1) % kRecords) {
@@ -187,7 +187,7 @@ int flash_history(Arguments &arguments) {
 
     Report report(as_json);
     report.columns(kColumns);
-    if (!follows) report.begin_list();  // else each is a document
+    if (!follows) report.begin_list();  // with --follow each record is a document
     show_all(history, report);
     if (follows) follow(file, history, report);
     report.end_list();

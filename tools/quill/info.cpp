@@ -61,7 +61,8 @@ void report_system(Report &report) {
     struct tm local;
     const bool known = localtime_r(&when, &local) && strftime(built, sizeof built, "%Y-%m-%d %H:%M:%S", &local) > 0;
     const char *version = get_os_version();
-    // It is opened for writing too; who may not would be told so on standard error.
+    // getSysUptime() also opens the file for writing. For users who may not do that, it would print an error on
+    // standard error.
     const int uptime = access("/proc/uptime", R_OK | W_OK) == 0 ? getSysUptime() : -1;
     report.begin_object("system", "System");
     text(report, "version", strcmp(version, "Unknown") == 0 ? nullptr : version);

@@ -92,7 +92,7 @@ Bytes read_input(const char *path) {
     FILE *const file = open_input(path);
     Bytes bytes;
     constexpr size_t kPart = 65536;
-    for (size_t got = kPart; got == kPart;) {  // a second read at the end would take a second Ctrl-D at a terminal
+    for (size_t got = kPart; got == kPart;) {  // a second read at the end would need a second Ctrl-D at a terminal
         const size_t used = bytes.size();
         bytes.resize(used + kPart);
         got = fread(bytes.data() + used, 1, kPart, file);
@@ -144,7 +144,7 @@ class Dump {
 public:
     explicit Dump(Bytes &out) : out_(out) {}
 
-    // False if the line is none of a dump. `bytes` is what it has besides its offset and its column of text.
+    // Returns false if the line is not part of a dump. `bytes` gets the line without its offset and its column of text.
     bool take(std::string_view line, std::string_view &bytes) {
         line = trimmed(line);
         bytes = line;
@@ -169,7 +169,7 @@ public:
             bytes = {};
             return is_next(number, 16);
         }
-        if (digits == 7 && (after == ' ' || after == '\0')) {  // od; groups of four digits are words of hexdump's
+        if (digits == 7 && (after == ' ' || after == '\0')) {  // od; with groups of four digits, words of hexdump
             bytes = trimmed(part(line, digits));
             return is_next(part(line, 0, digits), 8) && (bytes.empty() || leading_digits(bytes) == 2);
         }
@@ -178,14 +178,14 @@ public:
     }
 
 private:
-    // Of a string with escapes, as strace prints it, what is in its quotes.
+    // Returns the content of the quotes of a string with escapes, as strace prints it.
     static std::string_view of_string(std::string_view line) {
         const size_t quote = line.find("\"\\x");
         if (quote == std::string_view::npos) return line;
         const std::string_view string = part(line, quote + 1);
         return part(string, 0, string.find('"'));
     }
-    // Whether it is the offset of the next byte, counted from the first line's.
+    // Returns whether text is the offset of the next byte, counted from the offset of the first line.
     bool is_next(std::string_view text, unsigned base) {
         uint64_t offset = 0;
         for (const char c : text) {
@@ -195,7 +195,7 @@ private:
         if (out_.empty()) first_ = offset;
         return offset - first_ == out_.size();
     }
-    // Two blanks come before the text of a row.
+    // Cuts off the column of text, before which there are two blanks.
     static bool cut_text_column(std::string_view &bytes) {
         bytes = part(bytes, 0, bytes.find("  "));
         return true;
@@ -206,7 +206,7 @@ private:
     bool has_offsets_ = false;
 };
 
-// Bytes between blanks and commas: two digits each, after 0x or \x or one after the other.
+// Parses bytes between blanks and commas: each has two digits, after 0x or \x or without a prefix.
 bool parse_bytes(std::string_view text, Bytes &out) {
     for (size_t i = 0; i < text.size();) {
         if (separates(text[i]) || text[i] == ',') {
@@ -224,8 +224,8 @@ bool parse_bytes(std::string_view text, Bytes &out) {
     return true;
 }
 
-// Of the definition of an array, what is in its braces. A brace in a dump's column of text comes after a colon, a bar
-// or a quote.
+// Returns the content of the braces in the definition of an array. A brace in a dump's column of text comes after a
+// colon, a bar or a quote.
 std::string_view of_array(std::string_view text) {
     const size_t brace = text.find_first_of("{:|\"");
     if (brace == std::string_view::npos || text[brace] != '{') return text;

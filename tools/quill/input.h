@@ -1,4 +1,4 @@
-// What is read: files and standard input, as bytes that grow, and numbers.
+// Input: files and standard input, as growing blocks of bytes, and numbers.
 #pragma once
 
 #include <stddef.h>
@@ -24,7 +24,7 @@ public:
     uint8_t *data() { return data_; }
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
-    void resize(size_t size);  // new bytes have no meaning
+    void resize(size_t size);  // new bytes are not initialised
     void append(uint8_t byte);
     char *text();  // as a text: ended by a NUL, which does not count
     operator std::span<const uint8_t>() const { return {data_, size_}; }
@@ -39,7 +39,8 @@ inline std::string_view as_text(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
 
-// At most count characters of a text from a place on, empty past its end. The library's substr throws there.
+// Returns at most count characters of a text from a place on; empty if the place is past its end, for which the C++
+// library's substr throws.
 inline std::string_view part(std::string_view text, size_t from, size_t count = SIZE_MAX) {
     if (from > text.size()) from = text.size();
     const size_t left = text.size() - from;
@@ -49,38 +50,38 @@ inline std::string_view part(std::string_view text, size_t from, size_t count = 
 void append(Bytes &out, std::string_view text);
 void append_number(Bytes &out, uint64_t number, size_t size);  // big-endian
 
-// Without the blanks at its ends.
+// Returns the text without the blanks at its ends.
 std::string_view trimmed(std::string_view text);
 // The next line, without its end; false after the last one.
 bool next_line(std::string_view &text, std::string_view &line);
 
-// A file that is read, standard input for null and "-". The program ends when it cannot be opened or read.
+// Opens a file for reading; null and "-" mean standard input. If that fails, the program ends.
 FILE *open_input(const char *path);
 void close_input(FILE *file, const char *path);
 // The next line of a file without its end; false after the last one.
 bool read_line(FILE *file, Bytes &line);
-// All of such a file.
+// Reads all of such a file.
 Bytes read_input(const char *path);
-// How a message names that input.
+// Returns the name of that input for error messages.
 const char *name_of_input(const char *path);
 
-// The operand, or without one a line of standard input without its end.
+// Returns the operand. Without an operand, returns a line of standard input, without its end.
 Bytes read_text(std::span<char *> operands);
 
-// The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that names no file may be
-// the digits. The program ends when it cannot be read, or is another text.
+// The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that is not the name of a
+// file may be the digits themselves. If the input cannot be read or is another text, the program ends.
 Bytes read_dump(const char *path);
 
 // Bytes as tools print them: plain digits, xxd, xxd -i and C arrays, hexdump -C, od -tx1, tcpdump -x and -X, strace -x,
-// gdb's x/xb. Offsets must rise from line to line: that distinguishes them from bytes. False with the place of the
-// fault.
+// gdb's x/xb. Offsets must rise from line to line: that distinguishes them from bytes. Returns false, with the place of
+// the fault, for other texts.
 bool parse_dump(std::string_view text, Bytes &out, size_t &fault);
 
-// Bytes written as hexadecimal digits, two a byte, with blanks, colons and line ends between the bytes where they like.
+// Parses bytes as hexadecimal digits, two a byte. Blanks, colons and line ends may be anywhere between the bytes.
 // False, with the place of the fault, for anything else.
 bool parse_hex(std::string_view text, Bytes &out, size_t &fault);
 
-// A number in decimal, or in hexadecimal after 0x, of at most `limit`; all of the text.
+// Parses the whole text as a number of at most `limit`, in decimal, or in hexadecimal after 0x.
 bool parse_number(std::string_view text, uint64_t limit, uint64_t &out);
 
 }  // namespace quill::cli

@@ -7,7 +7,7 @@
 namespace quill::cli {
 namespace {
 
-// As UTF-8 (RFC 3629).
+// Appends the character as UTF-8 (RFC 3629).
 void append_character(Bytes &out, unsigned c) {
     const auto byte = [&](unsigned bits) { out.append(static_cast<uint8_t>(bits)); };
     if (c < 0x80) return byte(c);
@@ -30,7 +30,7 @@ void JsonInput::refuse(const char *expected) const {
     fail("%s: offset %zu: expected %s", name_, text_.size() - left_.size(), expected);
 }
 
-// The next character that is not white space; a NUL at the end.
+// Returns the next character that is not white space; a NUL at the end of the input.
 char JsonInput::peek() {
     const size_t start = left_.find_first_not_of(" \t\r\n");
     left_ = part(left_, start == std::string_view::npos ? left_.size() : start);
@@ -96,7 +96,7 @@ unsigned JsonInput::read_code_unit() {
     return static_cast<unsigned>(bytes.data()[0] << 8 | bytes.data()[1]);
 }
 
-// Behind the quote that begins it.
+// Called after the opening quote.
 void JsonInput::read_text(Bytes &out) {
     static constexpr char kNames[] = "\"\\/bfnrt", kMeanings[] = "\"\\/\b\f\n\r\t";
     out.resize(0);
@@ -115,7 +115,7 @@ void JsonInput::read_text(Bytes &out) {
         }
         if (escape != 'u') refuse("an escape of JSON");
         unsigned c = read_code_unit();
-        if (c >= 0xd800 && c < 0xdc00 && left_.starts_with("\\u")) {  // the first of two halves
+        if (c >= 0xd800 && c < 0xdc00 && left_.starts_with("\\u")) {  // the first half of a UTF-16 pair
             left_.remove_prefix(2);
             c = 0x10000 + ((c & 0x3ff) << 10 | (read_code_unit() & 0x3ff));
         }

@@ -1,4 +1,4 @@
-// What the program's own --json output says of a message, read back.
+// Reads the program's own --json output for a message.
 #pragma once
 
 #include <stddef.h>
@@ -9,21 +9,24 @@
 
 namespace quill::cli {
 
-// Reads a JSON document (RFC 8259) from its start. The program ends, with the name of the input, where it is none.
+// Reads a JSON document (RFC 8259) from its start. If the input is not JSON, the program ends with a message that names
+// the input.
 class JsonInput {
 public:
     JsonInput(std::string_view text, const char *name) : text_(text), left_(text), name_(name) {}
 
-    // The member of that name in the document, which is an object: goes to the first of the objects in its array. False
+    // Goes to the first object of the array in the member of that name. The document must be an object. Returns false
     // if the array is empty.
     bool enter(std::string_view array);
-    // The next member of the object that the reader is in; false at its end.
+    // Goes to the next member of the current object; returns false at the end of the object.
     bool next_member();
-    // Goes to the next object of the array. At its end, nothing but the end of the document may follow: false.
+    // Goes to the next object of the array. Returns false at the end of the array, after which only the end of the
+    // document may follow.
     bool next_object();
 
     std::string_view key() const { return key_.view(); }
-    // The member's value: a text without its quotes and escapes, else as it is. Objects and arrays are empty.
+    // Returns the member's value. A text has its quotes and escapes removed; objects and arrays are empty; other values
+    // are unchanged.
     std::string_view value() const { return value_.view(); }
     bool is_text() const { return is_text_; }
 

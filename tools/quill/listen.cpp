@@ -25,19 +25,19 @@ constexpr char kListenHelp[] =
     "                    [--plain | --json] SOCKET\n"
     "\n"
     "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
-    "as quill decode does. A damaged message is reported, and the next one shown. The\n"
-    "socket is removed at the end, also when a signal ends the program. Nothing that\n"
-    "stood at the path before is removed. The socket's permissions follow the umask:\n"
-    "after \"umask 0\", each user may send.\n"
+    "as quill decode does. A damaged message is reported, and the command continues\n"
+    "with the next one. The socket is removed at the end, also at SIGHUP, SIGINT,\n"
+    "SIGPIPE and SIGTERM. A file that was at the path before is never removed. The\n"
+    "socket's permissions follow the umask: after \"umask 0\", each user may send.\n"
     "\n"
     "  --type TYPE    datagram (default), seqpacket or stream; on a stream, all that\n"
     "                 a sender writes until it closes the connection is one message\n"
     "  --count N      end after N messages, with status 1 if one was damaged; without\n"
     "                 it, go on until interrupted\n"
-    "  --names NAMES  what the elements are called; quill decode --help tells more\n"
+    "  --names NAMES  the names of the elements; see quill decode --help\n"
     "  --pcap OUT     also write the messages to OUT, as for quill decode; a pipe of\n"
     "                 mkfifo shows them as they come, with wireshark -k -i OUT\n"
-    "  --plain        print what quill send reads\n"
+    "  --plain        print text that quill send reads\n"
     "  --json         print a JSON object for each message, one a line\n"
     "\n"
     "Messages of more than 1 MiB are refused. At most 32 senders are connected at a\n"
@@ -53,7 +53,7 @@ struct {
     struct stat made;
 } own_file;
 
-// Safe in a handler of signals.
+// Async-signal-safe.
 void remove_own_file() {
     struct stat now;
     if (*own_file.path && lstat(own_file.path, &now) == 0 && now.st_ino == own_file.made.st_ino &&
@@ -64,7 +64,7 @@ void remove_own_file() {
 
 void remove_and_end(int signal) {
     remove_own_file();
-    raise(signal);  // its handler was reset, so that it ends the program
+    raise(signal);  // the signal's handler was reset, so the signal now ends the program
 }
 
 void remove_at_end() {
@@ -85,7 +85,7 @@ void remove_at_end() {
              S_ISLNK(found.st_mode)   ? "a symbolic link"
              : S_ISDIR(found.st_mode) ? "a folder"
                                       : "another file");
-    // A listener of another type refuses a datagram socket for its type, and does not notice.
+    // A listener with a socket of another type refuses a datagram socket with another error, and is not disturbed.
     if (!is_connected(Socket(SOCK_DGRAM), address) && errno == ECONNREFUSED)
         fail("cannot listen at %s: the socket of a process that has ended is there; remove it", path);
     fail("cannot listen at %s: another process does", path);
@@ -97,7 +97,7 @@ Socket listen_at(const char *path, int type) {
     remove_at_end();
     sigset_t all, before;
     sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before);  // none between the file and the note of it
+    sigprocmask(SIG_SETMASK, &all, &before);  // no signal between the creation of the file and storing its number
     const bool bound = bind(socket.fd(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     if (bound && lstat(path, &own_file.made) == 0) memcpy(own_file.path, address.sun_path, sizeof own_file.path);
     const int error = errno;
@@ -186,8 +186,8 @@ int listen(Arguments &arguments) {
     const uint64_t count = arguments.take_number("--count", UINT64_MAX, UINT64_MAX);
     Decoder decoder(arguments);
     const char *const path = arguments.operands(1, 1)[0];
-    decoder.open_capture();
     Listener listener(path, type, decoder);
+    decoder.open_capture();  // only now: another listener at this path might still be writing to the file
     listener.receive_messages(count);
     remove_own_file();
     return decoder.status();

@@ -1,4 +1,4 @@
-// quill: a look into what the library's processes exchange and keep.
+// quill: shows what the library's processes exchange and keep.
 #include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -50,12 +50,12 @@ void list_commands(FILE *to) {
     fputs("usage: quill COMMAND [ARGUMENT]...\n       quill help COMMAND\n\n", to);
     for (const Command &command : kCommands) fprintf(to, "  %-14s %s\n", command.name, command.summary);
     fputs(
-        "\nquill COMMAND --help tells more, with an example. Exit status: 0 done, 1 the\n"
+        "\nquill COMMAND --help shows details and an example. Exit status: 0 done, 1 the\n"
         "data is not as it should be or cannot be had, 2 wrong usage.\n",
         to);
 }
 
-// For the shells: what can follow the words.
+// For completion in shells: prints what can follow the words.
 int complete(std::span<char *> words) {
     const Command *const command = words.empty() ? nullptr : find_command(words[0]);
     if (command) {
@@ -106,10 +106,10 @@ int run(std::span<char *> words) {
 }
 
 void print_error(const char *format, va_list values) {
-    fflush(stdout);  // in the order in which things happened
+    fflush(stdout);  // keeps the output in order
     fprintf(stderr, "%squill%s%s:%s ", colour_of_errors(), running ? " " : "", running ? running : "",
             end_of_colour_of_errors());
-    // What was found may be a stranger's, and a terminal obeys control characters.
+    // The message may contain foreign text, and a terminal obeys control characters.
     char text[1024];
     vsnprintf(text, sizeof text, format, values);
     for (std::string_view left = text; !left.empty();) {

@@ -7,7 +7,7 @@
 namespace quill::cli {
 namespace {
 
-// A text in the form that a kind's write() reads.
+// Appends a text in the form that a kind's write() reads.
 void append_quoted(Bytes &out, std::string_view text) {
     append(out, "\"");
     for (const char c : text) {
@@ -18,7 +18,7 @@ void append_quoted(Bytes &out, std::string_view text) {
     append(out, "\"");
 }
 
-// An element as decode shows it: its kind, and its value, or bytes in place of what has none.
+// Reads an element as decode shows it: its kind, and its value, or bytes if there is no value.
 void encode_object(JsonInput &json, Bytes &message) {
     const Kind *kind = nullptr;
     Bytes value, family, raw;
@@ -87,7 +87,8 @@ void Decoder::refuse(const Damage &damage, const char *name, const char *key, si
     all_whole_ = false;
 }
 
-// False, with the damage, where not all of the message could be read, or it has not the elements that are named.
+// Returns false, with the damage, if the message could not be read completely, or does not have the elements that are
+// named.
 bool Decoder::show_elements(std::span<const uint8_t> message, Damage &damage) {
     report_.number(json_only("length"), message.size());
     report_.begin_list("elements");

@@ -18,17 +18,17 @@
 namespace quill::cli {
 
 // Shows messages in the form that the user has chosen, and remembers whether one of them was damaged. Damage is
-// reported on standard error, with the name of where the message comes from. Of several messages, each has a number
-// under a key.
+// reported on standard error, with the name of the message's source. If there are several messages, each has a number,
+// shown under a key.
 class Decoder {
 public:
-    // Takes the options that all commands that show messages have.
+    // Takes the options that are common to the commands that show messages.
     explicit Decoder(Arguments &arguments);
 
-    // For a command that waits for messages: makes the capture file, if there is to be one, before the first of them.
+    // For a command that waits for messages: creates the capture file, if there is to be one, before the first message.
     void open_capture() { capture_.open(); }
     void show(std::span<const uint8_t> message, const char *name, const char *key = nullptr, size_t number = 0);
-    // For one that could not be read.
+    // Reports a message that could not be read.
     void refuse(const Damage &damage, const char *name, const char *key, size_t number);
     int status() const { return all_whole_ ? kDone : kData; }
 
@@ -44,8 +44,8 @@ private:
     bool all_whole_ = true;
 };
 
-// Appends the element that a line of text describes; an empty line or a comment describes none. The program ends, with
-// the place, where the line is wrong.
+// Appends the element that a line of text describes; an empty line or a comment describes none. If the line is wrong,
+// the program ends with a message that names the place.
 void encode_line(std::string_view line, Bytes &message, const char *name, size_t number);
 // Appends the elements of a message's object, as the decoder shows it in JSON.
 void encode_json(std::string_view text, Bytes &message, const char *name);

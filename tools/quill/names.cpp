@@ -5,7 +5,7 @@
 namespace quill::cli {
 namespace {
 
-constexpr std::string_view kRepeated = "...";  // after the last name: that of any number of elements
+constexpr std::string_view kRepeated = "...";  // after the last name: this name is for any number of elements
 
 std::string_view first_item(std::string_view list) { return part(list, 0, list.find(',')); }
 
@@ -17,7 +17,7 @@ struct Entry {
     std::string_view value, names;  // of the first element, and of all
 };
 
-// "VALUE: NAME,NAME..."; a value may have colons, too. False for an empty line and a comment.
+// Parses "VALUE: NAME,NAME..."; the value may also contain colons. Returns false for an empty line and a comment.
 bool parse_entry(std::string_view line, Entry &out) {
     line = trimmed(line);
     if (line.empty() || line[0] == '#') return false;
@@ -27,7 +27,7 @@ bool parse_entry(std::string_view line, Entry &out) {
     return true;
 }
 
-// Whether the message begins with an element of that value, as encode reads it.
+// Returns whether the message begins with an element of that value, in the form that encode reads.
 bool begins_with(std::span<const uint8_t> message, const Element &first, std::string_view value) {
     Bytes element;
     return first.kind->write(value, element) == nullptr &&
@@ -74,7 +74,7 @@ Names::Names(Arguments &arguments) : option_(arguments.take_value("--names")), t
             fail("%s:%zu: expected a value, a colon, and names with commas between them", option_ + 1, number);
 }
 
-// False when a name is missing, or comes after one of any number of elements.
+// Returns false if a name is missing, or follows a name for any number of elements.
 bool Names::check(std::string_view list) {
     for (bool more = true; more;) {
         const std::string_view item = first_item(list), name = trimmed(item);

@@ -1,4 +1,4 @@
-// What the elements of messages are called, as the user says with --names.
+// The names of the elements of messages, from the option --names.
 #pragma once
 
 #include <stddef.h>
@@ -20,9 +20,10 @@ public:
     Labels() = default;
     explicit Labels(std::string_view list) : left_(list), fits_(true) {}
 
-    // The name of the next element. Empty after the last name; the first such element is damage.
+    // Returns the name of the next element; empty after the last name. The first element without a name counts as
+    // damage.
     std::string_view next(const Element &element, Damage &damage);
-    // Whether the message, which ends here, has the elements that are named; otherwise the damage says why.
+    // Returns whether the message, which ends here, has all elements that have names; if not, `damage` gets the reason.
     bool fit(size_t end, Damage &damage);
 
 private:
@@ -32,13 +33,14 @@ private:
 
 class Names {
 public:
-    // Of "--names NAME,NAME..." or "--names @FILE", which has names for each value of a message's first element. The
-    // program ends when they are wrong.
+    // Takes "--names NAME,NAME..." or "--names @FILE". The file has names for each value of a message's first element.
+    // If the names are wrong, the program ends.
     explicit Names(Arguments &arguments);
 
     bool are_given() const { return option_ != nullptr; }
     int width() const { return width_; }  // of the longest one
-    // Those of a message. Without any, with the damage, if the file does not have its first element.
+    // Returns the names for a message. If the file does not have its first element, returns no names, and sets the
+    // damage.
     Labels of(std::span<const uint8_t> message, Damage &damage) const;
 
 private:

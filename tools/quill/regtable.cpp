@@ -22,22 +22,22 @@ constexpr char kRegtableHelp[] =
     "\n"
     "verify   tell whether FILE is signed by whom the library trusts, and print its\n"
     "         version\n"
-    "version  print the version that FILE says it has; nothing is verified\n"
-    "unpack   unpack FILE.gz into OUT; nothing is verified\n"
+    "version  print the version in FILE, without verifying anything\n"
+    "unpack   unpack FILE.gz into OUT, without verifying anything\n"
     "sign     make a signed table: calls sign-reg-table, whose --help tells the\n"
     "         arguments\n"
     "\n"
     "  --json     print the result as a JSON object\n"
     "  --verbose  print the library's messages about each step to standard error\n"
     "\n"
-    "A verification needs openssl, and the folder /quill/reg_table/ for its files.\n"
+    "verify needs openssl, and the folder /quill/reg_table/ for temporary files.\n"
     "\n"
     "example: quill regtable verify table.signed && cp table.signed /flash/\n";
 
 namespace {
 
-// While it lasts, what the library prints on standard output goes to standard error, or nowhere: the output is for the
-// result.
+// While an object exists, the library's output to standard output goes to standard error, or is discarded: standard
+// output is for the result.
 class LibraryOutput {
 public:
     explicit LibraryOutput(bool shown) {
@@ -51,7 +51,7 @@ public:
     }
     LibraryOutput(const LibraryOutput &) = delete;
     ~LibraryOutput() {
-        if (*log_buf) puts("");  // after the library's messages, which have no end of line
+        if (*log_buf) puts("");  // ends the line after the library's messages, which have no newline
         fflush(stdout);
         dup2(kept_, STDOUT_FILENO);
         close(kept_);
@@ -86,7 +86,7 @@ const char *reason_of(int code) {
     return "unknown reason";
 }
 
-// Says why the library does not take the file at path.
+// Prints why the library refuses the file at path.
 void complain_of(const char *path, int code) {
     if (code == QUILL_REG_TABLE_NOT_SPLIT && access(path, R_OK) == 0 && access(kFolder, W_OK | X_OK) != 0)
         complain("%s: no folder for temporary files, %s: %s (%d)", path, kFolder, strerror(errno), code);
@@ -112,7 +112,7 @@ void show(Report &report, const char *path, bool verified, int code, std::string
     report.end_object();
 }
 
-// Both operations print the version; one of them has verified it.
+// Both operations print the version; one of them verifies it first.
 int show_version(Arguments &arguments, bool verify) {
     const bool as_json = arguments.take("--json"), verbose = arguments.take("--verbose");
     const char *const path = arguments.operands(1, 1)[0];
@@ -133,7 +133,7 @@ int show_version(Arguments &arguments, bool verify) {
     return done ? kDone : kData;
 }
 
-// The library takes what gunzip could make of a file, whatever that was.
+// The library accepts any output of gunzip, even from a damaged file.
 bool is_whole_gzip(const char *path) {
     const pid_t process = fork();
     if (process < 0) fail("cannot start a process: %s", strerror(errno));

@@ -115,7 +115,7 @@ void Report::dump(const Name &name, std::span<const uint8_t> bytes) {
 
 // --- a table
 
-// The place where a value goes; false where it is not shown.
+// Prepares the place of a value; returns false if the value is not shown.
 bool Report::begin_value(const Name &name) {
     if (!name.shown || (form_ == Form::kPlain && !name.in_plain)) return false;
     if (in_row_)
@@ -169,7 +169,7 @@ void Report::begin(char bracket, const char *name) {
 void Report::end(char bracket) {
     putchar(bracket);
     comma_due_ = --depth_ > 0;
-    if (depth_ == 0) putchar('\n');  // a document is a line
+    if (depth_ == 0) putchar('\n');  // each document is one line
 }
 
 void Report::key(const char *name) {

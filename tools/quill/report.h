@@ -1,5 +1,5 @@
-// What a command answers: a table for people, JSON (RFC 8259) for programs, or plain lines that the program reads back.
-// A command names each thing once; which form it takes is the business of this class.
+// The output of a command: a table for people, JSON (RFC 8259) for programs, or plain lines that this program can read.
+// A command outputs each value with one call; this class chooses the form.
 #pragma once
 
 #include <stddef.h>
@@ -14,17 +14,17 @@ class Arguments;
 
 enum class Form { kTable, kPlain, kJson };
 
-// What a value is called: its key in JSON, and in a table its name, or "" for a value without a name.
+// The names of a value: its key in JSON, and its name in a table, or "" for a value without a name.
 struct Name {
     constexpr Name(const char *name) : key(name), shown(name) {}
     constexpr Name(const char *json_key, const char *name) : key(json_key), shown(name) {}
 
     const char *key;    // null for an item of a list
-    const char *shown;  // null where no table shows it
+    const char *shown;  // null if tables do not show the value
     bool in_plain = false;
 };
 constexpr Name json_only(const char *key) { return {key, nullptr}; }
-// A value that a plain line has, too.
+// The name of a value that plain lines also contain.
 constexpr Name also_plain(const char *key) {
     Name name(key);
     name.in_plain = true;
@@ -37,7 +37,7 @@ struct Column {
     bool is_faint = false;
 };
 
-// Of --plain and --json, which a command takes at most one of.
+// Takes --plain or --json; a command may have at most one of them.
 Form take_form(Arguments &arguments);
 
 class Report {
@@ -57,9 +57,9 @@ public:
     void begin_row();
     void end_row();
 
-    // Values. What a table shows in place of one can be given beside it.
+    // Values. `shown` is what a table shows in place of the value.
     void text(const Name &name, std::string_view value, std::string_view shown = {});
-    // In JSON, one that is not UTF-8 is given as bytes in hexadecimal, under another key.
+    // In JSON, a value that is not UTF-8 is written as bytes in hexadecimal, under another key.
     void quoted(const Name &name, std::string_view value, const char *key_of_bytes = nullptr);
     void boolean(const Name &name, bool value) { boolean(name, value, value ? "yes" : "no"); }
     void boolean(const Name &name, bool value, std::string_view shown);

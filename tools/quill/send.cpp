@@ -31,12 +31,12 @@ constexpr char kSendHelp[] =
     "\n"
     "  --type TYPE        datagram, seqpacket or stream; without it, what SOCKET is.\n"
     "                     On a stream, each message has a connection of its own\n"
-    "  --raw              the input is one message as it is, and is not looked at\n"
+    "  --raw              send the input unchanged and unchecked, as one message\n"
     "  --wait SECONDS     wait up to that long until a process listens\n"
     "  --reply            wait for an answer to each message, and show it\n"
     "  --timeout SECONDS  how long a receiver may take to read or to answer (5); 0 is\n"
     "                     no limit\n"
-    "  --names NAMES      what the elements of an answer are called, as for decode\n"
+    "  --names NAMES      the names of an answer's elements, as for decode\n"
     "  --pcap OUT         also write the answers to a file, as for decode\n"
     "  --plain            print answers as text that quill encode reads\n"
     "  --json             print answers as objects of JSON\n"
@@ -54,7 +54,7 @@ uint64_t seconds_now() {
 }
 
 struct Settings {
-    int type;  // 0: what the receiver's is
+    int type;  // 0: the receiver's type
     uint64_t wait, timeout;
     bool wants_reply;
 };
@@ -82,7 +82,7 @@ private:
             usleep(kPause);
         }
     }
-    // A socket of another type refuses the connection for its type.
+    // A socket of another type refuses the connection with another error.
     bool connect_by_any_type() {
         errno = EPROTOTYPE;
         for (const int type : {SOCK_DGRAM, SOCK_SEQPACKET, SOCK_STREAM}) {
@@ -125,8 +125,12 @@ private:
     void show_reply() {
         Bytes reply;
         Arrival arrival;
-        do arrival = receive(socket_, type_, reply);
-        while (arrival == Arrival::kPart);
+        const uint64_t start = seconds_now();  // the socket's own timeout applies to each part separately
+        do {
+            arrival = receive(socket_, type_, reply);
+            if (arrival == Arrival::kPart && settings_.timeout != 0 && seconds_now() - start > settings_.timeout)
+                fail("%s: no whole reply within the timeout", path_);
+        } while (arrival == Arrival::kPart);
         if (arrival == Arrival::kFailed && errno == EAGAIN) fail("%s: no reply within the timeout", path_);
         if (arrival == Arrival::kFailed) fail("cannot receive from %s: %s", path_, strerror(errno));
         if (arrival == Arrival::kEnd) fail("%s: the connection was closed without a reply", path_);

@@ -16,9 +16,9 @@ struct TypeName {
 };
 constexpr TypeName kTypes[] = {{"datagram", SOCK_DGRAM}, {"seqpacket", SOCK_SEQPACKET}, {"stream", SOCK_STREAM}};
 
-// Each packet then carries its sender's credentials. They tell an empty packet from the end of a connection. They also
-// fill the room for control data, so that no descriptor that a stranger sends is taken. And the kernel gives a socket
-// that connects an address, to which a receiver of datagrams can answer.
+// Each packet then carries its sender's credentials. The credentials distinguish an empty packet from the end of a
+// connection. They also fill the room for control data, so that a sender cannot pass descriptors. The kernel also gives
+// a connecting socket an address, to which a receiver of datagrams can reply.
 void ask_for_credentials(int fd) {
     const int on = 1;
     if (setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)

@@ -11,11 +11,11 @@
 
 namespace quill::cli {
 
-// A descriptor of a socket, which is closed with its owner.
+// Owns the descriptor of a socket, and closes it when it is destroyed.
 class Socket {
 public:
     Socket() = default;
-    // The program ends when it cannot be made.
+    // If the socket cannot be created, the program ends.
     explicit Socket(int type);
     ~Socket();
     Socket(Socket &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
@@ -23,7 +23,7 @@ public:
         std::swap(fd_, other.fd_);
         return *this;
     }
-    static Socket of_connection(const Socket &listener);  // closed, with errno, without a connection
+    static Socket of_connection(const Socket &listener);  // else closed, with errno
 
     bool is_open() const { return fd_ >= 0; }
     int fd() const { return fd_; }
@@ -32,21 +32,21 @@ private:
     int fd_ = -1;
 };
 
-// Of "--type TYPE"; `otherwise` without the option.
+// Takes "--type TYPE"; returns `otherwise` if the option is missing.
 int take_type(Arguments &arguments, int otherwise);
 
-// The program ends when the path is longer than an address can be.
+// If the path is too long for an address, the program ends.
 sockaddr_un address_of(const char *path);
 bool is_connected(const Socket &socket, const sockaddr_un &address);  // false with errno
 
-// A Unix socket's buffers hold 208 KiB unless its program asks for more.
+// A Unix socket's buffers hold 208 KiB unless its program sets a larger size.
 constexpr size_t kLongestMessage = 1 << 20;
 
 enum class Arrival { kMessage, kTooLong, kPart, kEnd, kFailed };
 
 // Receives the next message, for which `message` is emptied. On a stream, all bytes until the peer closes are one
-// message: the result is kPart as long as it does not, and the next call appends. kEnd: the peer has closed, and there
-// is no message. kFailed leaves the reason in errno.
+// message: until then the result is kPart, and the next call appends. kEnd means that the peer has closed and there is
+// no message. kFailed leaves the reason in errno.
 Arrival receive(const Socket &socket, int type, Bytes &message);
 
 }  // namespace quill::cli

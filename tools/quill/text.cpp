@@ -1,4 +1,4 @@
-// quill scramble, unscramble, fqln, addr and argv: what the library makes of a text.
+// quill scramble, unscramble, fqln, addr and argv: the library's functions for texts.
 #include <quill/address.h>
 #include <quill/argv.h>
 #include <quill/ipv6.h>
@@ -23,7 +23,7 @@ constexpr char kScrambleHelp[] =
     "usage: quill scramble [--ascii] [TEXT]\n"
     "\n"
     "Prints the scrambled bytes of TEXT, or of a line of standard input, in\n"
-    "hexadecimal. This keeps nothing secret: anyone can undo it.\n"
+    "hexadecimal. Scrambling keeps nothing secret: anyone can undo it.\n"
     "\n"
     "  --ascii  print the short form that programs show, which cannot be undone\n"
     "\n"
@@ -44,7 +44,7 @@ constexpr char kFqlnHelp[] =
     "       quill fqln build PART1 PART2 PART3 PART4\n"
     "\n"
     "split  print the four parts of a location name, one a line\n"
-    "build  print the name of four parts, whose dots it escapes\n"
+    "build  print the name of four parts, with their dots escaped\n"
     "\n"
     "  --json  print the parts as a JSON array\n"
     "\n"
@@ -124,7 +124,7 @@ int build(Arguments &arguments) {
 // --- addresses
 
 bool is_mac(const char *text, uint8_t (&mac)[6]) {
-    // All zeros are also what the reader says of anything else.
+    // The reader also returns all zeros for texts that are not addresses.
     memcpy(mac, str_to_mac(text), sizeof mac);
     for (const uint8_t byte : mac)
         if (byte) return strspn(text, "0123456789abcdefABCDEFxX:-.") == strlen(text);

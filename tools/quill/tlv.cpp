@@ -26,7 +26,7 @@ constexpr char kTlvHelp[] =
     "\n"
     "  --hex       the buffer is text: bytes in hexadecimal, as for quill decode\n"
     "  --pcap OUT  also write the buffer to a capture file, as quill decode does\n"
-    "  --plain     print what --encode reads\n"
+    "  --plain     print text that --encode reads\n"
     "  --json      print a JSON object; with --encode, read one\n"
     "  --encode    make a buffer of a text and write it to standard output, with\n"
     "              --hex as digits. Each line is a type, and bytes in hexadecimal, a\n"
@@ -81,13 +81,13 @@ bool damaged(Damage &damage, size_t offset, size_t wanted, const char *what, siz
     return false;
 }
 
-// The record at an offset before `end`, where the records end.
+// Reads the record at an offset before `end`, which is the end of the records.
 bool read_record(std::span<const uint8_t> buffer, size_t at, size_t end, Record &out, Damage &damage) {
     const size_t left = end - at;
     if (left < kTypeSize + kLengthSize) return damaged(damage, at, kTypeSize + kLengthSize, "type and length", left);
     const uint8_t *const type = buffer.data() + at, *const value = type + kTypeSize;
     const size_t length = number_at(value, kLengthSize), room = left - kTypeSize;
-    // As the library skips a record of a type that it does not know.
+    // The record is skipped in the same way as the library skips an unknown type.
     if (unknownhdlr(TLV_DECODE, const_cast<uint8_t *>(value), static_cast<int>(room)) == 0)
         return damaged(damage, at + kTypeSize, length, "value", room - kLengthSize);
     out = {at, number_at(type, kTypeSize), buffer.subspan(at + kTypeSize + kLengthSize, length)};
@@ -120,7 +120,7 @@ void append_record(Bytes &buffer, uint64_t type, std::span<const uint8_t> value)
     for (const uint8_t byte : value) buffer.append(byte);
 }
 
-// A value as a line has it. What is wrong with it, or null.
+// Reads a value in the form of a line. Returns a text about what is wrong with it, or null.
 const char *read_value(std::string_view text, Bytes &value) {
     uint64_t number;
     size_t fault;

@@ -49,7 +49,7 @@ int compare(Arguments &arguments) {
     return kDone;
 }
 
-// major.minor.patch, in decimal, and nothing after it.
+// Reads major.minor.patch, in decimal, which must be the whole text.
 void read_three(const char *text, int32_t out[3]) {
     std::string_view left = text;
     for (int i = 0; i < 3; i++) {
