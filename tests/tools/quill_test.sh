@@ -8,7 +8,8 @@ command -v tmux >/dev/null || { echo "skipped: no tmux"; exit 77; }
 tmux -L "quill-try-$$" -f /dev/null new-session -d true 2>/dev/null ||
     { echo "skipped: no terminal for tmux"; exit 77; }
 dir=$(mktemp -d) || exit 1
-tmux="tmux -L quill-test-$$ -f /dev/null"
+tmux=false
+terminals=0
 trap '$tmux kill-server 2>/dev/null; rm -rf "$dir"' EXIT
 mkdir "$dir/bin"
 {
@@ -32,11 +33,14 @@ complain() {
 # colours.
 on_terminal() {
     printf '%s\n' "$1" >commands
-    $tmux new-session -d -x 200 -y 60 "cd '$dir'; sh ./commands; tmux -L quill-test-$$ wait-for -S done; sleep 100" &&
+    # Each has a server of its own: one whose last session has ended may still be ending.
+    terminals=$((terminals + 1))
+    tmux="tmux -L quill-test-$$-$terminals -f /dev/null"
+    $tmux new-session -d -x 200 -y 60 "cd '$dir'; sh ./commands; $tmux wait-for -S done; sleep 100" &&
         $tmux wait-for "done" || exit 1
     $tmux capture-pane -p >screen
     $tmux capture-pane -p -e >colours
-    $tmux kill-session
+    $tmux kill-server
     awk '{ lines[NR] = $0; if ($0 != "") last = NR } END { for (i = 1; i <= last; i++) print lines[i] }' screen >trimmed
     mv trimmed screen
 }
