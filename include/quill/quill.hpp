@@ -223,14 +223,17 @@ private:
 
 /* --- Hash tables (quill/hash.h and quill/hash_keyed.h) */
 
-/* The kinds of keys. Each names the functions of the C interface for its kind of key. */
-struct word_keys {
+/* The kinds of keys. Each names the functions of the C interface for its kind of key; plain_keys has what all kinds
+ * share except ip_keys. */
+struct plain_keys {
+    static constexpr auto destroy = HashDestroy;
+    static constexpr auto get = HashGetR;
+};
+struct word_keys : plain_keys {
     using key = quill_word;
     static constexpr auto find = HashFind;
     static constexpr auto insert = HashInsertKeyAndValue;
     static constexpr auto remove = HashRemove;
-    static constexpr auto destroy = HashDestroy;
-    static constexpr auto get = HashGetR;
     static constexpr uint32_t selector = HASH_SEL_KEY;
     /* The C functions cannot distinguish a value of 0 from an absent key. */
     static bool contains(const sHash *table, key k) { return HashFind(table, k) != 0; }
@@ -238,26 +241,22 @@ struct word_keys {
         return HashUpdateKeyAndValue(table, k, value) ? 1 : HashInsertKeyAndValue(table, k, value);
     }
 };
-struct text_keys {
+struct text_keys : plain_keys {
     using key = const char *;
     static constexpr auto find = HashStringFind;
     static constexpr auto contains = HashIsStringPresent;
     static constexpr auto insert = HashStringInsertKeyAndValue;
     static constexpr auto set = HashStringUpdateKeyAndValue;
     static constexpr auto remove = HashStringRemove;
-    static constexpr auto destroy = HashDestroy;
-    static constexpr auto get = HashGetR;
     static constexpr uint32_t selector = HASH_SEL_KEY_COPY;
 };
-struct mac_keys {
+struct mac_keys : plain_keys {
     using key = const uint8_t *;
     static constexpr auto find = HashMacFind;
     static constexpr auto contains = HashIsMacPresent;
     static constexpr auto insert = HashMacInsertKeyAndValue;
     static constexpr auto set = HashMacUpdateKeyAndValue;
     static constexpr auto remove = HashMacRemove;
-    static constexpr auto destroy = HashDestroy;
-    static constexpr auto get = HashGetR;
     static constexpr uint32_t selector = HASH_SEL_KEY_BYTES;
 };
 struct ip_keys {

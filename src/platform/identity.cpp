@@ -165,7 +165,7 @@ int getSysUptime() {
 
 double getSysUptime_d() {
     char text[kUptime + 1];
-    // Only a full buffer counts, so a file of the usual length gives -1. Compatibility: this has always been so.
+    // Only a full buffer counts, so a file of the usual length gives -1. Compatibility: programs expect -1.
     if (quill::read_start(paths::kUptime, text) < static_cast<ssize_t>(kUptime)) return -1.0;
     return atof(text);
 }

@@ -308,6 +308,9 @@ _lib.initTLVLib.argtypes = [ctypes.c_void_p, ctypes.c_uint32, ctypes.c_void_p, c
 _tlv_lock = threading.Lock()  # the library has one table at a time
 
 
+_NUMBERS = {"uint": _FIXED["u32"], "long": _FIXED["s32"]}
+
+
 class Tlv:
     """A table of TLV types: {number: "uint", "long", "str" or "buf"}. size is the most bytes of a text or of data."""
 
@@ -335,8 +338,8 @@ class Tlv:
         kind = self._types.get(number)
         if kind is None:
             raise ValueError(f"no type {number}")
-        if kind in ("uint", "long"):
-            return _FIXED["u32" if kind == "uint" else "s32"][0](value)
+        if kind in _NUMBERS:
+            return _NUMBERS[kind][0](value)
         data = _c_text(value) if kind == "str" or isinstance(value, str) else _data(value)
         if len(data) > self._size:
             raise ValueError(f"type {number}: at most {self._size} bytes")
@@ -368,8 +371,8 @@ class Tlv:
 
     def _value(self, number):
         kind, data = self._types[number], self._storage[number].raw[:self._rows[number].size]
-        if kind in ("uint", "long"):
-            return _FIXED["u32" if kind == "uint" else "s32"][1](data)
+        if kind in _NUMBERS:
+            return _NUMBERS[kind][1](data)
         return _text(data.partition(b"\0")[0]) if kind == "str" else data
 
 
@@ -469,7 +472,8 @@ def parse_version(text):
 
 def compare_versions(r, c):
     """1 when c is newer than r, -1 when it is older, 0 when they are equal."""
-    parse_version(r), parse_version(c)
+    for text in (r, c):  # the result for a text that is not a version is that of a newer one
+        parse_version(text)
     kinds = ctypes.c_int(), ctypes.c_int()
     return _lib.compare_r_version_with_c_version(_c_text(r), ctypes.byref(kinds[0]), _c_text(c),
                                                  ctypes.byref(kinds[1]))

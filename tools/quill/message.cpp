@@ -71,19 +71,19 @@ void Decoder::show(std::span<const uint8_t> message, const char *name, const cha
     capture_.add(message);
     Damage damage;
     begin_message(key, number);
-    const bool whole = show_elements(message, damage);
-    report_damage(whole ? nullptr : &damage, report_);
-    report_.end_object();
-    if (whole) return;
-    damage.complain_of(name, number);
-    all_whole_ = false;
+    end_message(show_elements(message, damage) ? nullptr : &damage, name, number);
 }
 
 void Decoder::refuse(const Damage &damage, const char *name, const char *key, size_t number) {
     begin_message(key, number);
-    report_damage(&damage, report_);
+    end_message(&damage, name, number);
+}
+
+void Decoder::end_message(const Damage *damage, const char *name, size_t number) {
+    report_damage(damage, report_);
     report_.end_object();
-    damage.complain_of(name, number);
+    if (!damage) return;
+    damage->complain_of(name, number);
     all_whole_ = false;
 }
 

@@ -34,6 +34,7 @@ public:
 
 private:
     void begin_message(const char *key, size_t number);
+    void end_message(const Damage *damage, const char *name, size_t number);
     bool show_elements(std::span<const uint8_t> message, Damage &damage);
     void show(const Element &element, std::string_view label);
 
