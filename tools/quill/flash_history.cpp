@@ -18,9 +18,9 @@ namespace quill::cli {
 constexpr char kFlashHistoryHelp[] =
     "usage: quill flash-history [--follow] [--json] [FILE]\n"
     "\n"
-    "Shows the transfers to and from the flash, the newest last: when (since boot),\n"
-    "what, where, how much, how long it took, and which process did it, started by\n"
-    "which. FILE is /tmp/flashophist unless it is said.\n"
+    "Shows the transfers to and from the flash, newest last: time since boot,\n"
+    "operation, offset, length, duration, process and parent process. The default\n"
+    "FILE is /tmp/flashophist.\n"
     "\n"
     "  --follow  also show each new transfer, until interrupted\n"
     "  --json    print an array of JSON objects; with --follow one object a line\n"

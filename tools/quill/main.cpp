@@ -51,7 +51,7 @@ void list_commands(FILE *to) {
     for (const Command &command : kCommands) fprintf(to, "  %-14s %s\n", command.name, command.summary);
     fputs(
         "\nquill COMMAND --help shows details and an example. Exit status: 0 done, 1 the\n"
-        "data is not as it should be or cannot be had, 2 wrong usage.\n",
+        "data is wrong or not available, 2 wrong usage.\n",
         to);
 }
 

@@ -20,7 +20,7 @@ constexpr char kRegtableHelp[] =
     "       quill regtable unpack FILE.gz OUT\n"
     "       quill regtable sign ARGUMENT...\n"
     "\n"
-    "verify   tell whether FILE is signed by whom the library trusts, and print its\n"
+    "verify   check that FILE has a signature that the library trusts, and print its\n"
     "         version\n"
     "version  print the version in FILE, without verifying anything\n"
     "unpack   unpack FILE.gz into OUT, without verifying anything\n"

@@ -32,8 +32,8 @@ constexpr char kScrambleHelp[] =
 constexpr char kUnscrambleHelp[] =
     "usage: quill unscramble [--ascii] [TEXT]\n"
     "\n"
-    "Prints the text that was scrambled to TEXT, or to a line of standard input:\n"
-    "bytes in hexadecimal.\n"
+    "Prints the original of a scrambled text. TEXT, or a line of standard input, has\n"
+    "its bytes in hexadecimal.\n"
     "\n"
     "  --ascii  TEXT is in the printable form\n"
     "\n"
@@ -65,9 +65,8 @@ constexpr char kAddrHelp[] =
 constexpr char kArgvHelp[] =
     "usage: quill argv [--json] [LINE]\n"
     "\n"
-    "Shows the words that a line, or each line of standard input, splits into:\n"
-    "quotes and backslashes taken out. Below them is the line that these words are\n"
-    "joined to.\n"
+    "Splits a line, or each line of standard input, and shows the words, without\n"
+    "quotes and backslashes. Then shows the line that joining these words gives.\n"
     "\n"
     "  --json  print both as a JSON object, one for each line\n"
     "\n"
