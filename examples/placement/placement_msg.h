@@ -58,9 +58,9 @@ struct placement_trace {
 /* placement_encode writes msg to message and returns its length, or 0 when an element does not fit. */
 uint32_t placement_encode(const struct placement_msg *msg, void *message, uint32_t size);
 
-/* placement_decode reads message into *msg, notes every element in *trace and returns 0. It returns -1 with errno as
- * the readers of quill/sxdr_safe.h set it, or EPROTO for a value that the format does not allow and for bytes after
- * the last element; then *msg holds the elements before. */
+/* placement_decode reads message into *msg, notes every element in *trace and returns 0. If it fails, it returns -1,
+ * and *msg has the elements before the failure. errno is then as the readers of quill/sxdr_safe.h set it. It is EPROTO
+ * for a value that the format does not allow, and for bytes after the last element. */
 int placement_decode(const void *message, uint32_t length, struct placement_msg *msg, struct placement_trace *trace);
 
 /* placement_event_name and placement_policy_name give "placed" and "mac-hash"; null for an unknown number. */

@@ -1,12 +1,12 @@
-/* placement-table: shows what placementd tells, and how evenly the clients came to lie.
+/* placement-table: shows the messages of placementd, and how evenly the clients are distributed.
  *
  *     cc -std=c11 -o placement-table placement_table.c placement_msg.c unix_socket.c -lquill
  *     placement-table --listen /run/placement.sock --summary
  *
- * It takes one connection, prints a row for every event and ends when the sender closes. Nothing in a message is
- * believed unseen: one that is damaged, out of order or names a VLAN outside the pool is refused with the offset and
- * the reason, and the next one is read. Without the pool, message 0, no other can be judged, so that one ends the
- * program.
+ * It accepts one connection, prints a row for every event and ends when the sender closes the connection. It checks
+ * everything in a message. A message that is damaged, out of order or has a VLAN outside the pool is refused with the
+ * offset and the reason; the program then reads the next one. Message 0 has the pool. Without it, no other message can
+ * be checked, so the program ends.
  *
  * Exit status: 0 all messages were decoded; 1 one was refused, or the pool never came; 2 bad arguments, or the system
  * failed.
@@ -207,8 +207,8 @@ static void receive_all(int fd) {
 /* --- The summary */
 
 /* Jain's index, (sum of x)² / (n · sum of x²), over the VLANs that may be used: 1 when all carry the same load, 1/n
- * when one carries everything. The load x of a VLAN is its number of clients averaged over the events, each event
- * weighing the same however long it lasted, because a log need not have times. The division by the number of events
+ * when one carries everything. The load x of a VLAN is its number of clients, averaged over the events. Each event has
+ * the same weight however long it lasted, because a log need not have times. The division by the number of events
  * cancels, so the sums serve as the averages. */
 static double fairness(void) {
     double sum = 0, squares = 0, n = 0;

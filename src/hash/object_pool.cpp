@@ -162,7 +162,10 @@ Mpool *mpool_create(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t l
 void *mpool_alloc(Mpool *pool) { return needs_lock() ? take_locked(*pool) : take(*pool); }
 
 void mpool_free(Mpool *pool, void *memory) {
-    needs_lock() ? give_back_locked(*pool, memory) : give_back(*pool, memory);
+    if (needs_lock())
+        give_back_locked(*pool, memory);
+    else
+        give_back(*pool, memory);
 }
 
 }  // namespace quill

@@ -88,8 +88,10 @@ void run_directly(const void *argument) {
     _exit(kNotRun);
 }
 
-// --- the worker of a detached command, in which only what is async-signal-safe may be called: it is forked from a
-// process that may have had other threads, and the locks of these are as they were at that moment
+// --- the worker of a detached command
+//
+// It may call only async-signal-safe functions: the process that forks it may have other threads, and the locks that
+// these hold stay locked in the worker.
 
 // Signals of a terminal do not end the worker, as with system(). The command does not inherit a handler, but would
 // inherit an ignored signal.

@@ -40,7 +40,7 @@ public:
         EXPECT_EQ(result, failing.reached() ? nullptr : numbers + key);
         EXPECT_EQ(rb_null.up, mark);  // only deletions write it
         if (here || failing.reached()) return false;
-        EXPECT_EQ(compared.size(), depth + (depth > 0));  // the last node is asked about once more
+        EXPECT_EQ(compared.size(), depth + (depth > 0));  // the last node is compared once more
         return true;
     }
     // A node with two children stays and takes over the next key; that key's own node is the one that goes.

@@ -91,7 +91,7 @@ std::string found(int any, const char *filters, const char *sorts) {
     return query.ids(0, 100);
 }
 
-// What the accessors are asked: once for each criterion that is looked at.
+// The calls of the accessors: one for each criterion that is examined.
 std::string asks(int any, const char *filters) {
     found(any, filters, "");
     return asked;

@@ -18,8 +18,8 @@
 namespace quill::test {
 namespace {
 
-// A kind of key is a class over this one, made from a number and from whether it is to be stored or only searched for.
-// It converts to what the table's functions take, and holds() says whether the fields of an element are its own.
+// The base of a kind of key. A key is made from a number, and is either stored or only searched for. It converts to the
+// arguments of the table's functions. holds() returns whether the fields of an element belong to the key.
 template <auto kInsert, auto kInsertShort, auto kUpdate, auto kRemove, auto kFind, auto kPresent>
 struct TableKey {
     static constexpr auto insert = kInsert;

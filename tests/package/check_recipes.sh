@@ -35,8 +35,8 @@ include $(RECIPE)/external.mk
 version: ; @echo $(QUILL_VERSION)
 options: ; @echo $(QUILL_CONF_OPTS)
 END
-# usage: ask RECIPE TARGET
-ask() {
+# usage: run_make RECIPE TARGET
+run_make() {
     make -s -f "$work/$1.mk" TOPDIR="$work" INCLUDE_DIR="$work/include" PKG_INSTALL_DIR="$work/installed" \
         ROOT="$work/root" INSTALL_DIR="mkdir -p" INSTALL_BIN="cp" CP="cp -P" \
         RECIPE="$source/packaging/$1$([ "$1" = buildroot ] || echo /quill)" \
@@ -44,8 +44,9 @@ ask() {
         QUILL_PARENT_CERTIFICATE=p.der QUILL_TOP_CERTIFICATE=t.der "$2"
 }
 for recipe in openwrt buildroot; do
-    [ "$(ask "$recipe" version)" = "$version" ] || { echo "$recipe: version $(ask "$recipe" version)"; exit 1; }
-    options=$(ask "$recipe" options)
+    [ "$(run_make "$recipe" version)" = "$version" ] ||
+        { echo "$recipe: version $(run_make "$recipe" version)"; exit 1; }
+    options=$(run_make "$recipe" options)
     for wanted in -DQUILL_TESTS=OFF -DQUILL_PARENT_CERTIFICATE=p.der -DQUILL_TOP_CERTIFICATE=t.der; do
         case " $options " in *" $wanted "*) ;; *) echo "$recipe does not give CMake $wanted: $options"; exit 1 ;; esac
     done
@@ -54,7 +55,7 @@ for recipe in openwrt buildroot; do
         grep -q "^$name:" "$build/CMakeCache.txt" || { echo "$recipe: no option of the build: $option"; exit 1; }
     done
 done
-ask openwrt install
+run_make openwrt install
 [ "$(cd "$work/root/usr" && ls bin lib | sort)" = \
     "$(printf '%s\n' '' bin: lib: "libquill.so.${version%%.*}" "libquill.so.$version" quill | sort)" ] ||
     { find "$work/root"; echo "these files are what the OpenWrt packages would hold"; exit 1; }

@@ -1,5 +1,5 @@
 /* With the platform's pool library linked, every record comes from it, with the arguments that it expects. This program
- * takes the place of that library: the same three functions over malloc, with a record of what was asked. */
+ * takes the place of that library: the same three functions over malloc, with a record of the calls. */
 #include <quill/hash.h>
 #include <stdlib.h>
 #include <string.h>

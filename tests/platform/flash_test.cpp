@@ -118,7 +118,7 @@ void drivers(int error) {
 
 string asked() { return request; }
 
-// To standard error, since it was asked last.
+// The text on standard error since the last call.
 string said() {
     const string text = testing::internal::GetCapturedStderr();
     testing::internal::CaptureStderr();

@@ -31,7 +31,7 @@ void put(const char *file, const char *content, size_t size = 0) {
 string numbers(const char *content) {
     for (const char *file : {"/proc/ap_model", "/proc/fl_var", "/proc/booted", "/tmp/mesh_role", "/tmp/installation"})
         put(file, content);
-    ApType = 0;  // as a process that has not asked yet
+    ApType = 0;  // as in a process before its first call
     string shown = std::to_string(getApType());
     for (const int number : {getApFlashVariant(), get_ap_booted_partition(), get_mesh_role(),
                              get_ap_installation_type("/tmp/installation")})
@@ -110,7 +110,7 @@ TEST(IdentityTime, BuildIsInThePast) {
     const time_t built = get_build_time(), day = 24 * 60 * 60;
     EXPECT_GT(built, time_t{1767225600}) << "2026";
     EXPECT_LT(built, time(nullptr) + day) << "built in a time zone ahead of ours at most";
-    // The same reading of clocks, wherever it is asked.
+    // The clock reading of the build is taken as local time of the process.
     setenv("TZ", "ABC+3", 1);
     tzset();
     EXPECT_EQ(get_build_time(), built + 3 * 60 * 60);

@@ -1,6 +1,6 @@
-// The functions that open or allocate something, also inside the C library, with room for no more descriptor, for one
-// more, and so on, and with their first allocation failing, their second, and so on: each says that it could not, or
-// does all of it; leaves nothing open, allocated or half done; and succeeds once there is room.
+// The functions that open or allocate something, also inside the C library. They run with room for no more descriptor,
+// for one more, and so on. Then their first allocation fails, their second, and so on. Each function reports the
+// failure or does all of its work. It leaves nothing open, allocated or half done, and succeeds once there is room.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 #include <string.h>
@@ -105,7 +105,7 @@ const Call kCalls[] = {
      missing(kParsed), missing(kParsed)},
     {"getSysUptime", [] { return getSysUptime() == 12; }},
     {"get_os_version", [] { return strcmp(get_os_version(), "8.10\n") == 0; }},
-    // A number in an old form: the resolver is asked, but needs no file of this machine.
+    // A number in an old form: the resolver is called, but needs no file of this machine.
     {"quill_inet_pton", [] { return quill_inet_pton("127.1", &address) == 1; }},
     {"chkUsbPath", [] { return chkUsbPath("0/a", path) != nullptr; }},
     {"write_str_to_file", [] { return write_str_to_file("/tmp/text", "x") == 0; }, holds("/tmp/text", "x"),

@@ -293,7 +293,7 @@ TEST_F(Command, ASecondForkThatFailsReturnsTwice) {
     }
     failing_fork = 0;
     EXPECT_EQ(result, 0);
-    expect_end(-1);  // there is no worker
+    expect_end(-1);  // no worker was started
     EXPECT_EQ(read_file("/tmp/copy"), "-1");
     EXPECT_FALSE(fs::exists("/tmp/status") || fs::exists("/tmp/run"));
 }

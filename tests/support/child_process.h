@@ -9,8 +9,8 @@
 
 namespace quill::test {
 
-// The status, as waitpid gives it, of a process that makes the call and then ends with 0, or with 1 if an expectation
-// failed in it.
+// Makes the call in a child process. Returns the child's status, as waitpid gives it: the child ends with 0, or with 1
+// if an expectation failed in it.
 template <typename Call>
 int status_of(Call call) {
     const pid_t child = fork();

@@ -1,6 +1,6 @@
-// A device of the test's own: a mount namespace in which /dev, /tmp, /flash, /mnt/usbdisk and /quill/reg_table are
-// empty but for what every program needs, and /flash1 is missing, so that the fixed paths of the product can be given
-// any content without touching the machine's; and a namespace of System V semaphores, which is empty.
+// A private device for the test: a mount namespace and an empty namespace of System V semaphores. A test can therefore
+// give the fixed paths of the product any content, without changing the machine's. /dev, /tmp, /flash, /mnt/usbdisk and
+// /quill/reg_table have only what every program needs, and /flash1 is missing.
 #pragma once
 
 #include <string>
@@ -14,9 +14,9 @@ std::string enter_private_device();
 // The least of it: the machine as it is, with mounts of its own from then on.
 std::string enter_private_mounts();
 
-// In a private device, an empty /proc for files with the names of the kernel's. What a process asks about itself stays.
+// In a private device, makes /proc empty, for files with the names of the kernel's. self, thread-self and sys stay.
 std::string enter_private_proc();
-// The machine's again: some sanitizers ask it about threads when the test ends.
+// Restores the machine's /proc: some sanitizers read about threads there when the test ends.
 void leave_private_proc();
 
 // Writes a file, over an old one.

@@ -62,8 +62,8 @@ void add_visits(std::vector<Visit> &to, const Node *node, const Node *none, What
     add(2);
 }
 
-// Sizes go up and down between nothing and about two thirds of the keys. A tree has the keys that it holds, the
-// operations, look_up() for what else is asked of it, check() and check_walks().
+// Sizes go up and down between nothing and about two thirds of the keys. A tree provides the keys that it holds,
+// the operations, look_up() for all other calls, check() and check_walks().
 template <typename Tree>
 void expect_model_followed() {
     for (uint64_t seed = 1; seed <= 3; seed++) {

@@ -639,7 +639,7 @@ expect 0 "quill decode --json hostile" <<'END_OF_OUTPUT'
 {"length":5,"elements":[{"offset":0,"kind":"str","length":5,"value":"\u009b"}],"damage":null}
 END_OF_OUTPUT
 
-# Colours are for terminals alone, and for who wants them.
+# Colours are for terminals that show them, and not with NO_COLOR.
 escape=$(printf '\033')
 is_coloured() { grep -qF "${escape}[" "$1"; }
 quill decode message >piped.out
