@@ -66,11 +66,11 @@ QUILL_API int execute_command_no_io(char *command);
  * the library waits for it, and reports its end:
  *
  *     output, errors       null or empty: the caller's; else a file
- *     status_file          null, or a file that holds "1\n" while the command runs, then "3\n" when it ended with
- *                          status 0, or "2\n" (mode 0666 under umask 022). Until the detached process has begun, which
- *                          may be after the call has returned, the file holds what it held: remove it before. If it
- *                          cannot be made, the command is not run. On a full file system it may stay empty. It stays as
- *                          it is when the detached process is killed.
+ *     status_file          null, or a file for the command's state: "1\n" while it runs, then "3\n" if it ended with
+ *                          status 0, else "2\n". Its mode is 0666 under umask 022. The detached process writes the
+ *                          file, perhaps after the call has returned: remove an old file before the call. If the file
+ *                          cannot be made, the command is not run. On a full file system it may stay empty. If the
+ *                          detached process is killed, the file keeps its content.
  *     delete_on_success    null, or a file that is removed when the command ended with status 0, before the "3\n"
  *
  * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.

@@ -10,10 +10,10 @@
  *     if (std::optional<session *> found = sessions.find(mac)) serve(**found);
  *     for (auto [mac, s] : sessions) print(mac, *s);
  *
- * Failure     Creation may run out of memory. An object then converts to false, and so does one that was moved from:
- *             it may only be tested, assigned to, and destroyed.
+ * Failure     Creation may run out of memory. The object then converts to false, as does an object that was moved from.
+ *             Such an object may only be tested, assigned to, and destroyed.
  * Ownership   What the C interface calls "kept" stays the program's: lists, tables and sets free no object.
- * Ranges      The body of a loop over a list or a hash table may remove what the loop is at, and nothing else.
+ * Ranges      The body of a loop over a list or a hash table may remove the current element, and no other.
  * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one. */
 #ifndef QUILL_QUILL_HPP
 #define QUILL_QUILL_HPP

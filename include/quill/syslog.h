@@ -11,19 +11,20 @@
  *
  * What differs from the C library's client:
  *
- *     facility    A priority without one gets facility 53 (QUILL_LOG_FACILITY), which the system's log daemon is set up
- *                 for; the facility given to openlog or with a priority wins, but LOG_KERN, being 0, cannot be given.
- *     mesh point  When /tmp/mesh_role holds 1, messages that the daemon's queue has no room for are dropped, silently,
- *                 so that a mesh point never waits for its log. The file is read once, before the first connection; as
- *                 long as it exists without a number in its first 255 bytes, each openlog and each new connection read
- *                 it again. Anything but a regular file counts as none (docs/trust.md).
- *                 Elsewhere a message waits until the daemon takes it.
- *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is marked with
- *                 "[truncated] " at its start and cut. An identity of 960 characters or more is replaced by
- *                 "<BUFFER OVERRUN ATTEMPT>".
- *     SIGPIPE     While a message is sent, the whole process has a handler of the library's for this signal: a broken
- *                 pipe of another thread's then closes the log's connection and does not reach the program. After the
- *                 call the program's own action is back in place; a broken connection to the daemon never runs it.
+ *     facility    A priority without a facility gets facility 53 (QUILL_LOG_FACILITY), for which the system's log
+ *                 daemon is configured. A facility that openlog or the priority gives takes precedence. LOG_KERN cannot
+ *                 be given, because it is 0.
+ *     mesh point  When /tmp/mesh_role holds 1, messages are dropped silently while the daemon's queue is full. A mesh
+ *                 point therefore never waits for its log. Elsewhere a message waits until the daemon takes it. The
+ *                 file is read once, before the first connection. While it exists without a number in its first 255
+ *                 bytes, each openlog and each new connection read it again. Anything but a regular file counts as a
+ *                 missing file (docs/trust.md).
+ *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is cut, and begins with
+ *                 "[truncated] ". An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
+ *     SIGPIPE     While a message is sent, the whole process has a handler of the library for this signal. If a pipe of
+ *                 another thread breaks meanwhile, the handler closes the log's connection, and the program does not
+ *                 get the signal. After the call, the program's own action is in place again. A broken connection to
+ *                 the daemon never runs that action.
  *
  * A record goes to /dev/log in one datagram, or over a stream when the daemon has opened one. It has this form (RFC
  * 3164, section 4.1, as local daemons expect it):

@@ -20,8 +20,8 @@
 //
 //     signals        A handler would run in the child and write the caller's data. All signals are blocked from before
 //                    the start; the child puts the default action in place of its handlers before it unblocks them.
-//     cancellation   A request that waits for the calling thread would be acted on by the child, which calls open and
-//                    close in that thread's name. Callers hold it off.
+//     cancellation   The child calls open and close as the calling thread. A pending cancellation of that thread would
+//                    take effect there. Callers disable cancellation before the start.
 //     errno          The child's calls set the caller's errno. It is restored.
 //
 // Everything also works where vfork is really a fork (under qemu-user, with ThreadSanitizer), because the child returns
