@@ -111,7 +111,7 @@ QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
  * Compatibility: programs pass empty fields to it. */
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
-/* validate_and_assign_ip_addr is quill_inet_pton for numeric text alone, as inet_pton (POSIX) reads it: host names are
+/* validate_and_assign_ip_addr is quill_inet_pton for numeric text as inet_pton (POSIX) reads it. Host names are
  * refused, and nothing is looked up. Returns 1, or 0 with *out unchanged. The empty text zeroes *out and returns 0,
  * unlike in quill_inet_pton. Null pointers give 0. Reentrant. Compatibility: callers treat an empty field as refused.
  */

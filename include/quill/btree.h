@@ -6,7 +6,7 @@
  *
  * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. The tree is not balanced. Search,
  * insertion and deletion walk down one branch. This is about 2 ln(n) levels for keys that come in random order (14 for
- * 1,000), but n levels for sorted keys. For those, or for large sets, take quill/rbtree.h or quill/savl.h.
+ * 1,000), but n levels for sorted keys. For sorted keys and for large sets, use quill/rbtree.h or quill/savl.h.
  *
  * btree_search, btree_find and btree_delete take the address of your root pointer, and return null when that address is
  * null. btree_walk and btree_next take the pointer itself, null for an empty tree.

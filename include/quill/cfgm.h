@@ -11,8 +11,8 @@
  *     int semaphore = init_cli_cfgm_sem();
  *     int id = incCfgmControllerId(semaphore);
  *
- * The semaphores are System V sets of one with value 1 when free. Their permission bits are 0: only privileged
- * processes can use them. The functions take them without SEM_UNDO. When a process dies while it holds or makes a
+ * Each semaphore is a System V set of one, whose value is 1 when it is free. Its permission bits are 0: only privileged
+ * processes can use it. The functions take semaphores without SEM_UNDO. When a process dies while it holds or makes a
  * semaphore, the semaphore stays taken until a restart, or until another process frees it. Compatibility: the change
  * that a program protects may be incomplete when the program dies.
  *

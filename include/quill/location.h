@@ -44,11 +44,11 @@ enum { FQLN_PART_SIZE = 128 };
  *
  *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- * It may leave out parts long before out is full. It adds up the lengths that the name has after the first part, after
- * the second dot and so on. It leaves out the parts after the second or third when the sum reaches size. Of four parts
- * of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). With a size above 9 * n +
- * 6, no part is left out, where n is the length of the longest escaped part. Compatibility: peers compare names that
- * were cut in this way. */
+ * It may leave out parts long before out is full. It sums up the lengths of the name after the first part, after the
+ * first dot, after the second part, and so on. When the sum has reached size after a part, the other parts are left
+ * out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). With a
+ * size above 9 * n + 6, no part is left out, where n is the length of the longest escaped part. Compatibility: peers
+ * compare names that were cut in this way. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 

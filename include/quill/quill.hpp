@@ -127,8 +127,8 @@ public:
     [[nodiscard]] bool merge(const vlan_set &other) { return vmap_merge(&map_, other.map_) != 0; }
     [[nodiscard]] bool exclude(const vlan_set &other) { return vmap_exclude(&map_, other.map_) != 0; }
     [[nodiscard]] bool invert() { return vmap_invert(&map_) != 0; }
-    /* A shared map stays with its other holders, without a call of vmap_clear, which would leave them one reference too
-     * many. */
+    /* A shared map stays with its other holders. vmap_clear is not called for it, because the other holders would then
+     * have one reference too many. */
     [[nodiscard]] bool clear() {
         if (map_->references == 1) return vmap_clear(&map_) != 0;
         vlan_set none;

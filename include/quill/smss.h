@@ -17,11 +17,11 @@
  *     for (int i = 0; i < query.result_count; i++) show(query.results[i]);
  *     smss_deinit(&query);
  *
- * Cost: for each object, filtering calls field_type, and number or text, once per criterion that is evaluated. All
- * criteria are evaluated, or only those up to the one that decides. Sorting m matches takes about m log m comparisons.
- * Each comparison calls field_type once and number or text twice for a sort key, so accessors should be cheap. The
- * second and later keys are compared only when the earlier keys are equal. The context has 8 bytes (4 on the device)
- * for each object and for each match. The C library's qsort may take as much again while it sorts.
+ * Cost: for each object, filtering evaluates the criteria in turn, up to the one that decides. Each evaluation calls
+ * field_type once, and number or text once. Sorting m matches takes about m log m comparisons. Each comparison calls
+ * field_type once and number or text twice for a sort key, so accessors should be cheap. The second and later keys are
+ * compared only when the earlier keys are equal. The context has 8 bytes (4 on the device) for each object and for each
+ * match. The C library's qsort may take as much again while it sorts.
  *
  * When memory runs out, an object or a match is left out without an error. A criterion without memory for its name or
  * its value then matches no object. Texts are compared without regard to the case of A to Z, whatever the locale.
