@@ -49,7 +49,7 @@ void JsonInput::expect(char c, const char *what) {
 
 bool JsonInput::enter(std::string_view array) {
     expect('{', "a JSON object");
-    while (next_member(), key() != array)
+    for (next_member(); key() != array; next_member())
         if (!skip(',')) refuse("the message's elements or records");
     expect('[', "an array");
     if (skip('{')) return true;
