@@ -1,7 +1,7 @@
 /* cc stationd.c -lquill -o stationd
  *
  *     stationd SOCKET              keeps which VLAN each station is on, until SIGTERM
- *     stationd SOCKET MAC VLAN     tells it of one; VLAN 0: the station has left */
+ *     stationd SOCKET MAC VLAN     reports a station to it; VLAN 0: it has left */
 #define _GNU_SOURCE /* ppoll */
 #include <poll.h>
 #include <quill/address.h>
@@ -28,8 +28,8 @@ static void end(int signal) {
     ended = 1;
 }
 
-/* A message is the station's MAC address and its VLAN, and ends there. Others may send anything: the first element that
- * is not as it should be is named. */
+/* A message has two elements: the station's MAC address and its VLAN. Any process may send anything: the log names the
+ * first element that is wrong. */
 static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
     uint8_t mac[6] = {0};
     uint32_t vlan = 0;
@@ -50,8 +50,8 @@ static void handle(const uint8_t *message, uint32_t length, sHash *stations, Log
     }
 }
 
-/* False when none has arrived. With MSG_TRUNC the length is that of the whole message, so that none is taken for its
- * first bytes. */
+/* Returns false when no message has arrived. With MSG_TRUNC the result is the length of the whole message, so a message
+ * that is longer than the buffer is refused. */
 static bool handle_next(int receiver, sHash *stations, LogHandle *log) {
     uint8_t message[64];
     const ssize_t length = recv(receiver, message, sizeof message, MSG_TRUNC | MSG_DONTWAIT);
@@ -67,13 +67,13 @@ static int serve(int receiver, const struct sockaddr_un *address) {
     sigset_t term, others;
     sigemptyset(&term);
     sigaddset(&term, SIGTERM);
-    sigprocmask(SIG_BLOCK, &term, &others); /* it comes while the daemon waits, and at no other time */
+    sigprocmask(SIG_BLOCK, &term, &others); /* it arrives only while the daemon waits */
     sigaction(SIGTERM, &on_end, NULL);
 
     LogHandle *log = CreateLog(QUILL_LEVEL_INFO, QUILL_LEVEL_WARNING, "stationd", 0, LOG_DAEMON);
     sHash *stations = HashCreate(127); /* buckets: a prime near the number of stations */
     int result = EXIT_FAILURE;
-    unlink(address->sun_path); /* of a daemon that was killed */
+    unlink(address->sun_path); /* left by a daemon that was killed */
     if (log && stations && bind(receiver, (const struct sockaddr *)address, sizeof *address) == 0) {
         struct pollfd arrival = {.fd = receiver, .events = POLLIN};
         while (!ended)

@@ -1,5 +1,5 @@
 /* cc who_answers.c -lquill -o who_answers && ./who_answers HOST...
- * Looks names up by a command of the system, and prints its first line for each, whatever the names have in them. */
+ * Looks up each name by a command of the system, and prints its first line. Names may have any characters. */
 #include <quill/pipe.h>
 #include <quill/validators.h>
 #include <stdio.h>
@@ -10,7 +10,7 @@
 /* The first line that the command prints for host; null when it fails or prints none. */
 static char *first_line(const char *host, char *line, int size) {
     char word[512], command[600];
-    /* What escaping cannot give to the shell as one word; and what is longer than names are. */
+    /* Escaping cannot make these one word for the shell; and no host name is longer than 253. */
     if (*host == '\0' || strpbrk(host, "' \t\n") || strlen(host) > 253) return NULL;
     escape_shell_specialchars(host, word); /* at most twice as long */
     snprintf(command, sizeof command, "getent hosts -- %s", word);
