@@ -20,8 +20,8 @@ std::string bits(uint64_t word) {
     return std::to_string(std::countr_zero(word)) + "+" + std::to_string(std::popcount(word));
 }
 
-// Debuggers read the record: first, last, the summary at offset 8, the buckets after it. The summary and the last
-// bucket are shown.
+// Returns the summary and the last bucket. Debuggers read the record: first, last, the summary at offset 8, then the
+// buckets.
 std::string words(const idx_table *table, uint32_t first, uint32_t last) {
     const auto *record = reinterpret_cast<const char *>(table);
     const uint16_t ends[] = {static_cast<uint16_t>(first), static_cast<uint16_t>(last)};
@@ -32,7 +32,7 @@ std::string words(const idx_table *table, uint32_t first, uint32_t last) {
     return bits(summary) + "/" + bits(bucket);
 }
 
-// What the operations give; see the cases.
+// Returns the results of the operations; see the cases.
 std::string ids(uint32_t first, uint32_t last, const char *operations) {
     idx_table *table = idx_table_create(first, last);
     std::istringstream input(operations);
@@ -44,7 +44,7 @@ std::string ids(uint32_t first, uint32_t last, const char *operations) {
         switch (operation) {
             case 'a':
                 for (; number > 1; number--) EXPECT_EQ(idx_table_index_alloc(table, &out), 0);
-                out = 12345;  // as it stays without a free index
+                out = 12345;  // stays when no index is free
                 shown += idx_table_index_alloc(table, &out) == 0 ? std::to_string(out) : out == 12345 ? "none" : "?";
                 break;
             case 'r': shown += std::to_string(idx_table_index_reserve(table, number)); break;

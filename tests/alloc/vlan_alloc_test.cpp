@@ -108,7 +108,7 @@ TEST_F(VlanAlloc, AFailedCreationIsLogged) {
         EXPECT_EQ(result, n % 2 ? "77; 1 vlan_alloc_init (vlan_alloc:52): Hash creation failed" : "0");
     }
     EXPECT_EQ(HashEntries(vlanPool_usage_hash_table), 0);
-    sHash *const first = vlanPool_usage_hash_table;  // which a second creation leaves to itself
+    sHash *const first = vlanPool_usage_hash_table;  // a second creation does not destroy it
     HashInsert(first, 23);
     EXPECT_NE(vlan_alloc_init(log), 0u);
     EXPECT_NE(vlanPool_usage_hash_table, first);

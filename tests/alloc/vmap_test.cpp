@@ -69,7 +69,7 @@ string read(const uint8_t *message) {
     return size + " " + vmap_to_string(map.get());
 }
 
-// The bytes of a map of so many ids, of which the first may be reserved.
+// Returns the bytes of an array of bits for that many ids, of which the first may be reserved.
 string bitid(uint32_t ids, int reserved) {
     uint8_t *const map = bitid_init(ids, reserved ? &ids : nullptr);
     const string bytes = hex({map, (ids + (reserved ? 1u : 0u) + 7) / 8});
@@ -86,7 +86,7 @@ TEST(Vmap, FullAndEmptyMaps) {
     const Map all = map_of("all");
     EXPECT_EQ(all->words[0], 0xfffffffeu);
     EXPECT_EQ(all->words[127], 0x7fffffffu);
-    // The inverse of nothing holds the two bits that are not VLANs.
+    // The inverse of an empty set also has the two bits that are not VLANs.
     vmap *inverse = vmap_alloc();
     EXPECT_EQ(vmap_invert(&inverse), 1);
     EXPECT_STREQ(vmap_to_string(inverse), "1-4094");
@@ -126,7 +126,7 @@ void expect_bits(vmap *map, const Model &model) {
     ASSERT_EQ(vmap_to_range_str(map, 0), expected.substr(0, VMAP_RANGE_STR_SIZE - 1));
     ASSERT_EQ(vmap_to_range_str(map, 1), text_of(~model).substr(0, VMAP_RANGE_STR_SIZE - 1));
     ASSERT_EQ(vmap_is_empty(map), model.none());
-    // What is printed reads back.
+    // The printed text can be read back.
     ASSERT_EQ(text_of(bits_of(map_of(vmap_to_string(map)).get())), expected);
 }
 

@@ -1,4 +1,4 @@
-// The small tools that the families are built of.
+// Tests of the small tools in base, which all families use.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -24,7 +24,7 @@ TEST(Divisor, RemaindersAreThoseOfADivision) {
         const uint64_t reciprocal = quill::reciprocal_of(divisor);
         for (const uint32_t number : numbers) {
             ASSERT_EQ(quill::remainder(number, divisor, reciprocal), number % divisor) << number << " % " << divisor;
-            // Just below, at and above a multiple, where a reciprocal that is off by one would show.
+            // Numbers just below, at and above a multiple: a reciprocal that is off by one fails there.
             for (const uint32_t near : {number - number % divisor - 1, number - number % divisor})
                 ASSERT_EQ(quill::remainder(near, divisor, reciprocal), near % divisor) << near << " % " << divisor;
         }

@@ -1,4 +1,4 @@
-// quill/quill.hpp, and quill/message.h below it.
+// Tests quill/quill.hpp, and quill/message.h on which it is built.
 #include <gtest/gtest.h>
 #include <quill/quill.hpp>
 

@@ -1,5 +1,5 @@
-// What the headers call reentrant, on several threads at once, each with its own data: it must give what one thread
-// alone gets. ThreadSanitizer looks for memory that they share all the same.
+// Calls the reentrant functions on several threads at once. Each thread has its own data, and must get the results that
+// a single thread gets. ThreadSanitizer also finds memory that threads share.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 
@@ -40,7 +40,7 @@ TEST(Reentrant, Cases) {
 
 string bytes_of(const void *data, size_t size) { return string(static_cast<const char *>(data), size); }
 
-// Each makes texts and bytes out of a number, by calls of one family.
+// Each function makes texts and bytes from a number, by calls of one family.
 const std::vector<std::function<string(uint32_t)>> kWorks = {
     [](uint32_t n) {
         uint8_t message[64];

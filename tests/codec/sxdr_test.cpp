@@ -12,7 +12,7 @@
 namespace quill::test {
 namespace {
 
-// What one writer leaves in a buffer: the bytes it counts, with a check that it wrote no others.
+// Returns the bytes that one writer counts, and checks that it wrote no others.
 Bytes written(const std::function<uint32_t(void *)> &write) {
     Bytes buffer(70000, kUnused);
     const uint32_t size = write(buffer.data());
@@ -95,7 +95,7 @@ TEST(Sxdr, ReadersOfDataIntoNewBuffers) {
     EXPECT_EQ(sxdr_read_hex32_size(hex.data()), 0u);
 }
 
-// The readers that get the place of an element in its message, when the sum wraps, and without arguments.
+// Readers that get the offset of an element in its message: the sum of offset and length wraps, and pointers are null.
 TEST(Sxdr, ReadersWithAnOffset) {
     const Bytes text = {0, 0, 3, 'a', 'b', 'c'}, data = {8, 0, 3, 'a', 'b', 'c'};
     char out[8];
@@ -121,7 +121,7 @@ TEST(SxdrSafe, WritesAndReadsEachKind) {
             EXPECT_EQ(kind.write(kind.value.data(), width, message.data(), before + size, &cursor), int(width));
             EXPECT_EQ(std::pair(message, cursor), std::pair(expected, before + size));
         }
-        // Without a cursor everything is at offset 0.
+        // A null cursor means offset 0.
         Bytes message(size), out(width + kind.text);
         EXPECT_EQ(kind.write(kind.value.data(), width, message.data(), size, nullptr), int(width));
         EXPECT_EQ(message, kind.element);
@@ -175,7 +175,7 @@ TEST(SxdrSafe, WritersRefuse) {
         for (uint32_t room = 0; room < size; room++) refused(EOVERFLOW, value, width, message.data(), room, 0);
         for (const uint32_t at : {1u, size + 1, UINT32_MAX}) refused(EOVERFLOW, value, width, message.data(), size, at);
         for (uint32_t less = 0; less < kind.width; less++) refused(ENODATA, value, less, message.data(), size, 0);
-        if (!kind.probe) refused(ENODATA, value, 0, message.data(), 0, 0);  // looked at before the room
+        if (!kind.probe) refused(ENODATA, value, 0, message.data(), 0, 0);  // checked before the room
         if (kind.probe && kind.header == 3) refused(EINVAL, value, 65536, message.data(), size, 0);
         if (kind.probe && kind.header == 5) {
             refused(ENODATA, value, 0, message.data(), size, 0);

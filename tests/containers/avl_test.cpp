@@ -53,7 +53,7 @@ struct Savle {
     static constexpr auto erase = savle_delete;
 };
 
-// Watched from outside: nodes are known by their addresses.
+// The tree is checked from outside, by the addresses of its nodes.
 template <typename Flavour>
 class AvlTree {
 public:
@@ -88,7 +88,7 @@ public:
         Node &node = object(key).node;
         Flavour::erase(&node);
         EXPECT_EQ(node.parent, nullptr);
-        Flavour::erase(&node);  // in no tree: nothing
+        Flavour::erase(&node);  // no effect: the node is in no tree
     }
     void check() const {
         auto next = held.begin();
@@ -103,7 +103,7 @@ public:
         ASSERT_EQ(node->next, &tree.head);
         ASSERT_EQ(tree.head.prev, node);
     }
-    // A walk may delete the node that it is at.
+    // A walk may delete the current node.
     void check_walks() {
         std::vector<int> walked;
         const std::vector<int> expected(held.begin(), held.end());
@@ -125,7 +125,7 @@ public:
 private:
     Object &object(int key) { return objects_[static_cast<size_t>(key)]; }
     const Object &object(int key) const { return objects_[static_cast<size_t>(key)]; }
-    // Order, links upwards, balances; returns the height.
+    // Checks order, links upwards and balances. Returns the height.
     int check_subtree(const Node *node, const Node *parent, int side, std::set<int>::const_iterator &next) const {
         if (!node || testing::Test::HasFailure()) return 0;
         EXPECT_EQ(node->parent, parent);
@@ -149,7 +149,7 @@ TEST(Savle, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<Savl
 
 int sign(int n) { return (n > 0) - (n < 0); }
 
-// How a compares with b, alone and where b is the only key of a tree.
+// Compares a with b directly, and by a search for a in a tree whose only key is b.
 template <typename Flavour, typename Tree, typename Node>
 void expect_found(Tree &tree, Node &node, const void *a, int order) {
     Node *at = nullptr;
@@ -160,7 +160,7 @@ void expect_found(Tree &tree, Node &node, const void *a, int order) {
     EXPECT_TRUE(order == 0 || (at == &node && side == (order > 0)));
 }
 
-// Bytes given by their digits, and zeros; the first ones are a number.
+// Bytes from hexadecimal digits, filled up with zeros. The first `number` bytes are in the order of the host.
 struct Key {
     alignas(8) uint8_t bytes[20] = {};
 

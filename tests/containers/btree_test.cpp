@@ -15,13 +15,13 @@ int number(const btree *node) { return *static_cast<const int *>(node->key); }
 
 void visit(const btree *node, int kind, int depth) { visits.push_back({node, kind, depth}); }
 
-// No order at all: the rules of searches hold all the same.
+// A comparison without any order: searches still follow their rules.
 int compare_erratically(const void *a, const void *b) {
     compare_numbers(a, b);
     return *static_cast<const int *>(a) * 7 % 5 - 2;
 }
 
-// The search for the next key as its rule says it, with the keys in the order of their comparisons.
+// A model of the search for the next key, and the keys that it compares, in order.
 void *next_by_rule(const btree *node, std::vector<const void *> &asked) {
     if (!node) return nullptr;
     asked.push_back(node->key);
@@ -29,7 +29,7 @@ void *next_by_rule(const btree *node, std::vector<const void *> &asked) {
     return number(node) * 7 % 5 > 2 ? node->key : next_by_rule(node->right, asked);
 }
 
-// The shape that a tree should have: the children of each key; 0 is none.
+// The expected shape of a tree: the children of each key; 0 means no child.
 struct Shape {
     int root = 0;
     std::array<int, 2> children[kKeys + 1] = {};
@@ -40,7 +40,7 @@ struct Shape {
         return link;
     }
     void insert(int key) { children[*link_to(key) = key] = {}; }
-    // With two children, the next node goes first, and then takes the place.
+    // For a key with two children, the next node is removed first and then takes the key's place.
     void erase(int key) {
         auto [heir, right] = children[key];
         if (heir && right) {
@@ -110,7 +110,7 @@ TEST(Btree, RandomOperationsFollowTheModel) { expect_model_followed<Btree>(); }
 
 int difference(const void *a, const void *b) { return *static_cast<const int *>(a) - *static_cast<const int *>(b); }
 
-// A tree of one branch, which turns left or right by rule(level), its keys, and the visits of a walk.
+// A tree of one branch, which turns left or right as rule(level) says; its keys; and the visits of a walk.
 struct Branch {
     Branch(size_t height, bool (*rule)(size_t)) : keys(height), nodes(height) {
         const auto expect = [&](size_t level, int kind) {
@@ -154,7 +154,7 @@ bool (*const kRules[])(size_t) = {
     [](size_t level) { return level % 7 < 3; },
 };
 
-// On a stack that would not hold a frame for each level.
+// The thread's stack is too small for a frame per level.
 TEST(BtreeHeight, WalksDoNotRecurse) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
@@ -177,7 +177,7 @@ TEST(BtreeHeight, WalksGoOnWithoutMemory) {
             branch.check();
         }
         if (rule != kRules[0]) continue;
-        // The other way round, the lowest left node answers, from far below where memory ended.
+        // In the mirrored tree, the lowest left node is the result, far below the level at which memory ran out.
         const int key = 300;
         const NthAllocation failing(1);
         const auto reversed = [](const void *a, const void *b) { return difference(b, a); };

@@ -28,7 +28,7 @@ struct sList {
 namespace quill::test {
 namespace {
 
-char objects[128];  // known by their places; a comparison takes small and capital letters for equal
+char objects[128];  // objects are letters; the comparison ignores case
 quill_word compared;
 
 char *object(char name) { return &objects[static_cast<size_t>(name)]; }
@@ -53,7 +53,8 @@ sListNode *node_of(const sList *list, const void *object) {
     return node;
 }
 
-// The objects, with > before that of the list's cursor and ) before that of the caller's, or at the end.
+// Returns the objects, with > before the one at the list's cursor and ) before the one at the caller's. Both marks may
+// be at the end.
 std::string state(const sList *list, const sListNode *cursor) {
     std::string text;
     const sListNode *previous = nullptr;
@@ -67,7 +68,7 @@ std::string state(const sList *list, const sListNode *cursor) {
     return text + std::string(!list || !list->cursor, '>') + std::string(!cursor, ')');
 }
 
-// What the operations of a script return, and the list at its spaces; operations after % find no memory.
+// Returns the results of a script's operations, and the list at each space. Allocations fail in operations after %.
 std::string operate(sList *list, const char *script) {
     std::string shown;
     shown.reserve(400);
@@ -127,7 +128,7 @@ TEST(List, FreeDataFunctionsFreeEveryListedObjectOnce) {
 
 int out_of_range(const void *, const void *) { return 2; }
 
-// Compares only what follows the head.
+// Gives a wrong result only for nodes after the head.
 int below_range(const void *, const void *listed) { return listed == &objects[int{'x'}] ? 1 : -2; }
 
 void append_to_itself(sList *list) { ListAppend(list, list); }

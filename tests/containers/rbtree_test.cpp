@@ -43,7 +43,7 @@ public:
         EXPECT_EQ(compared.size(), depth + (depth > 0));  // the last node is compared once more
         return true;
     }
-    // A node with two children stays and takes over the next key; that key's own node is the one that goes.
+    // A node with two children stays and gets the next key. The next key's own node is freed.
     void erase(int key, bool here) {
         rb_node *node = descend(key).node, *leaving = node;
         const auto next = held.upper_bound(key);
@@ -119,7 +119,7 @@ private:
         }
         return d;
     }
-    // Order, colours, links upwards; returns the number of black nodes on each way down.
+    // Checks order, colours and links upwards. Returns the number of black nodes on each path down.
     int check_subtree(const rb_node *node, const rb_node *up, std::set<int>::const_iterator &next) const {
         if (node == &rb_null || testing::Test::HasFailure()) return 0;
         EXPECT_EQ(node->up, up);
@@ -139,7 +139,7 @@ private:
 
 TEST(Rbtree, RandomOperationsFollowTheModel) { expect_model_followed<RbTree>(); }
 
-// An empty tree compares nothing, and no tree is one that does nothing.
+// An empty tree makes no comparison. A null tree does nothing.
 TEST(Rbtree, EmptyAndNullTrees) {
     int key = 1;
     rb_tree *empty = nullptr;
@@ -160,7 +160,7 @@ TEST(Rbtree, EmptyAndNullTrees) {
     rbcloselist(nullptr);
 }
 
-// When it is not told to, as in the trees above, it leaves them.
+// Without free_keys, as in the trees above, the keys stay.
 TEST(Rbtree, TerminationFreesKeysWhenTold) {
     const long live = live_allocations();
     rb_tree *tree = rbinit(compare, &the_config);

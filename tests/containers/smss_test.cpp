@@ -15,7 +15,7 @@
 namespace quill::test {
 namespace {
 
-// Its members are also the names of the fields.
+// The names of the members are also the names of the fields.
 struct Station {
     char id;
     uint32_t v, r;      // numbers
@@ -31,7 +31,7 @@ constexpr Station kStations[] = {
     {'i', 7, 0, kOverlong, "i"},
 };
 
-std::string asked;  // the id at each question for a type, and the field at each for a value
+std::string asked;  // the id at each call of field_type, and the field at each call for a value
 
 int field_type(const void *object, const char *field) {
     asked += static_cast<const Station *>(object)->id;
@@ -68,7 +68,7 @@ struct Query {
     }
     ~Query() { smss_deinit(&context); }
 
-    // Of pairs as in "v=1,n=eth".
+    // Reads pairs such as "v=1,n=eth".
     void add(void (*add_pair)(smss_ctx *, const char *, const char *), const char *pairs) {
         std::istringstream words(pairs);
         for (std::string word; std::getline(words, word, ',');)
@@ -97,7 +97,7 @@ std::string asks(int any, const char *filters) {
     return asked;
 }
 
-// Start, number of results and total of a page of so many objects.
+// Returns start, number of results and total of a page.
 std::string page(int objects, int start, int size) {
     std::vector<Station> stations(static_cast<size_t>(objects));
     Query query(stations);
@@ -147,12 +147,13 @@ TEST(Smss, StringsStayWhereTheyAreWhileThePoolGrows) {
     EXPECT_EQ(smss_add_string(&context, nullptr, INT32_MAX), nullptr);
 }
 
-// The n-th allocation fails: nothing is worse than objects that are left out and criteria that do not hold.
+// The n-th allocation fails. At worst, objects are left out and criteria do not hold.
 TEST(Smss, FailedAllocationsOnlyLeaveThingsOut) {
     std::vector<Station> stations;
     for (uint32_t i = 0; i < 1100; i++) stations.push_back({'x', i * 7 % 1100, 0, i % 3 ? "Eth" : "", ""});
     const size_t matches = 733;
-    // So many bytes of the pool's first block are left: each string in turn is the first that needs another block.
+    // Only that many bytes of the pool's first block are left, so each string in turn is the first that needs another
+    // block.
     for (int i = 0, left[] = {1, 3, 5, 7, 12, 14}, n = 1; i < 6; n++) {
         SCOPED_TRACE(testing::Message() << n << " with " << left[i]);
         const long live = live_allocations();

@@ -1,11 +1,13 @@
-// Command lines split into words, and words joined: what was joined comes back where the rules let it.
+// Command lines split into words, and words joined. Splitting a joined line gives the words again, where the rules
+// allow it.
 #include <quill/argv.h>
 
 #include "fuzz/fuzz.h"
 
 namespace {
 
-// A word that is not empty, loses nothing, and has a single quote only where joining puts it between double ones.
+// Whether splitting restores the word after joining: it is not empty, loses no character, and has a single quote only
+// when joining quotes it.
 bool comes_back(const std::string &word) {
     const auto has = [&](const char *set) { return word.find_first_of(set) != std::string::npos; };
     return !word.empty() && !has("\r\n") && (!has("'") || has("<>;&| \t"));

@@ -1,5 +1,5 @@
-// Both readers of the codec. The message may hold any bytes for the checked one; what that one takes, the unchecked one
-// must take for the same, and writing gives the same bytes again.
+// Both readers of the codec. The checked reader gets any bytes. The unchecked reader must give the same results for
+// what the checked one accepts, and writing the values must give the same bytes.
 #include "fuzz/fuzz.h"
 #include "support/codec_model.h"
 

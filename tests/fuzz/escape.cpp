@@ -1,4 +1,4 @@
-// Escaped and scrambled texts of any bytes, and the way back of those that the library has made.
+// Decodes escaped and scrambled texts of any bytes, and texts that the library has encoded.
 #include <quill/scramble.h>
 
 #include "fuzz/fuzz.h"

@@ -1,5 +1,5 @@
-// What fuzz targets have in common. A target has one function, LLVMFuzzerTestOneInput, which any bytes are given to: it
-// must neither crash nor read or write out of bounds, and EXPECTs what a plain model or the way back says.
+// Common parts of the fuzz targets. A target has one function, LLVMFuzzerTestOneInput, which gets any bytes. It must
+// not crash, read or write out of bounds. It EXPECTs the results of a plain model or of a round trip.
 #pragma once
 
 #include <stdint.h>
@@ -26,10 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace quill::fuzz {
 
-// What LLVMFuzzerInitialize gives when this machine lets only a part be tried; CTest then counts the replay as skipped.
+// LLVMFuzzerInitialize returns it when this machine allows only a part of the test. CTest then counts the replay as
+// skipped.
 constexpr int kSkipped = 77;
 
-// The input, taken from its start. Where it has ended, numbers are 0 and texts empty.
+// The input, read from its start. After its end, numbers are 0 and texts empty.
 class Input {
 public:
     Input(const uint8_t *data, size_t size) : left_(data, size) {}
@@ -45,7 +46,7 @@ public:
         const unsigned first = byte();  // in a statement of its own: compilers differ in which byte() they call first
         return (n <= 256 ? first : first * 256u + byte()) % n;
     }
-    // Up to a NUL, which is taken as well, or the end.
+    // Reads up to a NUL, which is consumed as well, or to the end.
     std::string text(size_t longest = 1000) {
         const size_t length = static_cast<size_t>(std::find(left_.begin(), left_.end(), 0) - left_.begin());
         std::string taken(left_.begin(), left_.begin() + static_cast<ptrdiff_t>(length));
@@ -60,8 +61,8 @@ private:
     std::span<const uint8_t> left_;
 };
 
-// The digits of the longest number in a text. The C library's scanner, the model of several targets, reads nine
-// exactly: what no int holds is undefined there.
+// The number of digits of the longest number in a text. The C library's scanner, the model of several targets, is exact
+// for nine digits. Beyond int its result is undefined.
 inline size_t longest_number(const std::string &text) {
     size_t digits = 0, most = 0;
     for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);

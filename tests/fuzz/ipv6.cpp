@@ -1,5 +1,4 @@
-// Readers of IPv6 texts, prefixes and digits, against the C library's, which one of them hands on, and their own way
-// back.
+// Readers of IPv6 texts, prefixes and digits, compared with the C library's reader and with a round trip.
 #include <arpa/inet.h>
 #include <quill/ipv6.h>
 

@@ -1,4 +1,4 @@
-// Location names: taken apart, put together and judged.
+// Location names: split, built and validated.
 #include <quill/location.h>
 
 #include "fuzz/fuzz.h"
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string parts[4];
     for (size_t i = 0; i < 4; i++) parts[i] = at[i];
 
-    // Each separator begins the next part, in a name of four.
+    // Each separator begins the next of the four parts.
     int separators = 0;
     for (const char *rest = page.hold_text(name); (rest = fqln_find_part_after_name(rest)) != nullptr; rest++) {
         EXPECT(*rest == '.');
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), built, out_size);
     EXPECT(out_size == 0 || strlen(built) < out_size);
 
-    // Parts without backslashes come back.
+    // Parts without backslashes survive a round trip.
     for (std::string &part : parts) std::erase(part, '\\'), part.resize(11, '.');
     char *const joined = room(page, 400);
     fqln_build(parts[0].c_str(), parts[1].c_str(), parts[2].c_str(), parts[3].c_str(), joined, 400);

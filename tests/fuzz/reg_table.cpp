@@ -1,5 +1,5 @@
-// The sections of signed regulatory tables, against a reader of whole texts; and the version, which must be the last
-// line of what is signed as such.
+// The sections of signed regulatory tables, compared with a reader of whole texts. The version must be the last line of
+// the signed version section.
 #include <quill/reg_table.h>
 #include <sys/mman.h>
 #include <unistd.h>

@@ -27,7 +27,8 @@ std::span<const uint8_t> part(Random &random, const Bytes &bytes) {
     return std::span(bytes).subspan(from, static_cast<size_t>(place(random, bytes.size() - from)));
 }
 
-// One step away: a byte replaced, by any or by one that is met elsewhere, or a part taken out, moved or put in.
+// Changes an input by one step: replaces a byte by any byte or by one from elsewhere in the input, or removes, moves or
+// inserts a part.
 void change(Random &random, Bytes &bytes, const Bytes &other) {
     const auto at = bytes.begin() + place(random, bytes.size());
     const auto from = part(random, random.one_in(3) ? other : bytes);

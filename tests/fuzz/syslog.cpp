@@ -1,4 +1,4 @@
-// Records of the system log: any text, format and identity in, one whole record out.
+// Records of the system log: any text, format and identity must give one whole record.
 #include <quill/syslog.h>
 #include <stdarg.h>
 #include <syslog.h>
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (!formatted) {
         syslog(priority, "%s", texts.hold_text(text));
     } else {
-        // In a variable: the compiler's own rules for formats do not know %m.
+        // A variable, because the compiler's checks of formats reject %m.
         static const char *format = "%*s|%m|%.*s%%";
         syslog(priority, format, width, texts.hold_text(text), width / 7, text.c_str());
     }

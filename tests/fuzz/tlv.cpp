@@ -1,4 +1,4 @@
-// TLV buffers of any bytes. What is read is packed, and that gives the same fields again.
+// TLV buffers of any bytes. The fields that were read are packed, and reading the result gives the same fields.
 #include <quill/tlv.h>
 
 #include "fuzz/fuzz.h"

@@ -1,4 +1,5 @@
-// Names looked for on USB storage: whatever they hold, what is found is a file there, and nothing is written outside.
+// Searches for names of any bytes on USB storage. A found path must be a file there, and nothing is written outside of
+// the buffer.
 #include <quill/storage.h>
 #include <sys/stat.h>
 

@@ -1,4 +1,4 @@
-// Everything that judges what people type, against sets of characters in the plainest words.
+// All validators, compared with plain sets of characters.
 #include <ctype.h>
 #include <quill/names.h>
 #include <quill/validators.h>
@@ -48,7 +48,7 @@ void expect_judged(const std::string &text, int length) {
     EXPECT(valid_display_string(bytes_of(text), length) == std::any_of(text.begin(), text.end(), is_control));
 }
 
-// Each is written to its end, and no further.
+// Each function writes up to the end of its text, and no further.
 void expect_numbers(const std::string &text, int length) {
     uint32_t number = 0;
     const bool digits = text.find_first_not_of("0123456789") == std::string::npos;

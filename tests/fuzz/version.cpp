@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EXPECT(kinds[0] == kind && kinds[0] == kinds[3] && kinds[1] == kinds[2]);
     EXPECT(kinds[0] && kinds[1] ? order == -back : order == 1 && back == 1);
 
-    // Of two quads the second counts; numbers that no int holds are read in a way of their own.
+    // With two quads, the second one counts.
     const int32_t *const counts = &parsed[kind == 8 ? 4 : 0];
     const bool old = counts[0] < 4 || (counts[0] == 4 && counts[1] < 2);
     const int judged = check_eol_ap_version(page.hold_text(text), 42 + size % 2);

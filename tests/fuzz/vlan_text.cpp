@@ -1,4 +1,4 @@
-// Texts of VLAN sets, and what is written of them.
+// Texts of VLAN sets, read and written again.
 #include <quill/vmap.h>
 
 #include "fuzz/fuzz.h"

@@ -1,5 +1,5 @@
-// VLAN sets out of messages, of any bytes, in which no length leads out of the memory after it: what is read against
-// the format taken word by word, and the way back.
+// VLAN sets in messages of any bytes, in which no length leads out of the memory. The set that is read is compared with
+// a plain reader of the format, and survives a round trip.
 #include <quill/vmap.h>
 
 #include "base/endian.h"
@@ -41,7 +41,7 @@ void expect_words(const vmap *map, const vmap *before, const uint8_t *element, u
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static quill::test::GuardedPage page;
     static uint8_t message[70000], written[700];
-    // Each has content that a message has to take away, or to leave as it is.
+    // Each set has content that a message must remove, or keep unchanged.
     const Map owned(vmap_from_string("1,100-200,4094")), owned_again(vmap_from_string("7"));
     vmap *const map = owned.get(), *const again = owned_again.get();
     EXPECT(map && again);

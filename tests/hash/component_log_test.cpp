@@ -16,7 +16,7 @@
 namespace quill::test {
 namespace {
 
-// What a message is printed and logged as, of two thresholds and its level.
+// Returns the printed line and the logged record of a message, for two thresholds and a level.
 std::string logs(int stderr_level, int syslog_level, int level) {
     LogDaemon daemon;
     LogHandle *log = CreateLog(stderr_level, syslog_level, "placed", 99, LOG_DAEMON);

@@ -92,7 +92,7 @@ struct Text : TableKey<HashStringInsertKeyAndValue, HashStringInsert, HashString
     bool holds(const sHashElem &e) const { return !e.key && e.key_copy == text && !e.address && has_bytes(e); }
 };
 
-// Four keys at a time differ only in the two bytes that are not hashed.
+// Groups of four keys differ only in the two bytes that are not hashed.
 struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyAndValue, HashMacRemove, HashMacFind,
                       HashIsMacPresent> {
     uint8_t bytes[7] = {0, 0, 0, 0x90, 0xFF, 0x80, 0};  // the address is at an odd place
@@ -106,8 +106,8 @@ struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyA
     bool holds(const sHashElem &e) const { return !e.key && !e.key_copy && !e.address && has_bytes(e, bytes + 1, 6); }
 };
 
-// Of eight keys three pairs differ in their family alone; 5 and 7 hash alike through different words. IPv4 keys are
-// their hash and four bytes: 4 and 6 differ in a byte that shows in the hash alone, and two bytes never show.
+// Of eight keys, three pairs differ only in their family; 5 and 7 have the same hash from different words. An IPv4 key
+// is its hash and four bytes: 4 and 6 differ in a byte that only the hash covers, and two bytes are not covered at all.
 struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAfAddrUpdateKeyAndValue,
                      HashIpAfAddrRemove, HashIpAfAddrFind, HashIsIpAfAddrPresent> {
     static constexpr auto get = HashIpAfGet;
@@ -137,7 +137,7 @@ struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAf
     static quill_word field(const sHashElem &element, uint32_t sel) {
         return sel == HASH_SEL_ADDRESS ? reinterpret_cast<quill_word>(element.address) : TableKey::field(element, sel);
     }
-    // A reset leaves the address copies to its caller.
+    // A reset leaves the address copies to the caller.
     static void reset(sHash *table) {
         std::vector<void *> copies;
         sHashCursor cursor;
@@ -149,7 +149,7 @@ struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAf
     }
 };
 
-// What hash_get_stats() gives.
+// Returns the buffer of hash_get_stats().
 std::string records() {
     void *buffer;
     const uint32_t size = hash_get_stats(&buffer);
@@ -161,7 +161,7 @@ std::string records() {
 
 size_t listed() { return records().size() / 76; }
 
-// Of buckets, entries and the most collisions.
+// Returns a record with the given buckets, entries and collisions.
 std::string record(std::array<uint32_t, 3> numbers, std::string name) {
     name.resize(64);
     return std::string(reinterpret_cast<const char *>(numbers.data()), sizeof numbers) + name;
@@ -193,8 +193,8 @@ void warm_up() {
     HashDestroy(table);
 }
 
-// The elements in their buckets, with > before that of the table's cursor and ) before that of the caller's, or else
-// their buckets; then how many there are, and the most collisions.
+// Returns the elements in their buckets, with > before the one at the table's cursor and ) before the one at the
+// caller's. A cursor without an element shows its bucket. The number of elements and the most collisions follow.
 template <typename Key>
 std::string state(const sHash *table, const sHashCursor &cursor) {
     std::string text;
@@ -216,7 +216,7 @@ std::string state(const sHash *table, const sHashCursor &cursor) {
     return text + '/' + std::to_string(HashEntries(table)) + ',' + std::to_string(table->max_collisions);
 }
 
-// What the operations of a script give, and the table at its spaces; see the cases.
+// Returns the results of a script's operations, and the table at each space; see the cases.
 template <typename Key>
 std::string operate(int32_t buckets, const char *script) {
     std::string shown;
@@ -285,7 +285,8 @@ TEST(Hash, AKeyWithoutMemoryGivesItsElementBack) {
     HashDestroy(table);
 }
 
-// The bucket of a one-byte text shows one number of the permutation; that of byte 0 needs a text that leads there.
+// The bucket of a one-byte text shows one number of the permutation. The number at 0 needs a longer text, whose hash
+// leads there.
 std::vector<uint32_t> permutation() {
     std::vector<uint32_t> numbers(256);
     const auto bucket = [](const std::string &text) {
@@ -355,7 +356,7 @@ TEST(Hash, StatisticsDescribeTheTablesInTheirOrder) {
     HashReset(first);
     HashDestroy(second);
     HashInsert(third, 1);
-    hash_add_table_to_list(third);  // which creation has done
+    hash_add_table_to_list(third);  // creation has already done that
     EXPECT_EQ(records(), others + record({10, 3, 0}, longest) + record({3, 1, 0}, ""));
     HashDestroy(first);
     HashDestroy(third);
@@ -376,7 +377,7 @@ TEST(Hash, ADestroyedTableOfAddressesKeepsItsPlaceInTheStatistics) {
             NthAllocation failing(without_memory ? 1 : 1000);
             HashDestroyIpAf(destroyed);
         }
-        // Without memory for the record of zeros, nothing of the table may stay.
+        // Without memory for the record of zeros, nothing of the table may remain.
         EXPECT_EQ(records(), before + std::string(without_memory ? 0 : 76, '\0') + record({7, 0, 0}, "after"));
         HashDestroy(after);
     }

@@ -33,7 +33,7 @@ TEST(HashThreads, TheFirstTablesMayBeCreatedTogether) {
 
 constexpr int32_t kBuckets = 17, kKeys = 60;
 
-// A table's whole life, by keys of each kind in turn; whether it held them all.
+// Creates, uses and destroys a table, with each kind of key in turn. Returns whether the table held all keys.
 bool live_once(int kind) {
     sHash *table = _HashCreate(kBuckets, "worker", 1);
     ip_af_addr addr = {};
@@ -54,7 +54,7 @@ bool live_once(int kind) {
     return right;
 }
 
-// Whether one record is that of a worker's table in some moment of its life, or of a destroyed table.
+// Returns whether a record is possible for a worker's table at some moment, or for a destroyed table.
 bool plausible(const char *record) {
     int32_t counts[3];
     memcpy(counts, record, sizeof counts);

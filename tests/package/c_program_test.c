@@ -1,5 +1,5 @@
-/* A C program over the shared object, for every machine: the records that tools read, and of each family what the
- * examples, C programs too, do not call. */
+/* A C program over the shared object, for every machine. It checks the records that tools read, and calls functions of
+ * each family that the examples, which are C programs too, do not call. */
 #include <errno.h>
 #include <quill/quill.h>
 #include <stdio.h>

@@ -1,7 +1,7 @@
 #!/bin/sh
-# check_debian.sh SOURCE_DIR VERSION
-# The Debian packages: built from the tree, free of what lintian objects to, and installed, used and removed in a copy
-# of this machine that is thrown away (an overlay: to be run with mounts of its own). Takes root; skipped (77) without.
+# check_debian.sh SOURCE_DIR VERSION The Debian packages are built from the tree, pass lintian, and are installed, used
+# and removed in a temporary copy of this machine (an overlay: run it with mounts of its own). Needs root; without root
+# it is skipped (77).
 set -eu
 source=$1 version=$2 here=$(cd "$(dirname "$0")" && pwd)
 [ "$(id -u)" -eq 0 ] || { echo "skipped: takes root"; exit 77; }

@@ -1,9 +1,8 @@
 #!/bin/sh
-# check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...]
-# The installed library as others use it, from folders with blanks in their names: programs in C (and in C++, with
-# -DCXX_PROGRAMS=ON), linked with the shared object and with the archive, built through CMake and through pkg-config,
-# run. In the environment: CC and CXX with their flags for this target, and RUN, what runs its programs (empty: the
-# machine).
+# check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...] Uses the installed library as other projects do, from
+# folders with blanks in their names. Programs in C (and in C++, with -DCXX_PROGRAMS=ON) are linked with the shared
+# object and with the archive, built through CMake and pkg-config, and run. The environment has CC and CXX with their
+# flags for this target, and RUN, the command that runs its programs (empty: the machine).
 set -eu
 cmake=$1 build=$2 source=$3
 shift 3
@@ -39,10 +38,10 @@ build_and_run "$CC -std=c11" consumer.c static
 case " $* " in *" -DCXX_PROGRAMS=ON "*) build_and_run "$CXX -std=c++17" consumer.cpp ;; esac
 echo "built and run through pkg-config"
 
-# What the guides have the reader type, where the compiler of this machine is meant: ~/quill is the stage.
+# The commands of the guides that use this machine's compiler. ~/quill is the stage.
 case "$*" in *TOOLCHAIN*) exit 0 ;; esac
 [ -z "$RUN" ] && [ "$libraries" = "$stage/lib" ] || exit 0
-# The module for Python finds the library of its own installation, and does what it shows.
+# The Python module finds the library of its own installation, and its documented session works.
 module="$stage/lib/python3/dist-packages/quill.py"
 (cd / && env -i PATH="$PATH" PYTHONDONTWRITEBYTECODE=1 python3 -m doctest "$module") || exit 1
 mkdir home

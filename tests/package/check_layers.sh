@@ -6,7 +6,7 @@ set -eu
 cd "$1"
 export LC_ALL=C
 
-# Every folder, and every use of another: as the picture has it, and as the sources have it.
+# Every folder and every use of another folder, first from the picture and then from the sources.
 drawn() {
     sed -n 's/.* \([a-z]*\)\["\1: .*/\1/p; s/^ *\([a-z]* --> [a-z]*\)$/\1/p' docs/architecture.md | sort
 }
@@ -30,7 +30,7 @@ drawn=$(drawn) used=$(used)
     bad=1
 }
 
-# The program is one like those of others.
+# The program uses only the public headers, as other programs do.
 ! grep -n '^#include ".*/' tools/quill/*.cpp tools/quill/*.h || { echo "tools/quill looks inside"; bad=1; }
 for file in include/quill/*.h; do
     sed -n 's|^#include "\(.*\)".*|\1|p' "$file" | grep . && { echo "$file includes by quotes"; bad=1; }

@@ -1,6 +1,5 @@
 #!/bin/sh
-# check_prose.sh SOURCE_DIR
-# Words that CONTRIBUTING.md, "Prose", has others for.
+# check_prose.sh SOURCE_DIR Finds words that CONTRIBUTING.md, "Prose", replaces by others.
 set -eu
 cd "$1"
 git rev-parse --git-dir >/dev/null 2>&1 || { echo "skipped: not a git checkout"; exit 77; }

@@ -22,7 +22,7 @@ class ApVersionOfDevice : public quill::test::DeviceAndProcTest {};
 TEST_F(ApVersionOfDevice, Cases) { quill::test::expect_cases("platform/ap_version.cases", kFunctions); }
 
 TEST(ApVersion, NothingToCut) {
-    // Such texts may be read-only.
+    // Texts that need no cut may be read-only.
     char *const uncut[] = {const_cast<char *>("1.2.3.4"), const_cast<char *>("1.2.3.4-5.6.7.8")};
     char output[] = "uu";
     for (char *const source : uncut) EXPECT_EQ(ap_version_format(source, output, 0, 0), output);

@@ -16,7 +16,7 @@ TEST(CellProfiles, ByteByByte) {
     EXPECT_EQ(std::tie(p.vendor, p.product, p.code, p.driver_class), std::tuple(0x0AF0u, 0xD033u, 101u, 6u));
     EXPECT_EQ(p.serial_device + std::string(p.provider) + p.texts[0] + p.texts[1], "ttyHS3gsm_usinternetinternet");
     EXPECT_EQ(last.name + std::to_string(last.code), "111") << "which ends them";
-    // What all records together must be, as the device has them, so that the table is not repeated here.
+    // A digest of all records as the device has them, so that the table is not repeated here.
     std::string bytes;
     for (cell_profile profile : def_cell_profiles) {
         for (uint32_t *number :

@@ -1,4 +1,4 @@
-// Files with fixed names, in whose place another user has planted something.
+// Another user has put something in the place of files with fixed names.
 #include <gtest/gtest.h>
 #include <quill/cfgm.h>
 #include <quill/flash.h>
@@ -36,7 +36,7 @@ int exit_code_of_use(bool (*uses)()) {
 }
 
 TEST_F(FixedNames, NothingPlantedIsFollowedOrWaitedFor) {
-    // Of each file, whether it is used, and what a process ends with that refuses it.
+    // For each file: a function that uses it, and the exit code of a process that refuses it.
     const std::tuple<string, bool (*)(), int> use_of_all[] = {
         {"/tmp/cfgmContId", [] { return getCfgmControllerId() == 1; }, 666 % 256},
         {"/tmp/cfgmContId", [] { return incCfgmControllerId(init_cli_cfgm_sem()) == 2; }, 666 % 256},
@@ -52,14 +52,14 @@ TEST_F(FixedNames, NothingPlantedIsFollowedOrWaitedFor) {
         for (const string plant : {"ln -s /tmp/victim ", "ln -s /tmp/none ", "ln /tmp/victim ", "mkdir ", "mkfifo "}) {
             SCOPED_TRACE(plant + file);
             ASSERT_EQ(system((plant + file).c_str()), 0);
-            // A second name keeps its file.
+            // The file stays under its second name.
             EXPECT_EQ(exit_code_of_use(uses), plant == "ln /tmp/victim " ? 0 : refused);
             EXPECT_EQ(semctl(semaphore, 0, GETVAL), 1) << "a process that ended holds it";
             EXPECT_EQ(quill::test::read_file("/tmp/victim"), "1");
             EXPECT_EQ(system(("test ! -e /tmp/none && rm -r " + file).c_str()), 0);
         }
     }
-    // Others could cut these off while they are mapped.
+    // Other users could shorten these files while they are mapped.
     write_file("/tmp/flashophist", "");
     ASSERT_EQ(chmod("/tmp/flashophist", 0622), 0);
     EXPECT_EQ(exit_code_of_use(uses_history), 1);

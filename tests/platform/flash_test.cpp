@@ -75,7 +75,7 @@ string record(const string &history, size_t i) {
     return text + (history.data() + at + 20) + " " + (history.data() + at + 52);
 }
 
-// As the library has to write it: an emulator shows a process its own program, whatever the private /proc says.
+// The label that the library must write. An emulator shows a process its own program, whatever the private /proc has.
 string label(pid_t process) {
     char program[4096] = "";
     const string id = std::to_string(process);
@@ -137,15 +137,15 @@ int write_at(int offset, const char *text, const char *device) {
 
 uint32_t records() { return next_record(read_file(kHistory)); }
 
-// What a process makes of a file of that size that begins with these numbers: its capacity, the next record, and what
-// the other records are, but for the one that it adds.
+// Starts a process with a history file of that size that begins with these numbers. Returns the capacity, the next
+// record, and whether the records are kept, except for the one that the process adds.
 string adopted(uint32_t capacity, uint32_t next, size_t size) {
     string content(size, 'r');
     content.resize(std::max(size, kSize));
     quill::store_be(content.data(), capacity);
     quill::store_be(content.data() + 4, next);
     write_file(kHistory, content.substr(0, size));
-    EXPECT_EQ(exit_code_of([] { EXPECT_EQ(transfer(), 0); }), 0);  // which has mapped nothing yet
+    EXPECT_EQ(exit_code_of([] { EXPECT_EQ(transfer(), 0); }), 0);  // a process that has not mapped the history yet
     string history = read_file(kHistory);
     unlink(kHistory);
     const size_t added = 8 + kRecord * (next_record(history) - 1);
@@ -166,7 +166,7 @@ TEST_F(Flash, Cases) {
     EXPECT_EQ(said(), "");
     EXPECT_EQ(semaphore_value(), 0);
     EXPECT_TRUE(request.starts_with("/dev/sam0 0 435ae5 0 0 ")) << request;
-    // No semaphore to be had. The lock of the file is given back all the same.
+    // Without a semaphore, the lock of the file is still released.
     semctl(semaphore(), 0, IPC_RMID);
     write_file("/proc/sys/kernel/sem", "1 1 1 0");
     EXPECT_EQ(transfer(), -1);
@@ -193,7 +193,7 @@ TEST_F(Flash, DeviceNameIsCutAndItsLengthTold) {
     EXPECT_EQ(read_at(3, 4, nullptr), "0 tent");
 }
 
-// What is printed goes nowhere.
+// The printed text has nowhere to go.
 TEST_F(Flash, AProgramWithoutStandardDescriptors) {
     const string content = read_file("/dev/mtd0");
     EXPECT_EQ(exit_code_of([] {
@@ -205,8 +205,8 @@ TEST_F(Flash, AProgramWithoutStandardDescriptors) {
     EXPECT_EQ(read_file("/dev/mtd0"), content);
 }
 
-// The lock of the file is waited for first, without the semaphore; then the semaphore, with the lock. A signal, in
-// either wait, lets no transfer in before its turn.
+// A transfer first waits for the lock of the file, without the semaphore. It then waits for the semaphore, with the
+// lock. A signal during either wait does not start a transfer before its turn.
 TEST_F(Flash, LockThenSemaphore) {
     struct sembuf enter = {0, 1, 0}, leave = {0, -1, 0};
     const int device = open("/dev/mtd0", O_RDWR | O_CLOEXEC), turn = semaphore();
@@ -295,7 +295,7 @@ TEST_F(Flash, LongLabelsRunOnButNotOut) {
     string expected(400, '\0');
     expected.replace(20, own.size(), own).replace(52, parents.size(), parents);
     EXPECT_EQ(read_file(kHistory).substr(8 + 20, 300), expected.substr(20, 300));
-    // The last record: what does not fit the file is left out.
+    // In the last record, text that does not fit the file is left out.
     for (int i = 1; i < 200; i++) ASSERT_EQ(transfer(), 0);
     const string history = read_file(kHistory);
     EXPECT_EQ(history.size(), kSize);
@@ -303,7 +303,7 @@ TEST_F(Flash, LongLabelsRunOnButNotOut) {
 }
 
 TEST_F(Flash, WithoutAHistoryTransfersGoOn) {
-    // No memory for it: /tmp is full.
+    // The history gets no memory, because /tmp is full.
     ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "size=8k"), 0);
     write_file("/tmp/mtd", "");
     EXPECT_EQ(transfer(), 0);
@@ -313,11 +313,11 @@ TEST_F(Flash, WithoutAHistoryTransfersGoOn) {
     EXPECT_NE(flash_ophist_init(), nullptr);
 }
 
-// --- many processes, one after the other of which is killed at some point of its work
+// --- many processes, which are killed one after another at some point of their work
 
 class FlashFaults : public Flash {};
 
-// Each offset goes with one length and one kind of transfer, so that a record can be seen to be of one piece.
+// Each offset belongs to one length and one kind of transfer. A record that mixes two transfers is thus detected.
 constexpr uint32_t kLongest = 3000;
 uint32_t length_at(uint32_t offset) { return 1 + offset * 7 % kLongest; }
 
@@ -337,7 +337,7 @@ pid_t start_worker() {
     _exit(1);
 }
 
-// How many of the history's records are not what one transfer writes.
+// The number of records in the history that no single transfer wrote.
 int broken_records() {
     const string history = read_file(kHistory), parent = "[" + std::to_string(getpid()) + "]";
     int broken = history.size() == kSize ? 0 : 200;

@@ -39,7 +39,7 @@ string numbers(const char *content) {
     return shown;
 }
 
-// As this process sees it, which reads it once.
+// The model in this process, which reads it only once.
 int model(const char *content) {
     put("/proc/ap_model", content);
     EXPECT_EQ(getApType(), ApType);

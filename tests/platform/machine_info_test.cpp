@@ -14,8 +14,7 @@ using quill::test::read_file;
 using quill::test::write_file;
 using std::string;
 
-// The tools of the device: each says, on both of its outputs, what it was run as. cat shows files of the device for
-// real.
+// Stand-ins for the tools of the device: each prints its command line on both outputs. cat is the real one.
 class MachineInfo : public quill::test::DeviceTest {
 protected:
     void SetUp() override {
@@ -78,7 +77,7 @@ TEST_F(MachineInfo, AnyPathThatFitsIsOneFile) {
     EXPECT_EQ(saveMachineInfo((string(167, '/') + "d").c_str()), 0);
     EXPECT_EQ(saveMachineInfo((string(166, '/') + "d").c_str()), 1);
     EXPECT_EQ(read_file("/d").substr(0, 17), "softwareVersion 1");
-    // Nothing can be written, and the last command is started nevertheless.
+    // Nothing can be written, but the last command is still started.
     EXPECT_EQ(saveMachineInfo("/no-such-folder/dump"), 1);
 }
 

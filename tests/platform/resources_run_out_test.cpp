@@ -26,23 +26,23 @@ using quill::test::write_file;
 
 struct Call {
     const char *name;
-    std::function<bool()> call;                             // whether it says that it has succeeded
-    std::function<bool()> is_done = [] { return true; };    // whether all of it has been done
-    std::function<bool()> is_undone = [] { return true; };  // whether nothing has
+    std::function<bool()> call;                             // returns whether the call reports success
+    std::function<bool()> is_done = [] { return true; };    // whether the work is complete
+    std::function<bool()> is_undone = [] { return true; };  // whether nothing was done
     int kept = 0;                                           // descriptors that a success keeps on purpose
 };
 
 const auto missing = [](const char *file) { return [=] { return access(file, F_OK) != 0; }; };
 const auto holds = [](const char *file, const char *text) { return [=] { return read_file(file) == text; }; };
 
-// What the calls have for arguments and results.
+// Arguments and results of the calls.
 char bytes[8], echo[] = "echo word", path[QUILL_USB_PATH_SIZE], *version;
 int64_t total, usable;
 ip_af_addr address;
 int child, device;
 
-// The controller's functions end the process that they fail in. Nothing fails after the call: the compiler allocates
-// when it saves the child's coverage counters, and does not survive a failure.
+// The controller's functions end the process when they fail, so the call is made in a child. No allocation fails after
+// the call: saving the child's coverage counters allocates, and does not survive a failure.
 template <typename Call>
 bool returns(Call call) {
     return quill::test::status_of([&] {
@@ -99,7 +99,7 @@ const Call kCalls[] = {
     {"get_mesh_role", [] { return get_mesh_role() == 7; }},
     {"get_ap_installation_type", [] { return get_ap_installation_type("/tmp/installation") == 7; }},
     {"syslog", log_record, [] { return strcmp(strstr(record, "runs_out"), "runs_out: text") == 0; }},
-    // As far as it comes with a table without a signature.
+    // The table has no signature, so the function ends early.
     {"parse_validate_encrypted_signed_reg_tbl_file",
      [] { return parse_validate_encrypted_signed_reg_tbl_file("/tmp/table") == QUILL_REG_TABLE_NOT_VALID; },
      missing(kParsed), missing(kParsed)},
@@ -120,7 +120,7 @@ class ResourcesRunOut : public quill::test::DeviceAndProcTest {
 protected:
     struct Outcome {
         bool succeeded;
-        bool was_short;  // whether something was refused
+        bool was_short;  // whether a resource was refused
     };
 
     static void prepare() {
@@ -148,9 +148,9 @@ protected:
         memset(bytes, 0, sizeof bytes);
     }
 
-    // Makes each call with more and more room, until nothing is refused to it any more.
+    // Makes each call with more and more room, until no resource is refused.
     void give_more_and_more(bool call_once_before, Outcome (*attempt)(int room, const std::function<bool()> &call)) {
-        const quill::test::LogDaemon daemon;  // which a child that exits does not end
+        const quill::test::LogDaemon daemon;  // a child that exits does not end it
         log_socket = daemon.socket();
         for (const Call &call : kCalls) {
             SCOPED_TRACE(call.name);
@@ -174,7 +174,7 @@ protected:
     }
 };
 
-// The descriptors are short in the call and in what it starts.
+// Descriptors run out in the call and in the processes that it starts.
 TEST_F(ResourcesRunOut, Descriptors) {
     give_more_and_more(false, [](int room, const std::function<bool()> &call) {
         rlimit limit;
@@ -191,8 +191,8 @@ TEST_F(ResourcesRunOut, Descriptors) {
     });
 }
 
-// One allocation fails, those after it do not. The C library keeps some of what it allocates, a time zone for one, from
-// the first call on.
+// One allocation fails, and later ones succeed. The C library keeps some of its allocations from the first call on,
+// such as the time zone.
 TEST_F(ResourcesRunOut, Memory) {
     give_more_and_more(true, [](int room, const std::function<bool()> &call) {
         const quill::test::NthAllocation failing(room + 1);

@@ -22,7 +22,7 @@ using std::string;
 
 class Storage : public quill::test::DeviceAndProcTest {};
 
-// A file system of a size, or one without blocks, in a folder's place, over what was there; nothing for null.
+// Mounts a file system of a size, or one without blocks, on a folder. Null mounts nothing.
 void mount_at(const char *folder, const char *size) {
     if (!size) return;
     mkdir(folder, 0755);
@@ -85,7 +85,7 @@ string written(const char *text) {
     return read_file("/tmp/text");
 }
 
-// Behind /mnt/usbdisk/; nothing where nothing is found, which zeroes the whole room.
+// Returns the found path after /mnt/usbdisk/, or nothing. If nothing is found, the whole buffer must be zero.
 template <typename Find>
 string behind_usb(Find find) {
     static quill::test::GuardedPage page;
@@ -118,9 +118,9 @@ TEST_F(Storage, Cases) {
         "platform/storage.cases",
         QUILL_CASE_FUNCTIONS(flash1_room, flash_room, in_slot, is_file_present, is_flash1_present,
                              is_flash_crash_present, memory, on_usb, place, ram_disk, write_str_to_file, written));
-    while (umount2("/tmp", MNT_DETACH) == 0) continue;  // the tests may have been built in it, and count there
+    while (umount2("/tmp", MNT_DETACH) == 0) continue;  // tests built in /tmp save counters there
 
-    // The longest names: what is written is cut.
+    // With the longest names, the written path is cut.
     fs::create_directories(usb + longest);
     write_file(usb + longest + "/" + longest, "");
     write_file(usb + "slot1/2/" + longest, "");

@@ -9,7 +9,7 @@
 
 namespace {
 
-// "COUNT[WORD]...", of the words that find room.
+// Returns "COUNT[WORD]...", with the words that have room.
 std::string split(int capacity, const char *line) {
     std::vector<char *> words(16);
     const int count = cmdline_to_argv(capacity, words.data(), const_cast<char *>(line));
@@ -18,7 +18,7 @@ std::string split(int capacity, const char *line) {
     return shown;
 }
 
-// After the last word come a null pointer, and words that it hides.
+// The words end at a null pointer. The words after it are ignored.
 int join(char *line, int size, int count, const char *slashed) {
     std::string texts = slashed, same(64, '\xee');
     std::vector<char *> words = {texts.data()};

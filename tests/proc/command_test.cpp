@@ -42,7 +42,7 @@ int __wrap_close(int fd) {
     errno = EIO;
     return -1;
 }
-// Writes that take a part, and are interrupted before they take anything, in turn.
+// Writes are partial and interrupted, in turn.
 ssize_t __real_write(int fd, const void *bytes, size_t length);
 ssize_t __wrap_write(int fd, const void *bytes, size_t length) {
     static int calls;
@@ -50,7 +50,7 @@ ssize_t __wrap_write(int fd, const void *bytes, size_t length) {
     errno = EINTR;
     return calls++ % 2 ? __real_write(fd, bytes, length < 1000 ? length : 1000) : -1;
 }
-// quill::start_child, in which all children but those of fork start
+// quill::start_child, which starts all children except those of fork
 pid_t __real__ZN5quill11start_childEPFvPKvES1_(void (*body)(const void *), const void *argument);
 pid_t __wrap__ZN5quill11start_childEPFvPKvES1_(void (*body)(const void *), const void *argument) {
     if (!failing_start) return __real__ZN5quill11start_childEPFvPKvES1_(body, argument);
@@ -74,7 +74,7 @@ int run(string command, const char *output = nullptr, const char *errors = nullp
 
 int mode_of(const char *path) { return static_cast<int>(fs::status(path).permissions()); }
 
-// Signals that come all the time, to interrupt what waits; 0 for no more.
+// Sends signals all the time, to interrupt waits; 0 ends them.
 void interrupt_every(useconds_t microseconds) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -87,7 +87,7 @@ int held_by_worker;
 
 class Command : public quill::test::DeviceTest {
 protected:
-    // In the place of init, so that it can wait for the worker of a detached command.
+    // Becomes the parent of orphans in place of init, so that it can wait for the worker of a detached command.
     void SetUp() override {
         DeviceTest::SetUp();
         gets_orphans = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0;
@@ -145,11 +145,11 @@ string named(const char *process) {
     return result + read_file("/tmp/args");
 }
 
-// The error, and how much of the destination is there.
+// Returns the error, and the size of the destination.
 string failed_copy(const char *to, const char *from) {
     const int standard_input = fcntl(0, F_DUPFD_CLOEXEC, 10);
     interrupt_every(20000);
-    failing_close = 1;  // the error of those that clean up is not told
+    failing_close = 1;  // errors during the clean-up are not reported
     EXPECT_EQ(cp_file_to_from(to, from), 0) << to;
     string shown = std::to_string(errno);
     interrupt_every(0);
@@ -162,12 +162,12 @@ string failed_copy(const char *to, const char *from) {
 }
 
 TEST_F(Command, Cases) {
-    // A killall that shows what it was run with, and finds everything.
+    // A killall that prints its arguments and finds every process.
     mkdir("/tmp/bin", 0755);
     write_file("/tmp/bin/killall", "#!/bin/sh\nprintf '[%s]' \"$@\" >/tmp/args\n");
     chmod("/tmp/bin/killall", 0755);
     setenv("PATH", (string("/tmp/bin:") + getenv("PATH")).c_str(), 1);
-    // For copies: too little room, and a writer who writes nothing.
+    // For copies: a file system with too little room, and a pipe whose writer writes nothing.
     write_file("/tmp/from", string(100000, 'x'));
     write_file("/tmp/there", "untouched");
     mkdir("/tmp/full", 0755);
@@ -175,7 +175,7 @@ TEST_F(Command, Cases) {
     ASSERT_EQ(mkfifo("/tmp/fifo", 0600), 0);
     const int fifo = open("/tmp/fifo", O_RDWR | O_CLOEXEC);
     FILE *const buffered = fopen("/tmp/buffered", "we");
-    fputs("once", buffered);  // what the caller has not written out yet, no child does
+    fputs("once", buffered);  // no child may write what the caller has only buffered
     quill::test::expect_cases("proc/command.cases",
                               QUILL_CASE_FUNCTIONS(detached, detached_into_files, direct, execute_command,
                                                    execute_command_no_io, execute_command_status, failed_copy, named));
@@ -201,12 +201,12 @@ TEST_F(Command, FilesForOutput) {
         EXPECT_EQ(umask(0), 0u) << "the caller's umask has changed";
     });
     umask(callers);
-    // Where the file cannot be opened, an empty name included, the command has nothing to write to.
+    // If the file cannot be opened, for example because its name is empty, the command's descriptor is closed.
     for (const char *path : {"/no-such-folder/out", ""}) {
         EXPECT_EQ(run("cat /proc/self/cmdline", path, "/tmp/err"), kExit1);
         EXPECT_NE(read_file("/tmp/err").find("Bad file descriptor"), string::npos);
     }
-    // A program that is not found has its files nevertheless.
+    // The files for output are made even if the program is not found.
     errno = ERANGE;
     EXPECT_EQ(run("no-such-program", "/tmp/new"), kExit1);
     EXPECT_EQ(errno, ERANGE) << "the child's error is not the caller's";
@@ -244,14 +244,14 @@ TEST_F(Command, WaitsThatFail) {
     EXPECT_EQ(run("true"), -1);
     EXPECT_EQ(execute_command_status("true"), -1);
     EXPECT_EQ(execute_command("true"), 1);
-    // A detached command has its status nevertheless.
+    // A detached command still gets its status.
     EXPECT_EQ(launch("exit 0"), -1);
     expect_end(-1);
     EXPECT_EQ(read_file("/tmp/status"), "3\n");
     signal(SIGCHLD, SIG_DFL);
 }
 
-// The thread ends after the call, which has waited for its command.
+// The cancelled thread ends after the call, which has waited for its command.
 TEST_F(Command, ACancelledThreadFinishesItsCall) {
     static char status[16];
     pthread_t thread;
@@ -272,7 +272,7 @@ TEST_F(Command, ACancelledThreadFinishesItsCall) {
 
 // --- detached
 
-// Without the status file that is wanted, the command is not run.
+// If the status file cannot be made, the command is not run.
 TEST_F(Command, AStatusFileMayBeNull) {
     EXPECT_EQ(launch("exit 0", nullptr, nullptr, nullptr), 0);
     expect_end();
@@ -282,7 +282,7 @@ TEST_F(Command, AStatusFileMayBeNull) {
     EXPECT_FALSE(fs::exists("/tmp/run"));
 }
 
-// The first child, in which the second fork fails, comes back as a second copy of the caller.
+// When the second fork fails, the call returns in the first child too, as a second copy of the caller.
 TEST_F(Command, ASecondForkThatFailsReturnsTwice) {
     const pid_t caller = getpid();
     failing_fork = 2;
@@ -298,7 +298,7 @@ TEST_F(Command, ASecondForkThatFailsReturnsTwice) {
     EXPECT_FALSE(fs::exists("/tmp/status") || fs::exists("/tmp/run"));
 }
 
-// The worker does not keep a stream's reader from seeing the end, as a program that is run does not.
+// The worker, like any program that is run, does not keep a pipe open, so its reader sees the end.
 TEST_F(Command, TheWorkerHoldsNoPipes) {
     for (const bool has_proc : {true, false}) {
         ASSERT_TRUE(has_proc || mount("none", "/proc", "tmpfs", 0, nullptr) == 0);

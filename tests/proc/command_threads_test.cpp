@@ -17,7 +17,7 @@ namespace {
 using quill::test::open_descriptors;
 using std::string;
 
-// By a descriptor that no command inherits, unlike a stream's.
+// Reads by a descriptor that no command inherits, unlike that of a stream.
 string read_list(const string &file) {
     char text[512];
     const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
@@ -26,8 +26,8 @@ string read_list(const string &file) {
     return {text, length > 0 ? static_cast<size_t>(length) : 0};
 }
 
-// A command by one of the ways to run it, and its status. The shell itself says what it has open, into the file; the
-// one that it reads the folder with included.
+// Runs a command in one of the ways and returns its status. The shell writes its open descriptors into the file, with
+// the one for reading the folder.
 constexpr int kWays = 4;
 int run(int way, const string &file, int code) {
     const string exit = ";exit\t" + std::to_string(code), list = "echo /proc/self/fd/* >" + file + exit;
@@ -48,7 +48,7 @@ TEST(CommandThreads, EachHasItsOwnStatusAndNoOthersDescriptors) {
 #else
     constexpr int kCommands = 500;
 #endif
-    // With a thread that has come and gone: a sanitizer may open something with the first one.
+    // Starts and ends a thread first, because a sanitizer may open a file with the first thread.
     std::thread([] {}).join();
     const int before = open_descriptors();
     string alone[kWays];

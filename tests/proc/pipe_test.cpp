@@ -22,7 +22,7 @@ using std::string;
 
 class Pipe : public quill::test::DeviceTest {};
 
-// What a command prints, after its status.
+// Returns a command's status and output.
 string output_of(const string &command) {
     int child;
     FILE *const from = quill_popen_thr(command.c_str(), "r", &child);
@@ -32,7 +32,7 @@ string output_of(const string &command) {
     return std::to_string(quill_pclose_thr(from, child)) + " " + text;
 }
 
-// The ends of a pipe get the numbers where the program has closed its standard descriptors, too.
+// The pipe works even when its ends get the numbers of closed standard descriptors.
 TEST_F(Pipe, ReadsAndWritesAndGivesTheStatus) {
     quill::test::with_standard_descriptors_closed([] {
         umask(077);
@@ -56,7 +56,7 @@ TEST_F(Pipe, RefusesOtherModes) {
     }
 }
 
-// Its end is left open for what the program runs, and its close takes the child that ends first.
+// Programs that the process runs inherit the end of the pipe, and the close waits for the child that ends first.
 TEST_F(Pipe, ThePlainPairKeepsNoRecordOfItsChild) {
     const pid_t other = fork();
     if (other == 0) _exit(7);
@@ -75,7 +75,7 @@ TEST_F(Pipe, ThePlainPairKeepsNoRecordOfItsChild) {
     EXPECT_EQ(quill_pclose(to), 0);
 }
 
-// What is left in the stream finds no reader any more: nothing is waited for.
+// The buffered rest of the stream has no reader any more. The close then does not wait.
 TEST_F(Pipe, ACloseThatFails) {
     int child, status;
     const auto callers_action = signal(SIGPIPE, SIG_IGN);
@@ -95,11 +95,11 @@ TEST_F(Pipe, WithoutAShellTheExitCodeIs255) {
     EXPECT_EQ(output_of("exit 0"), "65280 ");
 }
 
-// --- signals: as with any program that is run, but nothing of the caller's is run in the child
+// --- signals are inherited as by any program, and no handler of the caller runs in the child
 
 constexpr unsigned long long bit(int number) { return 1ull << (number - 1); }
 
-// Of /proc/self/status, in a command.
+// Returns a field of /proc/self/status in a command.
 unsigned long long signals_of_a_command(const string &name) {
     return std::stoull(output_of("exec sed -n 's/^" + name + ":[ \t]*//p' /proc/self/status").substr(2), nullptr, 16);
 }
@@ -120,7 +120,7 @@ TEST_F(Pipe, SignalsOfTheCommandAreTheCallers) {
     signal(SIGUSR2, SIG_DFL);
 }
 
-// While a message is on its way, the log client has the action on a broken pipe.
+// While a message is sent, the action on a broken pipe is the log client's.
 TEST_F(Pipe, WhileAnotherThreadLogsABrokenPipeIsIgnoredWhereTheCallerDoes) {
     for (const auto callers : {SIG_IGN, SIG_DFL}) {
         signal(SIGPIPE, callers);

@@ -22,7 +22,7 @@ using std::string;
 
 unsigned size_of(const string &bytes) { return static_cast<unsigned>(bytes.size()); }
 
-// The digest of the one-shot forms, of bytes that end at a guard page and so begin at any alignment.
+// Returns the digest of the one-shot forms. The bytes end at a guard page, and so begin at any alignment.
 string digest_of(const string &bytes) {
     static GuardedPage page;
     uint8_t digest[16], again[16];
@@ -45,7 +45,7 @@ string digest_in_pieces(const string &bytes, unsigned size) {
     return digest;
 }
 
-// The digest of the digests of different bytes, of each length.
+// Returns the digest of the digests of all lengths.
 string lengths(unsigned piece) {
     string digests;
     for (unsigned length = 0; length < 256; length++) {
@@ -58,7 +58,7 @@ string lengths(unsigned piece) {
     return digest_of(digests);
 }
 
-// The bits after more bytes, and the digest, of a context that has counted so many and holds what of them waits.
+// Returns the bits and the digest of a context that has already counted a number of bits and then gets more bytes.
 string counted(uint32_t high, uint32_t low, unsigned length) {
     md5_context context;
     MD5Init(&context);
@@ -90,7 +90,7 @@ string repeated(const char *text, int times) {
     return all;
 }
 
-// The code, into bytes of its own and then over the data.
+// Returns the code, written first to a buffer of its own and then over the data.
 string hmac(const char *key, int keys, const char *data, int datas) {
     const string whole_key = repeated(key, keys);
     string bytes = repeated(data, datas);
@@ -118,7 +118,7 @@ TEST(HmacMd5, RefusedArguments) {
     EXPECT_EQ(hex(mac), "010203" + string(26, '0'));
 }
 
-// Looks through the whole stack of a thread that has made a code, for what the key can be had from.
+// Searches the whole stack of a thread that has made a code for bytes that reveal the key.
 TEST(HmacMd5, LeavesNoKeyOnTheStack) {
     constexpr size_t kSize = 1 << 20;
     void *stack = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -21,7 +21,7 @@
 #include "support/private_device.h"
 #include "support/random.h"
 
-// --- what comes before each command, and in place of the n-th from now on; the program is linked with --wrap for it
+// --- a function before each command, and one in place of the n-th; the program is linked with --wrap for them
 
 namespace {
 std::function<void()> before_command;
@@ -54,7 +54,7 @@ string section(const string &name, const string &content) {
     return "-----BEGIN " + name + "-----\n" + content + "-----END " + name + "-----\n";
 }
 
-// From now on files hold so many bytes, as if the file system were full; without end by default.
+// Limits the size of files, as on a full file system; no limit by default.
 void limit_files(rlim_t bytes = RLIM_INFINITY) {
     const rlimit limit{bytes, RLIM_INFINITY};
     signal(SIGXFSZ, SIG_IGN);
@@ -85,7 +85,7 @@ string base64(const string &bytes) {
     return read_file("/tmp/b64");
 }
 
-// Signs the table, and leaves it in its file.
+// Signs the table and writes it to its file.
 void sign(const string &certificate = "/tmp/signer") {
     write_file("/tmp/data", table.table.substr(0, table.table.size() - 1) + table.version);
     sh("cd /tmp && openssl dgst -sha1 -sign key -out signature data");
@@ -106,7 +106,7 @@ protected:
     }
 };
 
-// The code and the messages, the last of which also is what log_buf holds of it.
+// Returns the code and the messages. log_buf must hold the last message.
 template <typename Call>
 string outcome(Call call) {
     testing::internal::CaptureStdout();
@@ -175,7 +175,7 @@ string without_commands(const char *text) {
 std::function<int(const char *)> stand_in(const string &what) {
     const string rest = what.substr(std::min(what.find(' '), what.size() - 1) + 1);
     if (what == "fails") return [](const char *) { return -1; };
-    if (what == "has no process") return [](const char *) { return errno = EAGAIN, 127 << 8; };  // as glibc says it
+    if (what == "has no process") return [](const char *) { return errno = EAGAIN, 127 << 8; };  // glibc's result
     return [=](const char *command) {
         if (what.starts_with("says ")) {
             write_file(string(command).substr(string(command).rfind("> ") + 2), file_of(rest));
@@ -205,7 +205,7 @@ string gunzip(const char *what) {
     return result.starts_with("0") || result.starts_with("-95") ? result + " " + read_file("/tmp/out") : result;
 }
 
-// Links and a pipe in place of a temporary file, which must all give the same; and a second name, which only goes.
+// Links and a pipe in place of a temporary file must all give the same result. A second name is only removed.
 string trap(const char *name) {
     const bool unpacks = string(name) == "tempdecompressedfiled.bin";
     const string path = kFolder + name;
@@ -251,7 +251,7 @@ TEST_F(RegTable, LongLines) {
     EXPECT_EQ(fault(6, ("says " + string(300, 'x')).c_str()),
               "-100 ^[msg " + ("Certificate verification failed. Result is " + string(300, 'x')).substr(0, 255) + "]" +
                   kNotValid);
-    // Carriage returns of the version are signed, and so are lines of any length, that of its last piece being the
+    // Carriage returns of the version are signed, and so are lines of any length. The last piece of a long line is the
     // version.
     table.table = string(1200, 'A') + "\n";
     table.version = "old\n" + string(399, 'B') + string(200, 'C') + "\r\n";
@@ -297,8 +297,8 @@ TEST_F(RegTable, NothingAlteredIsAccepted) {
             expect_refused(part, text.erase(at, 1));
         }
     }
-    // The border between table and version is not signed. Wherever it is, both hold what was signed, and neither is
-    // empty.
+    // The border between table and version is not signed. At every border, both parts together are what was signed, and
+    // neither is empty.
     const string data = original.table.substr(0, original.table.size() - 1) + original.version;
     for (size_t border = 0; border <= data.size(); border++) {
         const Signed file = {original.certificate, original.signature, data.substr(0, border) + "\n",
@@ -331,7 +331,7 @@ TEST_F(RegTable, TrustsItsTwoAuthoritiesOnly) {
         kNotValid;
     sh("cd /tmp && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other -subj /CN=other -days 30 "
        "2>/dev/null && mkdir trusted && cp other trusted/$(openssl x509 -hash -noout -in other).0");
-    // Nor what the machine's openssl is configured to trust.
+    // The certificates that the machine's openssl trusts do not count either.
     setenv("SSL_CERT_DIR", "/tmp/trusted", 1);
     setenv("SSL_CERT_FILE", "/tmp/other", 1);
     for (const auto &[name, by] :
@@ -343,14 +343,14 @@ TEST_F(RegTable, TrustsItsTwoAuthoritiesOnly) {
         sign(string("/tmp/") + name);
         EXPECT_EQ(validation(), refused) << name;
     }
-    // What is left of an interrupted run is not a result.
+    // Files of an interrupted run are not used.
     fs::copy("/tmp/signer", kFolder + "tempCert.pem");
     sh("openssl x509 -in /tmp/signer -outform DER -out " + kFolder + "tempCert.der");
     write_file(kFolder + "tempOutput.bin", kFolder + "tempCert.pem: OK\n");
     EXPECT_EQ(validate("{CERTIFICATE}\n{/CERTIFICATE}\n%S%T%V"), refused);
 }
 
-// Neither with a daemon's umask, nor a temporary file that was opened before.
+// Tries a daemon's umask, and a temporary file that was opened before.
 TEST_F(RegTable, NoOtherUserReadsOrWritesATemporaryFile) {
     const std::vector<const char *> of_validation = {
         "temp_parsed_cert.bin", "temp_parsed_sign.bin", "temp_parsed_file.bin", "temp_parsed_version.bin",
@@ -398,7 +398,7 @@ TEST_F(RegTable, FilesThatAreMissingOrCut) {
               "-97 ^[msg \n Failed to parse the file]");
 }
 
-// Real tools: missing, killed, one that would prompt a person, and one that cannot be waited for.
+// Real tools: one is missing, one is killed, one would prompt a person, and one cannot be waited for.
 TEST_F(RegTable, ToolsThatFail) {
     const string path = getenv("PATH");
     const auto with_openssl = [&](const string &script, const string &search) {
@@ -417,7 +417,7 @@ TEST_F(RegTable, ToolsThatFail) {
         with_openssl("[ $1 != dgst ] || kill -9 $$\nexec /usr/bin/openssl \"$@\"\n", "/tmp/bin"),
         "-100 ^[msg \n Certificate validated \n] ^[msg Verification of received signature failed. Result is .\n]" +
             kNotValid);
-    // It has no input, and as a session of its own no terminal.
+    // The tool has no input. It runs in a session of its own, and so has no terminal.
     if (!freopen(kDone.c_str(), "r", stdin)) abort();
     with_openssl(
         "read -r _ && echo input >>/tmp/asked\n"

@@ -15,7 +15,7 @@ int printable(const char *in, uint8_t *out, uint32_t size) {
     return scrambleStringAscii(in, reinterpret_cast<char *>(out), size);
 }
 
-// The scrambled bytes that a printable form is read as.
+// Returns the scrambled bytes that a printable form is read as.
 std::string read_printable(const char *form) {
     std::string plain((strlen(form) + 1) / 2, '\0');
     EXPECT_EQ(unscrambleStringAscii(form, plain.data()), 1);

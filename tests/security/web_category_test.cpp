@@ -17,7 +17,7 @@ TEST(WebCategory, Cases) {
         QUILL_CASE_FUNCTIONS(ip_rep_threat_mask_string, web_cc_cat_string, web_cc_get_cat_rep_id));
 }
 
-// What all the names together must be, so that the tables are not repeated here.
+// A digest of all names, so that the tables are not repeated here.
 string digest_of(const string &names) {
     uint8_t digest[16];
     md5_calc(digest, names.data(), static_cast<unsigned>(names.size()));

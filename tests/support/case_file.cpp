@@ -15,7 +15,7 @@ namespace quill::test {
 
 namespace {
 
-// The words of a line. A text is one, from quote to quote.
+// Returns the words of a line. A text is one word, from quote to quote.
 std::vector<std::string> words_of(const std::string &line) {
     std::vector<std::string> words;
     for (size_t at = 0; (at = line.find_first_not_of(' ', at)) != std::string::npos;) {
@@ -34,7 +34,7 @@ std::vector<std::string> words_of(const std::string &line) {
 
 constexpr std::string_view kEscapes = "ntr\"\\", kMeanings = "\n\t\r\"\\";
 
-// The text between quotes, without its escapes. False when it is none.
+// Reads the text between quotes, without its escapes. Returns false if it is not a text.
 bool read_text(const std::string &quoted, std::string &text) {
     if (quoted.size() < 2 || quoted.front() != '"' || quoted.back() != '"') return false;
     for (size_t i = 1; i + 1 < quoted.size(); i++) {

@@ -35,7 +35,7 @@
 
 namespace quill::test {
 
-// The arguments of a call, and what the call does, in the words of a case file.
+// The arguments and the results of a call, in the words of a case file.
 class CaseCall {
 public:
     explicit CaseCall(std::span<const std::string> words) : words_(words) {}
@@ -80,7 +80,7 @@ public:
         else
             shown_.push_back(!result ? "null" : is_room(result) ? "@" : quoted(result));
     }
-    // What was returned and written. A fault of the case is the only word then.
+    // Returns the words for the result and for what was written. If the case has a fault, the fault is the only word.
     std::vector<std::string> shown();
 
 private:

@@ -24,7 +24,7 @@ int status_of(Call call) {
     return status;
 }
 
-// What it exited with; -1 when a signal ended it.
+// Returns the exit code of the child, or -1 if a signal ended it.
 template <typename Call>
 int exit_code_of(Call call) {
     const int status = status_of(call);

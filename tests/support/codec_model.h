@@ -1,5 +1,5 @@
-// The codec's kinds, described once more and independently of the library, and what its readers have to answer to any
-// message. EXPECT is what the user has for it: that of fuzz/fuzz.h, or gtest's ASSERT_TRUE.
+// A second description of the codec's kinds, independent of the library, and the expected results of its readers for
+// any message. EXPECT is defined by the user: that of fuzz/fuzz.h, or gtest's ASSERT_TRUE.
 #pragma once
 
 #include <errno.h>
@@ -107,7 +107,7 @@ inline uint32_t length_of(const Kind &kind, const uint8_t *element) {
     return length;
 }
 
-// What a reader must answer where so many bytes are left of the message: the errno, or 0 when it reads.
+// Returns what a reader must report if that many bytes of the message are left: the errno, or 0 for success.
 inline int error_of(const Kind &kind, const uint8_t *element, size_t left, uint32_t capacity) {
     if (left < kind.header + kind.width) return ENODATA;
     if (capacity < kind.width) return EOVERFLOW;
@@ -119,7 +119,7 @@ inline int error_of(const Kind &kind, const uint8_t *element, size_t left, uint3
     return capacity < length + kind.text ? EOVERFLOW : 0;
 }
 
-// The bytes that a reader must store for an element that it takes.
+// Returns the bytes that a reader must store for an element that it accepts.
 inline Bytes value_of(const Kind &kind, const uint8_t *element) {
     Bytes value(element + kind.header, element + kind.header + length_of(kind, element));
     if (std::endian::native == std::endian::little) std::reverse(value.begin(), value.begin() + kind.number);
@@ -132,14 +132,14 @@ inline Bytes value_of(const Kind &kind, const uint8_t *element) {
     return kind.stored(value);
 }
 
-// An element within a message, and the model's answer.
+// An element within a message, and the model's results.
 struct Place {
     const uint8_t *message;  // ends before a page that cannot be touched
     uint32_t message_length, at;
     const uint8_t *element;
-    int error;          // with all the room in the world
+    int error;          // with enough room
     uint32_t length;    // of a value that can be read, else 0
-    Bytes value;        // as it is stored; of one that cannot be read nothing, or an empty text
+    Bytes value;        // as it is stored; nothing or an empty text if the element cannot be read
     uint32_t consumed;  // bytes of the element; 0 when it cannot be read
 
     size_t left() const { return static_cast<size_t>(message + message_length - element); }
@@ -156,7 +156,7 @@ inline Place place_of(const Kind &kind, std::span<const uint8_t> message, uint32
     return {start, whole, at, element, 0, length, value_of(kind, element), kind.header + length};
 }
 
-// Room that starts with the expected bytes, and is otherwise as it was.
+// Expects a buffer to start with the given bytes, and to be otherwise unchanged.
 inline bool holds(const uint8_t *out, uint32_t capacity, const Bytes &expected, uint8_t rest = kUnused) {
     return std::equal(expected.begin(), expected.end(), out) &&
            std::all_of(out + expected.size(), out + capacity, [=](uint8_t byte) { return byte == rest; });
@@ -242,8 +242,8 @@ inline void expect_data(const Place &p, uint32_t capacity) {
     EXPECT(holds(out, capacity, expected));
 }
 
-// The form without bounds checks, where what it reads is there: readers of fixed kinds store 0 for another kind, of an
-// IPv6 address in its first bytes only.
+// Checks the form without bounds checks, for complete elements. Readers of fixed kinds store 0 for another kind; for an
+// IPv6 address they do so only in the first bytes.
 inline void expect_unchecked_agrees(const Kind &kind, const Place &p) {
     static GuardedPage page;
     if (p.left() < kind.header + kind.width) return;
@@ -263,7 +263,7 @@ inline void expect_unchecked_agrees(const Kind &kind, const Place &p) {
     }
 }
 
-// What all readers have to answer of a kind's element there, with so much room for its value.
+// Checks the results of all readers of a kind for the element at an offset, with a capacity for its value.
 inline void expect_answers(const Kind &kind, std::span<const uint8_t> message, uint32_t at, uint32_t capacity) {
     const Place place = place_of(kind, message, at);
     expect_checked_answer(kind, place, capacity);

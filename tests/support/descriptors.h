@@ -1,4 +1,4 @@
-// What a process has open.
+// The open descriptors of a process.
 #pragma once
 
 #include <fcntl.h>

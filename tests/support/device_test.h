@@ -1,4 +1,4 @@
-// What tests in a private device have in common: they leave no descriptor open and no child.
+// The fixture of tests in a private device. Each test must leave no open descriptor and no child.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ protected:
     }
 
     int descriptors_ = 0;
-    int kept_descriptors_ = 0;  // how many the code may keep on purpose
+    int kept_descriptors_ = 0;  // the number that the code may keep open
 };
 
 // With an empty /proc as well.

@@ -1,5 +1,5 @@
-// For measuring coverage: what a child has run counts also when it ends without the exit handlers of the C library, by
-// which the compiler's counters are saved. Linked with --wrap for these ends.
+// For measuring coverage. The compiler's counters are saved by an exit handler of the C library. This file also saves
+// them when a child ends without exit handlers. It is linked with --wrap for the functions that end a process so.
 #include <pthread.h>
 #include <stdlib.h>
 #include <unistd.h>

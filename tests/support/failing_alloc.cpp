@@ -8,14 +8,14 @@
 
 namespace {
 
-// Atomic, since tests with threads allocate through here too; only one thread arms.
+// Atomic, because threads of tests allocate through this file too. Only one thread arms a failure.
 constinit std::atomic<long> total = 0;
 constinit std::atomic<long> live = 0;
 constinit std::atomic<int> countdown = 0;  // 0: not armed, or reached
 using Hook = void (*)();
 constinit Hook hook = nullptr;
 
-// Counts an allocation; false when it must fail.
+// Counts an allocation. Returns false if it must fail.
 bool granted() {
     total++;
     if (countdown == 0 || --countdown > 0) return true;
@@ -36,8 +36,8 @@ bool granted() {
 #define THE_C_LIBRARYS(function) __real_##function
 #endif
 
-// All goes through malloc, so that a C library linked statically, whose calloc and strdup call the wrapped malloc,
-// counts nothing twice.
+// All functions allocate by malloc. A statically linked C library, whose calloc and strdup call the wrapped malloc,
+// thus counts nothing twice.
 extern "C" {
 
 void *THE_C_LIBRARYS(malloc)(size_t size);
@@ -93,7 +93,7 @@ bool NthAllocation::reached() const { return countdown == 0; }
 }  // namespace quill::test
 
 #ifdef QUILL_STATIC_CXX_LIBRARY
-// Linked statically, the C++ library would call the wrapped functions as well, for what the tests themselves allocate.
+// A statically linked C++ library would also call the wrapped functions, for the allocations of the tests themselves.
 void *operator new(size_t size) { return THE_C_LIBRARYS(malloc)(size); }
 void operator delete(void *memory) noexcept { THE_C_LIBRARYS(free)(memory); }
 void operator delete(void *memory, size_t) noexcept { THE_C_LIBRARYS(free)(memory); }

@@ -9,11 +9,11 @@
 
 namespace quill::test {
 
-long allocations();       // how many there have been
-long live_allocations();  // how many of them were not freed yet
+long allocations();       // the number so far
+long live_allocations();  // the number of blocks that are not freed yet
 
-// While it lives, the n-th allocation from now on (the first is 1) fails; with a hook it succeeds, but after a call of
-// the hook, whose own allocations succeed and do not count.
+// While the object lives, the n-th allocation from now on (the first is 1) fails. With a hook it succeeds after a call
+// of the hook. The hook's own allocations succeed and are not counted.
 class NthAllocation {
 public:
     explicit NthAllocation(int n, void (*hook)() = nullptr);
@@ -24,10 +24,10 @@ public:
     bool reached() const;
 };
 
-// Calls attempt, which returns whether it succeeded, with its first allocation failing, then its second, until it meets
-// no failure and must succeed. An attempt that met one must not succeed nor keep memory, apart from the given number
-// of blocks over all attempts (slabs of pools); unchanged is called after each to check what it left. Returns
-// the number of failures.
+// Calls attempt, which returns whether it succeeded. Its first allocation fails, then its second, and so on, until no
+// allocation fails and it must succeed. An attempt with a failure must not succeed. It must not keep memory, except for
+// the given number of blocks over all attempts (slabs of pools). unchanged is called after each attempt to check the
+// state. Returns the number of failures.
 template <typename Attempt, typename Unchanged>
 int expect_failures_survived(Attempt attempt, Unchanged unchanged, long slabs = 0) {
     const long live = live_allocations();

@@ -24,13 +24,13 @@ public:
     GuardedPage(const GuardedPage &) = delete;
     GuardedPage &operator=(const GuardedPage &) = delete;
 
-    // The last length bytes of the page, filled with the given ones; they move at the next call.
+    // Returns the last length bytes of the page, filled with the given bytes. The next call reuses the page.
     uint8_t *hold(std::span<const uint8_t> bytes) {
         uint8_t *at = start_ + size_ - bytes.size();
         if (!bytes.empty()) memcpy(at, bytes.data(), bytes.size());
         return at;
     }
-    // A text with its NUL, likewise.
+    // The same for a text with its NUL.
     char *hold_text(std::string_view text) {
         char *at = reinterpret_cast<char *>(room(text.size() + 1, 0));
         return static_cast<char *>(memcpy(at, text.data(), text.size()));

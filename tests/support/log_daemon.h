@@ -1,4 +1,4 @@
-// A log daemon at the test's finger tips: it listens at /dev/log and reads when the test says so.
+// A log daemon that the test controls: it listens at /dev/log, and reads when the test calls it.
 #pragma once
 
 #include <poll.h>
@@ -14,7 +14,7 @@ namespace quill::test {
 
 constexpr size_t kTime = 16;  // bytes of "Nov 23 14:05:59 "
 
-// The record without its time, checked to have one, and its NUL, which it must have in place of "$".
+// Returns the record without its time, with "$" in place of its NUL. The record must have both.
 inline std::string without_time(const std::string &record) {
     const size_t time = record.find('>') + 1;
     if (record.size() < time + kTime) return record;
@@ -43,8 +43,8 @@ public:
     LogDaemon(const LogDaemon &) = delete;
     LogDaemon &operator=(const LogDaemon &) = delete;
 
-    // The next record with its NUL; empty when none is there, which needs no waiting for a record that was sent: local
-    // sockets deliver before the sender's call returns.
+    // Returns the next record with its NUL, or an empty text. It does not wait, because local sockets deliver a record
+    // before the sender's call returns.
     std::string receive(int milliseconds = 0) {
         if (type_ == SOCK_DGRAM) return readable(socket_, milliseconds) ? read_some(socket_) : "";
         for (;;) {
@@ -68,7 +68,7 @@ public:
         }
     }
 
-    // All records that are there.
+    // Returns all records that have arrived.
     int drain() {
         int records = 0;
         while (!receive().empty()) records++;

@@ -21,7 +21,7 @@ namespace {
 
 constexpr char kMachineProc[] = "/machine-proc";
 
-// What failed first; later steps are then skipped.
+// The first failure. Later steps are then skipped.
 class Steps {
 public:
     bool failed() const { return !why_.empty(); }
@@ -43,7 +43,7 @@ private:
 void own_namespace(Steps &steps) {
     const unsigned uid = getuid(), gid = getgid();
     if (unshare(CLONE_NEWNS | CLONE_NEWIPC) == 0) return;
-    // Without privilege: as root of a user namespace that knows this user alone.
+    // Without privilege, the process becomes root of a user namespace that has only this user.
     steps.step("unshare", [] { return unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWIPC); });
     if (steps.failed()) return;
     write_file("/proc/self/setgroups", "deny");
@@ -51,9 +51,9 @@ void own_namespace(Steps &steps) {
     write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// In a chroot, "/" is not a mount point, and what its mount passes on to others cannot be changed there. The way out is
-// the well-known one: with the root below the working directory, ".." leads up to the real root. A child takes it, so
-// that this process keeps its root and its folder; the mounts are those of both.
+// In a chroot, "/" is not a mount point, so the propagation of its mount cannot be changed there. A process leaves a
+// chroot when its root is below its working directory: ".." then leads to the real root. A child does so, so that this
+// process keeps its root and its folder. Both processes have the same mounts.
 void keep_mounts_private(Steps &steps) {
     constexpr unsigned long kPrivate = MS_REC | MS_PRIVATE;
     if (mount("none", "/", nullptr, kPrivate, nullptr) == 0) return;
@@ -74,9 +74,9 @@ void keep_mounts_private(Steps &steps) {
     rmdir(below);
 }
 
-// What the machine has, entry by entry, apart from the folders that are the device's own.
+// Mounts the entries of the machine's root, except for the folders that the device has of its own.
 void share_machine(Steps &steps, const std::string &root) {
-    // Not "/", in whose place an emulator may show its system root.
+    // Not "/", because an emulator may show its system root there.
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/root")) {
         const std::string path = "/" + entry.path().filename().string(), inside = root + path;
         if (std::set<std::string>{"/dev", "/tmp", "/flash", "/flash1", "/mnt", "/quill"}.contains(path)) continue;
@@ -101,7 +101,7 @@ void make_dev(Steps &steps, const std::string &dev) {
     steps.step("/dev/shm", [&] { return mkdir((dev + "/shm").c_str(), 01777); });
 }
 
-// Empty, apart from the working directory when that is in it.
+// Makes the folder empty, except for the working directory if that is in it.
 void make_tmp(Steps &steps, const std::string &root, const std::string &cwd) {
     const std::string tmp = root + "/tmp";
     steps.step(tmp, [&] { return mkdir(tmp.c_str(), 0777); });
@@ -121,8 +121,8 @@ std::string enter_private_mounts() {
     return steps.why();
 }
 
-// A root file system of the device's own is put together beside the machine's and takes its place: so it can have
-// folders that the machine has not, and nothing of them is left when the last process in it has gone.
+// Builds a root file system for the device and makes it the root. It can have folders that the machine does not have,
+// and they disappear when its last process has ended.
 std::string enter_private_device() {
     Steps steps;
     char cwd[4096] = "", root[] = "/tmp/quill-device-XXXXXX";

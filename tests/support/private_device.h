@@ -11,7 +11,7 @@ namespace quill::test {
 // an empty text, or why this machine allows none.
 std::string enter_private_device();
 
-// The least of it: the machine as it is, with mounts of its own from then on.
+// The same without a device: the machine as it is, with private mounts from then on.
 std::string enter_private_mounts();
 
 // In a private device, makes /proc empty, for files with the names of the kernel's. self, thread-self and sys stay.
@@ -25,7 +25,8 @@ std::string read_file(const std::string &path);
 
 }  // namespace quill::test
 
-// The first statement of a test that needs one: where there can be none, the test says so and counts as skipped.
+// The first statement of a test that needs a private device. If the machine allows none, the test reports why and is
+// skipped.
 #define ENTER_PRIVATE_DEVICE()                                                     \
     if (const std::string why = quill::test::enter_private_device(); !why.empty()) \
     GTEST_SKIP() << "no private device: " << why

@@ -8,8 +8,8 @@
 
 namespace quill::test {
 
-// The results of call go round in so many buffers, one after the other, and begin with the second: where the first
-// call of the process is not among them, that last part shows nothing.
+// Expects the results of call to use that many buffers in turn, beginning with the second buffer in the first call of
+// the process.
 template <typename Call>
 void expect_ring(size_t slots, Call call) {
     std::vector<char *> results;

@@ -1,6 +1,6 @@
-// run_in_private_device [--proc | --mounts] PROGRAM [ARGUMENT...]: for scripts; with --proc, /proc is the device's own
-// as well; with --mounts, only the mounts are, on the machine as it is.
-// Exits with 77, which CTest counts as skipped, where the machine allows no private device.
+// run_in_private_device [--proc | --mounts] PROGRAM [ARGUMENT...]: runs a program in a private device, for scripts.
+// With --proc, /proc is private as well. With --mounts, only the mounts are private, and the rest is the machine as it
+// is. Exits with 77, which CTest counts as skipped, where the machine allows no private device.
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>

@@ -9,7 +9,7 @@ namespace quill::test {
 
 class Threads {
 public:
-    // No thread starts to work before all are there.
+    // No thread starts to work before all threads run.
     template <typename Work>
     Threads(int count, Work work) : start_(count) {
         for (int i = 0; i < count; i++)

@@ -1,5 +1,4 @@
-// What the tests of all trees have in common: numbers as keys, a comparison that watches what it gets, and random
-// operations.
+// Common parts of the tests of trees: numbers as keys, a comparison that records its arguments, and random operations.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +14,7 @@ namespace quill::test {
 
 constexpr int kKeys = 256;
 
-// Each at its index; what trees hold is never what is searched for.
+// Each number is at its index. Searched keys and stored keys are different objects.
 inline struct Numbers {
     int at[kKeys + 1];
     Numbers() { std::iota(at, at + kKeys + 1, 0); }

@@ -1,4 +1,4 @@
-// A VLAN set that is released by itself, and what range text must say of one.
+// An owner of a VLAN set, and a plain writer of range text.
 #pragma once
 
 #include <quill/vmap.h>
@@ -14,7 +14,7 @@ struct ReleaseMap {
 };
 using Map = std::unique_ptr<vmap, ReleaseMap>;
 
-// The range text of the ids, the slow way.
+// Returns the range text of the ids, by a plain loop.
 inline std::string text_of(const std::bitset<VMAP_WORDS * 32> &ids) {
     std::string text;
     for (size_t id = VMAP_FIRST_ID; id <= VMAP_LAST_ID; id++) {

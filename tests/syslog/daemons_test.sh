@@ -1,7 +1,7 @@
 #!/bin/sh
-# daemons_test.sh LIBRARY
-# In a private device: what docs/logging.md says of real daemons that have the library preloaded. dnsmasq logs the same
-# records as without it; cron, which calls openlog again while it is connected, loses the record after that.
+# daemons_test.sh LIBRARY In a private device: real daemons with the library preloaded behave as docs/from-syslog.md
+# says. dnsmasq logs the same records as without the library. cron, which calls openlog again while it is connected,
+# loses the record after that.
 set -eu
 library=$1
 PATH=$PATH:/usr/sbin:/sbin
@@ -13,14 +13,14 @@ busybox syslogd -n -O "$log" </dev/null >/dev/null 2>&1 &
 daemon=$!
 trap 'kill $daemon' EXIT
 for _ in $(seq 100); do [ -S /dev/log ] && break; sleep 0.1; done
-# In place of the machine's: jobs, and where cron says that it runs.
+# Replaces the machine's folders for jobs and for the file with cron's process id.
 mount -t tmpfs tmpfs /var/spool/cron
 mount -t tmpfs tmpfs /run
 mkdir -m 1730 /var/spool/cron/crontabs
 echo '@reboot true' >/var/spool/cron/crontabs/root
 chmod 600 /var/spool/cron/crontabs/root
 
-# records FILE COMMAND...: the texts that a daemon logs in two seconds, without times and process ids.
+# records FILE COMMAND...: writes the texts that a daemon logs in two seconds, without times and process ids.
 records() {
     file=$1
     shift

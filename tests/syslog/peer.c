@@ -1,5 +1,5 @@
-/* A daemon as others write them: it knows the C library's log alone. Compiled with fortification and not linked with
- * the library, it gets our client by being run with the library preloaded. */
+/* A daemon of another project, which uses only the C library's log. It is compiled with fortification and not linked
+ * with the library. It gets our client because it runs with the library preloaded. */
 #define _DEFAULT_SOURCE
 #include <stdarg.h>
 #include <stdio.h>

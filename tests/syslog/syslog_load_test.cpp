@@ -1,4 +1,4 @@
-// Many threads log at once, to a daemon that is slow, or that ends again and again.
+// Many threads log at once, to a daemon that is slow, or that repeatedly ends.
 #include <quill/syslog.h>
 
 #include <fcntl.h>

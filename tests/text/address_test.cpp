@@ -19,7 +19,7 @@ using std::string;
 
 string lenient(const char *text) { return hex({str_to_mac(text), 6}); }
 
-// Words in network order differ between machines, their bytes do not.
+// Words in network order differ between machines, but their bytes are the same.
 uint32_t word(const uint8_t *octets) {
     uint32_t ip;
     memcpy(&ip, octets, sizeof ip);
@@ -46,14 +46,14 @@ TEST(Address, RingsGiveTheirSecondSlotFirst) {
     expect_ring(10, [] { return ip_to_str(0); });
     expect_ring(8, [] { return quill_ip_to_str({}); });
     expect_ring(1, [] { return ip_to_str2(0); });
-    // One ring serves both names.
+    // Both functions use the same ring.
     const char *const before = quill_ipv6_to_str(ipv6_zeros);
     EXPECT_EQ(before + 64, quill_ip_to_str({}));
 }
 
 TEST(Address, NamesGoToTheResolver) {
     ENTER_PRIVATE_DEVICE();
-    // No network but the hosts file, whatever the machine has.
+    // The resolver has only the hosts file, and no network, on every machine.
     if (unshare(CLONE_NEWNET) != 0) GTEST_SKIP() << "no private network: " << strerror(errno);
     write_file("/tmp/hosts", "10.1.2.3 controller.test\n2001:db8::7 v6only.test\n");
     write_file("/tmp/nsswitch.conf", "hosts: files\n");
@@ -77,7 +77,7 @@ TEST(Address, MarksFollowTheFamily) {
     EXPECT_EQ(marks(), "0 " + zeros + " 0 " + zeros);
     fix_zero_and_all_1_ip_addr(QUILL_AF_INET6);
     EXPECT_EQ(marks(), "10 " + zeros + " 10 " + ones);
-    // Another family takes the mark away and nothing else.
+    // Another family only clears the family of the marks.
     fix_zero_and_all_1_ip_addr(1);
     EXPECT_EQ(marks(), "0 " + zeros + " 0 " + ones);
     fix_zero_and_all_1_ip_addr(QUILL_AF_INET);

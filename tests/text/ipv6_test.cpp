@@ -43,7 +43,7 @@ string read_groups(const char *text) {
     Groups groups;
     groups.fill(0xeeee);
     Groups kept = groups;
-    // Nothing is stored of what is refused.
+    // A refused text stores nothing.
     return ipv6_str_to_addr(text, groups.data()) ? hex_of(groups) : groups == kept ? "refused" : "refused, stored";
 }
 

@@ -31,7 +31,7 @@ TEST(Location, BuildsLongNames) {
     EXPECT_EQ(build({p, p, p, p}, 186), p + "." + p + "." + p);
     EXPECT_EQ(build({p, p, p, p}, 187), p + "." + p + "." + p + "." + p);
     EXPECT_EQ(build({p, p, p, p}, 0), "");
-    // Parts that fill the scratch: to its last unit with a dot, and far beyond it.
+    // Parts that fill the buffer for a part: a dot in the last place, and far more than fits.
     const std::string dot = std::string(126, 'd') + ".", dots(1000, '.');
     EXPECT_EQ(build({dot, "", "", ""}, 1024), std::string(126, 'd') + "\\....");
     EXPECT_EQ(build({std::string(500, 'd'), "", "", ""}, 1024), std::string(127, 'd') + "...");

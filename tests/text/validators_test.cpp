@@ -16,7 +16,7 @@ namespace {
 using quill::test::GermanLocale;
 using quill::test::GuardedPage;
 
-// The number, and what is printed.
+// Returns the number, and the printed text.
 std::string hex_number(const char *text, int bytes) {
     testing::internal::CaptureStdout();
     const std::string number = std::to_string(hextoint(text, bytes));
@@ -46,7 +46,7 @@ private:
     GuardedPage page_;
 };
 
-// A letter of the locale is none here.
+// A letter of the locale is not a letter here.
 TEST(Validators, ClassesAreThoseOfAsciiInEveryLocale) {
     const GermanLocale german;
     if (!german) GTEST_SKIP() << "no German locale can be made, or the C library has none";
@@ -90,7 +90,7 @@ std::string output_of(const std::string &command) {
     return output;
 }
 
-// The rule leaves these as they are, so the shell still reads them as its own.
+// Escaping leaves these characters unchanged, so the shell still interprets them.
 const std::string kUnsafe = "\t\n '";
 
 TEST(Validators, ShellGivesBackEveryByteButFour) {

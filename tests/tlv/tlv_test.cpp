@@ -47,7 +47,7 @@ void start() {
     hook_calls = 0;
 }
 
-// What reading returns, and the fields that are then set.
+// Returns the result of reading, and the fields that are then set.
 std::string reads(int length, const uint8_t *message) {
     start();
     std::string shown = std::to_string(readtlvBuffer(message, length));
@@ -59,7 +59,7 @@ std::string reads(int length, const uint8_t *message) {
     return shown;
 }
 
-// The message of the fields that are not null, where there is so much room.
+// Returns the message of the fields that are not null, packed into a buffer of a size.
 std::string packs(int room, const uint32_t *vlan, const int32_t *seen, const char *name, const uint8_t *mac) {
     static GuardedPage page;
     start();
@@ -71,7 +71,7 @@ std::string packs(int room, const uint32_t *vlan, const int32_t *seen, const cha
 
 TEST(Tlv, Cases) { expect_cases("tlv/tlv.cases", QUILL_CASE_FUNCTIONS(reads, packs)); }
 
-// Cut anywhere, with a total that is right, so that the cut is found in the record.
+// Cuts a message anywhere and corrects its total, so that the cut is found in the record.
 TEST(Tlv, SurvivesEveryTruncation) {
     const uint32_t vlan = 20;
     const int32_t seen = -2;
@@ -90,7 +90,7 @@ TEST(Tlv, SurvivesEveryTruncation) {
     }
 }
 
-// The total has 16 bits, and each record four bytes beside its content.
+// The total has 16 bits, and each record has four bytes before its content.
 TEST(Tlv, PacksNoMoreThanTheTotalCanSay) {
     static uint8_t content[2][0x8000];
     static tlv_row large[] = {{nullptr, bufhdlr, 0, "none", 0},

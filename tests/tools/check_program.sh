@@ -1,6 +1,6 @@
 #!/bin/sh
-# check_program.sh PROGRAM READELF STRIP [MOST_BYTES]: what it needs is the library and the C library, without the C++
-# one, and it is small.
+# check_program.sh PROGRAM READELF STRIP [MOST_BYTES]: the program needs only the library and the C library, not the C++
+# library, and it is small.
 set -eu
 program=$1 readelf=$2 strip=$3 most=${4-}
 needed=$("$readelf" -d "$program" |

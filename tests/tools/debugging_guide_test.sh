@@ -1,6 +1,6 @@
 #!/bin/sh
-# debugging_guide_test.sh SOURCE_DIR STATIOND QUILL CC: what docs/debugging-a-device.md shows is what gdb, the program and
-# the compiler make of it.
+# debugging_guide_test.sh SOURCE_DIR STATIOND QUILL CC: gdb, the program and the compiler print what
+# docs/debugging-a-device.md shows.
 set -u
 source=$1 stationd=$2 quill=$3 cc=$4 guide=$1/docs/debugging-a-device.md
 command -v gdb >/dev/null || { echo "skipped: no gdb"; exit 77; }

@@ -1,6 +1,6 @@
 #!/bin/sh
-# quill_device_test.sh SOURCE_DIR QUILL READ_FLASH: what it says of a device, of its flash's history as the library
-# writes it, and of a signed table, in a private device.
+# quill_device_test.sh SOURCE_DIR QUILL READ_FLASH: what quill prints of a device, of the flash history that the library
+# writes, and of a signed table, in a private device.
 set -eu
 source=$1 read_flash=$3
 PATH=${2%/*}:$source/tools:$PATH

@@ -1,6 +1,6 @@
 #!/bin/sh
-# quill_test.sh SOURCE_DIR QUILL [EMULATOR...]: every command of the program, through a pipe and on a real terminal,
-# which have to say the same. The emulator is what runs programs of the machine that it was built for.
+# quill_test.sh SOURCE_DIR QUILL [EMULATOR...]: runs every command of the program through a pipe and on a real terminal.
+# Both must print the same. The emulator runs programs of the machine that quill was built for.
 set -u
 source=$1 program=$2
 shift 2
@@ -29,8 +29,8 @@ complain() {
     echo "FAILED: $*"
 }
 
-# on_terminal COMMANDS: their screen, without the blank lines at its end, in the file screen; as it was coloured in
-# colours.
+# on_terminal COMMANDS: writes their screen, without the blank lines at its end, to the file screen, and the coloured
+# screen to the file colours.
 on_terminal() {
     printf '%s\n' "$1" >commands
     # Each has a server of its own: one whose last session has ended may still be ending.
@@ -45,7 +45,7 @@ on_terminal() {
     mv trimmed screen
 }
 
-# expect STATUS COMMAND <OUTPUT: what it says on both outputs together, and its exit status, in either place.
+# expect STATUS COMMAND <OUTPUT: expects the exit status and both outputs together, through a pipe and on a terminal.
 expect() {
     checks=$((checks + 1))
     sed 's/ *$//' >wanted
@@ -127,7 +127,7 @@ quill decode: standard input:3: offset 0: expected hexadecimal digits, two a byt
 {"line":4,"length":5,"elements":[{"offset":0,"kind":"str","length":5,"hex":"61ff"}],"damage":null}
 END_OF_OUTPUT
 
-# What no checked writer makes, and bytes that a value does not show.
+# Elements that no checked writer makes, and bytes that a value does not show.
 expect 0 "printf 'str3 \"\"\\nhex_len32\\nhex32\\n' | quill encode | quill decode --plain
 echo 0607029a0400000005 | quill decode --hex
 echo 0607029a0400000005 | quill decode --hex --json" <<'END_OF_OUTPUT'
@@ -139,7 +139,7 @@ offset  kind       length  value
 {"length":9,"elements":[{"offset":0,"kind":"s32","length":9,"value":5,"bytes":"0607029a0400000005"}],"damage":null}
 END_OF_OUTPUT
 
-# What elements are called, one name for all that are left, and messages of other elements.
+# Names of elements, one name for all further elements, and messages that have other elements.
 printf '# of events\n1: sequence, event,mac,vlan...\n00:1b:63:aa:bb:cc: mac\n' >names
 expect 1 "for names in event,kind,mac,vlan sequence,event @names; do
     quill decode --names \$names --hex '0400000001 0203 01001b63aabbcc 030014'
@@ -170,7 +170,7 @@ offset  name  kind       length  value
      0  a     u8              2  3
 quill decode: 0203: offset 2: expected b, found the end
 END_OF_OUTPUT
-# A capture, but for the time.
+# A capture, except for the time.
 expect 1 "quill decode --pcap cap --hex 0203; { head -c 24 cap; tail -c 10 cap; } | od -An -tx1
 quill decode --pcap nowhere/cap --hex 0203" <<'END_OF_OUTPUT'
 offset  kind       length  value
@@ -237,7 +237,7 @@ quill encode: standard input: offset 38: expected a number up to 255
 quill encode: standard input: offset 0: expected a JSON object
 000006c3a9f09f9880
 END_OF_OUTPUT
-# One Ctrl-D ends what is typed.
+# One Ctrl-D ends the input.
 checks=$((checks + 1))
 typing="tmux -L quill-typing-$$ -f /dev/null"
 $typing new-session -d -x 80 -y 24 "cd '$dir'; PATH='$PATH' quill decode --hex >typed; tmux -L quill-typing-$$ wait-for -S typed; sleep 100"
@@ -284,7 +284,7 @@ done" <<'END_OF_OUTPUT'
 quill listen: s:3: offset 1048576: expected the end, found more bytes
 END_OF_OUTPUT
 
-# A file at the path stays, and so does what has taken the place of the program's own socket.
+# A file at the path stays. So does a file that has replaced the program's own socket.
 expect 1 "ln -s nowhere link
 for path in message.txt link . nowhere/s \$(printf %0108d 0); do quill listen \$path; done; rm link
 quill listen s & until [ -S s ]; do sleep 0.1; done
@@ -406,7 +406,7 @@ expect 1 "echo '0009 0003 0025 68656c6c6f' | quill tlv --hex --json" <<'END_OF_O
 quill tlv: standard input: offset 4: expected 37 bytes of value, found 5 left
 END_OF_OUTPUT
 
-# A history of five transfers, and one that has gone round: records 7 to 199, 0 to 6.
+# A history of five transfers, and a full one, whose records are in the order 7 to 199, 0 to 6.
 history() { # history NEXT COUNT
     awk -v next_record="$1" -v count="$2" '
         function word(n) { printf "%c%c%c%c", 0, int(n / 65536) % 256, int(n / 256) % 256, n % 256 }
@@ -438,7 +438,7 @@ quill flash-history: message.txt: expected 16808 bytes, found $(wc -c <message.t
 quill flash-history: cannot open nowhere: No such file or directory
 END_OF_OUTPUT
 
-# It goes on with what is written later, as the library writes it: first which record comes next, then the record.
+# --follow also shows later transfers. The library first writes the number of the next record, and then the record.
 LC_ALL=C history 2 2 >growing
 true >followed
 quill flash-history --follow --json growing >followed &
@@ -622,12 +622,12 @@ END_OF_OUTPUT
 
 # --- habits
 
-# A message is written to no terminal.
+# A message is not written to a terminal.
 on_terminal 'quill encode message.txt; echo status $?'
 grep -q 'a message is not for a terminal' screen && grep -qx 'status 2' screen ||
     complain "quill encode writes to a terminal"
 
-# What a message hides in a text reaches no terminal.
+# Control characters in a text do not reach the terminal.
 printf '\000\000\005\033[31m' >hostile
 expect 0 "quill decode hostile" <<'END_OF_OUTPUT'
 offset  kind       length  value
@@ -649,7 +649,7 @@ is_coloured colours || complain "no colours on a terminal"
 on_terminal 'NO_COLOR=1 quill decode message; NO_COLOR=1 quill foo; TERM=dumb quill decode message'
 ! is_coloured colours || complain "colours although they are disabled"
 
-# Each command explains itself, with an example that is one of its own.
+# Each command has a help text with an example of that command.
 for command in $(quill --help | sed -n 's/^  \([a-z][a-z0-9-]*\) .*/\1/p'); do
     quill "$command" --help >help && quill help "$command" | cmp -s - help || complain "quill $command --help"
     grep -q "^usage: quill $command" help || complain "quill $command --help has no usage"
@@ -693,7 +693,7 @@ END_OF_OUTPUT
 [ ! -w /dev/full ] || { ! quill vlan 1 >/dev/full 2>err && grep -q 'cannot write' err; } ||
     complain "a full disk is not told"
 
-# Completion in the shells that are here, and the manual page, say what the program says.
+# Completion in the installed shells, and the manual page, agree with the help texts.
 mkdir nothing
 complete_in() { # complete_in SHELL LINE: the choices for the line's last word
     case $1 in
@@ -715,7 +715,7 @@ done
 "$source/tools/quill/make-manual" quill | diff "$source/tools/quill/quill.1" - ||
     complain "tools/quill/quill.1 is old; tools/quill/make-manual says how it is renewed"
 
-# What the README shows.
+# The examples of the README.
 sed -n '/^## On the command line/,/^## A/s/^    //p' "$source/README.md" >shown
 sed -n 's/^\$ //p' shown >commands
 [ -s commands ] || complain "the README shows no command"

@@ -1,4 +1,4 @@
-/* A program of another project: a message there and back, and what it says kept in a table. */
+/* A program of another project: writes and reads a message, and keeps its value in a table. */
 #include <quill/hash_keyed.h>
 #include <quill/sxdr.h>
 #include <stdint.h>

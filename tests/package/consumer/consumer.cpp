@@ -1,4 +1,4 @@
-// A program of another project, in C++: a set of the library's in an owner of the standard library's.
+// A program of another project, in C++: a VLAN set in a std::unique_ptr.
 #include <quill/vmap.h>
 
 #include <cstdlib>
