@@ -7,13 +7,13 @@
  *
  *     function           buffers  a result lasts until
  *     mac_to_str         64       the 64th call after it
- *     ip_to_str          10       the 10th
- *     quill_ip_to_str    8        the 8th, quill_ipv6_to_str counted too
+ *     ip_to_str          10       the 10th call after it
+ *     quill_ip_to_str    8        the 8th call after it, of this function or of quill_ipv6_to_str
  *     ip_to_str2         1        the next
  *     str_to_mac         1        the next
  *
- * Rings belong to the process and have no lock. Use them from one thread, or where it does no harm when another thread
- * sometimes overwrites a text. Texts are the same in every locale. */
+ * Rings belong to the process and have no lock. Use these functions from one thread, or where a text that another
+ * thread sometimes overwrites does no harm. Texts are the same in every locale. */
 #ifndef QUILL_ADDRESS_H
 #define QUILL_ADDRESS_H
 
@@ -33,7 +33,7 @@ enum {
 
 /* mac_to_str_r writes mac as 00:1a:2b:3c:4d:5e into dst (QUILL_MAC_STR_SIZE bytes) and returns dst. Digits are in upper
  * case when upper is not 0. mac_to_str_w_options puts delim between the bytes, and nothing when delim is 0.
- * mac_to_str_no_delemit is the same with a delim of 0: QUILL_MAC_STR_PLAIN_SIZE bytes suffice. A null mac gives
+ * mac_to_str_no_delemit does the same with a delim of 0: QUILL_MAC_STR_PLAIN_SIZE bytes are enough. A null mac gives
  * UNKNOWN. Reentrant. */
 QUILL_API char *mac_to_str_r(const uint8_t *mac, char *dst, int upper);
 QUILL_API char *mac_to_str_w_options(const uint8_t *mac, char *dst, int upper, char delim);
@@ -68,8 +68,9 @@ QUILL_API int valid_mac_range(int c);
 
 /* --- IPv4 addresses: a word in network order, as in_addr.s_addr */
 
-/* str_to_ip is the C library's inet_addr (POSIX): the address, or 0xffffffff for bad text and for 255.255.255.255. It
- * also reads the forms with fewer than four numbers, and octal and hexadecimal ones: "010.1" is 8.0.0.1. Reentrant. */
+/* str_to_ip does what the C library's inet_addr (POSIX) does. It returns the address, or 0xffffffff for bad text and
+ * for 255.255.255.255. It also reads texts with fewer than four numbers, and octal and hexadecimal numbers: "010.1" is
+ * 8.0.0.1. Reentrant. */
 QUILL_API uint32_t str_to_ip(const char *text);
 
 /* ip_to_str returns text such as 10.0.0.1 in the next buffer of its ring. ip_to_str2 returns it in its one buffer. */
@@ -77,7 +78,8 @@ QUILL_API char *ip_to_str(uint32_t ip);
 QUILL_API char *ip_to_str2(uint32_t ip);
 
 /* is_unicast_ipaddr returns 0 for 0.0.0.0, for 127.x.x.x, for 224.0.0.0 to 239.255.255.255 (multicast) and for every
- * 255.x.x.x; else 1, class E (240 to 254) included. Reentrant. Compatibility: programs rely on all of 255.x.x.x. */
+ * 255.x.x.x. It returns 1 for all other addresses, also those of class E (240 to 254). Reentrant. Compatibility:
+ * programs rely on the result for all of 255.x.x.x. */
 QUILL_API int is_unicast_ipaddr(uint32_t ip);
 
 /* --- addresses of either family */
@@ -93,8 +95,8 @@ QUILL_API char *quill_inet_ntop(ip_af_addr addr, char *buf);
  * looked up. Reentrant. Compatibility: programs print addresses without a family. */
 QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);
 
-/* quill_ip_to_str is quill_ip_to_str_r into the next buffer of the ring. quill_ipv6_to_str does the same for the 16
- * bytes of an IPv6 address. */
+/* quill_ip_to_str does what quill_ip_to_str_r does, with the next buffer of the ring. quill_ipv6_to_str does the same
+ * for the 16 bytes of an IPv6 address. */
 QUILL_API char *quill_ip_to_str(ip_af_addr addr);
 QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
 
@@ -104,17 +106,17 @@ QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
  *
  * Plain numeric text is converted within the process. Any other text goes to the C library's resolver (getaddrinfo, RFC
  * 3493). The resolver reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped). It then queries the
- * hosts file and name servers, which can take seconds. The first address that the resolver returns counts.
+ * hosts file and name servers, which can take seconds. The function uses the first address that the resolver returns.
  *
  * Returns 0 with *out unchanged when text names no address, and when either pointer is null. Returns 0 with only the
  * family stored when the first address is of another family. The function is as thread-safe as getaddrinfo.
  * Compatibility: programs pass empty fields to it. */
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
-/* validate_and_assign_ip_addr is quill_inet_pton for numeric text as inet_pton (POSIX) reads it. Host names are
- * refused, and nothing is looked up. Returns 1, or 0 with *out unchanged. The empty text zeroes *out and returns 0,
- * unlike in quill_inet_pton. Null pointers give 0. Reentrant. Compatibility: callers treat an empty field as refused.
- */
+/* validate_and_assign_ip_addr does what quill_inet_pton does, for numeric text that inet_pton (POSIX) reads. Host names
+ * are refused, and nothing is looked up. Returns 1, or 0 with *out unchanged. For the empty text it zeroes *out and
+ * returns 0, unlike quill_inet_pton. Null pointers give 0. Reentrant. Compatibility: callers treat an empty field as
+ * refused. */
 QUILL_API int validate_and_assign_ip_addr(const char *text, ip_af_addr *out);
 
 /* --- well-known addresses */
@@ -130,16 +132,16 @@ QUILL_API extern ip_af_addr zero_ip_addr;
 QUILL_API extern ip_af_addr all_1_ip_addr;
 
 /* fix_zero_and_all_1_ip_addr sets zero_ip_addr and all_1_ip_addr to 0.0.0.0 and 255.255.255.255 for QUILL_AF_INET, and
- * to the all-zero and all-one IPv6 address for QUILL_AF_INET6. Any other family only sets their family to 0. Call it
- * once at the start of a process, before other threads run. */
+ * to the all-zero and all-one IPv6 address for QUILL_AF_INET6. For any other family it only sets the family of both
+ * addresses to 0. Call it once at the start of a process, before other threads run. */
 QUILL_API void fix_zero_and_all_1_ip_addr(int family);
 
 /* --- arithmetic on address words
  *
  * The functions compute with 32-bit words as they are given and swap no bytes. On the device network and host order are
- * the same. The two prefixes only mark what a caller mixes: nh_ a network and a host word, nn_ two network words. The
- * functions whose names end in s cut the result to 16 bits. The exceptions nh_ands and nn_ands are the same as nh_andl
- * and nn_andl. Reentrant. */
+ * the same. The two prefixes only mark what a caller combines: nh_ a network word with a host word, nn_ two network
+ * words. The functions whose names end in s cut the result to 16 bits. The exceptions nh_ands and nn_ands are the same
+ * as nh_andl and nn_andl. Reentrant. */
 QUILL_API uint32_t nh_addl(uint32_t a, uint32_t b); /* a + b, wrapping */
 QUILL_API uint32_t nn_addl(uint32_t a, uint32_t b);
 QUILL_API uint32_t nh_subl(uint32_t a, uint32_t b); /* a - b, wrapping */

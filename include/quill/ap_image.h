@@ -1,5 +1,5 @@
-/* quill/ap_image.h: the files that access point software comes in, one for each family of processors, and which of them
- * may be used.
+/* quill/ap_image.h: the files of access point software, one for each family of processors, and which of these files may
+ * be used.
  *
  *     type    file                    in the full set
  *     7       mips64.qim              no
@@ -13,8 +13,7 @@
  *     43      e5500.qim               yes
  *     48      ipq40xx.qim             yes
  *
- * All functions are reentrant. Texts are borrowed, constant, and last as long as the process.
- */
+ * All functions are reentrant. Texts are borrowed, constant, and last as long as the process. */
 #ifndef QUILL_AP_IMAGE_H
 #define QUILL_AP_IMAGE_H
 
@@ -35,8 +34,8 @@ QUILL_API void ap_get_all_image_filenames(void (*callback)(const char *filename)
 QUILL_API int isImgCompatWithCPU(void);
 
 /* isImgCompatWithCfg returns 1 when version a1.a2 is above 3.1, or when version a5.a6 is not above 3.1; else 0.
- * Versions are compared by major, then minor number. The callers agree on which of the two is the image's and which the
- * configuration's. a3 and a4 do not matter. */
+ * Versions are compared by major, then minor number. The callers define which of the two versions belongs to the image,
+ * and which to the configuration. a3 and a4 have no effect. */
 QUILL_API int isImgCompatWithCfg(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, uint32_t a6);
 
 QUILL_END_DECLS

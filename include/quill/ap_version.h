@@ -8,8 +8,8 @@
  *     8.10.0.0-rc                   a quad and a suffix
  *     8.10.0.0-8.10.0.5_12345       two quads and a suffix
  *
- * Numbers are read as the C library's "%d" does: spaces and a sign may precede each, except right after the hyphen.
- * Values outside int32_t are clamped. All comparisons are signed.
+ * Numbers are read as the C library's "%d" reads them: spaces and a sign may precede each number, except right after
+ * the hyphen. Values outside int32_t are clamped. All comparisons are signed.
  *
  * All functions but get_os_version are reentrant. */
 #ifndef QUILL_AP_VERSION_H
@@ -19,8 +19,9 @@
 
 QUILL_BEGIN_DECLS
 
-/* ap_version_format cuts the suffix off source, in place, and copies what mode selects to output. output has size bytes
- * with the NUL, and must not overlap source. The copy is cut to it, and a size of 0 writes nothing. Returns output.
+/* ap_version_format cuts the suffix off source, in place, and copies to output what mode selects. output has size bytes
+ * with the NUL, and must not overlap source. The copy is cut to size bytes, and a size of 0 writes nothing. Returns
+ * output.
  *
  *     mode                           0           1                      any other
  *     8.10.0.0-8.10.0.5_12345        8.10.0.5    8.10.0.0-8.10.0.5      nothing is written
@@ -34,17 +35,17 @@ QUILL_API char *ap_version_format(char *source, char *output, uint32_t size, int
 /* match_ap_version reads a version into parsed: the first quad into parsed[0] to [3], the second into [4] to [7].
  * Returns 8 for two quads, and 4 for one, whatever follows it. Returns 0 for any other text, and for null.
  *
- * Set parsed to zero first: numbers that are not read keep what they were. Numbers before the point where text stops
- * being a version are stored even when the result is 0. Only the first 128 characters of text are read, and the first
- * 31 of each quad. */
+ * Set parsed to zero first: an element whose number is not read keeps its old value. Numbers before the point where
+ * text stops being a version are stored even when the result is 0. Only the first 128 characters of text are read, and
+ * the first 31 of each quad. */
 QUILL_API int match_ap_version(const char *text, int32_t parsed[8]);
 
 /* compare_r_version_with_c_version compares the versions r and c, and stores what match_ap_version returns for each.
  * Returns 1 when c is the newer one, -1 when it is the older one, 0 when they are equal.
  *
  * When both versions have a second quad, only the second quads are compared: the versions can be equal although the
- * first quads differ. All other versions are compared by the first quad. It also returns 1 when a text is not a
- * version, or null; with a null text it stores nothing.
+ * first quads differ. All other versions are compared by the first quad. The function also returns 1 when a text is not
+ * a version, or is null. With a null text it stores nothing.
  *
  *     r                  c                  result
  *     6.4.0.0            6.5.0.0-8.0.0.0    1

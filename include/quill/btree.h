@@ -1,12 +1,12 @@
 /* quill/btree.h: a plain binary search tree like that of the C library's tsearch: the simplest structure for a small
  * set.
  *
- * A tree is one pointer of yours to its root, null when empty. Each call gets the comparison. Nodes are small heap
- * records that hold your key pointer. Keys are never copied or freed.
+ * A tree is one pointer in your program to its root, or null for an empty tree. Each call gets the comparison. Nodes
+ * are small heap records that hold your key pointer. Keys are never copied or freed.
  *
  * Cost: one heap block per key, of 12 bytes on the device and 24 on a 64-bit host. The tree is not balanced. Search,
- * insertion and deletion walk down one branch. This is about 2 ln(n) levels for keys that come in random order (14 for
- * 1,000), but n levels for sorted keys. For sorted keys and for large sets, use quill/rbtree.h or quill/savl.h.
+ * insertion and deletion walk down one branch. A branch has about 2 ln(n) levels for keys that come in random order (14
+ * for 1,000), but n levels for sorted keys. For sorted keys and for large sets, use quill/rbtree.h or quill/savl.h.
  *
  * btree_search, btree_find and btree_delete take the address of your root pointer, and return null when that address is
  * null. btree_walk and btree_next take the pointer itself, null for an empty tree.
@@ -31,7 +31,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* btree is a node, made and freed by the tree. Its fields are for reading. */
+/* btree is a node, made and freed by the tree. A program may read its fields, but not change them. */
 typedef struct btree btree;
 struct btree {
     void *key;    /* borrowed: the program's object */
@@ -40,8 +40,8 @@ struct btree {
 };
 
 /* btree_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). In
- * btree_search, btree_find and btree_delete, a is the given key and b one in the tree. In btree_next it is the other
- * way round. So swapping a and b must swap the sign. */
+ * btree_search, btree_find and btree_delete, a is the given key and b one in the tree. In btree_next, a is the key in
+ * the tree and b the given key. So swapping a and b must swap the sign. */
 typedef int (*btree_comparison)(const void *a, const void *b);
 
 /* btree_search returns the node whose key is equal to key. When the key is absent, it inserts a new leaf with key
@@ -62,9 +62,9 @@ QUILL_API btree *btree_delete(const void *key, btree **root, btree_comparison co
 typedef void (*btree_action)(const btree *node, int visit, int depth);
 
 /* btree_walk calls action for the visits of each node under root: at QUILL_POSTORDER and QUILL_LEAF the keys come in
- * ascending order. The action must not change the tree. Does nothing when root or action is null. It works on any
- * height. Beyond 64 levels it stores the path back on the heap, one pointer per level. It uses the stack only when the
- * heap is exhausted. */
+ * ascending order. The action must not change the tree. Does nothing when root or action is null. The walk works for a
+ * tree of any height. Beyond 64 levels it stores the path back on the heap, one pointer per level. It uses the stack
+ * only when the heap is exhausted. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
 /* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the

@@ -1,6 +1,6 @@
 /* quill/cell_profiles.h: the USB cellular modems that are supported out of the box. The cellular connection manager
- * recognises a modem in this table and takes its defaults from it. That program defines what the codes and words mean.
- * The records are constants, which any thread may read. */
+ * recognises a modem by this table, and takes the modem's defaults from the table. That program defines what the codes
+ * and words mean. The records are constants, which any thread may read. */
 #ifndef QUILL_CELL_PROFILES_H
 #define QUILL_CELL_PROFILES_H
 
@@ -8,17 +8,17 @@
 
 QUILL_BEGIN_DECLS
 
-/* What a record is. */
+/* These codes give the kind of a record. */
 enum {
     CELL_PROFILE_MODEM = 101,
-    CELL_PROFILE_MASS_STORAGE = 105, /* a modem that still shows itself as a CD drive with its drivers */
+    CELL_PROFILE_MASS_STORAGE = 105, /* a modem that still appears as a CD drive with its drivers */
     CELL_PROFILE_END = 111           /* the last record; all its other fields are empty */
 };
 
 /* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers
  * are in the host's byte order. */
 typedef struct cell_profile {
-    char name[64];            /* of the modem, as people know it */
+    char name[64];            /* the name under which people know the modem */
     uint32_t vendor;          /* of the USB device */
     uint32_t product;         /* of the USB device */
     uint8_t reserved1[128];   /* 0 */
@@ -37,7 +37,7 @@ typedef struct cell_profile {
 
 enum { CELL_PROFILES = 15 }; /* number of records, with the one that ends them */
 
-/* def_cell_profiles has the records; read it to its end, or to the record CELL_PROFILE_END.
+/* def_cell_profiles contains the records. Read it to its end, or to the record CELL_PROFILE_END.
  *
  *     for (const cell_profile *p = def_cell_profiles; p->code != CELL_PROFILE_END; p++)
  *         if (p->vendor == vendor && p->product == product) return p; */

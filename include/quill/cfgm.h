@@ -6,7 +6,7 @@
  *     command line and upgrade           semaphore with key 82208220         init_cli_upgrade_sem
  *     database backup                    semaphore with key 13221324         dbbk_init_sem
  *     controller id                      "/tmp/cfgmContId", "%d", no line end, mode 0644
- *     global configuration enabled       "/flash/cfgmGlobalConfigEnable", empty, there or not
+ *     global configuration enabled       "/flash/cfgmGlobalConfigEnable", an empty file, present or absent
  *
  *     int semaphore = init_cli_cfgm_sem();
  *     int id = incCfgmControllerId(semaphore);
@@ -16,14 +16,14 @@
  * semaphore, the semaphore stays taken until a restart, or until another process frees it. Compatibility: the change
  * that a program protects may be incomplete when the program dies.
  *
- * A file that cannot be opened is fatal. So is a link, and anything else that is not a regular file (see
+ * A file that cannot be opened is fatal. A link, or anything else that is not a regular file, is fatal too (see
  * docs/trust.md). The process then frees the semaphore that the call has taken, and ends by exit without a message. Its
  * parent sees the status modulo 256:
  *
  *     exit   seen   what
  *     666    154    "/tmp/cfgmContId" cannot be opened for reading or writing
  *     777    9      "/flash/cfgmGlobalConfigEnable" cannot be made
- *     778    10     "/flash/cfgmGlobalConfigEnable" is there and cannot be removed
+ *     778    10     "/flash/cfgmGlobalConfigEnable" exists and cannot be removed
  *
  * All functions may be called from several threads. The semaphores exclude threads in the same way as processes. The
  * functions defer thread cancellation while they hold a semaphore or a file, but not while they wait for a semaphore.
@@ -37,8 +37,8 @@ QUILL_BEGIN_DECLS
 
 /* --- semaphores */
 
-/* These return the id of their semaphore, or -1 with errno. A new semaphore is free. An existing one keeps its state
- * and may be taken. */
+/* init_cli_cfgm_sem, init_cli_upgrade_sem and dbbk_init_sem return the id of their semaphore, or -1 with errno. A new
+ * semaphore is free. An existing one keeps its state and may be taken. */
 QUILL_API int init_cli_cfgm_sem(void);
 QUILL_API int init_cli_upgrade_sem(void);
 QUILL_API int dbbk_init_sem(void);
@@ -51,16 +51,16 @@ QUILL_API int cli_cfgm_sem_give(int semaphore);
 
 /* --- the controller id */
 
-/* checkAndCreateControllerId returns 1 when there is an id. Otherwise it stores the id 0 and returns 0. */
+/* checkAndCreateControllerId returns 1 when an id exists. Otherwise it stores the id 0 and returns 0. */
 QUILL_API int checkAndCreateControllerId(void);
 
 /* getCfgmControllerId returns the id. Without an id it stores 0 and returns that. It takes no semaphore. A file without
  * a number, or one that another process is just making, gives 0. */
 QUILL_API int getCfgmControllerId(void);
 
-/* incCfgmControllerId adds one to the id under a semaphore and returns it. The first id is 0: when there is no id yet,
- * it stores 0 and adds nothing. It also returns 0 when the semaphore cannot be taken or given. Compatibility: 0 is the
- * first id that programs hand out. */
+/* incCfgmControllerId adds one to the id under a semaphore and returns the new id. The first id is 0: when there is no
+ * id yet, it stores 0 and adds nothing. It also returns 0 when the semaphore cannot be taken or given. Compatibility: 0
+ * is the first id that programs hand out. */
 QUILL_API int incCfgmControllerId(int semaphore);
 
 /* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when the semaphore cannot be taken or given. When

@@ -13,18 +13,19 @@
  *     int status = execute_command_status_no_io(show, "/flash/links", NULL);
  *     if (status >= 0 && WIFEXITED(status)) ...WEXITSTATUS(status)
  *
- * "The shell" is "/bin/sh -c COMMAND". The caller must quote text in a command that comes from others. "Itself" means
- * that the command's first word is the program, with a slash or looked up on PATH. The other words are its arguments.
- * Only blanks separate words. A run of blanks is one separator, and blanks at the end are ignored. A blank at the start
- * makes an empty first word, which is not a program. Tabs, quotes and backslashes have no meaning.
+ * "The shell" is "/bin/sh -c COMMAND". When a command contains text that comes from others, the caller must quote that
+ * text. "Itself" means that the command's first word is the program: a path with a slash, or a name that is looked up
+ * on PATH. The other words are its arguments. Only blanks separate words. A run of blanks is one separator, and blanks
+ * at the end are ignored. A blank at the start makes an empty first word, which is not a program. Tabs, quotes and
+ * backslashes have no meaning.
  *
- * Children have umask 022. Everything else is the caller's: descriptors that are not close-on-exec, environment,
- * working directory, blocked and ignored signals. Handlers become default actions.
+ * Children have umask 022. Children inherit everything else from the caller: descriptors that are not close-on-exec,
+ * environment, working directory, blocked and ignored signals. A signal with a handler gets its default action.
  *
- * A file for output is made with mode 0664 (0644 under that umask), and truncated if it exists. Where it cannot be
- * opened, the command runs with that descriptor closed. The child opens the file before the program runs. Until the
- * program runs, the calling thread waits and takes no signals. So a path whose opening blocks, such as a FIFO without a
- * reader or a serial line without carrier, delays the caller.
+ * A file for output is made with mode 0664 (0644 under that umask), and truncated if it exists. When the file cannot be
+ * opened, the command runs with the descriptor for that output closed. The child opens the file before the program
+ * runs. Until the program runs, the calling thread waits and takes no signals. So a path whose opening blocks, such as
+ * a FIFO without a reader or a serial line without carrier, delays the caller.
  *
  * All functions may be called from several threads at once. Each call waits for its own child. No descriptor of one
  * call is ever open in the command of another. Except in execute_command_status_no_io_nowait, the process is not
@@ -32,8 +33,8 @@
  * memory. The calls are not cancellation points: a cancelled thread first finishes its call. They are not for signal
  * handlers.
  *
- * In a process that ignores SIGCHLD commands run, but their results are those of a failed wait. A handler without
- * SA_RESTART that interrupts the wait has the same effect. The caller must then wait for the child itself. */
+ * In a process that ignores SIGCHLD, commands run, but their results are those of a failed wait. A handler without
+ * SA_RESTART that interrupts the wait has the same effect. The caller itself must then wait for the child. */
 #ifndef QUILL_COMMAND_H
 #define QUILL_COMMAND_H
 
@@ -42,8 +43,9 @@
 QUILL_BEGIN_DECLS
 
 /* execute_command runs a command by the shell and waits for it. Returns 1, whatever the command's status is. Returns 0
- * when it could not be started (errno: no descriptors, memory or processes left). The command's standard output is a
- * pipe without a reader, so a command that writes to it gets SIGPIPE. Add ">/dev/null" to a command with output. */
+ * when the command could not be started (errno: no descriptors, memory or processes left). The command's standard
+ * output is a pipe without a reader, so a command that writes to it gets SIGPIPE. Add ">/dev/null" to a command with
+ * output. */
 QUILL_API int execute_command(const char *command);
 
 /* execute_command_status does what execute_command does and returns the status: `exit 3` gives 0x300. Returns -1 with
@@ -52,8 +54,8 @@ QUILL_API int execute_command(const char *command);
 QUILL_API int execute_command_status(const char *command);
 
 /* execute_command_status_no_io runs a program without a shell, waits for it and returns its status. Returns -1 with
- * errno when it could not be started or waited for. The result is exit code 1 (0x100) when a program is not found, when
- * memory for the words runs out, and for a null command.
+ * errno when the program could not be started or waited for. The result is exit code 1 (0x100) when a program is not
+ * found, when memory for the words runs out, and for a null command.
  *
  * output and errors are the files for standard output and standard error; each may be null. An empty name cannot be
  * opened. The same name twice gives two writers that overwrite each other. command is only read. */
@@ -62,15 +64,15 @@ QUILL_API int execute_command_status_no_io(char *command, const char *output, co
 /* execute_command_no_io runs a program in the same way, with the caller's output. It returns 1 for status 0, else 0. */
 QUILL_API int execute_command_no_io(char *command);
 
-/* execute_command_status_no_io_nowait starts a command by the shell and returns while it runs. A detached process of
- * the library waits for it, and reports its end:
+/* execute_command_status_no_io_nowait starts a command by the shell and returns while the command runs. A detached
+ * process of the library waits for the command, and reports its end:
  *
  *     output, errors       null or empty: the caller's; else a file
  *     status_file          null, or a file for the command's state: "1\n" while it runs, then "3\n" if it ended with
  *                          status 0, else "2\n". Its mode is 0666 under umask 022. The detached process writes the
  *                          file, perhaps after the call has returned: remove an old file before the call. If the file
- *                          cannot be made, the command is not run. On a full file system it may stay empty. If the
- *                          detached process is killed, the file keeps its content.
+ *                          cannot be made, the command is not run. On a full file system the file may stay empty. If
+ *                          the detached process is killed, the file keeps its content.
  *     delete_on_success    null, or a file that is removed when the command ended with status 0, before the "3\n"
  *
  * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.
@@ -81,8 +83,8 @@ QUILL_API int execute_command_no_io(char *command);
  * its value before the call, and call _exit in the copy.
  *
  * The call forks the whole process, so its cost grows with the process's memory. Handlers of pthread_atfork run, and
- * signals to the new processes run the program's signal handlers. Nothing else of the program runs there: neither exit
- * handlers nor the output of stdio buffers. */
+ * signals to the new processes run the program's signal handlers. Nothing else of the program runs in the new
+ * processes: no exit handlers run, and stdio buffers are not written. */
 QUILL_API int execute_command_status_no_io_nowait(const char *command, const char *output, const char *errors,
                                                   const char *status_file, const char *delete_on_success);
 
@@ -100,7 +102,7 @@ QUILL_API int execute_command_proc(int character, const char *path);
 
 /* cp_file_to_from copies a file; the destination comes first. The destination must not exist (EEXIST) and gets mode
  * 0666 under the caller's umask. Returns 1, or 0 with errno. On failure the bytes copied so far stay, and a destination
- * that existed before the call is unchanged. A read is not repeated after a signal (EINTR), a write is.
+ * that existed before the call is unchanged. After a signal, a read is not repeated (EINTR), but a write is.
  *
  * When closing the destination fails, as it may on network file systems, the caller's descriptor 0 is closed as well.
  * Compatibility: daemons have /dev/null there; a program that reads standard input opens it again. */

@@ -11,7 +11,7 @@
  * LOG_ERR through quill/syslog.h. All component logs of a process share its one connection. The name and facility of
  * the log created last apply to all logs. The first log that is destroyed closes the connection for all.
  *
- * Several threads may log: records of the system log are never mixed, lines on standard error may be. */
+ * Several threads may log. Records of the system log are never mixed, but lines on standard error may be mixed. */
 #ifndef QUILL_COMPONENT_LOG_H
 #define QUILL_COMPONENT_LOG_H
 
@@ -33,13 +33,13 @@ enum {
 /* LogHandle is a component's log. The library makes it; a program may change the thresholds. */
 typedef struct LogHandle {
     int32_t reserved;     /* 0 */
-    int32_t stderr_level; /* threshold of standard error, and */
-    int32_t syslog_level; /* of the system log */
-    char name[32];        /* the component's, cut to 30 characters */
+    int32_t stderr_level; /* the threshold of standard error */
+    int32_t syslog_level; /* the threshold of the system log */
+    char name[32];        /* the component's name, cut to 30 characters */
 } LogHandle;
 
 /* CreateLog returns a new log, to be released with DestroyLog. Returns null when memory runs out, and then nothing has
- * changed. It calls openlog(name, 0, facility). name (kept) must live as long as anything in the process logs. facility
+ * changed. It calls openlog(name, 0, facility). name (kept) must live as long as any part of the process logs. facility
  * is as in quill/syslog.h (LOG_DAEMON, …; 0 for the default). Records have no process id. ignored has no meaning.
  *
  * When the process has logged before, the next message to the system log is lost (see openlog): create all logs before
@@ -50,8 +50,8 @@ QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *n
  * the name "syslog", with the default facility and mask. */
 QUILL_API void DestroyLog(LogHandle *log);
 
-/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it). It goes to standard
- * error as the line "NAME: MESSAGE", which is flushed, and to the system log. In the system log, a level below
+/* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it). The message goes to
+ * standard error as the line "NAME: MESSAGE", which is flushed, and to the system log. In the system log, a level below
  * QUILL_LEVEL_CRITICAL counts as QUILL_LEVEL_CRITICAL, and a level above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG.
  * Failures are not reported, and errno is unchanged. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));

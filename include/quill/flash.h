@@ -10,8 +10,8 @@
  * Flash transfers of all processes run one at a time. A transfer takes an advisory lock of the device (flock, shared
  * for reads, exclusive for writes). It then takes a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer
  * that cannot take them continues without them. A process that dies in a transfer, also by SIGKILL, releases both. The
- * exception is when another of its threads has forked or run another program during the transfer. The new process then
- * keeps the lock, and the new program keeps the semaphore.
+ * exception is a process in which another thread has forked or run another program during the transfer. The new process
+ * then keeps the lock, and the new program keeps the semaphore.
  *
  * Every transfer is recorded in a history that outlives the process. A crash or worn flash can thus be traced to the
  * process that caused it. The history is the file "/tmp/flashophist", a quill_flash_history. The oldest record is
@@ -22,14 +22,14 @@
  * A file that is not such a history does not stop a transfer, and nothing is written outside of it:
  *
  *     the file                                        what happens
- *     is too short                                    it grows to its size
+ *     is too short                                    it grows to the size of a history
  *     is too long                                     the part after the history is left alone
  *     has another capacity                            all of it is zeroed and starts again
- *     has a capacity of 0                             another process is just making it: it is only filled in
+ *     has a capacity of 0                             another process is just making it: only its capacity is set
  *     has a next record beyond the capacity           the next record counts as 0
  *     cannot be opened, mapped or given its memory    transfers go on without a history, and each next one tries again
  *     is a link, or other users may change it         it is not opened
- *     has a second name                               it is left to that name, and a new one starts (docs/trust.md)
+ *     has a second name                               it keeps only that name, and a new one starts (docs/trust.md)
  *
  * Transfers may run in several threads. A signal does not let a transfer start before its turn. Thread cancellation is
  * deferred until the transfer ends. The name of the flash device belongs to the process and has no lock: set it before
@@ -45,22 +45,22 @@ QUILL_BEGIN_DECLS
 enum {
     QUILL_FLASH_NAME_SIZE = 128,         /* bytes of the flash device's name, with its NUL */
     QUILL_FLASH_HISTORY_SIZE = 16808,    /* bytes of the history */
-    QUILL_FLASH_HISTORY_RECORDS = 200,   /* which hold this many records */
-    QUILL_FLASH_HISTORY_RECORD_SIZE = 84 /* of this many bytes */
+    QUILL_FLASH_HISTORY_RECORDS = 200,   /* records in the history */
+    QUILL_FLASH_HISTORY_RECORD_SIZE = 84 /* bytes of one record */
 };
 
-/* The history, in its file and in memory. All numbers are big-endian. */
+/* quill_flash_record is one record of the history, in its file and in memory. All numbers are big-endian. */
 typedef struct quill_flash_record {
     uint8_t when[4];         /* seconds since boot */
-    uint8_t offset[4];       /* of the transfer, in the flash */
+    uint8_t offset[4];       /* the transfer's offset in the flash */
     uint8_t operation[4];    /* 1 read, 0 write */
-    uint8_t length[4];       /* as requested */
-    uint8_t milliseconds[4]; /* that the whole call took */
-    char process[32];        /* "name[pid]" of the process that made it, or "unknown" */
-    char parent[32];         /* the same of that process's parent */
+    uint8_t length[4];       /* the length that was requested */
+    uint8_t milliseconds[4]; /* the duration of the whole call */
+    char process[32];        /* "name[pid]" of the process that made the transfer, or "unknown" */
+    char parent[32];         /* the same for that process's parent */
 } quill_flash_record;
 
-/* The whole history. */
+/* quill_flash_history is the whole history. */
 typedef struct quill_flash_history {
     uint8_t capacity[4];                                     /* QUILL_FLASH_HISTORY_RECORDS */
     uint8_t next[4];                                         /* the record that is written next, 0 to 199 */
@@ -92,8 +92,8 @@ QUILL_API int ReadSamMachType(uint8_t *buffer);
 
 /* --- the flash partition */
 
-/* set_ap_flash_dev_name sets the device of later transfers, "/dev/mtd0" at first, and returns the length of device. A
- * name that does not fit QUILL_FLASH_NAME_SIZE with its NUL is cut. */
+/* set_ap_flash_dev_name sets the device of later transfers and returns the length of device. At first, the device is
+ * "/dev/mtd0". A name that does not fit QUILL_FLASH_NAME_SIZE with its NUL is cut. */
 QUILL_API size_t set_ap_flash_dev_name(const char *device);
 
 /* get_ap_flash_dev_name returns the name itself (borrowed), not a copy. The text changes when another name is set. */
@@ -104,16 +104,17 @@ QUILL_API char *get_ap_flash_dev_name(void);
  *
  *     result  when
  *     0       the call transferred some or all bytes (the result does not say how many)
- *     0       it transferred none; without a record in the history
- *     -1      it failed; without a record in the history
- *     -1      the device cannot be opened or the offset reached, or the semaphore is missing; with a message */
+ *     0       it transferred no bytes; the history gets no record
+ *     -1      it failed; the history gets no record
+ *     -1      the device cannot be opened, or the offset cannot be reached, or the semaphore is missing; with a message
+ */
 QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char *device);
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);
 
 /* flash_ophist_init maps the history, and makes the file if it is missing. Returns its QUILL_FLASH_HISTORY_SIZE bytes,
- * borrowed until the process ends: the same address at every call. Returns null when it cannot. Transfers call this
- * function themselves. The descriptor and the mapping are then kept. When a process shortens the file while it is
- * mapped, the processes that write to the history are ended. */
+ * borrowed until the process ends: the same address at every call. Returns null when that fails. Transfers call this
+ * function themselves. After a success, the function keeps the descriptor and the mapping. When a process shortens the
+ * file while it is mapped, the processes that write to the history are ended. */
 QUILL_API void *flash_ophist_init(void);
 
 /* tpm_hw_init returns its argument: this platform has no such chip. */

@@ -3,8 +3,8 @@
  * The tables are for the small maps of a daemon: usage counts, sessions, handles. The bucket count is chosen at
  * creation and never changes. A new element goes to the front of its chain without a walk. Records and elements come
  * from two fixed-size object pools of the process ("sHash": 1,000 tables, "sHashElem": 100,000 elements over all
- * tables). So thousands of small elements do not fragment the heap. When a pool is exhausted, creation gives null and
- * insertion 0.
+ * tables). So thousands of small elements do not fragment the heap. When a pool is exhausted, creation returns null and
+ * insertion returns 0.
  *
  * Cost: an element is 28 bytes on the device (48 on a 64-bit host). A bucket is a pointer and a 32-bit count.
  *
@@ -12,20 +12,20 @@
  * inserts then add a second element for the key. Store non-zero values or pointers. The keyed tables of
  * quill/hash_keyed.h test presence by key and do not have this limit for insertion.
  *
- * Keys: on a 64-bit host a word is wider than an int, so that -1 and (uint32_t)-1 are two keys there, and one on the
+ * Keys: on a 64-bit host a word is wider than an int. So -1 and (uint32_t)-1 are two keys there, but one key on the
  * device. Cast keys that come from 32-bit numbers to uint32_t on insertion and on look-up.
  *
  * Statistics: a table is registered under its name for hash_get_stats, when fewer than 64 tables are registered.
  *
  * Threads: a table has no lock. Only one thread at a time may use it. Threads may work on different tables, create and
- * destroy tables and take statistics at the same time. With a platform's pool in place of the library's, they may do so
- * only as far as that pool allows it. HashCreateLocked is only a name: its table has no lock either.
+ * destroy tables and take statistics at the same time. With a platform's pool in place of the library's pool, threads
+ * may do so only as far as that pool allows it. A table from HashCreateLocked has no lock either, in spite of the name.
  *
  * Walks: HashGet uses the table's own cursor, and HashGetR uses a cursor of the caller's. The element that was returned
- * last may be removed. Removing the element that the table's own cursor would return next ends that walk. A caller's
- * cursor must not rest on a removed element. A walk may or may not return an element that is inserted during the walk.
- * The order is by bucket, then newest first. A selected field that is 0 looks like the end of the walk: select a field
- * that is never 0.
+ * last may be removed. A walk on the table's own cursor ends when the element that it would return next is removed. A
+ * caller's cursor must not rest on a removed element. A walk may or may not return an element that is inserted during
+ * the walk. The order is by bucket, and within a bucket the newest element comes first. A selected field that is 0
+ * looks like the end of the walk: select a field that is never 0.
  *
  *     sHash *usage = HashCreate(31);
  *     HashInsertKeyAndValue(usage, vlan, 1);
@@ -50,15 +50,16 @@ typedef struct sHashCursor {
     sHashElem *element; /* what the next step returns; null at the end */
 } sHashCursor;
 
-/* What HashGet and its variants do. Any other number does nothing and gives 0. */
+/* These numbers select what HashGet and its variants do. Any other number does nothing and gives 0. */
 enum {
     HASH_OP_FIRST = 1,    /* put the cursor on the first element; gives 0 */
     HASH_OP_NEXT = 4,     /* the selected field of the element under the cursor, which moves on; 0 at the end */
     HASH_OP_SKIP_100 = 6, /* move the cursor 100 elements on, if it is not at the end; gives 0 */
-    HASH_OP_SKIP_N = 7    /* move the cursor as many elements on as the sel argument says; gives 0 */
+    HASH_OP_SKIP_N = 7    /* move the cursor on by the number of elements in the sel argument; gives 0 */
 };
 
-/* What HASH_OP_NEXT returns of an element. Pointers are borrowed and last until the element is removed. */
+/* These numbers select which field of an element HASH_OP_NEXT returns. Pointers are borrowed and last until the element
+ * is removed. */
 enum {
     HASH_SEL_VALUE = 0,
     HASH_SEL_KEY = 1,       /* the key word; the address hash in IP tables */
@@ -79,21 +80,23 @@ extern QUILL_API sList *hash_table_list;
 
 /* _HashCreate returns a new, empty table, or null when out of memory. Release it with HashDestroy.
  *
- * buckets is at least 1, else the contract is broken. It is used as given; a prime spreads best. Statistics show the
- * name, cut to 63 characters. By convention it is the creating function's name. The line is ignored.
+ * buckets is at least 1, else the contract is broken. buckets is used as given; a prime spreads the keys best.
+ * Statistics show the name, cut to 63 characters. By convention it is the creating function's name. The line is
+ * ignored.
  *
- * The first table of a process also makes the list for hash_get_stats. When memory runs out there, the process ends
- * with a contract report. */
+ * The first table of a process also makes the list for hash_get_stats. When memory for that list runs out, the process
+ * ends with a contract report. */
 QUILL_API sHash *_HashCreate(int32_t buckets, const char *name, int line);
 
-/* HashCreate is _HashCreate with the name of the function that calls it, and the line. */
+/* HashCreate calls _HashCreate with the name of the function that contains the call, and the line. */
 #define HashCreate(buckets) _HashCreate(buckets, __func__, __LINE__)
 
-/* HashCreateExt is _HashCreate with the table's own hash and compare. A null hash takes the low 32 bits of the key. A
- * null compare distinguishes keys by their words alone. Use HashCreateExt for keys that are pointers. */
+/* HashCreateExt does what _HashCreate does, for a table with its own hash and compare. A null hash takes the low 32
+ * bits of the key. A null compare distinguishes keys by their words alone. Use HashCreateExt for keys that are
+ * pointers. */
 QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare compare, const char *name, int line);
 
-/* HashCreateLocked is _HashCreate with the name "HashCreateLocked". The table has no lock. */
+/* HashCreateLocked does what _HashCreate does, with the name "HashCreateLocked". The table has no lock. */
 QUILL_API sHash *HashCreateLocked(int32_t buckets);
 
 /* HashReset removes every element and ends a walk on the table's own cursor. HashEntries continues from its old number,
@@ -127,7 +130,7 @@ QUILL_API quill_word HashRemoveGet(sHash *table, quill_word key);
  * a null table. */
 QUILL_API quill_word HashGet(sHash *table, int op, uint32_t sel);
 
-/* HashGetR is HashGet on the caller's cursor. */
+/* HashGetR does what HashGet does, on the caller's cursor. */
 QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
 /* HashGetFromBucket walks one bucket on the table's own cursor. It implements only HASH_OP_FIRST and HASH_OP_NEXT. The
@@ -135,10 +138,10 @@ QUILL_API quill_word HashGetR(const sHash *table, int op, uint32_t sel, sHashCur
  * null table or a bucket that does not exist. */
 QUILL_API quill_word HashGetFromBucket(sHash *table, int op, uint32_t sel, uint32_t bucket);
 
-/* HashGetRFromBucket is HashGetFromBucket on the caller's cursor. */
+/* HashGetRFromBucket does what HashGetFromBucket does, on the caller's cursor. */
 QUILL_API quill_word HashGetRFromBucket(const sHash *table, int op, uint32_t sel, uint32_t bucket, sHashCursor *cursor);
 
-/* HashIsEmpty returns 1 when no bucket holds an element, else 0. It looks at every bucket. */
+/* HashIsEmpty returns 1 when no bucket holds an element, else 0. It checks every bucket. */
 QUILL_API int HashIsEmpty(const sHash *table);
 
 /* HashEntries returns the number of elements; see HashReset. */
@@ -156,7 +159,7 @@ QUILL_API void hash_add_table_to_list(sHash *table);
  *     0            4     number of records
  *     4 + 76 i     4     bucket count of table i
  *     8 + 76 i     4     elements
- *     12 + 76 i    4     most elements beyond the first that any one bucket ever held
+ *     12 + 76 i    4     highest number of elements after the first that one bucket has ever had
  *     16 + 76 i    64    name, padded with zero bytes; empty while another thread is still creating the table
  *
  * It may be called while other threads use their tables. The counts of a table in use are those of some moment. */

@@ -8,7 +8,7 @@
  * Presence is tested by key, so a value of 0 is an ordinary value here. Only the Find functions cannot distinguish this
  * value from an absent key. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and
  * HASH_SEL_KEY_BYTES. Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is
- * a pointer is kept and never freed: find it before an update or a removal drops it.
+ * a pointer is kept and never freed: find the pointer before an update or a removal drops it.
  *
  *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);
@@ -42,8 +42,8 @@ QUILL_API int HashStringUpdateKeyAndValue(sHash *table, const char *key, quill_w
 /* HashStringRemove removes key. Returns 1, or 0 when it is absent. */
 QUILL_API int HashStringRemove(sHash *table, const char *key);
 
-/* --- MAC addresses: 6 bytes in transmission order. The bucket comes from the last four bytes as a big-endian number,
- * so addresses of one vendor spread well. */
+/* --- MAC addresses: 6 bytes in transmission order. The bucket is computed from the last four bytes as a big-endian
+ * number, so addresses of one vendor spread well. */
 
 /* HashMacFind returns the value under mac, or 0 when it is absent. */
 QUILL_API quill_word HashMacFind(const sHash *table, const void *mac);
@@ -56,7 +56,8 @@ QUILL_API int HashIsMacPresent(const sHash *table, const void *mac);
 QUILL_API int HashIsMacPresentandValue(const sHash *table, const void *mac, quill_word *value);
 
 /* HashIsMacPresentAndSetHashState does what HashIsMacPresent does. When mac is present, it also puts the table's own
- * cursor on it. The next HashGet(table, HASH_OP_NEXT, …) returns this element, and the walk continues from there. */
+ * cursor on the element of mac. The next HashGet(table, HASH_OP_NEXT, …) returns that element, and the walk continues
+ * from there. */
 QUILL_API int HashIsMacPresentAndSetHashState(sHash *table, const void *mac);
 
 /* HashMacInsertKeyAndValue inserts mac with value. Returns 1, or 0 when mac is present or memory ran out. */
@@ -93,11 +94,11 @@ QUILL_API int HashIpAfAddrUpdateKeyAndValue(sHash *table, const ip_af_addr *addr
 /* HashIpAfAddrRemove removes addr. Returns 1, or 0 when it is absent. */
 QUILL_API int HashIpAfAddrRemove(sHash *table, const ip_af_addr *addr);
 
-/* HashIpAfGet is HashGet for IP tables: HASH_SEL_ADDRESS gives the stored address, and HASH_OP_SKIP_N is not supported.
- */
+/* HashIpAfGet does what HashGet does, for IP tables. HASH_SEL_ADDRESS gives the stored address, and HASH_OP_SKIP_N is
+ * not supported. */
 QUILL_API quill_word HashIpAfGet(sHash *table, int op, uint32_t sel);
 
-/* HashIpAfGetR is HashIpAfGet on the caller's cursor. */
+/* HashIpAfGetR does what HashIpAfGet does, on the caller's cursor. */
 QUILL_API quill_word HashIpAfGetR(const sHash *table, int op, uint32_t sel, sHashCursor *cursor);
 
 /* HashDestroyIpAf frees the table with all its elements and their addresses. The table stays registered and keeps its

@@ -55,7 +55,7 @@ QUILL_API int is_mesh_ap(void);
 
 /* --- radios and their virtual access points
  *
- * The radio daemons have larger records of their own. They fill in the following records for the calls below. */
+ * The radio daemons have larger records of their own. The daemons fill in the following records for the calls below. */
 
 /* quill_vap is a virtual access point: 1 byte. */
 typedef struct quill_vap {
@@ -64,10 +64,10 @@ typedef struct quill_vap {
 
 /* quill_radio is a radio: 12 bytes. */
 typedef struct quill_radio {
-    uint32_t mode;      /* 1: of two radios the first with this mode has every BSSID */
+    uint32_t mode;      /* when it is 1 in the first of two radios, that radio has every BSSID */
     uint32_t vap_count; /* a power of two: BSSIDs differ in their last bits */
     uint8_t bssid_mask; /* the bits of a BSSID's last byte that all of the radio's BSSIDs share */
-    uint8_t bssid_base; /* what these bits are */
+    uint8_t bssid_base; /* the value of these bits */
     uint8_t zero[2];    /* 0 */
 } quill_radio;
 
@@ -80,8 +80,8 @@ QUILL_API int get_mesh_vap_id(const quill_vap *vap, uint32_t selector);
 QUILL_API int bssid_to_wifi_vap(const quill_radio *radio, const uint8_t *bssid);
 
 /* bssid_to_wifi_dev returns the number of the radio that a BSSID belongs to. It returns 0 when the mode of first is 1.
- * It also returns 0 when the BSSID's last byte AND the bssid_mask of second is the bssid_base of second. Otherwise it
- * returns 1. Reentrant. */
+ * It also returns 0 when the BSSID's last byte AND the bssid_mask of second equals the bssid_base of second. Otherwise
+ * it returns 1. Reentrant. */
 QUILL_API int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *second, const uint8_t *bssid);
 
 /* --- time */
@@ -97,11 +97,11 @@ QUILL_API int getRtcTime(char *buf);
 QUILL_API int getSysUptime(void);
 
 /* getSysUptime_d returns seconds since boot with their fraction. It returns -1.0 whenever the file has fewer than 256
- * bytes, as the kernel's always has. Compatibility: programs expect -1.0. */
+ * bytes, and the kernel's file always has fewer. Compatibility: programs expect -1.0. */
 QUILL_API double getSysUptime_d(void);
 
-/* get_build_time returns when the library was built: the local time of the build as local time of the caller. A
- * reproducible build sets SOURCE_DATE_EPOCH, and the time of the build is then that moment in UTC. */
+/* get_build_time returns the time when the library was built. It interprets the local time of the build as a local time
+ * of the caller. A reproducible build sets SOURCE_DATE_EPOCH, and the time of the build is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
 /* --- what this platform does not have: programs call these, and rely on the results */
@@ -116,7 +116,7 @@ QUILL_API int forceGetEnv(const char *name, char *buf);
 /* dpi_is_enabled returns whether the boot environment's bootargs have dpi_enabled: always 0. Reentrant. */
 QUILL_API int dpi_is_enabled(void);
 
-/* isinitdifn is 0 at the start. The library neither reads nor writes it; programs do. */
+/* isinitdifn is 0 at the start. The library neither reads nor writes it, but programs do. */
 QUILL_API extern int isinitdifn;
 
 /* --- threads */

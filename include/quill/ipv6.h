@@ -1,6 +1,6 @@
 /* quill/ipv6.h: IPv6 addresses to text and back, prefix lengths and masks (RFC 4291).
  *
- * An address is 16 bytes in transmission order (addr16), or eight groups as numbers of the host (groups8): group 0 of
+ * An address is 16 bytes in transmission order (addr16), or eight groups in host byte order (groups8). Group 0 of
  * 2001:db8:: is 0x2001 on every machine. Three functions make text, and two functions read it:
  *
  *     function           of bytes or groups  2001:db8::1 becomes
@@ -43,13 +43,13 @@ QUILL_API char *ip6_to_str_long(const uint8_t *addr16);
  * longest run of at least two zero groups, or the first of several runs of that length. */
 QUILL_API char *ipv6_to_str(const uint16_t *groups8);
 
-/* ipv6_str_to_addr reads eight groups of hexadecimal digits in either case into groups8, or fewer with one "::" for the
- * zeros left out. Returns 1, or 0 with groups8 unchanged. It differs from inet_pton:
+/* ipv6_str_to_addr reads eight groups of hexadecimal digits in either case into groups8, or fewer groups with one "::"
+ * in place of groups that are zero. Returns 1, or 0 with groups8 unchanged. It differs from inet_pton:
  *
- *     00000001::             taken: a group may have any number of leading zeros
+ *     00000001::             accepted: a group may have any number of leading zeros
  *     ::ffff:1.2.3.4         refused: a dotted tail
  *     fe80::1%lo             refused: a scope
- *     1:2:3::5:6:7:8         taken: "::" may be a single group between others
+ *     1:2:3::5:6:7:8         accepted: "::" may replace a single group between others
  *     1:2:3:4:5:6:7::        refused: a single group at an end; also ::2:3:4:5:6:7:8
  *
  * Compatibility: configurations hold such texts. */
@@ -78,17 +78,17 @@ QUILL_API int is_ipv6_site_local_address(ip_af_addr addr);
  * text is then the address alone.
  *
  * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused.
- * text is then cut as well, and *plen may hold what was read of the length. Without a '/' it returns 0 and changes
- * nothing. Compatibility: callers use the cut text. */
+ * text is then cut as well, and *plen may contain the part of the length that was read. Without a '/' it returns 0 and
+ * changes nothing. Compatibility: callers use the cut text. */
 QUILL_API int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen);
 
 /* ipv6_wild2len reads a decimal length into *plen. Returns 1. Returns 0 for a null or empty text, other characters than
- * digits, and a number above 128. *plen then holds what was read of the number, unless text is null. */
+ * digits, and a number above 128. *plen then contains the part of the number that was read, unless text is null. */
 QUILL_API int ipv6_wild2len(const char *text, uint16_t *plen);
 
-/* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the bits
- * left over, which may be 0. It does not write the bytes after that one: clear mask16 first. A length of 128 or more is
- * sixteen bytes of ff. Compatibility: callers keep the rest of their buffer.
+/* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the
+ * remaining bits, or 0 when no bits remain. It does not write the bytes after that byte: clear mask16 first. A length
+ * of 128 or more is sixteen bytes of ff. Compatibility: callers keep the rest of their buffer.
  *
  *     uint8_t mask[16] = {0};
  *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000:: */

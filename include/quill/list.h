@@ -1,19 +1,21 @@
 /* quill/list.h: a doubly linked list of object pointers with a built-in cursor.
  *
  * The list is for small collections whose order matters: the order of insertion, or one that a comparison gives. The
- * list stores pointers. It never copies an object, and frees one only in the two functions whose names say FreeData.
+ * list stores pointers. It never copies an object, and frees objects only in the two functions whose names contain
+ * FreeData.
  *
  * Cost: one heap block of three words per object. Inserting at either end, removing a node by its handle and stepping
  * take constant time. Functions that search for an object compare pointers from the head.
  *
  * Cursor: the list has one cursor of its own, for ListGet. Every insertion moves it to the new node, so a next step
- * right after an insertion returns the inserted object. Removing the node under the cursor moves it on to the following
- * node. A walk with ListGetR uses a cursor of the caller's. Removals do not adjust it, so it must not rest on a node
- * that is removed.
+ * right after an insertion returns the inserted object. When the node under the cursor is removed, the cursor moves on
+ * to the following node. A walk with ListGetR uses a cursor of the caller's. Removals do not adjust it, so it must not
+ * rest on a node that is removed.
  *
- * Every function except ListRemoveNode accepts a null list: it does nothing and returns 0 or null. Inserting a null
- * object breaks the contract; searching for one finds nothing. The same object may be inserted more than once. Searches
- * then find the occurrence nearest to the head. A list has no lock: only one thread at a time may use it.
+ * Every function except ListRemoveNode accepts a null list: the function then does nothing and returns 0 or null.
+ * Inserting a null object breaks the contract. A search for a null object finds nothing. The same object may be
+ * inserted more than once. Searches then find the occurrence nearest to the head. A list has no lock: only one thread
+ * at a time may use it.
  *
  *     sList *queue = ListCreate();
  *     ListInsert(queue, station);
@@ -31,7 +33,7 @@ QUILL_BEGIN_DECLS
 typedef struct sList sList;         /* a list */
 typedef struct sListNode sListNode; /* an object's place in one; both are handled by pointer only */
 
-/* What ListGet and ListGetR do. Any other number does nothing and gives 0. */
+/* These numbers select what ListGet and ListGetR do. Any other number does nothing and gives 0. */
 enum {
     LIST_OP_FIRST = 1,   /* put the cursor on the head; gives the number of objects */
     LIST_OP_HEAD = 2,    /* the head's object, 0 when the list is empty; the cursor stays */
@@ -51,8 +53,8 @@ QUILL_API sList *ListCreate(void);
 QUILL_API int ListInsert(sList *list, void *object);
 
 /* ListInsertAt inserts object (kept) right after the first node that holds anchor, or at the head when anchor is null.
- * On an empty list it is ListInsert, whatever the anchor. Returns 1. Returns 0 with the list unchanged when anchor is
- * not listed, for a null list, or when out of memory. */
+ * On an empty list it does what ListInsert does, whatever the anchor is. Returns 1. Returns 0 with the list unchanged
+ * when anchor is not listed, for a null list, or when out of memory. */
 QUILL_API int ListInsertAt(sList *list, void *object, const void *anchor);
 
 /* ListInsertSorted inserts object (kept) in the order of compare. An object equal to listed ones goes before the first
@@ -95,15 +97,15 @@ QUILL_API uint32_t ListEntries(const sList *list);
  * the cursor stays where it is. */
 QUILL_API quill_word ListGet(sList *list, int op);
 
-/* ListGetR is ListGet on the caller's own *cursor, which LIST_OP_FIRST sets. So several walks at the same time are
- * possible. *cursor is null at the end of a walk. */
+/* ListGetR does what ListGet does, on the caller's own *cursor. LIST_OP_FIRST sets *cursor. So several walks at the
+ * same time are possible. *cursor is null at the end of a walk. */
 QUILL_API quill_word ListGetR(const sList *list, int op, sListNode **cursor);
 
 /* ListReinit unlinks every node; the objects stay. Returns 1, or 0 for a null list. */
 QUILL_API int ListReinit(sList *list);
 
 /* ListAppend moves all nodes of source to the end of destination. When source had nodes, ListAppend also puts
- * destination's cursor on destination's head. The handle of source (taken) is freed, also when the list was empty. Does
+ * destination's cursor on destination's head. The handle of source (taken) is freed, also when source was empty. Does
  * nothing when either is null; then source is not freed. destination and source must be different lists. */
 QUILL_API void ListAppend(sList *destination, sList *source);
 

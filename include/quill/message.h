@@ -20,8 +20,8 @@
  *     if (quill_write_end(&out)) send(channel, message, out.next, 0);
  *
  * The elements, and what each function checks, are those of quill/sxdr_safe.h. The message of a reader may hold any
- * bytes. A destination that was not read is unchanged. A program that uses a destination before the check must
- * initialise it.
+ * bytes. When an element was not read, its destination is unchanged. A program that uses a destination before the check
+ * must initialise it.
  *
  * Every function takes the name of the field, which may be null. The name is kept as a pointer and is used only for the
  * report.
@@ -38,22 +38,22 @@
 
 QUILL_BEGIN_DECLS
 
-/* quill_reader is a message that is being read. Its fields are for reading. */
+/* quill_reader is a message that is being read. A program may read its fields, but not change them. */
 typedef struct quill_reader {
     const uint8_t *message; /* borrowed */
     uint32_t length;        /* bytes in message */
-    uint32_t offset;        /* of the element that was read or refused last, in bytes */
-    uint32_t next;          /* of the element after it; offset itself when it was refused */
+    uint32_t offset;        /* the byte offset of the element that was read or refused last */
+    uint32_t next;          /* the byte offset of the element after it; equal to offset after a refusal */
     int error;              /* 0, or the errno value of the first failure */
     const char *what;       /* the name of the element at offset; "start" before the first */
 } quill_reader;
 
-/* quill_writer is a message that is being written. Its fields are for reading. */
+/* quill_writer is a message that is being written. A program may read its fields, but not change them. */
 typedef struct quill_writer {
     uint8_t *message; /* borrowed */
     uint32_t size;    /* bytes that message has room for */
-    uint32_t offset;  /* of the element that was written or refused last, in bytes */
-    uint32_t next;    /* of the element after it: the bytes written so far */
+    uint32_t offset;  /* the byte offset of the element that was written or refused last */
+    uint32_t next;    /* the byte offset of the element after it: the number of bytes written so far */
     int error;        /* 0, or the errno value of the first failure */
     const char *what; /* the name of the element at offset; "start" before the first */
 } quill_writer;
@@ -70,8 +70,8 @@ QUILL_INLINE quill_writer quill_writer_init(void *message, uint32_t size) {
     return out;
 }
 
-/* quill_read_begin_ and quill_read_done_ surround each read of an element. The first determines whether the read is
- * done, and the second records its result. Programs do not call them. */
+/* quill_read_begin_ and quill_read_done_ surround each read of an element. The first determines whether the element is
+ * read, and the second records the result. Programs do not call them. */
 QUILL_INLINE int quill_read_begin_(quill_reader *in, const char *what) {
     if (in->error) return 0;
     in->what = what;
@@ -83,14 +83,14 @@ QUILL_INLINE int quill_read_done_(quill_reader *in, int result) {
     return result;
 }
 
-/* quill_text_length_ is strlen for a message. A text whose length does not fit in 32 bits is refused for its length,
- * and a null text is refused as a null source. */
+/* quill_text_length_ returns the length of a text, as strlen does, for a message. A text whose length does not fit in
+ * 32 bits is refused for its length, and a null text is refused as a null source. */
 QUILL_INLINE uint32_t quill_text_length_(const char *text) {
     const size_t length = text ? strlen(text) : 0;
     return length < UINT32_MAX ? (uint32_t)length : UINT32_MAX;
 }
 
-/* quill_write_begin_ and quill_write_done_ are the same for the writers. */
+/* quill_write_begin_ and quill_write_done_ do the same for each write of an element. */
 QUILL_INLINE int quill_write_begin_(quill_writer *out, const char *what) {
     if (out->error) return 0;
     out->what = what;
@@ -101,9 +101,10 @@ QUILL_INLINE void quill_write_done_(quill_writer *out, int result) {
     if (result < 0) out->error = errno;
 }
 
-/* --- Readers. They take the reader, the name of the field, and the destination. */
+/* --- Readers. These functions take the reader, the name of the field, and the destination. */
 
-/* quill_read_u8 reads a u8 element into *out. The next four functions read the kind in their name. */
+/* quill_read_u8 reads a u8 element into *out. The next four functions read the kind of element that their name
+ * contains. */
 QUILL_INLINE void quill_read_u8(quill_reader *in, const char *what, uint8_t *out) {
     if (quill_read_begin_(in, what))
         quill_read_done_(in, sxdr_read_u8_safe(in->message, in->length, &in->next, out, sizeof *out));
@@ -155,8 +156,8 @@ QUILL_INLINE void quill_read_mac(quill_reader *in, const char *what, uint8_t out
         quill_read_done_(in, sxdr_read_mac_safe(in->message, in->length, &in->next, out, 6));
 }
 
-/* quill_read_str and quill_read_long_str read a text into out, which has capacity bytes: the text's length + 1 or more,
- * else the text is refused. The text ends with a NUL, and may contain other NULs. */
+/* quill_read_str and quill_read_long_str read a text into out, which has capacity bytes. The text is refused when
+ * capacity is less than its length + 1. The text ends with a NUL, and may contain other NULs. */
 QUILL_INLINE void quill_read_str(quill_reader *in, const char *what, char *out, uint32_t capacity) {
     if (quill_read_begin_(in, what))
         quill_read_done_(in, sxdr_read_str_safe(in->message, in->length, &in->next, out, capacity));
@@ -189,15 +190,15 @@ QUILL_INLINE void quill_read_check(quill_reader *in, int holds) {
 }
 
 /* quill_read_end returns 1 when nothing was refused and the message ends here, else 0. Bytes after the last element are
- * refused with EMSGSIZE, as the field "end". */
+ * refused with EMSGSIZE, and the name of the field is then "end". */
 QUILL_INLINE int quill_read_end(quill_reader *in) {
     if (quill_read_begin_(in, "end") && in->next != in->length) in->error = EMSGSIZE;
     return !in->error;
 }
 
-/* --- Writers. They take the writer, the name of the field, and the value. */
+/* --- Writers. These functions take the writer, the name of the field, and the value. */
 
-/* quill_write_u8 writes a u8 element. The next four functions write the kind in their name. */
+/* quill_write_u8 writes a u8 element. The next four functions write the kind of element that their name contains. */
 QUILL_INLINE void quill_write_u8(quill_writer *out, const char *what, uint8_t value) {
     if (quill_write_begin_(out, what))
         quill_write_done_(out, sxdr_write_u8_safe(&value, sizeof value, out->message, out->size, &out->next));
@@ -250,8 +251,8 @@ QUILL_INLINE void quill_write_mac(quill_writer *out, const char *what, const uin
         quill_write_done_(out, sxdr_write_mac_safe(value, 6, out->message, out->size, &out->next));
 }
 
-/* quill_write_str and quill_write_long_str write a text that ends with a NUL, of at most 65,535 bytes for a str. An
- * empty text is refused as a long_str. */
+/* quill_write_str and quill_write_long_str write a text that ends with a NUL. A str has at most 65,535 bytes.
+ * quill_write_long_str refuses an empty text. */
 QUILL_INLINE void quill_write_str(quill_writer *out, const char *what, const char *text) {
     if (quill_write_begin_(out, what))
         quill_write_done_(out,
@@ -263,8 +264,8 @@ QUILL_INLINE void quill_write_long_str(quill_writer *out, const char *what, cons
             out, sxdr_write_long_str_safe(text, quill_text_length_(text), out->message, out->size, &out->next));
 }
 
-/* quill_write_hex and quill_write_long_hex write length bytes of data, at most 65,535 for a hex. Empty data is refused
- * as a long_hex. */
+/* quill_write_hex and quill_write_long_hex write length bytes of data. A hex has at most 65,535 bytes.
+ * quill_write_long_hex refuses empty data. */
 QUILL_INLINE void quill_write_hex(quill_writer *out, const char *what, const void *data, uint32_t length) {
     if (quill_write_begin_(out, what))
         quill_write_done_(out, sxdr_write_hex_safe(data, length, out->message, out->size, &out->next));
@@ -274,7 +275,8 @@ QUILL_INLINE void quill_write_long_hex(quill_writer *out, const char *what, cons
         quill_write_done_(out, sxdr_write_long_hex_safe(data, length, out->message, out->size, &out->next));
 }
 
-/* quill_write_end returns 1 when every element was written, and the message is the first out->next bytes; else 0. */
+/* quill_write_end returns 1 when every element was written, else 0. After a 1, the message is the first out->next
+ * bytes. */
 QUILL_INLINE int quill_write_end(const quill_writer *out) { return !out->error; }
 
 QUILL_END_DECLS

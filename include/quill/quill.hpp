@@ -12,9 +12,12 @@
  *
  * Failure     Creation may run out of memory. The object then converts to false, as does an object that was moved from.
  *             Such an object may only be tested, assigned to, and destroyed.
- * Ownership   What the C interface calls "kept" stays the program's: lists, tables and sets free no object.
+ * Ownership   An object that the C interface calls "kept" still belongs to the program: lists, tables and sets free no
+ *             object.
  * Ranges      The body of a loop over a list or a hash table may remove the current element, and no other.
- * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one. */
+ * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one
+ *             object.
+ */
 #ifndef QUILL_QUILL_HPP
 #define QUILL_QUILL_HPP
 
@@ -47,8 +50,8 @@ using handle = std::unique_ptr<Type, releaser<release>>;
 /* log_handle owns a component log: quill::log_handle log(CreateLog(…)), then QuillLog(log.get(), …). */
 using log_handle = handle<LogHandle, DestroyLog>;
 
-/* walk_iterator makes an input iterator of a Cursor. get() is the value at the cursor, step() moves it to the next
- * value, and is_at() says whether two cursors are at the same place. */
+/* walk_iterator makes an input iterator of a Cursor. get() returns the value at the cursor, and step() moves the cursor
+ * to the next value. is_at() returns whether two cursors are at the same place. */
 template <typename Cursor>
 class walk_iterator {
 public:
@@ -102,12 +105,12 @@ class vlan_set {
 public:
     using iterator = walk_iterator<cursor>;
 
-    /* An empty set. */
+    /* Creates an empty set. */
     vlan_set() : map_(vmap_alloc()) {}
-    /* The set of a range text such as "1-10,20"; false for a null or invalid text. */
+    /* Creates the set of a range text such as "1-10,20". The object converts to false for a null or invalid text. */
     explicit vlan_set(const char *text) : map_(vmap_from_string(text)) {}
     explicit vlan_set(std::nullptr_t) : map_(nullptr) {}
-    /* Takes a reference that the program holds. */
+    /* Takes over a reference that the program owns. */
     explicit vlan_set(vmap *taken) : map_(taken) {}
     vlan_set(const vlan_set &other) : map_(other.map_ ? vmap_clone(other.map_) : nullptr) {}
     vlan_set(vlan_set &&other) noexcept : map_(std::exchange(other.map_, nullptr)) {}
@@ -127,8 +130,8 @@ public:
     [[nodiscard]] bool merge(const vlan_set &other) { return vmap_merge(&map_, other.map_) != 0; }
     [[nodiscard]] bool exclude(const vlan_set &other) { return vmap_exclude(&map_, other.map_) != 0; }
     [[nodiscard]] bool invert() { return vmap_invert(&map_) != 0; }
-    /* A shared map stays with its other holders. vmap_clear is not called for it, because the other holders would then
-     * have one reference too many. */
+    /* The other holders keep a shared map. vmap_clear is not called for a shared map, because the other holders would
+     * then have one reference too many. */
     [[nodiscard]] bool clear() {
         if (map_->references == 1) return vmap_clear(&map_) != 0;
         vlan_set none;
@@ -139,9 +142,10 @@ public:
 
     bool empty() const { return vmap_is_empty(map_) != 0; }
     bool contains(uint32_t id) const { return id <= VMAP_LAST_ID && (map_->words[id / 32] >> id % 32 & 1) != 0; }
-    /* The range text, "0" for none; borrowed until the set changes. Null when out of memory. */
+    /* Returns the range text, or "0" for an empty set. The text is borrowed until the set changes. Returns null when
+     * memory ran out. */
     const char *text() const { return vmap_to_string(map_); }
-    /* The ids from 1 to 4094 in rising order. */
+    /* begin() and end() give the ids from 1 to 4094 in ascending order. */
     iterator begin() const {
         cursor first{map_, 0};
         first.step();
@@ -167,7 +171,7 @@ class list {
         bool is_at(const cursor &other) const { return object == other.object && next == other.next; }
 
         const sList *owner = nullptr;
-        sListNode *next = nullptr; /* read ahead, as the object may be removed */
+        sListNode *next = nullptr; /* read ahead, because the loop may remove the object */
         T *object = nullptr;
     };
 
@@ -178,22 +182,22 @@ public:
     explicit operator bool() const { return list_ != nullptr; }
     sList *get() const { return list_.get(); }
 
-    /* These insert a pointer that is not null, and return false when out of memory. */
+    /* These functions insert a pointer that is not null. They return false when memory ran out. */
     [[nodiscard]] bool push_back(T *object) { return ListInsert(get(), untyped(object)) != 0; }
     [[nodiscard]] bool push_front(T *object) { return ListInsertAt(get(), untyped(object), nullptr) != 0; }
-    /* Also false when anchor is not listed. */
+    /* Also returns false when anchor is not in the list. */
     [[nodiscard]] bool insert_after(const T *anchor, T *object) {
         return anchor && ListInsertAt(get(), untyped(object), anchor) != 0;
     }
     [[nodiscard]] bool insert_sorted(T *object, ListCompare compare) {
         return ListInsertSorted(get(), untyped(object), compare) != 0;
     }
-    /* Moves all of other to the end; other then has no list. */
+    /* Moves all objects of other to the end of this list. other then has no list. */
     void append(list &&other) { ListAppend(get(), other.list_.release()); }
 
-    /* False when object is not listed. */
+    /* Returns false when object is not in the list. */
     bool remove(const T *object) { return ListRemove(get(), object) != 0; }
-    /* Null for an empty list, as are front and back. */
+    /* Returns null for an empty list, as front and back do. */
     T *pop_front() { return static_cast<T *>(ListGetAndRemoveHead(get())); }
     void clear() { ListReinit(get()); }
 
@@ -223,8 +227,8 @@ private:
 
 /* --- Hash tables (quill/hash.h and quill/hash_keyed.h) */
 
-/* The kinds of keys. Each names the functions of the C interface for its kind of key; plain_keys has what all kinds
- * share except ip_keys. */
+/* Each of these types contains the functions of the C interface for one kind of key. plain_keys contains what all kinds
+ * except ip_keys share. */
 struct plain_keys {
     static constexpr auto destroy = HashDestroy;
     static constexpr auto get = HashGetR;
@@ -271,8 +275,8 @@ struct ip_keys {
     static constexpr uint32_t selector = HASH_SEL_ADDRESS;
 };
 
-/* hash_table<Keys, Value> maps keys to values: pointers, or numbers of at most a word. Programs use word_table,
- * text_table, mac_table and ip_table, below. A word_table refuses the value 0. */
+/* hash_table<Keys, Value> maps keys to values. A value is a pointer, or a number of at most a word. Programs use
+ * word_table, text_table, mac_table and ip_table, below. A word_table refuses the value 0. */
 template <typename Keys, typename Value>
 class hash_table {
     static_assert(sizeof(Value) <= sizeof(quill_word), "a value is at most a word");
@@ -292,41 +296,41 @@ class hash_table {
 
         const sHash *owner = nullptr;
         const sHashElem *element = nullptr;
-        sHashCursor next = {}; /* read ahead, as the element may be removed */
+        sHashCursor next = {}; /* read ahead, because the loop may remove the element */
         std::pair<key_type, Value> entry = {};
     };
 
 public:
     using iterator = walk_iterator<cursor>;
 
-    /* A table with so many buckets, 1 or more; a prime near the number of keys spreads best. Statistics show the table
-     * under name, by default the name of the function that creates it. */
+    /* Creates a table with the given number of buckets, 1 or more. A prime near the number of keys spreads the keys
+     * best. Statistics show the table under name. The default is the name of the function that creates the table. */
     explicit hash_table(int32_t buckets, const char *name = __builtin_FUNCTION(), int line = __builtin_LINE())
         : table_(_HashCreate(buckets, name, line)) {}
     explicit operator bool() const { return table_ != nullptr; }
     sHash *get() const { return table_.get(); }
 
-    /* The value under key, if there is one. */
+    /* Returns the value of key, or no value when key is absent. */
     std::optional<Value> find(key_type key) const {
         const quill_word word = Keys::find(get(), key);
         if (word == 0 && !contains(key)) return std::nullopt;
         return from_word<Value>(word);
     }
     bool contains(key_type key) const { return Keys::contains(get(), key) != 0; }
-    /* Inserts an absent key. False when the key is present, or memory ran out. */
+    /* Inserts an absent key. Returns false when the key is present, or memory ran out. */
     [[nodiscard]] bool insert(key_type key, Value value) {
         return is_storable(value) && Keys::insert(get(), key, to_word(value)) != 0;
     }
-    /* Inserts the key, or replaces its value. False when memory ran out. */
+    /* Inserts the key, or replaces its value. Returns false when memory ran out. */
     [[nodiscard]] bool set(key_type key, Value value) {
         return is_storable(value) && Keys::set(get(), key, to_word(value)) != 0;
     }
-    /* False when the key is absent. */
+    /* Returns false when the key is absent. */
     bool remove(key_type key) { return Keys::remove(get(), key) != 0; }
 
     int32_t size() const { return HashEntries(get()); }
     bool empty() const { return size() == 0; }
-    /* The entries as pairs of key and value. The keys are the table's own copies. */
+    /* begin() and end() give the entries as pairs of key and value. The keys are the table's own copies. */
     iterator begin() const {
         cursor first;
         first.owner = get();
@@ -366,22 +370,24 @@ using ip_table = hash_table<ip_keys, Value>; /* keys are pointers to addresses w
 
 /* --- Index tables (quill/idx_table.h) */
 
-/* index_table allocates the indices from first to last, both included. False for a range that is too large. */
+/* index_table allocates the indices from first to last, both included. It converts to false for a range that is too
+ * large. */
 class index_table {
 public:
     index_table(uint32_t first, uint32_t last) : table_(idx_table_create(first, last)) {}
     explicit operator bool() const { return table_ != nullptr; }
     idx_table *get() const { return table_.get(); }
 
-    /* Takes the free index nearest to first. Returns none when all are taken. */
+    /* Takes the free index nearest to first. Returns no value when all indices are taken. */
     [[nodiscard]] std::optional<uint16_t> take() {
         uint16_t index;
         if (idx_table_index_alloc(get(), &index) != 0) return std::nullopt;
         return index;
     }
-    /* Takes that index. False when it is taken, or outside the range. */
+    /* Takes the given index. Returns false when the index is already taken, or outside the range. */
     [[nodiscard]] bool reserve(uint32_t index) { return idx_table_index_reserve(get(), index) == 0; }
-    /* Frees a taken index. False when it is outside the range. A free index breaks the contract. */
+    /* Frees a taken index. Returns false when the index is outside the range. An index that is already free breaks the
+     * contract. */
     bool release(uint32_t index) { return idx_table_index_free(get(), index) == 0; }
 
 private:
@@ -395,7 +401,7 @@ private:
  *
  *     for (station &s : quill::in_order<station, offsetof(station, by_id)>(stations)) print(s);
  *
- * The body may delete the record that it is at. */
+ * The body of the loop may delete the current record. */
 template <typename T, typename Node, size_t offset>
 class record_range {
     struct cursor {
@@ -451,13 +457,14 @@ public:
     explicit operator bool() const { return tree_ != nullptr; }
     rb_tree *get() const { return tree_.get(); }
 
-    /* Inserts object, unless an equal object is present. Returns the object that is then in the set. Null when out of
-     * memory. */
+    /* Inserts object, unless an equal object is present. Returns the object that is then in the set, or null when
+     * memory ran out. */
     [[nodiscard]] T *insert(T *object) { return typed(rbsearch(object, get())); }
-    /* Removes the object that is equal to key and returns it. Null, as below, when no such object is present. */
+    /* Removes the object that is equal to key and returns it. Returns null when no such object is present, as the
+     * functions below do. */
     T *remove(const T &key) { return typed(rbdelete(&key, get())); }
     T *find(const T &key) const { return typed(rbfind(&key, get())); }
-    /* The nearest object. The last two do not return an object that is equal to key. */
+    /* These functions return the nearest object. above and below do not return an object that is equal to key. */
     T *at_least(const T &key) const { return typed(rblookup(RB_LOOKUP_AT_LEAST, &key, get())); }
     T *at_most(const T &key) const { return typed(rblookup(RB_LOOKUP_AT_MOST, &key, get())); }
     T *above(const T &key) const { return typed(rblookup(RB_LOOKUP_ABOVE, &key, get())); }
@@ -483,8 +490,8 @@ private:
 
 /* --- Pipes (quill/pipe.h) */
 
-/* pipe_stream is a shell command at the other end of a stream. It converts to false, with errno, when the command was
- * not started. */
+/* pipe_stream is a shell command at the other end of a stream. It converts to false, and errno is set, when the command
+ * was not started. */
 class pipe_stream {
 public:
     pipe_stream(const char *command, const char *mode) { stream_ = quill_popen_thr(command, mode, &child_); }
@@ -540,7 +547,7 @@ public:
     message_reader &mac(const char *what, std::array<uint8_t, 6> &out) {
         return then(quill_read_mac, what, out.data());
     }
-    /* Texts and data are refused when they do not fit: in an array, or in capacity bytes at out. */
+    /* Texts and data are refused when they do not fit in the array, or in the capacity bytes at out. */
     message_reader &str(const char *what, char *out, uint32_t capacity) {
         return then(quill_read_str, what, out, capacity);
     }
@@ -572,9 +579,9 @@ public:
     /* Refuses the element that was read last when holds is false. */
     message_reader &check(bool holds) { return then(quill_read_check, int{holds}); }
 
-    /* Whether nothing was refused and the message ends here. */
+    /* Returns whether nothing was refused and the message ends here. */
     [[nodiscard]] bool end() { return quill_read_end(&in_) != 0; }
-    /* The name, offset and errno value of what was refused. */
+    /* These functions return the name, offset and errno value of the refused element. */
     const char *what() const { return in_.what; }
     uint32_t offset() const { return in_.offset; }
     int error() const { return in_.error; }
@@ -623,10 +630,10 @@ public:
         return then(quill_write_long_hex, what, data, length);
     }
 
-    /* Whether all was written: the message is then its first size() bytes. */
+    /* Returns whether all elements were written. The message is then the first size() bytes. */
     [[nodiscard]] bool end() const { return quill_write_end(&out_) != 0; }
     uint32_t size() const { return out_.next; }
-    /* The name, offset and errno value of what did not fit. */
+    /* These functions return the name, offset and errno value of the element that did not fit. */
     const char *what() const { return out_.what; }
     uint32_t offset() const { return out_.offset; }
     int error() const { return out_.error; }

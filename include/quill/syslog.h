@@ -12,13 +12,13 @@
  * What differs from the C library's client:
  *
  *     facility    A priority without a facility gets facility 53 (QUILL_LOG_FACILITY), for which the system's log
- *                 daemon is configured. A facility that openlog or the priority gives takes precedence. LOG_KERN cannot
+ *                 daemon is configured. A facility from openlog or from the priority takes precedence. LOG_KERN cannot
  *                 be given, because it is 0.
  *     mesh point  When /tmp/mesh_role holds 1, messages are dropped silently while the daemon's queue is full. A mesh
- *                 point therefore never waits for its log. Elsewhere a message waits until the daemon takes it. The
- *                 file is read once, before the first connection. While it exists without a number in its first 255
- *                 bytes, each openlog and each new connection read it again. Anything but a regular file counts as a
- *                 missing file (docs/trust.md).
+ *                 point therefore never waits for its log. Otherwise a message waits until the daemon takes it. The
+ *                 file is read once, before the first connection. While the file exists without a number in its first
+ *                 255 bytes, each openlog and each new connection read the file again. Anything but a regular file
+ *                 counts as a missing file (docs/trust.md).
  *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is cut, and begins with
  *                 "[truncated] ". An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
  *     SIGPIPE     While a message is sent, the whole process has a handler of the library for this signal. If a pipe of
@@ -44,9 +44,9 @@
  * is unchanged.
  *
  * All functions may be called from several threads; records are never mixed. After a fork the child may log, even if
- * another thread was logging at that moment. The process's first call of any function of this header prepares that. So
- * a threaded program that forks must call openlog before it starts its threads. The functions are not cancellation
- * points and, like the C library's, not for signal handlers. */
+ * another thread was logging at that moment. The process's first call of any function of this header makes this
+ * possible. So a threaded program that forks must call openlog before it starts its threads. The functions are not
+ * cancellation points and, like the C library's, not for signal handlers. */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H
 
@@ -61,24 +61,24 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
 
 /* openlog sets what the following messages have in common.
  *
- * identity begins each message; null leaves it as it was. The pointer is kept, so the text must live as long as
- * messages are logged. options replaces the earlier options:
+ * identity is the start of each message; null keeps the earlier identity. The pointer is kept, so the text must live as
+ * long as messages are logged. options replaces the earlier options:
  *
  *     LOG_PID     add the process id
- *     LOG_CONS    write a message that cannot be sent to /dev/console
- *     LOG_NDELAY  connect now, not with the first message; without a daemon at that moment, the first message is lost,
- *                 even if a daemon runs by then
+ *     LOG_CONS    write to /dev/console each message that cannot be sent
+ *     LOG_NDELAY  connect now, not with the first message; when no daemon runs now, the first message is lost, even if
+ *                 a daemon runs by then
  *     LOG_PERROR  also write each message to standard error, from the identity on
  *
- * facility (LOG_USER, LOG_DAEMON, …) becomes the facility of messages that name none. 0 and a number that is not a
+ * facility (LOG_USER, LOG_DAEMON, …) becomes the facility of messages without a facility. 0 and a number that is not a
  * facility change nothing.
  *
- * When openlog is called while connected, it drops the connection, and the next message is lost (or goes to the
- * console). So call it once, at the start, or after closelog. Compatibility: daemons depend on it. */
+ * When a connection exists, openlog drops it, and the next message is lost (or goes to the console). So call it once,
+ * at the start, or after closelog. Compatibility: daemons depend on it. */
 QUILL_API void openlog(const char *identity, int options, int facility);
 
-/* When a fortified <syslog.h> was included first, it has already defined syslog and vsyslog, as calls of __syslog_chk
- * and __vsyslog_chk. */
+/* A fortified <syslog.h> that was included first has already defined syslog and vsyslog, as calls of __syslog_chk and
+ * __vsyslog_chk. */
 #if !defined(_SYS_SYSLOG_H) || !defined(__USE_FORTIFY_LEVEL) || __USE_FORTIFY_LEVEL == 0
 
 /* syslog formats a message as printf does, with %m for strerror(errno), and sends it. priority is a level, LOG_EMERG to
@@ -99,8 +99,8 @@ QUILL_API void closelog(void);
  * thread's message waits. */
 QUILL_API int setlogmask(int mask) QUILL_THROWS_NOTHING;
 
-/* With _FORTIFY_SOURCE the compiler calls __syslog_chk and __vsyslog_chk in place of syslog and vsyslog. They do the
- * same; programs do not call them by name. */
+/* __syslog_chk and __vsyslog_chk do what syslog and vsyslog do. With _FORTIFY_SOURCE the compiler calls them in place
+ * of syslog and vsyslog. Programs do not call them by name. */
 QUILL_API void __syslog_chk(int priority, int flag, const char *format, ...) __attribute__((format(printf, 3, 4)));
 QUILL_API void __vsyslog_chk(int priority, int flag, const char *format, va_list arguments)
     __attribute__((format(printf, 3, 0)));

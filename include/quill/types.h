@@ -1,6 +1,6 @@
 /* quill/types.h: the types and conventions that every family of libquill shares.
  *
- * What holds everywhere, unless a header says otherwise:
+ * These rules hold everywhere, unless a header gives another rule:
  *
  * Results      Hash tables, lists and VLAN sets return 1 for done and 0 for not done (absent, already there, out of
  *              memory). Look-ups return the stored word, or 0 when it is absent. Trees return a node or a key pointer,
@@ -8,24 +8,25 @@
  *              codec returns bytes: the unchecked form returns 0 on another kind of element, the checked one returns -1
  *              and sets errno.
  * Ownership    "new": the caller owns the result and releases it with the function named. "borrowed": the library or a
- *              container keeps it, and the text says how long it lasts. Arguments are only read, and may go away after
- *              the call. "kept": the pointer is stored. "taken": the library frees it.
+ *              container keeps it, and the text says how long it lasts. The library only reads arguments, and the
+ *              program may free them after the call. "kept": the pointer is stored. "taken": the library frees it.
  * Null         A pointer argument must not be null unless its function says what null means.
  * Contracts    A call that breaks the contract ends the process through the C library's assertion report, also in
- *              builds with NDEBUG: to go on would corrupt the program's own data. Headers name these calls. A null
- *              table, key, name, cursor, comparison, result pointer, pool or MAC address also breaks the contract of
- *              the hash tables, the list, the index table and the VLAN pool, unless the text says otherwise. The place
- *              in the report (such as "hash:90") is a fixed mark for searching logs, not a line of the sources. Any
- *              other null pointer that a function does not allow has no defined effect.
+ *              builds with NDEBUG. A process that continued would corrupt its own data. Headers name these calls. For
+ *              the hash tables, the list, the index table and the VLAN pool, some null arguments also break the
+ *              contract. These are a null table, key, name, cursor, comparison, result pointer, pool or MAC address,
+ *              unless the text says otherwise. The place in the report (such as "hash:90") is a fixed mark for
+ *              searching logs, not a line of the sources. Any other null pointer that a function does not allow has no
+ *              defined effect.
  * Threads      "reentrant" functions touch nothing but their arguments. One thread at a time uses an object (table,
  *              list, map). Different threads may use different objects at the same time.
  * Byte order   MAC and IPv6 addresses are in transmission order. An IPv4 address in a uint32_t is in network order, as
  *              in in_addr.s_addr. Bytes that leave the process are big-endian on every host.
- * Compatibility  Behaviour that looks like a slip but stays, because programs depend on it, ends with this word and
- *              the reason.
- * Since        Everything is part of version 1.0, unless the text names a later one. With glibc, a program that needs
- *              names of a later version than the installed library does not start, and the loader names the version:
- *              QUILL_1.1, for example.
+ * Compatibility  This word, with a reason, marks behaviour that looks like an error and is kept because programs depend
+ *                on it.
+ * Since        Everything is part of version 1.0, unless the text names a later one. With glibc, a program does not
+ *              start when it needs names of a later version than the installed library. The loader's message contains
+ *              the version: QUILL_1.1, for example.
  *
  * Every header compiles alone as C11 and as C++17 or later. Link with -lquill. */
 #ifndef QUILL_TYPES_H
@@ -37,7 +38,7 @@
 #define QUILL_VERSION_MAJOR 1 /* changes with the interface */
 #define QUILL_VERSION_MINOR 0 /* grows with additions */
 #define QUILL_VERSION_PATCH 0 /* grows with corrections */
-/* QUILL_VERSION_NUMBER makes one number of a version, to compare QUILL_VERSION with. */
+/* QUILL_VERSION_NUMBER makes one number from a version, for a comparison with QUILL_VERSION. */
 #define QUILL_VERSION_NUMBER(major, minor, patch) ((major) * 10000 + (minor) * 100 + (patch))
 /* QUILL_VERSION is the version of these headers as one number: 10000 for 1.0.0. */
 #define QUILL_VERSION QUILL_VERSION_NUMBER(QUILL_VERSION_MAJOR, QUILL_VERSION_MINOR, QUILL_VERSION_PATCH)
@@ -57,8 +58,8 @@
  * for them. */
 #define QUILL_INLINE static inline __attribute__((unused))
 
-/* QUILL_THROWS_NOTHING marks functions that the C library declares as well. The C library declares to C++ that they
- * throw nothing, and a second declaration must do the same. */
+/* QUILL_THROWS_NOTHING marks functions that the C library declares as well. For C++, the C library declares that these
+ * functions throw nothing, and a second declaration must do the same. */
 #if defined(__cplusplus) && defined(__THROW)
 #define QUILL_THROWS_NOTHING __THROW
 #else
@@ -76,13 +77,13 @@ enum { QUILL_AF_INET = 2, QUILL_AF_INET6 = 10 };
 
 /* ip_af_addr is an IP address with its family: 20 bytes. */
 typedef struct ip_af_addr {
-    uint16_t family;  /* QUILL_AF_INET or QUILL_AF_INET6, as a number of the host */
+    uint16_t family;  /* QUILL_AF_INET or QUILL_AF_INET6, in host byte order */
     uint8_t zero[2];  /* must be zero */
     uint8_t addr[16]; /* transmission order; IPv4 occupies the first 4 bytes and the other 12 must be zero */
 } ip_af_addr;
 
-/* When the walk of a binary tree visits a node. The numbers are those of the C library's VISIT type (POSIX, search.h).
- */
+/* These numbers give the time when the walk of a binary tree visits a node. They are those of the C library's VISIT
+ * type (POSIX, search.h). */
 enum {
     QUILL_PREORDER = 0,  /* before the left subtree */
     QUILL_POSTORDER = 1, /* between the subtrees: in ascending order */
