@@ -1,4 +1,4 @@
-// Addresses as text, both ways.
+// Addresses to text, and back.
 #include <arpa/inet.h>
 #include <netinet/ether.h>
 #include <quill/address.h>
@@ -24,7 +24,7 @@ Mac mac(uint32_t i) {
     return m;
 }
 
-// Half of them with a long run of zeros, as most addresses in use have.
+// Half of the addresses have a long run of zeros, as most addresses in use.
 std::array<uint8_t, 16> ipv6(uint32_t i) {
     std::array<uint8_t, 16> address = {0x20, 0x01, 0x0d, 0xb8};
     for (size_t k = i % 2 ? 4 : 12; k < 16; k++) address[k] = static_cast<uint8_t>(bench::scatter(i + 16 * k) | 0x11);
@@ -37,7 +37,8 @@ uint64_t sum(const char *text) {
     return digest;
 }
 
-// Does work for each address, into the same few bytes; the digest is of two characters of each answer, and of the last.
+// Does work for each address, into the same few bytes. The digest covers two characters of each answer, and the last
+// answer.
 template <typename Address, typename Convert>
 void add_to_text(const char *row, const char *contender, Address make, Convert convert) {
     bench::add(std::string("address text: ") + row, contender, 0, kAddresses, [=] {

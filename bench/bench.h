@@ -1,4 +1,5 @@
-// What the benchmarks share: rows of work, each done by the library and by what a program's author would take instead.
+// Common parts of the benchmarks: rows of work, each done by the library and by what a program's author would use
+// instead.
 #pragma once
 
 #include <cstddef>
@@ -12,16 +13,17 @@
 namespace bench {
 
 struct Work {
-    std::function<uint64_t()> run;  // does the work once; gives a digest of its answers, alike for every contender
-    std::function<void()> before = nullptr;  // what each run needs done first, not timed
+    std::function<uint64_t()> run;  // does the work once; returns a digest of its answers, equal for all contenders
+    std::function<void()> before = nullptr;  // done before each run, not timed
 };
 
-// A contender of a row ("family: work"), with n elements (0 where there is nothing to count). prepare is called again
-// for every round; what it holds must go with the Work. Each run does `operations` operations; times are of one.
+// A contender of a row ("family: work"), with n elements (0 if the row has no count). prepare is called again for every
+// round; its objects must be freed with the Work. Each run does `operations` operations; times are those of one
+// operation.
 void add(const std::string &row, const std::string &contender, size_t n, size_t operations,
          std::function<Work()> prepare);
 
-// Numbers that look random and are the same in every run; no two of the first 2^32 are equal.
+// Numbers that look random and are the same in every run. The first 2^32 are all different.
 constexpr uint32_t scatter(uint32_t i) {
     uint32_t k = i + 1;
     k = (k ^ k >> 16) * 0x85ebca6bu;

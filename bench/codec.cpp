@@ -1,4 +1,4 @@
-// The codec: a message of twelve elements from a structure, and back into one; and 64 KiB of opaque data.
+// The codec: writes a message of twelve elements from a structure and reads it back; and 64 KiB of opaque data.
 #include <benchmark/benchmark.h>
 #include <msgpack.h>
 #include <pb_decode.h>
@@ -66,7 +66,7 @@ uint64_t digest(const Event &e) {
                                static_cast<uint64_t>(e.interface[4]),
                                static_cast<uint64_t>(e.ssid[25])};
     uint64_t sum = 0;
-    int turn = 0;  // so that no two fields may change places
+    int turn = 0;  // so that swapped fields change the digest
     for (const uint64_t field : fields) sum ^= std::rotl(field, turn += 5);
     return sum;
 }
@@ -293,7 +293,7 @@ void add_codec(const char *contender, const char *checks) {
             size_t length = 0;
             for (uint32_t i = 0; i < kMessages; i++) {
                 event.sequence = i;
-                benchmark::DoNotOptimize(event);  // else writers that are inlined are given constants
+                benchmark::DoNotOptimize(event);  // else inlined writers would get constants
                 length = codec->write(event, buffer->data());
                 benchmark::ClobberMemory();
             }

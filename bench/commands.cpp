@@ -1,4 +1,4 @@
-// Commands: /bin/true started and waited for, by a process that has little memory and by one that has much.
+// Commands: starts /bin/true and waits for it, in a process with little memory and in one with much.
 #include <quill/command.h>
 #include <quill/pipe.h>
 #include <spawn.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Memory that is there: each page has been written to.
+// Resident memory: each page has been written.
 std::shared_ptr<std::vector<char>> resident(size_t bytes) { return std::make_shared<std::vector<char>>(bytes, '\1'); }
 
 int by_quill_popen() {

@@ -53,7 +53,7 @@ struct Macs {
     static int remove(sHash *t, const Key &k) { return HashMacRemove(t, k.data()); }
     struct Hash {
         size_t operator()(const Key &k) const noexcept {
-            uint32_t low;  // each loaded by itself: a copy into one word would wait for its store
+            uint32_t low;  // two loads: a copy into one word would wait for its store
             uint16_t high;
             memcpy(&low, k.data(), sizeof low);
             memcpy(&high, k.data() + sizeof low, sizeof high);
@@ -150,7 +150,7 @@ private:
     std::unordered_map<typename Kind::Key, uint32_t, typename Kind::Hash> map_;
 };
 
-// Its users keep words in the pointer, and other keys in records of their own.
+// Users of GHashTable keep words in the pointer, and other keys in records of their own.
 template <typename Kind>
 class GLib {
 public:
@@ -306,7 +306,7 @@ private:
 
 template <typename Kind, template <typename> class Table>
 struct Bed {
-    std::vector<typename Kind::Key> keys, absent;  // in the order of their insertion, and none of them
+    std::vector<typename Kind::Key> keys, absent;  // in the order of insertion; and keys that are absent
     std::vector<uint32_t> order;
     size_t n;
     double load;

@@ -1,4 +1,4 @@
-// The index table: indices of 1 … n, nearly none or nearly all of them taken.
+// The index table: indices of 1 … n, of which few or nearly all are taken.
 #include <quill/idx_table.h>
 
 #include <bit>
@@ -91,7 +91,7 @@ private:
     std::vector<uint64_t> taken_;
 };
 
-constexpr size_t kTurns = 8;  // indices that go round in one run
+constexpr size_t kTurns = 8;  // indices taken and freed in one run
 
 template <typename Table>
 void add_table(const char *contender, uint32_t n) {

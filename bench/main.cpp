@@ -35,8 +35,8 @@ uint64_t once(const bench::Work &work) {
     return work.run();
 }
 
-// How many runs there are between two readings of the clock, which takes as long as a short run does. What is to be
-// done before each run is not timed, so there it is one.
+// Returns the number of runs between two readings of the clock, as reading the clock takes as long as a short run. It
+// is 1 if something is done before each run, because that is not timed.
 size_t runs_at_once(const bench::Work &work) {
     using Clock = std::chrono::steady_clock;
     if (work.before) return 1;
@@ -67,7 +67,7 @@ void time_contender(benchmark::State &state, const Contender &contender) {
 
 // A peer must do the same work as the library.
 bool agree(size_t largest) {
-    std::map<std::string, size_t> smallest;  // which is tried in any case
+    std::map<std::string, size_t> smallest;  // tried in any case
     for (const Contender &c : contenders()) {
         size_t &n = smallest.try_emplace(c.row, c.n).first->second;
         n = std::min(n, c.n);
@@ -87,7 +87,8 @@ bool agree(size_t largest) {
     return same;
 }
 
-// Of the library's part. What waits for other processes is not counted, nor what takes minutes when emulated.
+// Only the library's rows are counted. Rows that wait for other processes are not, and neither are rows that take
+// minutes under callgrind.
 bool is_countable(const Contender &c) {
     for (const char *family : {"commands:", "syslog:", "multi-criteria search:"})
         if (c.row.starts_with(family)) return false;
@@ -111,7 +112,7 @@ void keep_only(const char *pattern) {
     std::erase_if(contenders(), [&](const Contender &c) { return fnmatch(pattern, c.title().c_str(), 0) != 0; });
 }
 
-// On one CPU all the time, as the others have other caches and clocks.
+// Stays on one CPU, because other CPUs have other caches and clocks.
 void stay_on_this_cpu() {
     cpu_set_t cpus;
     CPU_ZERO(&cpus);

@@ -1,5 +1,5 @@
-// The whole road: 1,000,000 events of a log, told to a receiver. 400 stations come, come again and go; at the end all
-// are gone, so each run finds what the first one found. The 1,000 are there to have their instructions counted.
+// The whole road: 1,000,000 events of a log are sent to a receiver. 400 stations come, come again and leave. At the end
+// all have left, so each run starts like the first one. The row with 1,000 events is for counting instructions.
 #include "road.h"
 
 #include <cstdio>

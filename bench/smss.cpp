@@ -22,7 +22,7 @@ struct Station {
 const std::vector<Station> &stations() {
     static const std::vector<Station> all = [] {
         std::vector<Station> made(kStations);
-        const auto rates = bench::shuffled(kStations);  // no two alike, so there is one right order
+        const auto rates = bench::shuffled(kStations);  // all different, so only one order is right
         for (uint32_t i = 0; i < kStations; i++) {
             Station &s = made[i];
             s.id = i + 1;

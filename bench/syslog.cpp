@@ -28,7 +28,7 @@ void use_every_cpu() {
 
 std::atomic<uint64_t> received;
 
-// False where this process may have no namespace of its own, or no folder for its socket.
+// Returns false if this process can have no namespace of its own, or no folder for its socket.
 bool start_reader() {
     if (!quill::test::enter_private_device().empty()) return false;
     const int reader = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -49,7 +49,7 @@ struct Client {
     Syslog log;
 };
 
-// The library takes the names; the C library's own come after it.
+// The library has replaced the names. The C library's functions are the next ones of these names.
 template <typename Function>
 Function of_the_c_library(const char *name) {
     static void *const libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);

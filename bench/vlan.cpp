@@ -38,7 +38,8 @@ struct VmapFree {
 };
 using Vmap = std::unique_ptr<vmap, VmapFree>;
 
-// Whether some ids are in, each of which is absent from one set: enough to tell how a text was read, and nearly free.
+// The digest tests some ids, each of which is absent from one set. That shows how a text was read, and takes little
+// time.
 constexpr unsigned kSamples[] = {3, 501, 1000, 4000};
 uint64_t sample(const vmap *map) {
     uint64_t found = 0;
@@ -103,7 +104,7 @@ Bits bits_of(const char *text) {
     return bits;
 }
 
-constexpr size_t kTurns = 20000;  // even, as turning a set over twice leaves it as it was
+constexpr size_t kTurns = 20000;  // even, because inverting a set twice restores it
 
 struct Pair {
     const char *name, *a, *b;
@@ -134,7 +135,7 @@ void add_pair(const Pair &pair, const char *work, std::function<int(vmap **, con
     });
 }
 
-// The first set changes; the second is another, or for the comparison of equals the same again.
+// The first set is changed. The second is another set, or an equal one for the comparison of equal sets.
 void add_sets(const Set &set, const Set &other) {
     const Pair pair = {set.name, set.text.c_str(), other.text.c_str()}, alike = {set.name, pair.a, pair.a};
     const auto compare = [](vmap **a, const vmap *b) { return vmap_compare(*a, b) == 0; };

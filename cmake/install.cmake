@@ -1,5 +1,5 @@
-# What is installed: libraries, headers, and what CMake's find_package(quill) and pkg-config find them by. Nothing in it
-# names the prefix, so a staging folder works where it is, and also after it was moved.
+# Installs the libraries, the headers, and the files by which CMake's find_package(quill) and pkg-config find them. No
+# file contains the prefix, so a staging folder works where it is, and also after it was moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill quill_static EXPORT quill
@@ -51,7 +51,7 @@ else()
   string(REGEX REPLACE "[^/]+" ".." up "${pc_folder}")
   set(pc_prefix "\${pcfiledir}/${up}")
 endif()
-# The platform's object pool, of which the archive's programs are linked with the library: a file is found by its name.
+# Programs of the archive are also linked with the platform's object pool, a library that is found by its name.
 set(pc_mpool "")
 if(QUILL_PLATFORM_MPOOL)
   cmake_path(GET QUILL_PLATFORM_MPOOL STEM pc_mpool)

@@ -43,17 +43,17 @@ target_compile_options(quill_build INTERFACE
   $<$<BOOL:${QUILL_WERROR}>:-Werror>)
 
 if(QUILL_COVERAGE)
-  # Counted atomically, as some tests have threads.
+  # Counters are atomic, because some tests have threads.
   target_compile_options(quill_build INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(quill_build INTERFACE --coverage)
 endif()
 
-# What would need the C++ run-time library is switched off, also where a packager switches it on for everything.
+# Switches off all that needs the C++ run-time library, also where a packager switches it on for everything.
 add_library(quill_no_runtime INTERFACE)
 target_compile_options(quill_no_runtime INTERFACE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -U_GLIBCXX_ASSERTIONS)
 
-# --- hardening, of all builds but those for debugging
+# --- hardening, of all builds except those for debugging
 
 add_library(quill_hardening INTERFACE)
 set(hardened "$<AND:$<BOOL:${QUILL_HARDENING}>,$<NOT:$<CONFIG:Debug>>>")
@@ -76,8 +76,8 @@ endif()
 target_link_options(quill_hardening INTERFACE
   $<${hardened}:LINKER:-z,relro,-z,now,-z,noexecstack>)
 
-# The highest level of source fortification that compiler and C library have between them: a level that the C library
-# does not know makes its headers warn.
+# The highest level of source fortification that both the compiler and the C library support. The C library's headers
+# warn about a higher level.
 set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_c_source_compiles("#include <string.h>\nint main(void) { return 0; }" QUILL_FORTIFY_3)
 unset(CMAKE_REQUIRED_FLAGS)

@@ -1,4 +1,4 @@
-/* placement_msg.c: the format is in the two tables below; writer, reader and the text for people walk them. */
+/* placement_msg.c: the two tables below define the format. The writer, the reader and the printed form use them. */
 #include "placement_msg.h"
 
 #include <ctype.h>
@@ -104,7 +104,7 @@ static const char *number_name(const struct element *e, uint8_t number) {
     return name ? name : "unknown";
 }
 
-/* Values that were refused come here too, so a text is shown with its control characters replaced. */
+/* Refused values are shown as well, so control characters in a text are replaced. */
 static void describe_text(const char *text, char *out, size_t size) {
     snprintf(out, size, "\"%s\"", text);
     for (; *out; out++)
@@ -124,7 +124,7 @@ static void describe(const struct element *e, const void *value, char *out, size
     }
 }
 
-/* What is where an element was expected. Lengths are shown because a false one is how a message lies. */
+/* Describes what was found in place of the expected element. The length is shown because it may be false. */
 static void describe_found(const quill_reader *in, char *out, size_t size) {
     static const char *const kinds[] = {"str", "mac", "u8",   "u16",   "u32",  "ip",        "s32",  "bool",
                                         "hex", "u64", "ipv6", "ip_af", "str3", "hex_len32", "hex32"};
@@ -140,7 +140,8 @@ static void describe_found(const quill_reader *in, char *out, size_t size) {
         snprintf(out, size, "%s, %lu bytes left", kinds[found[0]], (unsigned long)left);
 }
 
-/* Reads the element into *msg and notes it; a refused one is noted as the field that the trace ends before. */
+/* Reads the element into *msg and adds it to the trace. A refused element becomes the field after the end of the trace.
+ */
 static void decode_element(const struct element *e, quill_reader *in, struct placement_msg *msg,
                            struct placement_field *field) {
     void *value = (char *)msg + e->place;

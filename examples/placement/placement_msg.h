@@ -1,4 +1,4 @@
-/* placement_msg.h: what placementd tells its receiver: one message for every event, after a first one on the pool.
+/* placement_msg.h: the messages of placementd: a first one on the pool, and then one for every event.
  *
  * A message is codec elements end to end. Every message begins with its number and its event, which says what follows:
  *
@@ -9,8 +9,7 @@
  *     placed, kept, left
  *                    str interface, mac station, u32 vlan, u32 clients (on that VLAN, after the event)
  *
- * Trust: placement_decode takes any bytes. What it accepts is safe to print and to count with.
- */
+ * Trust: placement_decode takes any bytes. What it accepts is safe to print and to count with. */
 #ifndef PLACEMENT_MSG_H
 #define PLACEMENT_MSG_H
 
@@ -49,10 +48,10 @@ struct placement_field {
     char value[48];        /* cut when longer */
 };
 
-/* placement_trace is what placement_decode met on its way. */
+/* placement_trace is the list of elements that placement_decode has read. */
 struct placement_trace {
     struct placement_field field[PLACEMENT_FIELDS];
-    uint32_t count; /* fields read; after a refusal field[count] is the expected one, its value what was found */
+    uint32_t count; /* fields read; after a refusal, field[count] is the expected one, with the found value */
 };
 
 /* placement_encode writes msg to message and returns its length, or 0 when an element does not fit. */

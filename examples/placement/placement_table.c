@@ -77,7 +77,7 @@ static void learn_pool(void) {
     if (!map || !avoid) errx(2, "out of memory");
     pool_count = placement_vlans(map, pool);
     for (uint32_t i = 0; i < pool_count; i++) vlan[pool[i]].in_pool = true;
-    /* A sender whose whole pool is to be avoided has to use it all the same. */
+    /* If all VLANs of the pool are to be avoided, the sender uses them nevertheless. */
     if (vmap_exclude(&map, avoid) && !vmap_is_empty(map))
         for (uint32_t i = placement_vlans(avoid, marked); i-- > 0;) vlan[marked[i]].avoided = true;
     vmap_free(map);
@@ -86,7 +86,7 @@ static void learn_pool(void) {
     memcpy(pool_text, message.pool, sizeof pool_text);
 }
 
-/* Brings the sum up to now. The VLAN's clients have not changed since the event it was last brought up to. */
+/* Updates the sum up to the current event. The VLAN's clients have not changed since the last update. */
 static void count_clients(struct vlan *v) {
     v->client_events += (uint64_t)v->clients * (events - v->counted);
     v->counted = events;
@@ -147,8 +147,7 @@ static void show_field(const uint8_t *bytes, const struct placement_field *field
     }
 }
 
-/* Of a refused message the rest is shown as it came: after a false length or tag, elements cannot be separated.
- */
+/* The rest of a refused message is shown as bytes: after a false length or tag, elements cannot be separated. */
 static void show_dump(const uint8_t *bytes, uint32_t length, const struct placement_trace *trace, bool whole) {
     printf("message %" PRIu32 ", %" PRIu32 " bytes%s\n", received, length, whole ? "" : ", refused");
     printf("offset  %-*s%-7s  %-9s  %s\n", DUMP_VALUE - 8, "bytes", "element", "meaning", "value");
@@ -161,8 +160,8 @@ static void show_dump(const uint8_t *bytes, uint32_t length, const struct placem
 
 /* --- Receiving */
 
-/* The format's rules are kept by the decoder; these are the rules of the conversation. Returns the field that breaks
- * one, or null. */
+/* The decoder checks the rules of the format. This function checks the rules for the order of messages. Returns the
+ * field that breaks a rule, or null. */
 static const struct placement_field *misplaced(struct placement_trace *trace) {
     if (message.sequence != received) return &trace->field[0];
     if ((message.event == PLACEMENT_POOL) != (received == 0)) return &trace->field[1];

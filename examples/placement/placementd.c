@@ -8,12 +8,11 @@
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: associated
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: disassociated
  *
- * whatever a log puts before and after it. A client that associates gets a VLAN, one that associates again keeps it,
- * one that disassociates gives it back. Each of these is sent to the receiver (placement-table) in a message of its
- * own; other lines are counted and skipped.
+ * with any text of a log before and after it. A client that associates gets a VLAN, keeps it when it associates again,
+ * and releases it when it disassociates. placementd sends a message for each event to the receiver (placement-table).
+ * Other lines are counted and skipped.
  *
- * Exit status: 0 the input was read to its end; 1 the receiver went away; 2 bad arguments, or the system failed.
- */
+ * Exit status: 0 the input was read to its end; 1 the receiver went away; 2 bad arguments, or the system failed. */
 #define _GNU_SOURCE /* POSIX beside C11, and err.h */
 #include <err.h>
 #include <errno.h>
@@ -84,8 +83,8 @@ static quill_word log_allocator(unsigned level, const char *text) {
     return 1;
 }
 
-/* A text for each change of a usage takes longer than the change: only traces have it. Without a log
- * the result says what went wrong. */
+/* Making a text for each change of a usage takes longer than the change, so only traces do. Without a log, the result
+ * shows the failure. */
 static vlan_alloc_log change_log(void) { return option.trace ? log_allocator : NULL; }
 
 static uint32_t choose_vlan(const uint8_t *station) {
@@ -179,7 +178,7 @@ static void station_came(const struct event *event) {
     tell(event, PLACEMENT_PLACED, vlan);
 }
 
-/* A station that left before the daemon was started held no VLAN of it. */
+/* A station that came before the daemon was started has no VLAN of the daemon. */
 static void station_left(const struct event *event) {
     uint32_t vlan = (uint32_t)HashMacFind(stations, event->station);
     if (!vlan) return;
@@ -190,7 +189,7 @@ static void station_left(const struct event *event) {
 
 /* --- The log's side */
 
-/* By a table, as no processor could foresee what a digit is. */
+/* Uses a table, because a processor cannot predict branches on random digits. */
 static int hex_digit(char c) {
     static const signed char value_and_one[UCHAR_MAX + 1] = {
         ['0'] = 1,  ['1'] = 2,  ['2'] = 3,  ['3'] = 4,  ['4'] = 5,  ['5'] = 6,  ['6'] = 7,  ['7'] = 8,

@@ -1,4 +1,4 @@
-# recount.awk: what placementd and placement-table must arrive at, counted from the log by other means.
+# recount.awk: the results that placementd and placement-table must have, counted from the log independently.
 #
 #     awk -v policy=least-used -v pool=10-20,30 -v avoid=0 -f recount.awk hostapd.log
 #

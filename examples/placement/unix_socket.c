@@ -35,8 +35,8 @@ static int try_connect(const struct sockaddr_un *address, int type) {
     return -1;
 }
 
-/* A socket file without a listener is a leftover. Any other file is data, and stays. A listener
- * refuses a datagram socket as being of the wrong type, and does not take it for its peer. */
+/* Removes a socket file without a listener. Any other file is data, and stays. The test connects with a datagram
+ * socket: a listener refuses its type, and does not accept it as a peer. */
 static void remove_leftover(const struct sockaddr_un *address) {
     struct stat found;
     if (lstat(address->sun_path, &found) < 0 || !S_ISSOCK(found.st_mode)) return;

@@ -14,7 +14,7 @@ QUILL_CONF_OPTS += $(foreach kind,PARENT TOP,\
 	$(if $(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE)),\
 		-DQUILL_$(kind)_CERTIFICATE=$(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE))))
 
-# Tables are signed at a desk, and captures are read there.
+# Tables are signed and captures are read on a desk, not on the device.
 define QUILL_REMOVE_DESK_TOOLS
 	rm -f $(TARGET_DIR)/usr/bin/sign-reg-table $(TARGET_DIR)/usr/lib/wireshark/plugins/quill.lua
 endef
