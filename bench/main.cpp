@@ -1,7 +1,7 @@
-// usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark] PATTERN, as of a
-// shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all contenders of a
-// row give the same answers, and has Google Benchmark time them. With --instructions it does each work once between two
-// dumps of callgrind, which it must be run under.
+// usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark]
+// PATTERN, as of a shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all
+// contenders of a row give the same answers, and has Google Benchmark time them. With --instructions it does each work
+// once between two dumps of callgrind, which it must be run under.
 #include <benchmark/benchmark.h>
 #include <fnmatch.h>
 #include <sched.h>

@@ -55,7 +55,7 @@ string print() {
     return testing::internal::GetCapturedStderr();
 }
 
-// The filter has exactly the words of a map, on the heap, so that sanitizers see reads past it.
+// The filter has exactly the words of a map. It is on the heap, so that sanitizers detect reads past its end.
 std::vector<uint32_t> marking(const Ids &ids) {
     std::vector<uint32_t> filter(VMAP_WORDS);
     for (const uint16_t id : ids) filter[id / 32u] |= uint32_t{1} << id % 32u;
@@ -104,7 +104,7 @@ TEST_F(VlanAlloc, AFailedCreationIsLogged) {
         NthAllocation failing(n);
         const string result = with_log(vlan_alloc_init(sink(n % 2)));
         if (!failing.reached()) break;
-        if (vlanPool_usage_hash_table) continue;  // only its place in the statistics is missing
+        if (vlanPool_usage_hash_table) continue;  // the table exists, and only its place in the statistics is missing
         EXPECT_EQ(result, n % 2 ? "77; 1 vlan_alloc_init (vlan_alloc:52): Hash creation failed" : "0");
     }
     EXPECT_EQ(HashEntries(vlanPool_usage_hash_table), 0);

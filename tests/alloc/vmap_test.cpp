@@ -207,7 +207,8 @@ TEST(Vmap, ClearKeepsTheReferenceOnASharedMap) {
     for (vmap *each : {map, handle, shared, shared}) vmap_free(each);
 }
 
-// Items of 4 characters and a comma each: 127 of them are 634 characters, so 637 bytes of str element.
+// Each item has 4 characters, and commas separate the items. 127 items are thus 634 characters, or 637 bytes as a str
+// element.
 TEST(Vmap, TravelsAsTextWhileThatIsShorter) {
     for (const auto &[ids, tail, size] :
          {std::tuple(127, "", 640u), {127, ",1", 642}, {127, ",10", 643}, {128, "", 643}}) {

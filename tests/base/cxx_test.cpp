@@ -189,7 +189,7 @@ TEST(Message, ComesBackWholeAndIsRefusedAtEachTruncation) {
     for (uint32_t length = 0, begin = 0; length < out.size(); length++) {
         quill::message_reader cut(message, length);
         EXPECT_FALSE(read(cut, shown));
-        if (cut.offset() != begin) field++;  // the element before has come whole
+        if (cut.offset() != begin) field++;  // the element before was complete
         begin = cut.offset();
         ASSERT_LT(field, std::size(kNames));
         EXPECT_STREQ(cut.what(), kNames[field]);

@@ -145,7 +145,7 @@ TEST(Savl, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<Savl>
 
 TEST(Savle, RandomOperationsFollowTheModel) { expect_model_followed<AvlTree<Savle>>(); }
 
-// --- the library's comparisons: searches with them are compiled apart from those that call one
+// --- the library's comparisons: searches with them are compiled separately from searches that call a comparison
 
 int sign(int n) { return (n > 0) - (n < 0); }
 

@@ -72,7 +72,7 @@ struct Btree {
         EXPECT_EQ(btree_next(searched, root, compare_erratically), expected);
         EXPECT_EQ(compared, asked);
     }
-    // Every eighth insertion finds no memory.
+    // The allocation of every eighth insertion fails.
     bool insert(int key, bool here) {
         const NthAllocation failing(insertions++ % 8 ? 2 : 1);
         const btree *node = btree_search(search_for((here ? wanted : numbers) + key), &root, compare_numbers);

@@ -12,7 +12,7 @@
 #include "support/contract.h"
 #include "support/failing_alloc.h"
 
-// The records as debuggers see them; programs know only their names.
+// The records as debuggers see them. Programs see only their names.
 struct sListNode {
     void *objPtr;
     sListNode *next;

@@ -31,7 +31,7 @@ public:
     void find(int key, bool here) {
         ASSERT_EQ(rbfind(search_for(wanted + key), tree_), here ? numbers + key : nullptr);
     }
-    // Every eighth insertion finds no memory.
+    // The allocations of every eighth insertion fail.
     bool insert(int key, bool here) {
         const size_t depth = descend(key).depth;
         const rb_node *mark = rb_null.up;

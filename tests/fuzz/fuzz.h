@@ -43,7 +43,7 @@ public:
         return first;
     }
     unsigned below(unsigned n) {
-        const unsigned first = byte();  // in a statement of its own: compilers differ in which byte() they call first
+        const unsigned first = byte();  // separate, because compilers differ in which byte() they call first
         return (n <= 256 ? first : first * 256u + byte()) % n;
     }
     // Reads up to a NUL, which is consumed as well, or to the end.
@@ -69,7 +69,7 @@ inline size_t longest_number(const std::string &text) {
     return most;
 }
 
-// Room for a text that ends before a page that cannot be touched; the next use of the same page moves it.
+// Returns room for a text, which ends at a page without access. The next use of the same page moves the room.
 inline char *room(test::GuardedPage &page, size_t size) { return reinterpret_cast<char *>(page.room(size, 0xee)); }
 
 }  // namespace quill::fuzz

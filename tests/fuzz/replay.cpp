@@ -1,5 +1,6 @@
-// replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these, the same
-// on every machine. Each is printed before it is tried, so the last one printed is the one that failed.
+// replay CORPUS: gives a target an empty input, every line of its corpus, and then inputs derived from these. The
+// inputs are the same on every machine. Each input is printed before it is tried, so the last printed input is the one
+// that failed.
 #include <algorithm>
 #include <iostream>
 

@@ -64,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EXPECT(length == vmap_sxdr_size(map) && length <= 643);
     EXPECT(vmap_sxdr_read(again, written) == length);
     if (written[2] == 1) {
-        // The bits of no VLAN do not travel as text.
+        // The bits that are not VLANs are not part of the text.
         for (vmap *one : {map, again}) one->words[0] &= ~1u, one->words[127] &= 0x7fffffff;
     }
     EXPECT(vmap_compare(map, again) == 0);

@@ -167,10 +167,10 @@ std::string record(std::array<uint32_t, 3> numbers, std::string name) {
     return std::string(reinterpret_cast<const char *>(numbers.data()), sizeof numbers) + name;
 }
 
-// The first in this file, so that it also meets the creation of the pools when one process runs all tests; the test
-// that fills the pools comes last for the same reason.
+// This test is the first in the file. It thus also covers the creation of the pools when one process runs all tests.
+// The test that fills the pools comes last for the same reason.
 TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
-    if (!hash_table_list) hash_table_list = ListCreate();  // which ends the process when it fails; see below
+    if (!hash_table_list) hash_table_list = ListCreate();  // ListCreate() ends the process when it fails; see below
     const auto unchanged = [before = listed()] { EXPECT_EQ(listed(), before); };
     sHash *table = nullptr;
     const auto create = [&] {
@@ -186,7 +186,8 @@ TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
     HashDestroy(table);
 }
 
-// The first table of a process makes the pools and the list, and its first element a slab; each test is a process.
+// The first table of a process makes the pools and the list, and the table's first element makes a slab. Each test is a
+// process.
 void warm_up() {
     sHash *table = _HashCreate(1, "first", 1);
     HashInsert(table, 1);

@@ -16,7 +16,7 @@ using quill::test::Threads;
 
 constexpr int kThreads = 4;
 
-// The first in this file, so that nothing has created the pools and the list before.
+// This test is the first in the file, so that no other test has created the pools and the list.
 TEST(HashThreads, TheFirstTablesMayBeCreatedTogether) {
     std::atomic<int> right = 0;
     const uint32_t before = ListEntries(hash_table_list);
@@ -69,7 +69,8 @@ TEST(HashThreads, StatisticsMayBeTakenWhileTablesLiveAndDie) {
     std::atomic<int> workers = kThreads - 1, wrong_tables = 0, wrong_records = 0;
     Threads(kThreads, [&](int i) {
         if (i < kThreads - 1) {
-            // Tables of addresses stay in the statistics: only a few, so that the other tables find a place.
+            // Only a few tables have addresses as keys, because these tables stay in the statistics. The other tables
+            // thus still find a place.
             for (int round = 0; round < 400; round++)
                 wrong_tables += !live_once(round % 100 == 0 ? 3 : (round + i) % 3);
             workers--;

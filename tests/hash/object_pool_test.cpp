@@ -11,7 +11,7 @@
 namespace quill::test {
 namespace {
 
-// Pools are never destroyed, so leak checkers must find them at the very end.
+// Pools are never destroyed. Leak checkers must still reach them when the process ends.
 std::vector<Mpool *> &pools = *new std::vector<Mpool *>;
 
 Mpool *new_pool(uint32_t size, uint32_t grow, uint32_t alignment, uint32_t limit) {
@@ -26,7 +26,7 @@ std::vector<char *> take_all(Mpool *pool) {
 }
 
 TEST(ObjectPool, GivesDistinctAlignedObjectsUpToItsLimit) {
-    // Size, objects a slab, alignment, limit, heap calls.
+    // Size, objects per slab, alignment, limit, heap calls.
     static constexpr uint32_t kCases[][5] = {
         {1, 1, 1, 1, 1}, {5, 3, 4, 10, 4}, {24, 8, 8, 24, 3}, {37, 16, 16, 15, 1}, {100, 7, 4, 0, 0}};
     for (const auto &[size, grow, alignment, limit, heap_calls] : kCases) {

@@ -128,7 +128,7 @@ static void security(void) {
     CHECK(strcmp(log_buf, "Error encountered while parsing or validating the file") == 0);
 }
 
-/* The client is ours and not the C library's, which keeps its mask when it is closed. */
+/* The log client is ours. The C library's client would keep its mask after closelog. */
 static void logs(void) {
     CHECK(setlogmask(LOG_UPTO(LOG_ERR)) == 0xff && setlogmask(0) == LOG_UPTO(LOG_ERR));
     closelog();

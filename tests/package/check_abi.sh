@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_abi.sh ABIDIFF LIBRARY SOURCE_DIR KEPT
-# Programs that were built against the last release run with this library: no exported name is gone, and no function,
-# variable or record that programs see has changed. New names are fine.
+# Programs that were built against the last release run with this library. No exported name is missing, and no function,
+# variable or record that programs see has changed. New names are allowed.
 set -u
 abidiff=$1 library=$2 source=$3 kept=$4
 now=$(mktemp)

@@ -1,7 +1,7 @@
 #!/bin/sh
-# check_debian.sh SOURCE_DIR VERSION The Debian packages are built from the tree, pass lintian, and are installed, used
-# and removed in a temporary copy of this machine (an overlay: run it with mounts of its own). Needs root; without root
-# it is skipped (77).
+# check_debian.sh SOURCE_DIR VERSION
+# The Debian packages are built from the tree, pass lintian, and are installed, used and removed in a temporary copy of
+# this machine (an overlay: run it with mounts of its own). Needs root; without root it is skipped (77).
 set -eu
 source=$1 version=$2 here=$(cd "$(dirname "$0")" && pwd)
 [ "$(id -u)" -eq 0 ] || { echo "skipped: takes root"; exit 77; }
@@ -33,7 +33,7 @@ mount -t overlay overlay -o "lowerdir=/,upperdir=$work/upper,workdir=$work/overl
 mount --bind "$work" root/mnt
 mount -t proc proc root/proc
 cp "$here/consumer/consumer.c" .
-# What is there before and after, but for the linker's cache.
+# Lists the files before and after, except for the linker's cache.
 list='find /usr /etc -xdev -name "ld.so.cache*" -o -print | sort'
 chroot root sh -ec "
     export DEBIAN_FRONTEND=noninteractive

@@ -1,7 +1,7 @@
 #!/bin/sh
-# check_exports.sh NM LIBRARY SOURCE_DIR The shared object exports exactly what the public headers declare with
-# QUILL_API, with the version that the version script gives. The functions that replace the C library's log client have
-# no version.
+# check_exports.sh NM LIBRARY SOURCE_DIR
+# The shared object exports exactly what the public headers declare with QUILL_API, with the version that the version
+# script gives. The functions that replace the C library's log client have no version.
 set -eu
 nm=$1 library=$2 source=$3
 work=$(mktemp -d)

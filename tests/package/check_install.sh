@@ -1,8 +1,9 @@
 #!/bin/sh
-# check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...] Uses the installed library as other projects do, from
-# folders with blanks in their names. Programs in C (and in C++, with -DCXX_PROGRAMS=ON) are linked with the shared
-# object and with the archive, built through CMake and pkg-config, and run. The environment has CC and CXX with their
-# flags for this target, and RUN, the command that runs its programs (empty: the machine).
+# check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...]
+# Uses the installed library as other projects do, from folders with blanks in their names. Programs in C (and in C++,
+# with -DCXX_PROGRAMS=ON) are linked with the shared object and with the archive, built through CMake and pkg-config,
+# and run. The environment has CC and CXX with their flags for this target, and RUN, the command that runs its programs
+# (empty: the machine).
 set -eu
 cmake=$1 build=$2 source=$3
 shift 3

@@ -1,8 +1,8 @@
 #!/bin/sh
-# check_lto.sh CMAKE BUILD_FOLDER SOURCE_DIR OBJDUMP [bitcode] A program that is compiled and linked with -flto against
-# the installed archive has the library's hot calls inlined. It prints the same as with the shared object, also for
-# broken contracts. An archive that has machine code is also linked without -flto. An archive of bitcode is built here
-# first. CC and RUN are as for check_install.sh.
+# check_lto.sh CMAKE BUILD_FOLDER SOURCE_DIR OBJDUMP [bitcode]
+# A program that is compiled and linked with -flto against the installed archive has the library's hot calls inlined. It
+# prints the same as with the shared object, also for broken contracts. An archive that has machine code is also linked
+# without -flto. An archive of bitcode is built here first. CC and RUN are as for check_install.sh.
 set -eu
 cmake=$1 build=$2 source=$3 objdump=$4
 work=$(mktemp -d)

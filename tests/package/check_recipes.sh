@@ -1,7 +1,8 @@
 #!/bin/sh
-# check_recipes.sh CMAKE BUILD_FOLDER SOURCE_DIR VERSION The recipes for OpenWrt and Buildroot, as far as that goes
-# without these: what make understands of them with substitutes for what they include, that each option which they give
-# CMake is one, and what the OpenWrt package takes of an installation.
+# check_recipes.sh CMAKE BUILD_FOLDER SOURCE_DIR VERSION
+# Checks the recipes for OpenWrt and Buildroot, as far as possible without these systems. make reads the recipes with
+# substitutes for the files that they include. Each option that they pass to CMake must exist. The files that the
+# OpenWrt package takes from an installation are checked.
 set -eu
 cmake=$1 build=$2 source=$3 version=$4
 work=$(mktemp -d)

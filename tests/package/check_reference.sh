@@ -1,6 +1,6 @@
 #!/bin/sh
 # check_reference.sh SOURCE_DIR VERSION
-# Every exported name has a page, which man finds, and the HTML has an index to search by. Doxygen warns of nothing.
+# Every exported name has a page that man finds. The HTML has a search index. Doxygen gives no warning.
 set -eu
 source=$1
 work=$(mktemp -d)

@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_reproducible.sh CMAKE SOURCE_DIR C_COMPILER CXX_COMPILER
-# Two builds with the same SOURCE_DATE_EPOCH, one after the other in folders of different names, make the same shared
-# object to the byte.
+# Two builds with the same SOURCE_DATE_EPOCH, one after the other in folders of different names, make identical shared
+# objects.
 set -eu
 cmake=$1 source=$2 cc=$3 cxx=$4
 work=$(mktemp -d)

@@ -1,6 +1,7 @@
 #!/bin/sh
 # check_shared_object.sh READELF SHARED STATIC [PROCESSOR]
-# The library needs the C library alone and runs no code at load. With a processor: a release build, which is hardened.
+# The library needs only the C library and runs no code at load. If a processor is given, the library is a release build
+# and must be hardened.
 set -eu
 readelf=$1 shared=$2 static=$3 processor=${4-}
 

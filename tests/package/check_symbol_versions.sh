@@ -1,6 +1,7 @@
 #!/bin/sh
-# check_symbol_versions.sh CC LIBRARY A program that needs a name of a later version does not start with this library,
-# and the loader names the missing version. A program that needs only this version's names starts.
+# check_symbol_versions.sh CC LIBRARY
+# A program that needs a name of a later version does not start with this library, and the loader names the missing
+# version. A program that needs only this version's names starts.
 set -eu
 cc=$1 library=$2
 work=$(mktemp -d)

@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_width.sh SOURCE_DIR
-# Lines of code, comments and guides fit the width that .editorconfig gives. Tables do not, and the files that it leaves
-# out.
+# Lines of code, comments and guides fit the width that .editorconfig gives. Tables, and the files that .editorconfig
+# excludes, need not fit.
 set -eu
 cd "$1"
 width=$(sed -n 's/^max_line_length = \([0-9]*\)$/\1/p' .editorconfig)

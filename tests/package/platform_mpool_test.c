@@ -1,5 +1,5 @@
-/* With the platform's pool library linked, every record comes from it, with the arguments that it expects. This program
- * takes the place of that library: the same three functions over malloc, with a record of the calls. */
+/* With the platform's pool library linked, every record comes from that library, with the arguments that it expects.
+ * This program replaces that library by the same three functions over malloc, and records the calls. */
 #include <quill/hash.h>
 #include <stdlib.h>
 #include <string.h>

@@ -29,7 +29,7 @@
 
 namespace {
 std::string request;  // "DEVICE ACCESS CODE WORD...", the last one
-int driver_error;     // what every request fails with
+int driver_error;     // the error of every request
 }  // namespace
 
 extern "C" int __wrap_ioctl(int fd, unsigned long code, ...);

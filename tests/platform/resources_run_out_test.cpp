@@ -1,6 +1,7 @@
-// The functions that open or allocate something, also inside the C library. They run with room for no more descriptor,
-// for one more, and so on. Then their first allocation fails, their second, and so on. Each function reports the
-// failure or does all of its work. It leaves nothing open, allocated or half done, and succeeds once there is room.
+// The functions that open or allocate something, also inside the C library. They run with room for no further
+// descriptor, then for one, and so on. Then their first allocation fails, then their second, and so on. Each function
+// reports the failure or does all of its work. It leaves nothing open, allocated or half done, and succeeds once there
+// is room.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 #include <string.h>

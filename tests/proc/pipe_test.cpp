@@ -75,7 +75,7 @@ TEST_F(Pipe, ThePlainPairKeepsNoRecordOfItsChild) {
     EXPECT_EQ(quill_pclose(to), 0);
 }
 
-// The buffered rest of the stream has no reader any more. The close then does not wait.
+// The rest in the stream's buffer has no reader any more, so the close fails. It then does not wait.
 TEST_F(Pipe, ACloseThatFails) {
     int child, status;
     const auto callers_action = signal(SIGPIPE, SIG_IGN);
@@ -120,7 +120,7 @@ TEST_F(Pipe, SignalsOfTheCommandAreTheCallers) {
     signal(SIGUSR2, SIG_DFL);
 }
 
-// While a message is sent, the action on a broken pipe is the log client's.
+// While a message is sent, the log client's action on a broken pipe is set.
 TEST_F(Pipe, WhileAnotherThreadLogsABrokenPipeIsIgnoredWhereTheCallerDoes) {
     for (const auto callers : {SIG_IGN, SIG_DFL}) {
         signal(SIGPIPE, callers);

@@ -45,7 +45,7 @@ string digest_in_pieces(const string &bytes, unsigned size) {
     return digest;
 }
 
-// Returns the digest of the digests of all lengths.
+// Returns the digest of the digests of all lengths; the bytes differ from length to length.
 string lengths(unsigned piece) {
     string digests;
     for (unsigned length = 0; length < 256; length++) {
@@ -58,7 +58,8 @@ string lengths(unsigned piece) {
     return digest_of(digests);
 }
 
-// Returns the bits and the digest of a context that has already counted a number of bits and then gets more bytes.
+// Returns the bits and the digest of a context that has already counted a number of bits, has the bytes of its last
+// block, and then gets more bytes.
 string counted(uint32_t high, uint32_t low, unsigned length) {
     md5_context context;
     MD5Init(&context);

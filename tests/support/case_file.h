@@ -11,8 +11,8 @@
 //                                                        last that is not 0
 //     given /proc/osbuild "a b c\n" get_os_version = "c\n"   a file that is there for the calls of this line
 //
-// Arguments are numbers, texts, null, rooms and places of numbers. After the result comes what a function finds or
-// leaves where it may write: texts, rooms and numbers. In texts, a backslash comes before n, t, r, a quote, itself, and
+// Arguments are numbers, texts, null, rooms and places of numbers. The result is followed by the contents of the memory
+// that a function may write: texts, rooms and numbers. In texts, a backslash comes before n, t, r, a quote, itself, and
 // xHH. Texts and rooms end where a page without access begins. _ is any value, where the result is not promised. Lines
 // that begin with # are comments.
 #pragma once
@@ -134,8 +134,8 @@ constexpr auto bind_functions(std::string_view names) {
 }
 #define QUILL_CASE_FUNCTIONS(...) quill::test::bind_functions<__VA_ARGS__>(#__VA_ARGS__)
 
-// Expects of each case of tests/FILE what it says. A function that is not bound, one without a case, a line that is not
-// whole and a file without cases fail. Others may be left out, for a test that only tries some functions again.
+// Checks each case of tests/FILE. A function that is not bound, one without a case, an incomplete line and a file
+// without cases fail. Functions may be left out in a test that only tries some of them again.
 enum class Others { kFail, kAreLeftOut };
 void expect_cases(const char *file, std::span<const CaseFunction> functions, Others others = Others::kFail);
 

@@ -1,6 +1,6 @@
 #!/bin/sh
 # check_coverage.sh SOURCE_DIR BUILD_DIR
-# Writes the report of what the tests have run, and holds it to the floor.
+# Writes the report of the code that the tests have run. The coverage must not be below the floor.
 set -eu
 mkdir -p "$2/report"
 # A process that saves its counters while its threads count may save a branch as taken -5 times. gcovr would end there;

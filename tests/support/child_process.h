@@ -16,7 +16,7 @@ int status_of(Call call) {
     const pid_t child = fork();
     if (child == 0) {
         call();
-        fflush(stdout);  // has what failed
+        fflush(stdout);  // the output has the failed expectations
         _exit(testing::Test::HasFailure());
     }
     int status = -1;

@@ -26,8 +26,9 @@ bool granted() {
 
 }  // namespace
 
-// Where the program replaces the C library's functions, its own callers are met too (the dynamic loader sends all to
-// the program); otherwise the linker turns calls of malloc into calls of __wrap_malloc, and __real_malloc into malloc.
+// If the program replaces the C library's functions, calls inside the C library are replaced too: the dynamic loader
+// binds all calls to the program. Otherwise the linker turns calls of malloc into calls of __wrap_malloc, and calls of
+// __real_malloc into calls of malloc.
 #ifdef QUILL_REPLACE_MALLOC
 #define OURS(function) function
 #define THE_C_LIBRARYS(function) __libc_##function

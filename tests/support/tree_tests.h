@@ -48,7 +48,7 @@ struct Visit {
 };
 inline std::vector<Visit> visits;
 
-// The visits of a walk: before, between and after the subtrees, or once of a leaf.
+// Adds the visits of a walk. A node is visited before, between and after its subtrees, and a leaf once.
 template <typename Node, typename What>
 void add_visits(std::vector<Visit> &to, const Node *node, const Node *none, What what, int depth = 0) {
     if (node == none) return;

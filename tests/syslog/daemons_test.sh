@@ -1,7 +1,7 @@
 #!/bin/sh
-# daemons_test.sh LIBRARY In a private device: real daemons with the library preloaded behave as docs/from-syslog.md
-# says. dnsmasq logs the same records as without the library. cron, which calls openlog again while it is connected,
-# loses the record after that.
+# daemons_test.sh LIBRARY
+# In a private device: real daemons with the library preloaded behave as docs/from-syslog.md says. dnsmasq logs the same
+# records as without the library. cron, which calls openlog again while it is connected, loses the record after that.
 set -eu
 library=$1
 PATH=$PATH:/usr/sbin:/sbin

@@ -1,7 +1,7 @@
 #!/bin/sh
-# peers_test.sh DAEMON LIBRARY PEER In a private device: a real log daemon (rsyslogd or busybox) receives what real
-# programs log through the C library's names, with the library preloaded. Messages without a facility arrive with ours,
-# 53.
+# peers_test.sh DAEMON LIBRARY PEER
+# In a private device: a real log daemon (rsyslogd or busybox) receives what real programs log through the C library's
+# names, with the library preloaded. Messages without a facility arrive with ours, 53.
 set -eu
 daemon=$1 library=$2 peer=$3
 PATH=$PATH:/usr/sbin:/sbin

@@ -1,4 +1,4 @@
-// Many threads log at once, to a daemon that is slow, or that repeatedly ends.
+// Many threads log at once to a daemon that is slow or that ends repeatedly.
 #include <quill/syslog.h>
 
 #include <fcntl.h>
@@ -25,20 +25,21 @@ namespace {
 using std::string;
 
 constexpr int kThreads = 8;
-// The whole load in the optimised build; the sanitizers and the emulator see the same with fewer records.
+// The optimised build runs the whole load. Builds with sanitizers and on the emulator run the same test with fewer
+// records.
 #ifdef NDEBUG
 constexpr int kRecords = 100'000;  // of a thread
 #else
 constexpr int kRecords = 4'000;
 #endif
 
-// The text of a thread's n-th message: who, which, and as many letters as these two say.
+// Returns the text of a thread's n-th message: both numbers, and letters whose number depends on them.
 string message_of(int thread, int n) {
     const auto letters = static_cast<size_t>((thread * 79 + n % 900 * 529) % 900);
     return std::to_string(thread) + " " + std::to_string(n) + " " + string(letters, static_cast<char>('a' + n % 26));
 }
 
-// How often each message has come in.
+// Counts the arrivals of each message.
 class Arrivals {
 public:
     void count(const string &line) {
@@ -99,7 +100,7 @@ TEST_P(SyslogLoad, EveryRecordArrivesWholeAndOnce) {
     EXPECT_EQ(not_once, 0);
 }
 
-// A console that a terminal's other end reads.
+// A pipe at /dev/console, from which the test reads.
 class Console {
 public:
     Console() {
@@ -146,7 +147,7 @@ TEST_P(SyslogLoad, ADaemonThatEndsAndIsStartedAgain) {
                 by_daemon.count_record(daemon.receive(1));
             }
             ASSERT_GE(by_daemon.total(), before + 10);
-            // From here on senders get an error; what they sent before is still there.
+            // From here on, senders get an error. Records that they sent before can still be read.
             shutdown(daemon.socket(), SHUT_RD);
             for (string record; !(record = daemon.receive()).empty();) by_daemon.count_record(record);
         }
@@ -162,7 +163,7 @@ TEST_P(SyslogLoad, ADaemonThatEndsAndIsStartedAgain) {
     int lost = 0;
     for (int thread = 0; thread < kLoggers; thread++)
         for (int n = 0; n < logged[thread]; n++) lost += by_daemon.times(thread, n) + by_console.times(thread, n) == 0;
-    // What a daemon has not read from a stream is lost with its end of the connection.
+    // When a daemon closes a stream, the records that it has not read are lost.
     if (GetParam() == SOCK_DGRAM) {
         EXPECT_EQ(lost, 0);
     }

@@ -39,7 +39,7 @@ using quill::test::without_time;
 using quill::test::write_file;
 using std::string;
 
-// How the next calls of send go wrong, in turn; none when it is empty.
+// The faults of the next calls of send, in turn. If the list is empty, send works.
 enum class Fault { kInterrupted, kFull, kShort };
 constinit std::vector<Fault> *faults = nullptr;
 
@@ -57,7 +57,7 @@ extern "C" ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)
 
 namespace {
 
-// For formats that the compiler would complain of.
+// Logs with formats of which the compiler would warn.
 void log_unchecked(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -65,7 +65,7 @@ void log_unchecked(const char *format, ...) {
     va_end(arguments);
 }
 
-// What is in the buffer when the C library refuses the rest; some leave nothing.
+// Returns the text in the buffer after the C library has refused the rest of a format. Some C libraries leave nothing.
 string left_by_printf(const char *format, ...) {
     char left[32] = "";
     va_list arguments;
@@ -88,9 +88,10 @@ protected:
     void TearDown() override { closelog(); }
 };
 
-// --- the mesh role, which a process reads once: in children
+// --- the mesh role; a process reads it once, so these tests run in children
 
-// Whether the connection does not wait, with a role at first, and another when it is made.
+// Returns whether the connection does not wait. The role file has one role at first, and another one when the
+// connection is made.
 int mesh_point(const char *at_first, const char *later) {
     LogDaemon daemon;
     if (at_first) write_file("/tmp/mesh_role", at_first);
@@ -106,7 +107,7 @@ int mesh_point(const char *at_first, const char *later) {
     return waits_not;
 }
 
-// What comes through comes in order, from the first on, and nothing goes to the console.
+// The records that arrive are in order, beginning with the first. Nothing goes to the console.
 TEST_F(Syslog, AMeshPointNeverWaits) {
     write_file("/tmp/mesh_role", "1\n");
     for (const int type : {SOCK_DGRAM, SOCK_STREAM})
@@ -132,7 +133,8 @@ TEST_F(Syslog, AMeshPointNeverWaits) {
 
 // --- one process
 
-// A message of its own connection, to a daemon of either kind; what closelog leaves is the default.
+// Returns the record of a message on a connection of its own, for both kinds of daemon. After closelog, all settings
+// must be the defaults.
 string record(const char *identity, int options, int facility, int mask, int priority, const char *text) {
     std::set<string> records;
     for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
@@ -182,7 +184,7 @@ TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
         EXPECT_EQ(record(nullptr, 0, 0, 0, LOG_ERR, whole.c_str()),
                   "<427>syslog: " + (length <= longest ? whole : cut) + "$");
     }
-    // A cut message leaves room for the line's end.
+    // A message is cut so that the line's end still fits.
     EXPECT_EQ(console("abc", LOG_CONS, text.c_str()),
               "abc: [truncated] " + text.substr(0, 1024 - 5 - 16 - 17 - 2) + "\r\n");
     EXPECT_EQ(standard_error("abc", LOG_PERROR, text.c_str()).substr(0, 19), "abc: [truncated] ab");
@@ -193,8 +195,8 @@ TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
     EXPECT_EQ(record(string(960, 'i').c_str(), 0, 0, 0, LOG_ERR, "m"), "<427><BUFFER OVERRUN ATTEMPT>: m$");
 }
 
-// What printf refuses after some text, of which it may leave something: a width that it cannot count, an argument that
-// has no text.
+// Formats that printf refuses after some text: a width out of range, and an argument that cannot be converted. It may
+// leave some of the text.
 TEST_F(Syslog, FormatsThatPrintfRefuses) {
     LogDaemon daemon;
     setlocale(LC_ALL, "C");
@@ -221,8 +223,8 @@ TEST_F(Syslog, ErrnoIsTheCallersBeforeAndAfter) {
     }
 }
 
-// The one after the second openlog is lost, the one after that connects again: with and without a connection at once,
-// to both kinds of daemon.
+// The message after the second openlog is lost, and the next message connects again. This holds for both kinds of
+// daemon, and with and without LOG_NDELAY.
 TEST_F(Syslog, ASecondOpenlogWhileConnectedLosesOneMessage) {
     for (const int type : {SOCK_DGRAM, SOCK_STREAM})
         for (const int options : {0, LOG_NDELAY}) {
@@ -299,7 +301,7 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
     }
     EXPECT_EQ(callers_handler_ran, 0);
 
-    // Standard error is a pipe without a reader: the signal closes the connection, under the caller's own lock, and
+    // Standard error is a pipe without a reader. The signal closes the connection while its thread has the lock, and
     // the message goes to the console.
     LogDaemon daemon;
     int pipe_ends[2];
@@ -317,8 +319,8 @@ TEST_F(Syslog, TheCallersBrokenPipeHandlerIsBackAndDidNotRun) {
     EXPECT_EQ(without_time(">" + read_file("/dev/console")), ">broken: m\r\n");
 }
 
-// A broken pipe in a thread that does not log, while another one waits for the daemon: the thread goes on at once, and
-// the connection is made again afterwards.
+// A thread that does not log gets a broken pipe while another thread waits for the daemon. The first thread continues
+// at once, and the connection is made again afterwards.
 TEST_F(Syslog, AnotherThreadsBrokenPipeDoesNotWaitForTheDaemon) {
     alarm(30);
     LogDaemon daemon;
@@ -344,7 +346,7 @@ TEST_F(Syslog, TheTimeIsLocalAndMovesOn) {
     for (const char *zone : {"AAA-5:30", "BBB+7"}) {
         setenv("TZ", zone, 1);
         const time_t before = time(nullptr);
-        while (time(nullptr) == before) usleep(10'000);  // the time zone is looked at once a second
+        while (time(nullptr) == before) usleep(10'000);  // the time zone is checked once a second
         syslog(LOG_ERR, "m");
         stamps.push_back(daemon.receive().substr(5, 15));
         const time_t now = time(nullptr), earlier = now - 1;
@@ -385,7 +387,7 @@ TEST_F(Syslog, ADescriptorThatTheProgramHasClosedAndReusedIsLeftAlone) {
     for (const int end : ends) close(end);
 }
 
-// Children are forked while other threads are in the middle of logging; each must log, and have the program's own
+// Children are forked while other threads are logging. Each child must be able to log, and must have the program's own
 // action for a broken pipe.
 TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
     signal(SIGPIPE, SIG_IGN);

@@ -81,7 +81,7 @@ TEST(Ipv6, WhatTheLibraryRefusesIsNoText) {
     refused = false;
 }
 
-// Each choice of groups that are zero, the others with one to four digits.
+// Tries each choice of zero groups. The other groups have one to four digits.
 TEST(Ipv6, EveryTextReadsBackAsTheSameAddress) {
     for (unsigned zeros = 0; zeros < 256; zeros++) {
         Groups groups, own, library;

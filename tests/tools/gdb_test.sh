@@ -1,6 +1,7 @@
 #!/bin/sh
-# gdb_test.sh TRANSCRIPT PROGRAM LIBRARIES [EMULATOR...]: what gdb prints of the program's objects, in the process and in
-# its core file; of another machine, in the core file that the emulator writes.
+# gdb_test.sh TRANSCRIPT PROGRAM LIBRARIES [EMULATOR...]: compares what gdb prints of the program's objects with the
+# transcript. gdb reads the process and its core file. For another machine, it reads the core file that the emulator
+# writes.
 set -u
 transcript=$1 program=$2 libraries=$3
 shift 3

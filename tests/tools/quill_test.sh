@@ -33,7 +33,7 @@ complain() {
 # screen to the file colours.
 on_terminal() {
     printf '%s\n' "$1" >commands
-    # Each has a server of its own: one whose last session has ended may still be ending.
+    # Each session has a server of its own, because a server whose last session has ended may still be ending.
     terminals=$((terminals + 1))
     tmux="tmux -L quill-test-$$-$terminals -f /dev/null"
     $tmux new-session -d -x 200 -y 60 "cd '$dir'; sh ./commands; $tmux wait-for -S done; sleep 100" &&
@@ -187,7 +187,7 @@ quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
 
-# Bytes as other tools print them: each is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06", and a few that are not
+# Bytes as other tools print them. Each text is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06"; a few texts are not
 # bytes.
 cat >dumps <<'DUMPS'
 xxd
@@ -335,7 +335,7 @@ quill send: s: no reply within the timeout
 quill send: s: the connection was closed without a reply
 END_OF_OUTPUT
 
-# Descriptors that a sender passes are not taken, and senders beyond the 32nd wait. The emulator makes room for control
+# Descriptors that a sender passes are not accepted. Senders beyond the 32nd wait. The emulator makes room for control
 # data of its own.
 cat >hostile.py <<'PYTHON'
 import array

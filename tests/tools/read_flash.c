@@ -1,4 +1,4 @@
-/* read_flash: one transfer from the flash, for the history that it leaves. */
+/* read_flash: makes one transfer from the flash, which adds a record to the history. */
 #include <quill/flash.h>
 
 int main(void) {

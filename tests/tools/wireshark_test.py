@@ -37,7 +37,7 @@ hex_len32
 hex32 01
 """
 BUFFER = '3 "hello"\n1 u32 20\n4 001b63aabbcc\n9\n5 "\xe9"\n'
-FIELDS = {"str3": "str", "hex_len32": "hex", "hex32": "hex"}  # that are not called as the kind
+FIELDS = {"str3": "str", "hex_len32": "hex", "hex32": "hex"}  # fields whose name differs from that of the kind
 
 
 def run(*command, text=None):
