@@ -15,8 +15,8 @@ QUILL_BEGIN_DECLS
 /* --- location names */
 
 /* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL. Parts that the name does not have
- * are empty. size counts characters, so each buffer needs size + 1 bytes. Text after a fourth separator is ignored. A
- * null buffer drops its part, however long that is. Always returns 0.
+ * are empty. The sizes count characters, so each buffer needs its size + 1 bytes. Text after a fourth separator is
+ * ignored. When a buffer is null, its part is dropped, however long the part is. Always returns 0.
  *
  * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer an empty
  * part to a part that follows a cut part. */
@@ -30,7 +30,7 @@ QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *pa
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
  *     a\.b     a.b: an escaped dot loses its escape, so escape a part only once
- *     a\b.c    ab.c: a backslash is dropped, and counts for the next dot or backslash, however far
+ *     a\b.c    ab.c: a backslash is dropped, and counts as the escape of the next dot or backslash, however far
  *
  * Compatibility: stored names were escaped in this way. */
 QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
@@ -44,19 +44,19 @@ enum { FQLN_PART_SIZE = 128 };
  *
  *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- * It may leave out parts long before out is full. It sums up the lengths of the name after the first part, after the
- * first dot, after the second part, and so on. When the sum has reached size after a part, the other parts are left
- * out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). With a
- * size above 9 * n + 6, no part is left out, where n is the length of the longest escaped part. Compatibility: peers
- * compare names that were cut in this way. */
+ * fqln_build may leave out parts long before out is full. It sums up the lengths of the name after the first part,
+ * after the first dot, after the second part, and so on. When the sum has reached size after a part, the other parts
+ * are left out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186).
+ * No part is left out when size is above 9 * n + 6, where n is the length of the longest escaped part. Compatibility:
+ * peers compare names that were cut in this way. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 
 /* fqln_is_well_formed returns 1 when fqln has exactly three separators, else 0. Parts may be empty, as in "...". */
 QUILL_API int fqln_is_well_formed(const char *fqln);
 
-/* fqln_find_part_after_name returns the first separator of fqln (borrowed), after which its second part begins, or null
- * when fqln has no separator. */
+/* fqln_find_part_after_name returns a pointer to the first separator of fqln (borrowed), or null when fqln has no
+ * separator. The second part begins after the separator. */
 QUILL_API const char *fqln_find_part_after_name(const char *fqln);
 
 /* --- schedules */
@@ -64,7 +64,8 @@ QUILL_API const char *fqln_find_part_after_name(const char *fqln);
 /* Day codes. Those below DAY_DAILY are days of the week. */
 enum { DAY_DAILY = 7, DAY_WEEKEND = 8, DAY_WEEKDAY = 9 };
 
-/* These return 1 when day is a day of the week, every day, the weekend, or the days from Monday to Friday; else 0. */
+/* day_is_specific_day returns 1 when day is a day of the week, else 0. day_is_daily, day_is_wkend and day_is_wkday do
+ * the same for every day, the weekend, and the days from Monday to Friday. */
 QUILL_API int day_is_specific_day(uint32_t day);
 QUILL_API int day_is_daily(uint32_t day);
 QUILL_API int day_is_wkend(uint32_t day);

@@ -7,20 +7,20 @@
 QUILL_BEGIN_DECLS
 
 /* saveMachineInfo appends the state of the machine to the file at path: saveMachineInfo("/flash/machine_info"). A
- * missing file is made with mode 0644 (0666 under umask 022). It runs about twenty commands by the shell, one after
- * another on the calling thread, and waits for each. quill/command.h says what they get from the caller. Standard
- * output and standard error of all of them go to the file:
+ * missing file is made with mode 0644 (0666 under umask 022). saveMachineInfo runs about twenty commands by the shell,
+ * one after another on the calling thread, and waits for each. quill/command.h describes what the commands get from the
+ * caller. Standard output and standard error of all commands go to the file:
  *
  *     softwareVersion 1, showVersion 1, hwMon -i        versions and hardware
  *     meminfo, slabinfo, loadavg of /proc; dmesg        the kernel
  *     netstat, ps, df, meminfo again                    connections, processes, file systems
  *     sysmgr -m, lsof -n, /tmp/.vesk, /proc/ksyms       daemons, open files, message queues, symbols
- *     the file that /flash/config/.config names         unless that one is missing or empty
+ *     the file that /flash/config/.config names         unless that file is missing or empty
  *     a listing of /flash/config/.boc_config.*          with a heading, if /flash/config/.boc_config.list exists
  *     mysqladmin processlist                            with a heading
  *
- * Returns 1 when the last command could be started, else 0 with errno. A tool that is missing or fails leaves its error
- * text, and the next one follows. A path that cannot be written is not reported.
+ * Returns 1 when the last command could be started, else 0 with errno. For a tool that is missing or fails, the file
+ * gets the error text, and the next tool follows. A path that cannot be written is not reported.
  *
  * It returns 0 without running anything for null and for a path of more than 167 characters. A path with characters
  * that have a meaning to the shell is quoted, so "~" and "$HOME" in it are not expanded. Links are followed, and a FIFO

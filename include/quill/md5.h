@@ -23,7 +23,7 @@ enum { MD5_DIGEST_SIZE = 16, MD5_BLOCK_SIZE = 64 };
 typedef struct md5_context {
     uint32_t state[4];              /* chaining values A, B, C, D */
     uint32_t count[2];              /* bits so far modulo 2^64, low word first */
-    uint8_t buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, which make no block yet; then no meaning */
+    uint8_t buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, no whole block yet; the others have no meaning */
 } md5_context;
 
 /* MD5Init starts a digest, whatever context held before. */
@@ -43,10 +43,12 @@ QUILL_API void md5_calc(uint8_t digest[MD5_DIGEST_SIZE], const void *input, unsi
 QUILL_API void md5_wd(const void *input, unsigned int length, uint8_t digest[MD5_DIGEST_SIZE]);
 
 /* calc_hmac_md5 writes the HMAC-MD5 of data_length bytes of data to mac. A key of more than 64 bytes is replaced by its
- * digest, as the standard says. mac may overlap key and data. The pads, which hold the key, are wiped from the stack.
+ * digest, as the standard requires. mac may overlap key and data. The pads, which hold the key, are wiped from the
+ * stack.
  *
  * Returns 0. Returns 1, and leaves mac unchanged, when a pointer is null, key_length is 0 or negative, or data_length
- * is 0. Compatibility: callers treat an empty message as an error, although the standard defines its code. */
+ * is 0. Compatibility: callers treat an empty message as an error, although the standard defines the HMAC of an empty
+ * message. */
 QUILL_API int calc_hmac_md5(const void *key, int key_length, const void *data, unsigned int data_length,
                             uint8_t mac[MD5_DIGEST_SIZE]);
 

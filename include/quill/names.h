@@ -1,9 +1,9 @@
 /* quill/names.h: converts radio, security and protocol quantities to the words that pages, command lines and logs show,
  * and back.
  *
- * Texts that functions return are borrowed. Constant ones last as long as the process, and any thread may use them. The
- * other texts are in a static buffer of their function. The next call overwrites the buffer, and only one thread at a
- * time may use it:
+ * Texts that functions return are borrowed. Constant texts last as long as the process, and any thread may use them.
+ * The other texts are in a static buffer of their function. The next call overwrites the buffer, and only one thread at
+ * a time may use it:
  *
  *     sec_to_str, encr_to_str, loc_to_str                          one buffer each
  *     proto_to_str                                                 one buffer, for numbers without a name
@@ -12,8 +12,8 @@
  * All other functions are reentrant. Numbers are written and read as in the "C" locale, whatever locale the program has
  * set. A null text is read like the empty one.
  *
- * Power comes in three units: dBm; tenths of a dBm; and the level of radio management, 0 to 11, and 12 for everything
- * above. */
+ * Power has three units: dBm, tenths of a dBm, and the level of radio management. A level is 0 to 11, or 12 for
+ * everything above. */
 #ifndef QUILL_NAMES_H
 #define QUILL_NAMES_H
 
@@ -23,8 +23,8 @@ QUILL_BEGIN_DECLS
 
 /* --- frames */
 
-/* The subtypes of management frames that intrusion detection has its own codes for, and their numbers in IEEE 802.11
- * (table "Valid type and subtype combinations"):
+/* Intrusion detection has its own codes for some subtypes of management frames. The table gives these codes, and the
+ * numbers of the subtypes in IEEE 802.11 (table "Valid type and subtype combinations"):
  *
  *     code  subtype  frame
  *     1     10       disassociation
@@ -66,8 +66,8 @@ QUILL_API const char *encr_to_str(uint32_t encr_flags);
 
 /* --- locations */
 
-/* loc_to_str returns the location a.b.c, a in the top 8 bits of loc, b in the next 8 and c in the low 16; "Not set" for
- * 0xffffffff.
+/* loc_to_str returns the location a.b.c. a is the top 8 bits of loc, b the next 8 and c the low 16. For 0xffffffff it
+ * returns "Not set".
  *
  *     loc_to_str(0x01020003)    1.2.3 */
 QUILL_API const char *loc_to_str(uint32_t loc);
@@ -79,8 +79,8 @@ QUILL_API uint32_t str_to_loc(const char *text);
 
 /* --- IP protocols */
 
-/* proto_to_str returns the name of an IP protocol (numbers of IANA's registry; constant), or the number itself in
- * decimal:
+/* proto_to_str returns the name (constant) of the IP protocol with this number in IANA's registry. For a number without
+ * a name it returns the number in decimal. The names are:
  *
  *     0 any     8 egp     29 tp          46 rsvp    58 icmpv6      98 encap
  *     1 icmp    12 pup    41 ipv6        47 gre     59 ipv6none    103 pim
@@ -89,9 +89,9 @@ QUILL_API uint32_t str_to_loc(const char *text);
  *     6 tcp */
 QUILL_API const char *proto_to_str(int proto);
 
-/* str_to_proto returns the number of a name in that table, in any case. Any other text is read as a decimal number,
- * after spaces and a sign, up to the first character that is not a digit. Only its low 16 bits are used: 70000 gives
- * 4464. An unknown word gives 0, like "any". */
+/* str_to_proto returns the number of a name in that table, in any letter case. Any other text is read as a decimal
+ * number, after spaces and a sign, up to the first character that is not a digit. Only its low 16 bits are used: 70000
+ * gives 4464. An unknown word gives 0, like "any". */
 QUILL_API int str_to_proto(const char *text);
 
 /* --- rates */
@@ -108,7 +108,7 @@ QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 
 /* --- power */
 
-/* DBM_PWR_NOT_SET, in tenths of a dBm, is invalid or not set. */
+/* DBM_PWR_NOT_SET marks a power, in tenths of a dBm, that is invalid or not set. */
 enum { DBM_PWR_NOT_SET = 2047 };
 
 /* dbm_pwr_to_str returns a number of tenths as dBm with one decimal, and "INV" for DBM_PWR_NOT_SET. The rest of the
@@ -130,8 +130,9 @@ QUILL_API const char *dbm_pwr_to_str(int tenths);
  * such lines and expect this number. The others remove the newline first. */
 QUILL_API int str_to_pwr_dbm(const char *text);
 
-/* The level of radio management in dBm and in tenths of a dBm. The rows do not agree: a level is a step of 6 dBm in the
- * first row, and of 3 dBm in the second. Compatibility: each row has programs that rely on it.
+/* radio_tpl_to_dbm_power returns the power of a level in dBm. radio_tpl_to_dbm_10x_power returns the power of a level
+ * in tenths of a dBm. The rows do not agree: a level is a step of 6 dBm in the first row, and of 3 dBm in the second.
+ * Compatibility: each row has programs that rely on it.
  *
  *     level                      0  1   2   3   4    5    6    7    8    9    10   11   other
  *     radio_tpl_to_dbm_power     0  6   12  18  24   30   36   42   48   54   60   66   254
@@ -139,8 +140,9 @@ QUILL_API int str_to_pwr_dbm(const char *text);
 QUILL_API uint32_t radio_tpl_to_dbm_power(uint32_t level);
 QUILL_API int radio_tpl_to_dbm_10x_power(uint32_t level);
 
-/* These return the first level of the table above whose power is at least the argument less 4 dBm (20 tenths). It is
- * not always the nearest level: 5 dBm give level 1, and 4 dBm give level 0. Powers above 70 (350) give 12. A negative
+/* radio_dbm_to_tpl_power returns the first level of the table above whose power is at least dbm - 4.
+ * radio_dbm_10x_to_tpl_power returns the first level whose power is at least tenths - 20. This level is not always the
+ * nearest: 5 dBm give level 1, and 4 dBm give level 0. Powers above 70 dBm, or above 350 tenths, give 12. A negative
  * power gives 0 in tenths, and 12 in dBm, where the argument is unsigned. */
 QUILL_API uint32_t radio_dbm_to_tpl_power(uint32_t dbm);
 QUILL_API uint32_t radio_dbm_10x_to_tpl_power(int tenths);
@@ -156,8 +158,8 @@ QUILL_API uint32_t radio_tpl_new_to_old_power(uint32_t new_level);
 
 /* --- switches */
 
-/* get_boolean_value returns 1 when text is "true", "yes" or "1" or begins with "enable", in any case. Otherwise it
- * returns 0, also for "on". get_boolean_str returns "disable" for 0 and "enable" for anything else (constant). */
+/* get_boolean_value returns 1 when text is "true", "yes" or "1" or begins with "enable", in any letter case. Otherwise
+ * it returns 0, also for "on". get_boolean_str returns "disable" for 0 and "enable" for anything else (constant). */
 QUILL_API int get_boolean_value(const char *text);
 QUILL_API const char *get_boolean_str(int value);
 

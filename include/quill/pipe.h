@@ -10,21 +10,21 @@
  *
  *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone.
  *                                          No program that another thread starts ever holds an end of the pipe, not
- *                                          even for a moment. For any number of threads at once.
- *     quill_popen, quill_pclose            The close waits for whichever child of the process ends first: only for
- *                                          programs with one thread and no other child. The stream stays open in
- *                                          programs that the process runs by fork and exec.
+ *                                          even for a moment. Any number of threads may use this pair at once.
+ *     quill_popen, quill_pclose            The close waits for whichever child of the process ends first. So this pair
+ *                                          is only for programs with one thread and no other child. The stream stays
+ *                                          open in programs that the process runs by fork and exec.
  *
- * The command runs as "/bin/sh -c COMMAND", with umask 022. Everything else is the caller's: descriptors that are not
- * close-on-exec, environment, working directory, blocked and ignored signals. Handlers become default actions. The
- * caller must quote text in a command that comes from others. When the shell cannot be run, the child exits with code
- * 255.
+ * The command runs as "/bin/sh -c COMMAND", with umask 022. The command inherits everything else from the caller:
+ * descriptors that are not close-on-exec, environment, working directory, blocked and ignored signals. A signal with a
+ * handler gets its default action. When a command contains text that comes from others, the caller must quote that
+ * text. When the shell cannot be run, the child exits with code 255.
  *
  * With mode "r" the stream reads the command's standard output. With mode "w" the command's standard input is what the
- * program writes to the stream, and it ends with the close. Any other mode is refused, also "re".
+ * program writes to the stream. The input ends when the stream is closed. Any other mode is refused, also "re".
  *
  * The process is not copied, and handlers of pthread_atfork do not run. So the cost of starting a command does not
- * depend on the process's memory. The calls are not cancellation points: a cancelled thread finishes the call it is in.
+ * depend on the process's memory. The calls are not cancellation points: a cancelled thread first finishes its call.
  * They are not for signal handlers.
  *
  * In a process that ignores SIGCHLD, quill_pclose and quill_pclose_thr return -1 with errno ECHILD, after the child has
@@ -45,13 +45,13 @@ QUILL_API FILE *quill_popen(const char *command, const char *mode);
 /* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
  * status as wait gives it (exit code 2 is 0x200), or -1 with errno. The stream is closed in any case.
  *
- *     EPIPE     the stream could not be closed, as when a command in mode "w" has not read all; it waited for no child.
- *               Other errors of the close may take its place
+ *     EPIPE     the stream could not be closed, as when a command in mode "w" has not read all; the call waited for no
+ *               child. The close may also fail with other errors
  *     ECHILD    the process has no child
  *     EINTR     a signal came */
 QUILL_API int quill_pclose(FILE *stream);
 
-/* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 where it returns null.
+/* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 when it returns null.
  * The stream is closed by quill_pclose_thr. */
 QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
 

@@ -1,15 +1,15 @@
 /* quill/rbtree.h: an ordered set of pointers to your records: a red-black tree with a heap node per key.
  *
- * The tree keeps key pointers, usually to records that carry the key. It finds the given key, the next one, and the
- * nearest above or below. It frees keys only in rbterminate, and only when free_keys is not 0.
+ * The tree keeps key pointers, usually to records that carry the key. It finds a given key, the next key, and the
+ * nearest key above or below a given key. It frees keys only in rbterminate, and only when free_keys is not 0.
  *
  * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most 2 log2(n
  * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up descend once,
  * and climb at most once by as many levels. A step of a cursor takes constant time on average. When records can contain
  * their nodes, the trees of quill/savl.h and quill/savle.h need no heap and are lower.
  *
- * Every function accepts a null tree or cursor: it does nothing and returns null. Keys should not be null pointers: a
- * null result means that there is no such key.
+ * Every function accepts a null tree or cursor: the function then does nothing and returns null. Keys should not be
+ * null pointers: a null result means that there is no such key.
  *
  * Threads: only one thread at a time may use a tree. Deletions also write rb_null, which all trees share. So two
  * threads must not call rbdelete at the same time, even for different trees. Protect all calls of rbdelete with one
@@ -36,7 +36,7 @@ QUILL_BEGIN_DECLS
 /* rb_node is a node, made and freed by the tree. */
 typedef struct rb_node rb_node;
 struct rb_node {
-    rb_node *left;   /* child with smaller keys; &rb_null when none, also below */
+    rb_node *left;   /* child with smaller keys; &rb_null when absent, as in the next two fields */
     rb_node *right;  /* child with greater keys */
     rb_node *up;     /* parent */
     uint32_t colour; /* 0 black, 1 red */
@@ -51,20 +51,20 @@ extern QUILL_API rb_node rb_null;
  * calls it, a is the key searched for and b one in the tree. */
 typedef int (*rb_comparison)(const void *a, const void *b, void *config);
 
-/* rb_tree is a tree. Its fields are for reading. */
+/* rb_tree is a tree. A program may read its fields, but not change them. */
 typedef struct rb_tree {
     rb_comparison compare; /* the order */
     void *config;          /* passed to each comparison */
     rb_node *root;         /* &rb_null when empty */
 } rb_tree;
 
-/* rb_list_cursor is a position in a walk by rbreadlist. Its fields are for reading. */
+/* rb_list_cursor is a position in a walk by rbreadlist. A program may read its fields, but not change them. */
 typedef struct rb_list_cursor {
-    rb_node *root; /* of the tree when the cursor was opened */
+    rb_node *root; /* the root of the tree when the cursor was opened */
     rb_node *next; /* what rbreadlist returns next; &rb_null at the end */
 } rb_list_cursor;
 
-/* What rblookup looks for. Any other number gives null. */
+/* These numbers select the key that rblookup returns. Any other number gives null. */
 enum {
     RB_LOOKUP_EQUAL = 0,    /* the key equal to the given one */
     RB_LOOKUP_AT_LEAST = 1, /* the equal key, else the smallest greater one */
@@ -81,22 +81,23 @@ enum {
  * Release the tree with rbterminate. */
 QUILL_API rb_tree *rbinit(rb_comparison compare, void *config);
 
-/* __rbinit is rbinit. */
+/* __rbinit does what rbinit does. */
 QUILL_API rb_tree *__rbinit(rb_comparison compare, void *config);
 
 /* rbterminate frees tree (taken) with its nodes. When free_keys is not 0, it also passes every key to free(). */
 QUILL_API void rbterminate(rb_tree *tree, int free_keys);
 
-/* rbsearch returns the key of tree that is equal to key. When it is absent, it inserts key (kept) and returns key.
- * Returns null with the tree unchanged when out of memory. An insertion makes one comparison more than its search. */
+/* rbsearch returns the key of tree that is equal to key. When the key is absent, rbsearch inserts key (kept) and
+ * returns key. Returns null with the tree unchanged when out of memory. An insertion makes one comparison more than its
+ * search. */
 QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 
 /* rbfind returns the key of tree that is equal to key, or null. */
 QUILL_API void *rbfind(const void *key, const rb_tree *tree);
 
-/* rbdelete removes the key that is equal to key from tree and returns it. The key itself stays. Returns null when it is
- * absent. When the key's node has two children, that node stays and gets the next greater key, whose own node is freed.
- */
+/* rbdelete removes the key that is equal to key from tree and returns it. The key itself stays. Returns null when the
+ * key is absent. When the key's node has two children, that node stays and gets the next greater key, whose own node is
+ * freed. */
 QUILL_API void *rbdelete(const void *key, rb_tree *tree);
 
 /* rblookup returns the key of tree that mode (RB_LOOKUP_…) selects, or null. With keys 10, 20 and 30,
@@ -115,7 +116,7 @@ QUILL_API void rbwalk(const rb_tree *tree, rb_action action, void *argument);
  * may be inserted or deleted while the cursor is open. */
 QUILL_API rb_list_cursor *rbopenlist(const rb_tree *tree);
 
-/* rbreadlist returns the key under the cursor and moves on to the next greater one; null at the end. */
+/* rbreadlist returns the key under the cursor and moves the cursor to the next greater key. Returns null at the end. */
 QUILL_API void *rbreadlist(rb_list_cursor *cursor);
 
 /* rbcloselist frees cursor (taken). */

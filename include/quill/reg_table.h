@@ -1,10 +1,10 @@
-/* quill/reg_table.h: the radio regulatory table (which channels and powers a country allows), as a file that is signed.
+/* quill/reg_table.h: the radio regulatory table (which channels and powers a country allows), as a signed file.
  *
  *     char *version;
  *     if (parse_validate_get_reg_tbl_file_ver("/flash/table.signed", &version) == 0) printf("table %s", version);
  *
  * A signed file consists of lines of text. tools/sign-reg-table makes it (docs/signing-regulatory-tables.md shows all
- * steps). Marker lines open and close its sections:
+ * steps). Marker lines open and close the sections of the file:
  *
  *     -----BEGIN CERTIFICATE-----   the signer's X.509 certificate, base64 as in PEM (RFC 7468)
  *     -----BEGIN SIGNATURE-----     the signature, base64: RSA over SHA-1
@@ -12,9 +12,9 @@
  *     -----BEGIN VERSION-----       the version line
  *
  * Each section ends with its "-----END ...-----" line. Sections come in any order and may overlap. A section that opens
- * again continues where it stopped. Lines outside all sections are ignored. A line is a marker when it begins with one,
- * whatever follows. Empty lines are ignored everywhere, and so are carriage returns in the table. Lines are read in
- * pieces of up to 399 bytes, each of which counts as a line.
+ * again continues where it stopped. Lines outside all sections are ignored. A line that begins with a marker is a
+ * marker line, whatever follows the marker. Empty lines are ignored everywhere, and so are carriage returns in the
+ * table. Lines are read in pieces of up to 399 bytes, each of which counts as a line.
  *
  * The signature covers the table without its last byte, which must be a newline, followed by the version section. THE
  * BORDER BETWEEN THE TWO IS NOT SIGNED. Whoever may change the file can move the border. A part of the table is then
@@ -54,17 +54,17 @@ extern QUILL_API const uint8_t Parent_CA_Cert[];
 extern QUILL_API const uint8_t Top_CA_Cert_1[];
 extern QUILL_API const uint32_t Top_CA_Certs_count; /* 1 */
 
-/* The last message, cut to fit. */
+/* log_buf contains the last message, cut to fit. */
 extern QUILL_API char log_buf[256];
 
-/* What the functions return. */
+/* These numbers are the results of the functions. */
 enum {
     QUILL_REG_TABLE_VALID = 0,
     QUILL_REG_TABLE_NOT_OPENED = -1, /* get_reg_tbl_file_ver alone */
     QUILL_REG_TABLE_NULL_PATH = -90, /* decrypt_decompress_reg_tbl_file alone */
     QUILL_REG_TABLE_NO_MEMORY = -92,
     QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* not base64, or the conversion to DER could not be run */
-    QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run; a file without one is not valid */
+    QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run; a file without a signature is not valid */
     QUILL_REG_TABLE_NOT_WRITTEN = -95,
     QUILL_REG_TABLE_NOT_READ = -96,
     QUILL_REG_TABLE_NOT_SPLIT = -97,
@@ -80,7 +80,7 @@ enum {
  *     -94   no command can be run to decode the signature, or its output cannot be written
  *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
  *           output cannot be written
- *     -96   the table's or the version's section cannot be read back, memory running out included; or the table does
+ *     -96   the table's or the version's section cannot be read back, also when memory runs out; or the table does
  *           not end with a newline, or one of the two is empty or has a NUL byte
  *     -92   no memory for the signed data
  *     -95   the signed data cannot be written to its temporary file
@@ -106,7 +106,7 @@ QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **versi
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, and replaces the content of out_path by the
  * result, up to the first NUL byte. A missing out_path is made with mode 0666 under the umask. gunzip requires a name
- * that ends in .gz; the file stays. out_path must be another file.
+ * that ends in .gz. The file at in_path stays. out_path must be another file.
  *
  * NOTHING IS VALIDATED, and despite the name nothing is decrypted. For a damaged file, out_path gets what gunzip could
  * unpack, which may be nothing. A machine without gunzip, a gunzip that is killed, and a full file system have the same

@@ -13,10 +13,11 @@
  * rebalance in at most as many steps as there are levels, and in a few on average. The smallest, the greatest, the next
  * and the previous node are one pointer step away.
  *
- * Find, then insert. A search that finds nothing stores the attachment point, where the key belongs. This is a node and
- * one of its sides. Insertion takes that point, so find-or-insert descends once. A point is valid until the next change
- * of the tree: insert there at once, or search again. Insertion does not check its point. A point from another tree, or
- * from before a change, corrupts the tree. Only this order of calls prevents keys that compare equal.
+ * Find, then insert. A search that finds nothing stores the attachment point, where the key belongs. The attachment
+ * point is a node and one of its sides. Insertion uses that point, so find-or-insert descends once. A point is valid
+ * until the next change of the tree: insert there at once, or search again. Insertion does not check its point. A point
+ * from another tree, or from before a change, corrupts the tree. Only this order of calls prevents keys that compare
+ * equal.
  *
  *     struct station {
  *         uint32_t id;
@@ -69,7 +70,7 @@ struct savl {
     savl *next;      /* node after in key order; the tree record after the greatest */
     uint16_t side;   /* 0: its parent's left child, 1: the right one, as is the root of the tree record */
     int16_t balance; /* height of the right subtree minus that of the left one: -1, 0 or 1 */
-    const void *key; /* what comparisons get (kept) */
+    const void *key; /* the key that comparisons get (kept) */
 };
 
 /* savl_comparison gives the order of the searched key against a node's key: negative (before), 0 (equal) or positive
@@ -90,8 +91,8 @@ typedef struct savl_tree {
 #define SAVL_TREE_INIT(tree, comparison) \
     { {NULL, NULL, NULL, &(tree).head, &(tree).head, 0, 0, NULL}, comparison }
 
-/* SAVL_OBJECT(node, type, member) is a type pointer to the object whose member is the node that node points at. It also
- * works for the nodes of quill/savle.h. */
+/* SAVL_OBJECT(node, type, member) converts a pointer to a node to a pointer to its object. type is the type of the
+ * object, and member is the name of the node in it. It also works for the nodes of quill/savle.h. */
 #ifdef __cplusplus
 #define SAVL_OBJECT(node, type, member) \
     (static_cast<type *>(static_cast<void *>(reinterpret_cast<char *>(node) - offsetof(type, member))))
@@ -99,9 +100,9 @@ typedef struct savl_tree {
 #define SAVL_OBJECT(node, type, member) ((type *)(void *)((char *)(node)-offsetof(type, member)))
 #endif
 
-/* SAVL_FOREACH(node, tree) is the head of a loop over the nodes of *tree in key order. The variable `savl *node` is
- * each of them in turn. Its body may delete node and free its object, and must not otherwise change the tree. From any
- * node, node->next and node->prev are its neighbours, and &tree->head is the end. */
+/* SAVL_FOREACH(node, tree) is the head of a loop over the nodes of *tree in key order. The variable `savl *node` points
+ * at each node in turn. The body of the loop may delete node and free its object, and must not otherwise change the
+ * tree. From any node, node->next and node->prev are its neighbours, and &tree->head is the end. */
 #define SAVL_FOREACH(node, tree)                                                           \
     for (savl *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
@@ -110,8 +111,8 @@ typedef struct savl_tree {
  * absent.
  *
  * When the key is absent and at is not null, savl_find stores the attachment point. *at is the last node that was
- * visited, or the tree record of an empty tree. *side is 0 for its left side or 1 for its right side. Both stay as they
- * were when the key is found. side is not used when at is null.
+ * visited, or the tree record of an empty tree. *side is 0 for its left side or 1 for its right side. *at and *side are
+ * unchanged when the key is found. side is not used when at is null.
  *
  * savl_find calls the comparison once per level, as comparison(key, node's key). The library's own comparisons below
  * are not called: for each, a separate search has the comparison compiled in. */
@@ -129,7 +130,7 @@ QUILL_API void savl_delete(savl *node);
 /* savl_string_compare orders texts byte by byte, as strcmp does. */
 QUILL_API int savl_string_compare(const void *a, const void *b);
 
-/* savl_string_compare_ic is savl_string_compare with A to Z treated as a to z, whatever the locale. */
+/* savl_string_compare_ic does what savl_string_compare does, with A to Z treated as a to z, whatever the locale. */
 QUILL_API int savl_string_compare_ic(const void *a, const void *b);
 
 /* savl_u32_compare orders uint32_t numbers by value. Returns exactly -1, 0 or 1. */
@@ -137,11 +138,11 @@ QUILL_API int savl_u32_compare(const void *a, const void *b);
 
 /* savl_mac_addr_compare orders MAC key areas of 8 bytes: the 6 of the address and 2 that must be zero in every key.
  *
- * This is a consistent order only among some addresses. It subtracts bytes 0-3, as big-endian numbers, modulo 2^32, and
- * takes the difference as signed. When that is 0, it does the same with bytes 4-7. So bytes 0-3 of all addresses must
- * lie within half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes 4-5. Stations of one
- * vendor already break that: of 1,000 stored ones about 10 were not found again. A tree that must find every stored
- * address compares the bytes:
+ * The order is consistent only among some addresses. The comparison subtracts bytes 0-3, as big-endian numbers, modulo
+ * 2^32, and takes the difference as signed. When the difference is 0, it does the same with bytes 4-7. So bytes 0-3 of
+ * all addresses must lie within half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes
+ * 4-5. Stations of one vendor already break this rule: of 1,000 stored stations, about 10 were not found again. A tree
+ * that must find every stored address compares the bytes:
  *
  *     static int mac_order(const void *a, const void *b) { return memcmp(a, b, 8); }
  *     static savl_tree stations = SAVL_TREE_INIT(stations, mac_order);
@@ -164,7 +165,7 @@ QUILL_END_DECLS
 namespace quill {
 
 /* tree_range walks the nodes of a tree of this header or of quill/savle.h in key order, as a forward range. The body of
- * a loop may delete the node that it is at, and must not otherwise change the tree. */
+ * a loop may delete the current node, and must not otherwise change the tree. */
 template <typename Node>
 class tree_range {
 public:
@@ -191,7 +192,7 @@ public:
 
     private:
         Node *node_ = nullptr;
-        Node *next_ = nullptr; /* read ahead, as the node may be deleted */
+        Node *next_ = nullptr; /* read ahead, because the loop may delete the node */
     };
 
     explicit tree_range(Node &head) : head_(&head) {}

@@ -1,9 +1,9 @@
 /* quill/savle.h: the AVL tree of quill/savl.h for records that have their key at a fixed place.
  *
  * The tree record contains the offsets of the node and of the key in a record of yours, so a node needs no key pointer.
- * It also contains a pointer of yours that is passed to each comparison. All else is as in quill/savl.h. See there how
- * to find and then insert at an attachment point, what each call costs, and what may change during a walk. The rules
- * for threads are there as well.
+ * It also contains a pointer of yours that is passed to each comparison. Everything else is as in quill/savl.h. That
+ * header describes how to find and then insert at an attachment point, and what each call costs. It also describes what
+ * may change during a walk, and the rules for threads.
  *
  * Cost: a node is 24 bytes on the device and 48 on a 64-bit host, a tree record 40 and 72.
  *
@@ -71,22 +71,22 @@ typedef struct savle_tree {
             context                                                                                                  \
     }
 
-/* SAVLE_FOREACH(node, tree) is SAVL_FOREACH with a variable `savle *node`. */
+/* SAVLE_FOREACH(node, tree) does what SAVL_FOREACH does, with a variable `savle *node`. */
 #define SAVLE_FOREACH(node, tree)                                                           \
     for (savle *node = (tree)->head.next, *node##_next = node->next; node != &(tree)->head; \
          node = node##_next, node##_next = node->next)
 
-/* savle_find is savl_find. The comparison is called as comparison(tree->context, key, address of the key in an object).
- * So key is a pointer to the same type as the key member of the objects. */
+/* savle_find does what savl_find does. The comparison is called as comparison(tree->context, key, address of the key in
+ * an object). So key is a pointer to the same type as the key member of the objects. */
 QUILL_API savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side);
 
-/* savle_insert is savl_insert. */
+/* savle_insert does what savl_insert does. */
 QUILL_API void savle_insert(savle *node, savle *at, int side);
 
-/* savle_delete is savl_delete. */
+/* savle_delete does what savl_delete does. */
 QUILL_API void savle_delete(savle *node);
 
-/* The comparisons of quill/savl.h for keys inside objects; the context is ignored.
+/* These functions are the comparisons of quill/savl.h for keys inside objects. They ignore the context.
  *
  * For the two comparisons of texts, the objects hold a pointer to the text. a and b are the addresses of such pointers,
  * and so is the searched key:
@@ -94,12 +94,12 @@ QUILL_API void savle_delete(savle *node);
  *     const char *name = "eth0";
  *     savle_find(&interfaces, &name, NULL, NULL);
  *
- * They do not work for an array of characters inside the object: its characters would be read as an address. For such
- * an array, write a comparison that calls strcmp(a, b), and search with the text itself. (In quill/savl.h keys are
- * always the texts themselves.)
+ * These two comparisons do not work for an array of characters inside the object: the characters would be read as an
+ * address. For such an array, write a comparison that calls strcmp(a, b), and search with the text itself. (In
+ * quill/savl.h keys are always the texts themselves.)
  *
  * savle_mac_addr_compare fails to find some keys, as savl_mac_addr_compare does. The key is a member of 8 bytes,
- * uint8_t mac[8], the last 2 of them zero, also in the searched key. A tree that must find every stored address uses
+ * uint8_t mac[8]. Its last 2 bytes are zero, also in the searched key. A tree that must find every stored address uses
  * this comparison:
  *
  *     static int mac_order(void *context, const void *a, const void *b) {

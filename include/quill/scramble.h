@@ -35,21 +35,21 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
  *     scrambled byte    0-48        49-125    126-174     175-255
  *     pair              5, b + 48   0, b      8, b - 78   3, b - 126
  *
- * In the last class the character may be 127 to 129. With n the length of in, out then begins with at most this many
- * characters of it, and a NUL ("abcd" gives "0R0"):
+ * In the last class the character may be 127 to 129. n is the length of in. out begins with at most this many
+ * characters of the printable form, and a NUL ("abcd" gives "0R0"):
  *
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
  * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. out_size should be at least n. A
- * smaller out_size is used in place of n, and nothing is written beyond it. Compatibility: programs show and compare
- * just these characters. */
+ * smaller out_size is used in place of n, and nothing is written beyond out_size bytes. Compatibility: programs show
+ * and compare just these characters. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
 /* unscrambleStringAscii writes the plain bytes of a printable form, which may have any length, to out: one byte for
  * each pair of in. A single character at the end gives one more byte, and its missing second character counts as 0.
  * "0R" gives the byte that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes and no terminator. out must have
- * room for these bytes. Always returns 1. Besides the pairs above it reads:
+ * room for these bytes. Always returns 1. It reads the pairs above, and also these:
  *
  *     digit     1     2    4          6      7    9     none
  *     byte b    -c    c    126 - c    208    c    78    c     (modulo 256, c the character) */
@@ -71,22 +71,22 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  * Returns
  *      0    done
  *     -1    src is null, or not shorter than size: a text of size characters is refused, although dest could hold it
- *     -2    done: ch is not printable (32 to 126) and nothing was to be escaped, so dest is src as it is
+ *     -2    done: ch is not printable (32 to 126) and nothing was to be escaped, so dest is a copy of src
  *     -4    the result would be longer than size
  * For -1 and -4 dest is unchanged.
  *
  * Choose the delimiter well: some delimiters stay in the text. Each of the delimiters P to _ is the second character of
  * its own pair. Newline, * : J Z j, and every other ch that ends in hexadecimal a, are their own escape character.
- * string_decode still restores these texts, but a list cannot be split at them. Compatibility: stored lists contain
- * these pairs. */
+ * string_decode still restores these texts, but a list cannot be split at these delimiters. Compatibility: stored lists
+ * contain these pairs. */
 QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
 
 /* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes. size must be
  * above strlen(src); the text is never longer than src. Returns
  *      0    done
  *     -1    src is null, or not shorter than size
- *     -2    done: ch is not printable and src has no escape character, so dest is src as it is
- *     -3    an escape character is not followed by one that makes a pair, for instance by the end
+ *     -2    done: ch is not printable and src has no escape character, so dest is a copy of src
+ *     -3    an escape character is not followed by a character that makes a pair, for instance at the end
  * For -1 and -3 dest is unchanged. -4, reserved for results that are too long, does not occur. */
 QUILL_API int string_decode(const char *src, char *dest, int size, int ch);
 

@@ -34,7 +34,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* What an accessor for the type of a field returns. Any other number means that the object has no such field. */
+/* The accessor field_type returns one of these numbers. Any other number means that the object has no such field. */
 enum { SMSS_NUMBER = 0, SMSS_TEXT = 1 };
 
 /* Only the first SMSS_TEXT_SIZE characters of a text are used. The buffer of the text accessor has room for them and a
@@ -44,25 +44,25 @@ enum { SMSS_TEXT_SIZE = 128 };
 /* smss_ctx is a query. The program sets the accessors and match_any after smss_init, and reads results, result_count,
  * total and page_start after smss_search. */
 typedef struct smss_ctx {
-    void **objects;          /* as registered */
+    void **objects;          /* the registered objects */
     int32_t object_capacity; /* room in objects */
     int32_t object_count;    /* of these, taken */
-    /* The accessors. Fields are known by the names of the criteria. */
+    /* The next three fields are the accessors. The argument field is the name in a criterion. */
     int (*field_type)(const void *object, const char *field);          /* SMSS_NUMBER, SMSS_TEXT or another number */
     uint32_t (*number)(const void *object, const char *field);         /* the value of a field that is a number */
     void (*text)(char *buffer, const void *object, const char *field); /* buffer: SMSS_TEXT_SIZE + 1 bytes */
     uint32_t match_any;      /* 0: an object must meet every criterion; else one is enough */
-    uint32_t search_words;   /* two a criterion */
+    uint32_t search_words;   /* two for each criterion */
     char *search[64];        /* names and wanted values in turn */
-    uint32_t sort_words;     /* two a sort key */
+    uint32_t sort_words;     /* two for each sort key */
     char *sort[64];          /* names and order words in turn */
     void **results;          /* the page: pointers to registered objects; lasts until smss_deinit */
     int32_t result_capacity; /* room in results */
-    int32_t result_count;    /* of the page */
+    int32_t result_count;    /* number of results on the page */
     int32_t total;           /* all matches */
     int32_t page_start;      /* index of the page's first match among all */
     char *text1;             /* the buffers that the text accessor gets */
-    char *text2;             /* the other one, for comparisons */
+    char *text2;             /* the second buffer, for comparisons */
     void *pool;              /* strings of the query */
     int32_t pool_capacity;   /* bytes in pool */
     int32_t pool_used;       /* of these, taken */
@@ -83,9 +83,9 @@ QUILL_API void smss_add_object(smss_ctx *context, void *object);
  */
 QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length);
 
-/* smss_add_search_criterion adds a filter by the field name. A text must contain value. A number must equal value.
- * value is a decimal number as atoi reads it, but modulo 2^32: "3000000000" finds 3,000,000,000, and "-1" finds
- * 4,294,967,295. Filters beyond 16 are ignored. */
+/* smss_add_search_criterion adds a filter by the field name. A text field must contain value. A number field must be
+ * equal to value. value is a decimal number as atoi reads it, but modulo 2^32: "3000000000" finds 3,000,000,000, and
+ * "-1" finds 4,294,967,295. Filters beyond 16 are ignored. */
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,

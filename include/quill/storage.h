@@ -46,7 +46,7 @@ QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 
 /* --- a place for a download */
 
-/* What get_temp_dir and get_temp_dir2 return: the place with room. */
+/* These numbers are the results of get_temp_dir and get_temp_dir2: the place with room. */
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
 
 /* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, for ever) and returns
@@ -61,8 +61,8 @@ QUILL_API int get_temp_dir2(int need, const char **directory);
 
 /* --- files */
 
-/* These return 1 when, in their order, "/flash1" is a directory, "/flash/crash" exists, or path is not null and exists.
- * Otherwise they return 0. */
+/* is_flash1_present returns 1 when "/flash1" is a directory. is_flash_crash_present returns 1 when "/flash/crash"
+ * exists. is_file_present returns 1 when path is not null and exists. Otherwise they return 0. */
 QUILL_API int is_flash1_present(void);
 QUILL_API int is_flash_crash_present(void);
 QUILL_API int is_file_present(const char *path);
@@ -76,10 +76,10 @@ QUILL_API int write_str_to_file(const char *path, const char *text);
 
 enum { QUILL_USB_PATH_SIZE = 256 };
 
-/* chkUsbPath searches every partition for the regular file of that relative path, such as "images/a.bin". It writes the
- * full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters of path are
- * used. The case of names matters, and symbolic links are not followed. Returns null with all of out zeroed when the
- * file is in no partition. Returns null with out unchanged when "/mnt/usbdisk" is missing.
+/* chkUsbPath searches every partition for the regular file with the relative path path, such as "images/a.bin". It
+ * writes the full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters
+ * of path are used. The case of names matters, and symbolic links are not followed. Returns null with all of out zeroed
+ * when the file is in no partition. Returns null with out unchanged when "/mnt/usbdisk" is missing.
  *
  * A path with ".." may lead out of the USB storage. Refuse such a path first where it comes from others. With a
  * directory part that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a

@@ -35,8 +35,8 @@ QUILL_BEGIN_DECLS
 
 /* --- Writers */
 
-/* These write one value of the kind in their name. sxdr_write_bool writes 1 for any value but 0. The ipv6, ip_af and
- * mac writers take a pointer to the 16 bytes, the record and the 6 bytes. */
+/* The functions below write one value of the kind that their name contains. sxdr_write_bool writes 1 for any value but
+ * 0. The ipv6, ip_af and mac writers take a pointer to the 16 bytes, to the record, and to the 6 bytes. */
 QUILL_API uint32_t sxdr_write_u8(uint8_t value, void *buffer);
 QUILL_API uint32_t sxdr_write_u16(uint16_t value, void *buffer);
 QUILL_API uint32_t sxdr_write_u32(uint32_t value, void *buffer);
@@ -53,7 +53,8 @@ QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
  * the cut. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
-/* sxdr_write_str2 is sxdr_write_str of at most maximum bytes: ("abcdef", buffer, 4) sends abcd and returns 7. */
+/* sxdr_write_str2 does what sxdr_write_str does, for at most maximum bytes: ("abcdef", buffer, 4) writes abcd and
+ * returns 7. */
 QUILL_API uint32_t sxdr_write_str2(const char *text, void *buffer, uint32_t maximum);
 
 /* sxdr_write_str3 writes text as a str3 element, of any length. */
@@ -107,12 +108,12 @@ QUILL_API uint32_t sxdr_read_str_new(char *out, uint32_t capacity, const void *s
 
 /* --- Readers of data. On an element of another kind they return 0. */
 
-/* sxdr_read_hex reads a hex element into a new buffer of exactly the data's length; release it with free(). It stores
- * nothing in *out for an empty element (returns 3), for one of another kind, or when memory runs out (both return 0).
- */
+/* sxdr_read_hex reads a hex element into a new buffer of exactly the data's length; release it with free(). For an
+ * empty element it stores nothing in *out and returns 3. For an element of another kind, and when memory runs out, it
+ * stores nothing in *out and returns 0. */
 QUILL_API uint32_t sxdr_read_hex(uint8_t **out, const void *source);
 
-/* sxdr_read_hex32 is sxdr_read_hex for a hex32 element (5 for an empty one). */
+/* sxdr_read_hex32 does what sxdr_read_hex does, for a hex32 element. It returns 5 for an empty element. */
 QUILL_API uint32_t sxdr_read_hex32(uint8_t **out, const void *source);
 
 /* sxdr_read_hex2 reads a hex element into out (capacity bytes) and its length into *length. It adds a zero byte after
@@ -130,10 +131,11 @@ QUILL_API uint32_t sxdr_read_hex_new(void *out, uint32_t capacity, const void *s
 
 /* --- Lengths of elements that are still to be read */
 
-/* sxdr_read_str_size returns the length of the text in a str element; UINT32_MAX for an element of another kind. */
+/* sxdr_read_str_size returns the length of the text in a str element, or UINT32_MAX for an element of another kind. */
 QUILL_API uint32_t sxdr_read_str_size(const void *source);
 
-/* These return the length of the data in a hex and a hex32 element; 0 for an element of another kind. */
+/* sxdr_read_hex_size and sxdr_read_hex32_size return the length of the data in a hex and a hex32 element. They return 0
+ * for an element of another kind. */
 QUILL_API uint32_t sxdr_read_hex_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex32_size(const void *source);
 

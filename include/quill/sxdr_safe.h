@@ -17,8 +17,8 @@
  *                reader: the message ends before the element's fixed part does
  *     EOVERFLOW  writer: the element does not fit in the rest of the message buffer;
  *                reader: the destination is too small;
- *                both: a length above INT32_MAX, which the result could not say
- *     EBADMSG    reader: the element is of another kind, or the one inside a bool or s32 is
+ *                both: a length above INT32_MAX, which does not fit in the result
+ *     EBADMSG    reader: the element is of another kind, or the element inside a bool or s32 is
  *     EMSGSIZE   reader: the stored length of a text or of data runs past the end of the message
  *
  * All functions are reentrant.
@@ -62,8 +62,8 @@ QUILL_API int sxdr_write_bool_safe(const uint8_t *source, uint32_t source_size, 
 QUILL_API int sxdr_write_s32_safe(const int32_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                   uint32_t *cursor);
 
-/* These write length bytes of source as a str, hex, str3 and hex_len32 element. They do not search for a NUL. An empty
- * str or hex is written as such. An empty str3 or hex_len32 is refused with ENODATA. */
+/* The functions below write length bytes of source as a str, hex, str3 and hex_len32 element. They do not search for a
+ * NUL. An empty str or hex is written as such. An empty str3 or hex_len32 is refused with ENODATA. */
 QUILL_API int sxdr_write_str_safe(const char *source, uint32_t length, void *message, uint32_t message_size,
                                   uint32_t *cursor);
 QUILL_API int sxdr_write_hex_safe(const void *source, uint32_t length, void *message, uint32_t message_size,
@@ -97,8 +97,8 @@ QUILL_API int sxdr_read_bool_safe(const void *message, uint32_t message_length, 
 QUILL_API int sxdr_read_s32_safe(const void *message, uint32_t message_length, uint32_t *cursor, int32_t *out,
                                  uint32_t capacity);
 
-/* These read a str, hex, str3 and hex_len32 element. A text needs a capacity of its length + 1 and gets a NUL; data
- * needs its length. The capacity is checked last. */
+/* The functions below read a str, hex, str3 and hex_len32 element. A text needs a capacity of its length + 1 and gets a
+ * NUL. Data needs a capacity of its length. The capacity is checked last. */
 QUILL_API int sxdr_read_str_safe(const void *message, uint32_t message_length, uint32_t *cursor, char *out,
                                  uint32_t capacity);
 QUILL_API int sxdr_read_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
@@ -108,7 +108,7 @@ QUILL_API int sxdr_read_long_str_safe(const void *message, uint32_t message_leng
 QUILL_API int sxdr_read_long_hex_safe(const void *message, uint32_t message_length, uint32_t *cursor, void *out,
                                       uint32_t capacity);
 
-/* These return the length of the text or data in the element at offset, without reading it. */
+/* The functions below return the length of the text or data in the element at offset, without reading the element. */
 QUILL_API int sxdr_read_str_size_safe(const void *message, uint32_t message_length, uint32_t offset);
 QUILL_API int sxdr_read_long_str_size_safe(const void *message, uint32_t message_length, uint32_t offset);
 QUILL_API int sxdr_read_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);

@@ -51,11 +51,11 @@ QUILL_BEGIN_DECLS
 
 typedef struct tlv_row tlv_row;
 
-/* What a handler does. */
+/* These numbers select what a handler does. */
 enum {
-    TLV_ENCODE = 0, /* write the row's value at wire, where remaining bytes are left; the bytes written */
-    TLV_DECODE = 1, /* read the value at wire into the row's storage, at most remaining bytes; the bytes consumed */
-    TLV_SET = 2     /* copy *value into the row's storage, without a wire; anything but 0 */
+    TLV_ENCODE = 0, /* write the row's value at wire, where remaining bytes are left; gives bytes written */
+    TLV_DECODE = 1, /* read the value at wire into the row's storage, at most remaining bytes; gives bytes consumed */
+    TLV_SET = 2     /* copy *value into the row's storage, without a wire; gives anything but 0 */
 };
 
 /* tlv_handler does op (TLV_…) for row. Its result is as above, or 0 when it fails. */
@@ -96,9 +96,9 @@ QUILL_API uint32_t tlvisset(uint32_t type);
  * output. */
 QUILL_API void *tlvget(uint32_t type);
 
-/* settlvBuffer packs every set field into buffer (length bytes), by rising type number. Returns the bytes used. Returns
- * 0 when the fields do not fit into buffer or into a total of 65,535 bytes, or when a handler fails. For a text or a
- * buffer above 65,535 bytes, as many bytes as its length modulo 65,536 are packed. */
+/* settlvBuffer packs every set field into buffer (length bytes), in ascending order of type numbers. Returns the bytes
+ * used. Returns 0 when the fields do not fit into buffer or into a total of 65,535 bytes, or when a handler fails. For
+ * a text or a buffer above 65,535 bytes, as many bytes as its length modulo 65,536 are packed. */
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
 /* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. It skips types without a row, a
@@ -110,10 +110,10 @@ QUILL_API int settlvBuffer(void *buffer, int32_t length);
  * Compatibility: peers send type 0 as filler. */
 QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
-/* The handlers; see the table above. An op other than TLV_… ends the process with abort().
+/* These functions are the handlers of the table above. An op other than TLV_… ends the process with abort().
  *
- * strhdlr needs room for two bytes more than it writes. On setting and decoding, it needs a row's size above the text's
- * length. When the program has filled a storage without a NUL, the text has the row's size. */
+ * strhdlr needs room for two bytes more than it writes. For setting and decoding, the row's size must be above the
+ * text's length. When the program has filled a storage without a NUL, the text has the row's size. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

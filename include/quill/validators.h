@@ -1,18 +1,18 @@
 /* quill/validators.h: checks and changes of text that people typed, before it goes into configuration, messages and
  * shell commands.
  *
- * The predicates do not agree on the result for a valid text: some return 1 and some 0. Each comment says which.
- * Compatibility: their callers rely on these results.
+ * The predicates do not agree on the result for a valid text: some return 1 and some 0. The comment of each predicate
+ * gives its result. Compatibility: their callers rely on these results.
  *
  * Texts may hold any bytes, for example those of a network packet. Letters and digits are those of ASCII. Spaces are
  * blank, tab, newline, vertical tab, form feed and carriage return, whatever locale the program has set. Bytes above
- * 127 belong to no class. Each function says how it refuses a null text. Functions that change a text in place leave a
- * null text alone. A destination must not be null.
+ * 127 belong to no class. The comment of each function describes how it refuses a null text. Functions that change a
+ * text in place leave a null text alone. A destination must not be null.
  *
- * A function with a length reads exactly that many bytes; a NUL among them does not end the text. A function without
- * one reads up to the NUL.
+ * A function with a length reads exactly that many bytes; a NUL among them does not end the text. A function without a
+ * length reads up to the NUL.
  *
- * All are reentrant. Only hextoint prints anything. */
+ * All functions are reentrant. Only hextoint prints anything. */
 #ifndef QUILL_VALIDATORS_H
 #define QUILL_VALIDATORS_H
 
@@ -47,8 +47,8 @@ QUILL_API uint32_t hextoint(const char *text, int nbytes);
 QUILL_API int is_numeric(const char *text, uint32_t *value);
 
 /* validate_lag_num returns 1 when text is the number of a link aggregation group (port channel), 0 to 63, else 0.
- * loopback_idx_validate is the same for a loopback interface. Both accept one or two digits, and read the empty text as
- * 0. Null gives 0. Compatibility: forms that leave the field out mean the first one. */
+ * loopback_idx_validate does the same for a loopback interface. Both accept one or two digits, and read the empty text
+ * as 0. Null gives 0. Compatibility: forms that leave the field out mean the first one. */
 QUILL_API int validate_lag_num(const char *text);
 QUILL_API int loopback_idx_validate(const char *text);
 
@@ -111,7 +111,7 @@ QUILL_API int has_shell_metachars(const char *text);
 QUILL_API int has_shell_specialchars(int c);
 
 /* insert_in_str inserts c before position pos of text, which needs room for one more character; the rest and its NUL
- * move up. A pos below 0 or after the end is not a position of the text: nothing changes. */
+ * move up. Nothing changes for a pos below 0 or after the end, which is not a position of the text. */
 QUILL_API void insert_in_str(char *text, char c, int pos);
 
 /* escape_shell_specialchars writes src to dst with a '\' before each character that has_shell_specialchars reports. dst

@@ -2,12 +2,12 @@
  *
  * A pool is an array of VLAN ids of any length; entries of 0 are empty slots. The assign functions choose a VLAN for a
  * client: the VLAN with the fewest users, or one by a hash of the client's MAC address. With the hash, the same client
- * gets the same VLAN again. They only choose. The caller records the choice with vlan_alloc_update(id, 1, log), and
- * releases it with vlan_alloc_update(id, 0, log).
+ * gets the same VLAN again. The assign functions only choose. The caller records the choice with vlan_alloc_update(id,
+ * 1, log), and releases it with vlan_alloc_update(id, 0, log).
  *
  * Usage is counted from 1, so a VLAN that is known but unused (1) differs from an unknown VLAN (0). First add the
- * pool's VLANs with vlan_alloc_add(id, 1, log). An unknown VLAN counts as the least used of all. Its first allocation
- * stores 2.
+ * pool's VLANs with vlan_alloc_add(id, 1, log). An unknown VLAN counts as the least used of all. The first allocation
+ * of an unknown VLAN stores the usage 2.
  *
  * Diagnostics go to the caller's log function as "function (vlan_alloc:line): text", at most 127 characters. The text
  * lasts until the log function returns:
@@ -22,8 +22,9 @@
  *     0      vlan_alloc_update  153            Vlan Alloc failed: vlanid doesn't exist; vlan_id=V
  *     1      vlan_alloc_get     173            Vlan Alloc failed: vlan id not found, usage=0, vlan_id=V
  *
- * vlan_alloc_get is the name for the look-ups of the least-used functions. When a function's last action is a call of
- * log, it returns what log returned. With a null log nothing is logged. Without a table, all usages are 0.
+ * In these messages, vlan_alloc_get is the name for the look-ups of the least-used functions. When a function's last
+ * action is a call of log, the function returns what log returned. With a null log nothing is logged. Without a table,
+ * all usages are 0.
  *
  * The process has one usage table, which has no lock. Make all calls from one thread, or under a lock of the caller's.
  *
@@ -50,8 +51,8 @@ typedef quill_word (*vlan_alloc_log)(unsigned level, const char *message);
 extern QUILL_API sHash *vlanPool_usage_hash_table;
 
 /* vlan_alloc_init creates the usage table and returns it as a word. Without memory it returns what log returned, or 0
- * without a log, and vlanPool_usage_hash_table is null. Calling it again replaces the table without destroying the
- * first. */
+ * without a log, and vlanPool_usage_hash_table is null. A second call replaces the table without destroying the first
+ * table. */
 QUILL_API quill_word vlan_alloc_init(vlan_alloc_log log);
 
 /* vlan_alloc_exit destroys the usage table, if there is one. */
@@ -79,21 +80,22 @@ QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_al
 /* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), or the first of
  * several. It returns 0 when the list has no VLAN. A list with just one entry gives list[0] as it is: 0 when that slot
  * is empty. The call makes a look-up for every entry, and a second one as long as the best VLAN so far is unknown.
- * Compatibility: programs rely on the single entry. */
+ * Compatibility: programs rely on the result for a single entry. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
-/* vlan_alloc_assign_leastUsed_filter is vlan_alloc_assign_leastUsed over the VLANs that filter does not mark. When
- * filter marks every VLAN, all are used. A list with just one VLAN gives list[0], whatever the filter. The filter has
- * the VMAP_WORDS words of a vmap. Returns 0 for a null filter. */
+/* vlan_alloc_assign_leastUsed_filter does what vlan_alloc_assign_leastUsed does, for the VLANs that filter does not
+ * mark. When filter marks every VLAN, all are used. A list with just one VLAN gives list[0], whatever the filter. The
+ * filter has the VMAP_WORDS words of a vmap. Returns 0 for a null filter. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
                                                       const uint32_t *filter);
 
-/* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes): of the n VLANs in list,
- * the one at the XOR of the six bytes modulo n. Returns 0 when the list has no VLAN. */
+/* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes). Of the n VLANs in list,
+ * counted from 0, this is the VLAN whose number is the XOR of the six bytes modulo n. Returns 0 when the list has no
+ * VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac);
 
-/* vlan_alloc_assign_hashBased_filter is vlan_alloc_assign_hashBased over the VLANs that filter does not mark. When
- * filter marks every VLAN, all are used. Returns 0 for a null filter. */
+/* vlan_alloc_assign_hashBased_filter does what vlan_alloc_assign_hashBased does, for the VLANs that filter does not
+ * mark. When filter marks every VLAN, all are used. Returns 0 for a null filter. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased_filter(const uint16_t *list, uint32_t count, const void *mac,
                                                       const uint32_t *filter);
 

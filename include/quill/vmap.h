@@ -10,9 +10,10 @@
  *         puts(vmap_to_string(pool));                     // 10-14,16-20,30
  *     vmap_free(pool);
  *
- * vmap_from_string and vmap_validate_string accept range text. It is "0" for no id, "all" (in any case) for 1-4094, or
- * ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are allowed. Blanks, signs, empty items, an id
- * of 0 or above 4094 and a range that runs downwards are not allowed. Order does not matter and items may overlap.
+ * vmap_from_string and vmap_validate_string accept range text. Range text is "0" for no id, "all" (in any letter case)
+ * for 1-4094, or ids and ranges separated by commas, as in 1-10,20,30-40. Leading zeros are allowed. Blanks, signs,
+ * empty items, an id of 0 or above 4094 and a range that runs downwards are not allowed. Order does not matter and
+ * items may overlap.
  *
  * Only one thread at a time may use a map, also a map that several holders share: the count is a plain number. A map
  * must not be null, unless a function says otherwise. */
@@ -34,14 +35,14 @@ enum {
  * functions below change it. */
 typedef struct vmap {
     uint32_t words[VMAP_WORDS]; /* the ids */
-    int32_t references;         /* holders; 1 after vmap_alloc */
+    int32_t references;         /* number of holders; 1 after vmap_alloc */
     char *text;                 /* what vmap_to_string returned, owned by the map; null when the bits changed since */
 } vmap;
 
 /* vmap_alloc returns a new empty map with one reference, or null when out of memory. Release it with vmap_free. */
 QUILL_API vmap *vmap_alloc(void);
 
-/* vmap_free drops one reference; the last one frees the map and its text. Null is fine. */
+/* vmap_free drops one reference; the last one frees the map and its text. With a null map it does nothing. */
 QUILL_API void vmap_free(vmap *map);
 
 /* vmap_clone adds a reference and returns the same map; release it with vmap_free. */
@@ -77,12 +78,12 @@ QUILL_API int vmap_clear(vmap **map);
 /* vmap_clear_string removes the cached text and frees it. */
 QUILL_API void vmap_clear_string(vmap *map);
 
-/* vmap_to_string returns the ids as range text, "0" for an empty set: borrowed, until the map changes or is freed.
- * Returns null when out of memory. The map keeps the text, so a second call costs nothing. */
+/* vmap_to_string returns the ids as range text, or "0" for an empty set. The text is borrowed until the map changes or
+ * is freed. Returns null when out of memory. The map keeps the text, so a second call costs nothing. */
 QUILL_API const char *vmap_to_string(vmap *map);
 
-/* vmap_from_string returns a new map of the ids in text (release it with vmap_free); null for a null, empty or invalid
- * text, or when out of memory. */
+/* vmap_from_string returns a new map of the ids in text (release it with vmap_free). Returns null for a null, empty or
+ * invalid text, or when out of memory. */
 QUILL_API vmap *vmap_from_string(const char *text);
 
 /* vmap_validate_string returns 1 when vmap_from_string would accept text, else 0. */
@@ -114,7 +115,7 @@ QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
  *     the first element is not a bool                         what it had
  *     the text has 640 bytes or more, or is another kind      no id
  *     the text is invalid                                     the items before the fault
- *     one of the 128 elements is not a u32                    the words before it, and 0 there
+ *     one of the 128 elements is not a u32                    the words before it, and 0 in that word
  *
  * The first change drops the cached text. */
 QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);
@@ -129,7 +130,8 @@ QUILL_API int vmap_compare(const vmap *a, const vmap *b);
 /* vmap_is_empty returns 1 when none of the 4,096 bits is set, else 0. */
 QUILL_API int vmap_is_empty(const vmap *map);
 
-/* vlan_idx_validate returns 1 when text is a VLAN id, 1 to 4 digits of a number from 1 to 4094, else 0 (null too). */
+/* vlan_idx_validate returns 1 when text is a VLAN id: 1 to 4 digits, and a number from 1 to 4094. Otherwise, and for
+ * null, it returns 0. */
 QUILL_API int vlan_idx_validate(const char *text);
 
 /* The two functions below are for tables of ids that are kept as plain bits. quill/idx_table.h allocates indices
@@ -141,7 +143,7 @@ QUILL_API int vlan_idx_validate(const char *text);
  * bitid_finish. */
 QUILL_API uint8_t *bitid_init(uint32_t n, const void *reserve_zero);
 
-/* bitid_finish frees the array (taken); null is fine. */
+/* bitid_finish frees the array (taken). With a null pointer it does nothing. */
 QUILL_API void bitid_finish(uint8_t *ids);
 
 QUILL_END_DECLS

@@ -13,14 +13,15 @@ QUILL_BEGIN_DECLS
 
 /* web_cc_cat_rep_range is a band of reputation scores: 72 bytes. */
 typedef struct web_cc_cat_rep_range {
-    int32_t minimum; /* the lowest score in it */
-    int32_t maximum; /* the highest */
-    char name[64];   /* with a NUL, the rest zeros */
+    int32_t minimum; /* the lowest score in the band */
+    int32_t maximum; /* the highest score in the band */
+    char name[64];   /* ends with a NUL; the rest is zeros */
 } web_cc_cat_rep_range;
 
 enum { WEB_CC_BANDS = 5 }; /* number of bands */
 
-/* web_cc_cat_rep_ranges has the bands, with the band of id 1 first. num_web_cc_rep_map_size is their number.
+/* web_cc_cat_rep_ranges contains the bands, with the band of id 1 first. num_web_cc_rep_map_size is the number of
+ * bands.
  *
  *     id    scores    name
  *     1     1-20      high-risk
