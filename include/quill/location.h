@@ -14,9 +14,9 @@ QUILL_BEGIN_DECLS
 
 /* --- location names */
 
-/* fqln_crack splits fqln and writes its parts, without backslashes, each with a NUL. Parts that the name does not have
- * are empty. The sizes count characters, so each buffer needs its size + 1 bytes. Text after a fourth separator is
- * ignored. When a buffer is null, its part is dropped, however long the part is. Always returns 0.
+/* fqln_crack splits fqln and writes its parts without backslashes, each with a NUL at its end. Parts that the name does
+ * not have are empty. The sizes count characters, so each buffer needs its size + 1 bytes. Text after a fourth
+ * separator is ignored. When a buffer is null, its part is dropped, however long the part is. Always returns 0.
  *
  * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer an empty
  * part to a part that follows a cut part. */
@@ -24,13 +24,13 @@ QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *pa
                          uint32_t size3, char *part4, uint32_t size4);
 
 /* fqln_escape_dot writes src to dst, with a backslash before each dot, so that the text can be a part of a name.
- * Returns dst. It stops when fewer than two characters of size are left, and may use the last one for a dot. So dst
- * needs size + 1 bytes. A size of 0 gives the empty text. dst must not overlap src.
+ * Returns dst. It stops when fewer than two characters of size are left. Only an escaped dot can use the last one. So
+ * dst needs size + 1 bytes. A size of 0 gives the empty text. dst must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
  *     a\.b     a.b: an escaped dot loses its escape, so escape a part only once
- *     a\b.c    ab.c: a backslash is dropped, and counts as the escape of the next dot or backslash, however far
+ *     a\b.c    ab.c: a backslash is dropped, and escapes the next dot or backslash, at any distance
  *
  * Compatibility: stored names were escaped in this way. */
 QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
@@ -38,17 +38,17 @@ QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
 /* FQLN_PART_SIZE is the size with which fqln_build escapes each part. */
 enum { FQLN_PART_SIZE = 128 };
 
-/* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. Each part is
- * escaped as fqln_escape_dot does, cut to FQLN_PART_SIZE. The whole name is cut to fit out. With a size of 0 nothing is
- * written.
+/* fqln_build writes the name of four parts to out, which holds size bytes with the NUL. Returns out. It escapes each
+ * part as fqln_escape_dot does with the size FQLN_PART_SIZE. The whole name is cut to fit out. With a size of 0 nothing
+ * is written.
  *
  *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- * fqln_build may leave out parts long before out is full. It sums up the lengths of the name after the first part,
- * after the first dot, after the second part, and so on. When the sum has reached size after a part, the other parts
- * are left out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186).
- * No part is left out when size is above 9 * n + 6, where n is the length of the longest escaped part. Compatibility:
- * peers compare names that were cut in this way. */
+ * fqln_build may leave out parts long before out is full. It adds up the lengths that the name has after the first
+ * part, after the first dot, after the second part, and so on. When the sum is at least size after a part, the later
+ * parts are left out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 =
+ * 186). No part is left out when size is above 9 * n + 6, where n is the length of the longest escaped part.
+ * Compatibility: peers compare names that were cut in this way. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 
@@ -61,22 +61,22 @@ QUILL_API const char *fqln_find_part_after_name(const char *fqln);
 
 /* --- schedules */
 
-/* Day codes. Those below DAY_DAILY are days of the week. */
+/* Day codes. Codes below DAY_DAILY are days of the week. */
 enum { DAY_DAILY = 7, DAY_WEEKEND = 8, DAY_WEEKDAY = 9 };
 
 /* day_is_specific_day returns 1 when day is a day of the week, else 0. day_is_daily, day_is_wkend and day_is_wkday do
- * the same for every day, the weekend, and the days from Monday to Friday. */
+ * the same for DAY_DAILY, DAY_WEEKEND and DAY_WEEKDAY (Monday to Friday). */
 QUILL_API int day_is_specific_day(uint32_t day);
 QUILL_API int day_is_daily(uint32_t day);
 QUILL_API int day_is_wkend(uint32_t day);
 QUILL_API int day_is_wkday(uint32_t day);
 
-/* validate_time returns 1 when text is digits of ASCII and exactly one ':', else 0. It checks nothing else: 99:99 and :
- * pass. Compatibility: stored schedules hold such texts. */
+/* validate_time returns 1 when text consists of ASCII digits and exactly one ':', else 0. It checks nothing else:
+ * "99:99" and ":" pass. Compatibility: stored schedules hold such texts. */
 QUILL_API int validate_time(const char *text);
 
-/* validate_date returns 1 when text is digits of ASCII and exactly two '/', at most 10 characters, else 0. It checks
- * neither the order of year, month and day nor the numbers: 2024/01/01, 1/1/24 and // pass. Compatibility: stored
+/* validate_date returns 1 when text has at most 10 characters, ASCII digits and exactly two '/', else 0. It checks
+ * neither the order of year, month and day nor the numbers: "2024/01/01", "1/1/24" and "//" pass. Compatibility: stored
  * schedules hold such texts. */
 QUILL_API int validate_date(const char *text);
 

@@ -18,12 +18,12 @@ QUILL_BEGIN_DECLS
 
 enum { MD5_DIGEST_SIZE = 16, MD5_BLOCK_SIZE = 64 };
 
-/* md5_context is the state of a digest: 88 bytes, which the caller provides, without pointers. A copy of it continues
- * from the same point. */
+/* md5_context is the state of a digest. The caller provides its 88 bytes, which hold no pointers. A copy of a context
+ * continues the digest from the same point. */
 typedef struct md5_context {
     uint32_t state[4];              /* chaining values A, B, C, D */
     uint32_t count[2];              /* bits so far modulo 2^64, low word first */
-    uint8_t buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, no whole block yet; the others have no meaning */
+    uint8_t buffer[MD5_BLOCK_SIZE]; /* the last count / 8 % 64 bytes, less than a block; the rest has no meaning */
 } md5_context;
 
 /* MD5Init starts a digest, whatever context held before. */
@@ -33,8 +33,7 @@ QUILL_API void MD5Init(md5_context *context);
  * length of 0 changes nothing; input may then be null. */
 QUILL_API void MD5Update(md5_context *context, const void *input, unsigned int length);
 
-/* MD5Final writes the digest, and then zeroes the whole context. Before the context is used again, MD5Init must be
- * called. */
+/* MD5Final writes the digest, and then zeroes the whole context. Call MD5Init before the context is used again. */
 QUILL_API void MD5Final(uint8_t digest[MD5_DIGEST_SIZE], md5_context *context);
 
 /* md5_calc and md5_wd write the digest of length bytes of input. They differ only in the position of the argument

@@ -51,8 +51,8 @@ QUILL_API const char *sec_to_str(uint32_t seconds);
 /* --- encryption */
 
 /* encr_to_str returns "xsec" when flags has bit 0x100, else "Open" when it has 0x1. Otherwise it returns the names of
- * the other bits with commas between them, or the empty text. The order is that of the columns, each from top to
- * bottom:
+ * the other bits with commas between them, or the empty text. The names come in the order of this table, column by
+ * column:
  *
  *     0x2   Static WEP        0x400  WPA 8021X AES         0x20    WPA2 PSK AES
  *     0x4   Dynamic WEP       0x200  WPA PSK AES           0x40    WPA2 8021X AES
@@ -72,9 +72,9 @@ QUILL_API const char *encr_to_str(uint32_t encr_flags);
  *     loc_to_str(0x01020003)    1.2.3 */
 QUILL_API const char *loc_to_str(uint32_t loc);
 
-/* str_to_loc returns the location of a text a.b.c. Returns 0, which is also 0.0.0, when text does not begin with three
- * such numbers. Like the C library's "%d.%d.%d", it accepts spaces and a sign before each number, and ignores text
- * after the third number. Only the low 8, 8 and 16 bits of the numbers are used: 256.0.1 gives 0.0.1. */
+/* str_to_loc returns the location of a text a.b.c. Returns 0 when text does not begin with three such numbers. 0 is
+ * also the location 0.0.0. Like the C library's "%d.%d.%d", it accepts spaces and a sign before each number, and
+ * ignores text after the third number. Only the low 8, 8 and 16 bits of the numbers are used: 256.0.1 gives 0.0.1. */
 QUILL_API uint32_t str_to_loc(const char *text);
 
 /* --- IP protocols */
@@ -102,8 +102,8 @@ QUILL_API int str_to_proto(const char *text);
  *     802.11b/g    1  2  5.5  6   9   11  12  18  24  36  48  54    "1 mbps" and so on, ofdm_only 0
  *     802.11a      6  9  12   18  24  36  48  54                    any other ofdm_only
  *
- * Offset 255 gives "N/A" and any other "-". Compatibility: 11 comes between 9 and 12, and not with the other 802.11b
- * rates, because offsets increase with the rates. */
+ * Offset 255 gives "N/A", and any other offset gives "-". Compatibility: 11 comes between 9 and 12, and not with the
+ * other 802.11b rates, because offsets increase with the rates. */
 QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 
 /* --- power */
@@ -112,22 +112,23 @@ QUILL_API const char *rate_offset_to_str(uint32_t offset, int ofdm_only);
 enum { DBM_PWR_NOT_SET = 2047 };
 
 /* dbm_pwr_to_str returns a number of tenths as dBm with one decimal, and "INV" for DBM_PWR_NOT_SET. The rest of the
- * buffer's 16 bytes is 0. The text is that of the number divided by 10 in single precision, which shows every tenth up
- * to 1,048,576.2 in either direction.
+ * buffer's 16 bytes is 0. The number is divided by 10 in single precision. The text shows every tenth from -1,048,576.2
+ * to 1,048,576.2.
  *
  *     dbm_pwr_to_str(175)    17.5
  *     dbm_pwr_to_str(-5)     -0.5 */
 QUILL_API const char *dbm_pwr_to_str(int tenths);
 
 /* str_to_pwr_dbm reads a power in dBm from text and returns it in tenths of a dBm. text is an optional '-', digits, and
- * optionally '.' and exactly one digit. Then comes the end, or a newline, after which nothing is read. Without a digit
- * before the end or the '.' it reads 0. Any other text, the empty one, and numbers outside int give DBM_PWR_NOT_SET.
+ * optionally '.' and exactly one digit. Then comes the end, or a newline, after which nothing is read. When no digit
+ * comes before the end or the '.', the whole number is 0. Any other text, the empty one, and numbers outside int give
+ * DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175
  *
- * A whole number with a newline is returned as it is, neither times 10 nor negated. Compatibility: some callers pass
- * such lines and expect this number. The others remove the newline first. */
+ * A whole number before a newline is returned as it is: it is neither multiplied by 10 nor negated. Compatibility: some
+ * callers pass such lines and expect this number. The others remove the newline first. */
 QUILL_API int str_to_pwr_dbm(const char *text);
 
 /* radio_tpl_to_dbm_power returns the power of a level in dBm. radio_tpl_to_dbm_10x_power returns the power of a level
@@ -143,7 +144,7 @@ QUILL_API int radio_tpl_to_dbm_10x_power(uint32_t level);
 /* radio_dbm_to_tpl_power returns the first level of the table above whose power is at least dbm - 4.
  * radio_dbm_10x_to_tpl_power returns the first level whose power is at least tenths - 20. This level is not always the
  * nearest: 5 dBm give level 1, and 4 dBm give level 0. Powers above 70 dBm, or above 350 tenths, give 12. A negative
- * power gives 0 in tenths, and 12 in dBm, where the argument is unsigned. */
+ * number of tenths gives 0. A negative number of dBm gives 12, because that argument is unsigned. */
 QUILL_API uint32_t radio_dbm_to_tpl_power(uint32_t dbm);
 QUILL_API uint32_t radio_dbm_10x_to_tpl_power(int tenths);
 

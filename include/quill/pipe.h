@@ -17,15 +17,16 @@
  *
  * The command runs as "/bin/sh -c COMMAND", with umask 022. The command inherits everything else from the caller:
  * descriptors that are not close-on-exec, environment, working directory, blocked and ignored signals. A signal with a
- * handler gets its default action. When a command contains text that comes from others, the caller must quote that
- * text. When the shell cannot be run, the child exits with code 255.
+ * handler gets its default action. The caller must quote every part of a command that comes from others. When the shell
+ * cannot be run, the child exits with code 255.
  *
- * With mode "r" the stream reads the command's standard output. With mode "w" the command's standard input is what the
- * program writes to the stream. The input ends when the stream is closed. Any other mode is refused, also "re".
+ * With mode "r" the stream reads the command's standard output. With mode "w" the command's standard input receives
+ * what the program writes to the stream. The input ends when the stream is closed. Any other mode is refused, "re"
+ * included.
  *
- * The process is not copied, and handlers of pthread_atfork do not run. So the cost of starting a command does not
- * depend on the process's memory. The calls are not cancellation points: a cancelled thread first finishes its call.
- * They are not for signal handlers.
+ * The process is not copied, so the cost of starting a command does not depend on the process's memory. Handlers of
+ * pthread_atfork do not run. The calls are not cancellation points: a cancelled thread first finishes its call. Signal
+ * handlers must not call these functions.
  *
  * In a process that ignores SIGCHLD, quill_pclose and quill_pclose_thr return -1 with errno ECHILD, after the child has
  * ended. */
@@ -45,10 +46,10 @@ QUILL_API FILE *quill_popen(const char *command, const char *mode);
 /* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
  * status as wait gives it (exit code 2 is 0x200), or -1 with errno. The stream is closed in any case.
  *
- *     EPIPE     the stream could not be closed, as when a command in mode "w" has not read all; the call waited for no
- *               child. The close may also fail with other errors
+ *     EPIPE     the stream could not be closed, for example because a command in mode "w" has not read all; the call
+ *               waited for no child. The close may also fail with other errors
  *     ECHILD    the process has no child
- *     EINTR     a signal came */
+ *     EINTR     a signal interrupted the wait */
 QUILL_API int quill_pclose(FILE *stream);
 
 /* quill_popen_thr does what quill_popen does and stores the child's process id in *child, or -1 when it returns null.
@@ -56,8 +57,8 @@ QUILL_API int quill_pclose(FILE *stream);
 QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
 
 /* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. The result and the errors are
- * those of quill_pclose. ECHILD also means that another call has waited for the child. After a -1 for another reason
- * the caller still has to wait for the child. */
+ * those of quill_pclose. ECHILD also means that another call has waited for the child. After a -1 with another error,
+ * the caller must still wait for the child. */
 QUILL_API int quill_pclose_thr(FILE *stream, int child);
 
 QUILL_END_DECLS

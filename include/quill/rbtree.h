@@ -5,11 +5,11 @@
  *
  * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most 2 log2(n
  * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up descend once,
- * and climb at most once by as many levels. A step of a cursor takes constant time on average. When records can contain
- * their nodes, the trees of quill/savl.h and quill/savle.h need no heap and are lower.
+ * and climb at most once by as many levels. A step of a cursor takes constant time on average. The trees of
+ * quill/savl.h and quill/savle.h need no heap and are lower, but records must contain their nodes.
  *
  * Every function accepts a null tree or cursor: the function then does nothing and returns null. Keys should not be
- * null pointers: a null result means that there is no such key.
+ * null pointers, because a null result means that no such key exists.
  *
  * Threads: only one thread at a time may use a tree. Deletions also write rb_null, which all trees share. So two
  * threads must not call rbdelete at the same time, even for different trees. Protect all calls of rbdelete with one
@@ -47,8 +47,8 @@ struct rb_node {
  * itself. Deletions write its up field. Programs may only compare pointers with its address. */
 extern QUILL_API rb_node rb_null;
 
-/* rb_comparison gives the order of key a against key b: negative (before), 0 (equal) or positive (after). When a search
- * calls it, a is the key searched for and b one in the tree. */
+/* rb_comparison returns the order of key a against key b: negative (before), 0 (equal) or positive (after). In a
+ * search, a is the key that is searched for, and b is a key in the tree. */
 typedef int (*rb_comparison)(const void *a, const void *b, void *config);
 
 /* rb_tree is a tree. A program may read its fields, but not change them. */
@@ -96,8 +96,7 @@ QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 QUILL_API void *rbfind(const void *key, const rb_tree *tree);
 
 /* rbdelete removes the key that is equal to key from tree and returns it. The key itself stays. Returns null when the
- * key is absent. When the key's node has two children, that node stays and gets the next greater key, whose own node is
- * freed. */
+ * key is absent. A node with two children stays and gets the next greater key. The node that this key had is freed. */
 QUILL_API void *rbdelete(const void *key, rb_tree *tree);
 
 /* rblookup returns the key of tree that mode (RB_LOOKUP_…) selects, or null. With keys 10, 20 and 30,
@@ -108,7 +107,7 @@ QUILL_API void *rblookup(int mode, const void *key, const rb_tree *tree);
  * root. It also gets the argument of the walk. */
 typedef void (*rb_action)(void *key, int visit, int depth, void *argument);
 
-/* rbwalk calls action for the visits of each node of tree: at QUILL_POSTORDER and QUILL_LEAF the keys come in ascending
+/* rbwalk calls action for the visits of each node of tree. At QUILL_POSTORDER and QUILL_LEAF the keys come in ascending
  * order. The action must not change the tree. */
 QUILL_API void rbwalk(const rb_tree *tree, rb_action action, void *argument);
 

@@ -18,14 +18,14 @@
  *
  * The signature covers the table without its last byte, which must be a newline, followed by the version section. THE
  * BORDER BETWEEN THE TWO IS NOT SIGNED. Whoever may change the file can move the border. A part of the table is then
- * read as the version, or the other way round. So a publisher ends each table with a line that its readers require. The
- * publisher also gives versions a form that no line of a table has, and readers check that form. docs/trust.md has the
- * other guarantees.
+ * read as the version, or a part of the version as the table. So a publisher ends each table with a line that its
+ * readers require. The publisher also gives versions a form that no line of a table has, and readers check that form.
+ * docs/trust.md describes the other guarantees.
  *
- * The openssl and gunzip commands do the work. They are found on PATH and started by the C library's system(). A
- * process that ignores SIGCHLD cannot see a command's end, and no file is valid in such a process (-94). Only the
- * output of commands is checked, not their status. No command waits for a person's input. Its standard input is
- * /dev/null, and setsid, if the machine has it, detaches the command from its terminal.
+ * The functions start the commands openssl and gunzip, found on PATH, by the C library's system(). A process that
+ * ignores SIGCHLD cannot detect the end of a command, so every file is invalid there (-94). Only the output of commands
+ * is checked, not their status. No command waits for a person's input. The standard input of each command is /dev/null.
+ * If the machine has setsid, setsid detaches the command from its terminal.
  *
  * Temporary files have fixed names in the folder "/quill/reg_table/". The system provides this folder, and only trusted
  * users may write in it. Each file is created new. Only its owner can read and write it, whatever the umask is. All are
@@ -33,9 +33,9 @@
  * names, that temporary file counts as not writable.
  *
  * Validation and unpacking run one at a time across threads and processes. A lock on "tempdecryptedfile.gz" in that
- * folder ensures this. But only one thread at a time may use log_buf and the version's text. The functions are not
+ * folder ensures this. Only one thread at a time may use log_buf and the version's text. The functions are not
  * cancellation points. Each step that fails prints its message to standard output, wrapped as " ^[msg TEXT]". The
- * checks of the certificate and of the signature also print a message when they succeed. The last text stays in
+ * checks of the certificate and of the signature also print a message when they succeed. The last message stays in
  * log_buf. */
 #ifndef QUILL_REG_TABLE_H
 #define QUILL_REG_TABLE_H
@@ -60,8 +60,8 @@ extern QUILL_API char log_buf[256];
 /* These numbers are the results of the functions. */
 enum {
     QUILL_REG_TABLE_VALID = 0,
-    QUILL_REG_TABLE_NOT_OPENED = -1, /* get_reg_tbl_file_ver alone */
-    QUILL_REG_TABLE_NULL_PATH = -90, /* decrypt_decompress_reg_tbl_file alone */
+    QUILL_REG_TABLE_NOT_OPENED = -1, /* only from get_reg_tbl_file_ver */
+    QUILL_REG_TABLE_NULL_PATH = -90, /* only from decrypt_decompress_reg_tbl_file */
     QUILL_REG_TABLE_NO_MEMORY = -92,
     QUILL_REG_TABLE_NO_CERTIFICATE = -93, /* not base64, or the conversion to DER could not be run */
     QUILL_REG_TABLE_NO_SIGNATURE = -94,   /* the decoding could not be run; a file without a signature is not valid */
@@ -93,7 +93,7 @@ QUILL_API int parse_validate_encrypted_signed_reg_tbl_file(const char *path);
 /* get_reg_tbl_file_ver stores the last line of the version section in *version, with its newline. The text has at most
  * 127 characters and ends at the line's first NUL byte. The text is borrowed and constant: it lasts until the next call
  * of this function or the one below. Returns 0. Returns -1, with *version unchanged, when the file cannot be opened or
- * read (path null included). It validates nothing, and makes no temporary file.
+ * read (path null included). get_reg_tbl_file_ver validates nothing and makes no temporary file.
  *
  * For a file without a version, the text is that of the previous call, or "" in the first call. Compatibility: programs
  * rely on it. */
@@ -104,7 +104,7 @@ QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
  * caller then reads the table. No process may change the file until the caller has read it. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
-/* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path, and replaces the content of out_path by the
+/* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path. It replaces the content of out_path by the
  * result, up to the first NUL byte. A missing out_path is made with mode 0666 under the umask. gunzip requires a name
  * that ends in .gz. The file at in_path stays. out_path must be another file.
  *

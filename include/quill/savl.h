@@ -2,7 +2,7 @@
  *
  * The tree allocates nothing. A record of yours contains a node for each tree that it can be in, and the node points at
  * the key. The tree links the nodes in two ways: as a height-balanced search tree, and in key order on a circular list.
- * For records that have their key at a fixed place, the trees of quill/savle.h need no key pointer.
+ * The trees of quill/savle.h need no key pointer: they are for records with the key at a fixed place.
  *
  *     tree record                     node "b" (root)
  *     right ──────────────────────▶   left ──▶ "a"     right ──▶ "c"
@@ -13,11 +13,11 @@
  * rebalance in at most as many steps as there are levels, and in a few on average. The smallest, the greatest, the next
  * and the previous node are one pointer step away.
  *
- * Find, then insert. A search that finds nothing stores the attachment point, where the key belongs. The attachment
- * point is a node and one of its sides. Insertion uses that point, so find-or-insert descends once. A point is valid
- * until the next change of the tree: insert there at once, or search again. Insertion does not check its point. A point
- * from another tree, or from before a change, corrupts the tree. Only this order of calls prevents keys that compare
- * equal.
+ * First find, then insert. A search that finds nothing stores the attachment point: the place where the key belongs.
+ * The attachment point is a node and one of its sides. Insertion uses that point, so a search with an insertion
+ * descends only once. A point is valid until the next change of the tree. Insert at once, or search again. Insertion
+ * does not check its point. A point from another tree, or from before a change, corrupts the tree. Only a search before
+ * each insertion prevents two keys that compare equal.
  *
  *     struct station {
  *         uint32_t id;
@@ -60,7 +60,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* savl is a node. The program sets key; the tree keeps all other fields. */
+/* savl is a node. The program sets key; the tree maintains all other fields. */
 typedef struct savl savl;
 struct savl {
     savl *left;      /* child with smaller keys, null if none */
@@ -68,12 +68,12 @@ struct savl {
     savl *parent;    /* the tree record at the root; null exactly while the node is in no tree (zero it at first) */
     savl *prev;      /* node before in key order; the tree record before the smallest */
     savl *next;      /* node after in key order; the tree record after the greatest */
-    uint16_t side;   /* 0: its parent's left child, 1: the right one, as is the root of the tree record */
+    uint16_t side;   /* 0: left child of its parent, 1: right child (also the root, of the tree record) */
     int16_t balance; /* height of the right subtree minus that of the left one: -1, 0 or 1 */
     const void *key; /* the key that comparisons get (kept) */
 };
 
-/* savl_comparison gives the order of the searched key against a node's key: negative (before), 0 (equal) or positive
+/* savl_comparison returns the order of the searched key against a node's key: negative (before), 0 (equal) or positive
  * (after). */
 typedef int (*savl_comparison)(const void *searched, const void *key);
 
@@ -111,11 +111,11 @@ typedef struct savl_tree {
  * absent.
  *
  * When the key is absent and at is not null, savl_find stores the attachment point. *at is the last node that was
- * visited, or the tree record of an empty tree. *side is 0 for its left side or 1 for its right side. *at and *side are
- * unchanged when the key is found. side is not used when at is null.
+ * visited, or the tree record of an empty tree. *side is 0 for the left side of *at, and 1 for the right side. *at and
+ * *side are unchanged when the key is found. side is not used when at is null.
  *
  * savl_find calls the comparison once per level, as comparison(key, node's key). The library's own comparisons below
- * are not called: for each, a separate search has the comparison compiled in. */
+ * are not called: each has its own search, with the comparison compiled in. */
 QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side);
 
 /* savl_insert inserts node (kept) at the attachment point that savl_find stored for its key. The node must be in no
@@ -123,8 +123,8 @@ QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int
 QUILL_API void savl_insert(savl *node, savl *at, int side);
 
 /* savl_delete takes node out of its tree. It does nothing when the node is in no tree, that is, when its parent is
- * null. The key and the object stay, and node may be inserted again. The other nodes stay at their addresses. When the
- * deleted node had two children, the next node itself takes its place in the tree. */
+ * null. The key and the object stay, and node may be inserted again. The other nodes stay at their addresses. If node
+ * had two children, the next node in key order moves to the place of node in the tree. */
 QUILL_API void savl_delete(savl *node);
 
 /* savl_string_compare orders texts byte by byte, as strcmp does. */
@@ -136,12 +136,12 @@ QUILL_API int savl_string_compare_ic(const void *a, const void *b);
 /* savl_u32_compare orders uint32_t numbers by value. Returns exactly -1, 0 or 1. */
 QUILL_API int savl_u32_compare(const void *a, const void *b);
 
-/* savl_mac_addr_compare orders MAC key areas of 8 bytes: the 6 of the address and 2 that must be zero in every key.
+/* savl_mac_addr_compare orders MAC keys of 8 bytes: the 6 bytes of the address, and 2 bytes that must be zero.
  *
  * The order is consistent only among some addresses. The comparison subtracts bytes 0-3, as big-endian numbers, modulo
  * 2^32, and takes the difference as signed. When the difference is 0, it does the same with bytes 4-7. So bytes 0-3 of
  * all addresses must lie within half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes
- * 4-5. Stations of one vendor already break this rule: of 1,000 stored stations, about 10 were not found again. A tree
+ * 4-5. Stations of one vendor already break this rule: about 10 of 1,000 stored stations are not found again. A tree
  * that must find every stored address compares the bytes:
  *
  *     static int mac_order(const void *a, const void *b) { return memcmp(a, b, 8); }

@@ -37,7 +37,7 @@
 
 QUILL_BEGIN_DECLS
 
-/* savle is a node. The tree keeps its fields. */
+/* savle is a node. The tree maintains its fields. */
 typedef struct savle savle;
 struct savle {
     savle *left;     /* child with smaller keys, null if none */
@@ -45,11 +45,11 @@ struct savle {
     savle *parent;   /* the tree record at the root; null exactly while the node is in no tree (zero it at first) */
     savle *prev;     /* node before in key order; the tree record before the smallest */
     savle *next;     /* node after in key order; the tree record after the greatest */
-    uint16_t side;   /* 0: its parent's left child, 1: the right one, as is the root of the tree record */
+    uint16_t side;   /* 0: left child of its parent, 1: right child (also the root, of the tree record) */
     int16_t balance; /* height of the right subtree minus that of the left one: -1, 0 or 1 */
 };
 
-/* savle_comparison gives the order of the searched key against the key in an object: negative (before), 0 (equal) or
+/* savle_comparison returns the order of the searched key against the key in an object: negative (before), 0 (equal) or
  * positive (after). */
 typedef int (*savle_comparison)(void *context, const void *searched, const void *key);
 
@@ -113,8 +113,8 @@ QUILL_API int savle_mac_addr_compare(void *context, const void *a, const void *b
 QUILL_API int savle_ipv6_compare(void *context, const void *a, const void *b);
 
 /* savle_ipaddr_compare orders ip_af_addr records by family as a number, then by the 2 bytes that follow it, then by all
- * 16 address bytes. The bytes that must be zero in the record must really be zero here. Unlike for savl_ipaddr_compare,
- * 10.0.0.1 and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on each order. */
+ * 16 address bytes. This order needs the bytes of a record that must be zero to be really zero. Unlike for
+ * savl_ipaddr_compare, 10.0.0.1 and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on both orders. */
 QUILL_API int savle_ipaddr_compare(void *context, const void *a, const void *b);
 
 QUILL_END_DECLS

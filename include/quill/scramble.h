@@ -13,8 +13,8 @@ QUILL_BEGIN_DECLS
 /* --- scrambling */
 
 /* scrambleString writes the scrambled bytes of in, without its NUL, to out. The number of bytes is the text's length.
- * It writes no terminator, because a scrambled byte may be 0. Returns the length. Each byte has its bits moved and then
- * 38 added, modulo 256:
+ * scrambleString writes no terminator, because a scrambled byte may be 0. Returns the length. Each byte has its bits
+ * moved and then 38 added, modulo 256:
  *
  *     bit    0  1  2  3  4  5  6  7
  *     to     3  1  6  4  0  2  5  7
@@ -27,7 +27,7 @@ QUILL_API int scrambleString(const char *in, uint8_t *out);
 QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 
 /* scrambleStringAscii writes the beginning of the printable form of in to out, which has out_size bytes. The text is
- * for display. It stops after 3 characters, so it cannot be undone. Always returns 1.
+ * for display. The text stops after 3 characters, so it cannot be unscrambled. Always returns 1.
  *
  * In the printable form, a scrambled byte of 0 is left out. Every other scrambled byte is a pair: a digit for the class
  * of the byte, and a character:
@@ -65,8 +65,8 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  *     string_encode("a,b*c", dest, sizeof dest - 1, ',')    0: a*\b*Zc
  *
  * DEST MUST HAVE size + 1 BYTES, unlike the dest of string_decode. size is the greatest length of the result, and a NUL
- * follows it. Only the low 8 bits of ch are used, so a char of either sign may be passed. No text contains a 0: with a
- * ch of 0 only escape characters are escaped.
+ * follows it. Only the low 8 bits of ch are used, so a char of either sign may be passed. With a ch of 0 only escape
+ * characters are escaped, because no text contains a 0.
  *
  * Returns
  *      0    done
@@ -87,7 +87,7 @@ QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
  *     -1    src is null, or not shorter than size
  *     -2    done: ch is not printable and src has no escape character, so dest is a copy of src
  *     -3    an escape character is not followed by a character that makes a pair, for instance at the end
- * For -1 and -3 dest is unchanged. -4, reserved for results that are too long, does not occur. */
+ * For -1 and -3 dest is unchanged. The result -4 is reserved for texts that are too long and does not occur. */
 QUILL_API int string_decode(const char *src, char *dest, int size, int ch);
 
 QUILL_END_DECLS

@@ -1,6 +1,6 @@
 /* quill/smss.h: filters objects, sorts them by columns, and gives one page of the result, for listing commands.
  *
- * The program registers its objects, names fields and the values it searches for, and reads the page from the context.
+ * The program registers its objects, names the fields and values to search for, and reads the page from the context.
  * Only the program's three accessors determine which fields an object has.
  *
  *     smss_ctx query;
@@ -23,8 +23,8 @@
  * compared only when the earlier keys are equal. The context has 8 bytes (4 on the device) for each object and for each
  * match. The C library's qsort may take as much again while it sorts.
  *
- * When memory runs out, an object or a match is left out without an error. A criterion without memory for its name or
- * its value then matches no object. Texts are compared without regard to the case of A to Z, whatever the locale.
+ * When memory runs out, an object or a match is left out without an error. A criterion whose name or value got no
+ * memory matches no object. Texts are compared without regard to the case of A to Z, whatever the locale.
  *
  * A context is for one search. Only one search at a time may run in a process, also with different contexts. */
 #ifndef QUILL_SMSS_H
@@ -45,23 +45,23 @@ enum { SMSS_TEXT_SIZE = 128 };
  * total and page_start after smss_search. */
 typedef struct smss_ctx {
     void **objects;          /* the registered objects */
-    int32_t object_capacity; /* room in objects */
+    int32_t object_capacity; /* number of objects that fit in objects */
     int32_t object_count;    /* of these, taken */
     /* The next three fields are the accessors. The argument field is the name in a criterion. */
     int (*field_type)(const void *object, const char *field);          /* SMSS_NUMBER, SMSS_TEXT or another number */
     uint32_t (*number)(const void *object, const char *field);         /* the value of a field that is a number */
     void (*text)(char *buffer, const void *object, const char *field); /* buffer: SMSS_TEXT_SIZE + 1 bytes */
     uint32_t match_any;      /* 0: an object must meet every criterion; else one is enough */
-    uint32_t search_words;   /* two for each criterion */
+    uint32_t search_words;   /* entries used in search: two for each criterion */
     char *search[64];        /* names and wanted values in turn */
-    uint32_t sort_words;     /* two for each sort key */
+    uint32_t sort_words;     /* entries used in sort: two for each sort key */
     char *sort[64];          /* names and order words in turn */
     void **results;          /* the page: pointers to registered objects; lasts until smss_deinit */
-    int32_t result_capacity; /* room in results */
+    int32_t result_capacity; /* number of pointers that fit in results */
     int32_t result_count;    /* number of results on the page */
     int32_t total;           /* all matches */
     int32_t page_start;      /* index of the page's first match among all */
-    char *text1;             /* the buffers that the text accessor gets */
+    char *text1;             /* the first buffer that the text accessor gets */
     char *text2;             /* the second buffer, for comparisons */
     void *pool;              /* strings of the query */
     int32_t pool_capacity;   /* bytes in pool */

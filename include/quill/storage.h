@@ -23,13 +23,14 @@ QUILL_API uint32_t freeFlash1(void);
 QUILL_API uint32_t sizeFlash(void);
 
 /* freeDisk returns the room on the RAM disk "/tmp". It returns the usable free memory of get_free_mem instead when that
- * is known and is less. It returns -1 when nothing is known of "/tmp". With less than 17 MB of free memory get_free_mem
- * fails, so the result is the room on "/tmp" although the memory for it is short. When reserve is not 0 the result is 5
- * less, but not below 0. */
+ * is known and is less. It returns -1 when the room on "/tmp" cannot be found out. With less than 17 MB of free memory
+ * get_free_mem fails. The result is then the room on "/tmp", although the memory for it is short. When reserve is not 0
+ * the result is 5 less, but not below 0. */
 QUILL_API int freeDisk(int reserve);
 
-/* get_rootfs_mem stores the size of the root file system in *bytes and returns 0, when that is an ext2 image. Otherwise
- * it returns -1 with *bytes unchanged. ext2, ext3 and ext4 all have the type number of ext2, EF53. */
+/* get_rootfs_mem stores the size of the root file system in *bytes and returns 0 when that file system is an ext2
+ * image. Otherwise it returns -1 with *bytes unchanged. ext3 and ext4 also pass, because they have the type number of
+ * ext2, EF53. */
 QUILL_API int get_rootfs_mem(uint32_t *bytes);
 
 /* --- memory */
@@ -49,10 +50,10 @@ QUILL_API int get_free_mem(int64_t *total, int64_t *usable);
 /* These numbers are the results of get_temp_dir and get_temp_dir2: the place with room. */
 enum { QUILL_TEMP_NONE = 0, QUILL_TEMP_FLASH = 1, QUILL_TEMP_TMP = 2, QUILL_TEMP_FLASH1 = 3 };
 
-/* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, for ever) and returns
- * its code. The directory is "/flash" when that has at least 2 megabytes more than need. Otherwise it is "/tmp" when
- * freeDisk(1) is at least need. Otherwise the text is empty and the code is QUILL_TEMP_NONE. get_temp_dir2 first tries
- * "/flash1" in the same way as get_temp_dir tries "/flash".
+/* get_temp_dir stores a directory with room for need megabytes in *directory (borrowed, constant, valid as long as the
+ * process) and returns its code. The directory is "/flash" when that has at least 2 megabytes more than need. Otherwise
+ * it is "/tmp" when freeDisk(1) is at least need. Otherwise the text is empty and the code is QUILL_TEMP_NONE.
+ * get_temp_dir2 first tries "/flash1" in the same way as get_temp_dir tries "/flash".
  *
  *     const char *directory;
  *     if (get_temp_dir(8, &directory) == QUILL_TEMP_NONE) return no_room(); */
@@ -81,13 +82,12 @@ enum { QUILL_USB_PATH_SIZE = 256 };
  * of path are used. The case of names matters, and symbolic links are not followed. Returns null with all of out zeroed
  * when the file is in no partition. Returns null with out unchanged when "/mnt/usbdisk" is missing.
  *
- * A path with ".." may lead out of the USB storage. Refuse such a path first where it comes from others. With a
- * directory part that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a
- * directory part.
+ * A path with ".." may lead out of the USB storage. Refuse such a path when it comes from others. With a directory part
+ * that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a directory part.
  *
- * A directory that begins with ".", and the rest of the directory part after it, are not searched. For ".x/b" the file
- * b is searched at the top of the partition. The path that is written has ".x" in it and may not exist. Compatibility:
- * programs rely on it. */
+ * The search ignores a directory whose name begins with ".", and the rest of the directory part after it. For ".x/b"
+ * the file b is searched at the top of the partition. The path that is written has ".x" in it and may not exist.
+ * Compatibility: programs rely on it. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 
 /* chkUsbSlotPartPath writes "/mnt/usbdisk/slot<slot>/<partition>/<name>" into out (QUILL_USB_PATH_SIZE bytes, cut to

@@ -25,7 +25,7 @@
  * quill/message.h.
  *
  * Writers return the bytes written. Readers return the bytes consumed, or 0 when the element is of another kind. The
- * text of each reader says what the output then is. Buffers need no alignment. All functions are reentrant. */
+ * comment of each reader describes the output in that case. Buffers need no alignment. All functions are reentrant. */
 #ifndef QUILL_SXDR_H
 #define QUILL_SXDR_H
 
@@ -48,13 +48,13 @@ QUILL_API uint32_t sxdr_write_mac(const void *value, void *buffer);
 QUILL_API uint32_t sxdr_write_bool(int value, void *buffer);
 QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
 
-/* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut to its length modulo 65,536: use
- * sxdr_write_str3 for it. A text or data may be in the same buffer that it is written to. Compatibility: peers rely on
- * the cut. */
+/* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut to its length modulo 65,536. Use
+ * sxdr_write_str3 for such a text. Compatibility: peers rely on the cut. A text or data may be in the same buffer that
+ * it is written to. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
-/* sxdr_write_str2 does what sxdr_write_str does, for at most maximum bytes: ("abcdef", buffer, 4) writes abcd and
- * returns 7. */
+/* sxdr_write_str2 does what sxdr_write_str does, for at most maximum bytes: sxdr_write_str2("abcdef", buffer, 4) writes
+ * abcd and returns 7. */
 QUILL_API uint32_t sxdr_write_str2(const char *text, void *buffer, uint32_t maximum);
 
 /* sxdr_write_str3 writes text as a str3 element, of any length. */
@@ -101,8 +101,8 @@ QUILL_API uint32_t sxdr_read_str2(char *out, const void *source, uint32_t capaci
 QUILL_API uint32_t sxdr_read_str3(char *out, const void *source);
 
 /* sxdr_read_str_new reads the str element at source into out (capacity bytes). source is offset bytes into a message of
- * message_length bytes. It also returns 0 with an empty text when the element extends past the message. The same
- * happens when the text and its NUL do not fit in out. With a capacity of 0 nothing is written. */
+ * message_length bytes. sxdr_read_str_new also returns 0 with an empty text when the element extends past the message.
+ * The same happens when the text and its NUL do not fit in out. With a capacity of 0 nothing is written. */
 QUILL_API uint32_t sxdr_read_str_new(char *out, uint32_t capacity, const void *source, uint32_t offset,
                                      uint32_t message_length);
 
@@ -139,8 +139,8 @@ QUILL_API uint32_t sxdr_read_str_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex32_size(const void *source);
 
-/* --- Sizes of elements that are still to be written; the kinds with a 32-bit length take their length + 5. A length
- * of 65,536 or more is not cut here. */
+/* --- Sizes of elements that are still to be written. The kinds with a 32-bit length have no function: the size is the
+ * length + 5. A length of 65,536 or more is not cut here. */
 QUILL_API uint32_t sxdr_size_u8(void);
 QUILL_API uint32_t sxdr_size_u16(void);
 QUILL_API uint32_t sxdr_size_u32(void);

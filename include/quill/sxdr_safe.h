@@ -2,7 +2,8 @@
  *
  * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use it for
  * messages of other processes: the message may hold any bytes. Sizes, cursors and pointers come from the program and
- * must be correct. quill/message.h reads and writes whole messages over these functions, with one check at the end.
+ * must be correct. quill/message.h reads and writes whole messages with these functions, and needs only one check at
+ * the end.
  *
  * The cursor is a byte offset into the message. On success it moves past the element. On failure it is unchanged. A
  * null cursor means offset 0. No function checks that the message ends. A program that allows nothing after the last
@@ -12,13 +13,13 @@
  * a fixed kind, or the length of a text or of data. When it fails, it returns -1 with errno set. The cursor, the
  * message and the destination are then unchanged:
  *
- *     EINVAL     message, source or destination is null; str and hex writers: 65,536 bytes or more
+ *     EINVAL     message, source or destination is null; or a str or hex of 65,536 bytes or more is written
  *     ENODATA    writer: the source is smaller than the value, or a long kind is empty;
  *                reader: the message ends before the element's fixed part does
  *     EOVERFLOW  writer: the element does not fit in the rest of the message buffer;
  *                reader: the destination is too small;
  *                both: a length above INT32_MAX, which does not fit in the result
- *     EBADMSG    reader: the element is of another kind, or the element inside a bool or s32 is
+ *     EBADMSG    reader: the element, or an element inside a bool or s32, is of another kind
  *     EMSGSIZE   reader: the stored length of a text or of data runs past the end of the message
  *
  * All functions are reentrant.

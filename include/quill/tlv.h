@@ -15,7 +15,7 @@
  *     uinthdlr   u16 4, then the 32-bit number                   6
  *     longhdlr   the same                                        6
  *     strhdlr    u16 length n, then n bytes of text, no NUL      2 + n
- *     bufhdlr    u16 length n, which is the row's size, n bytes  2 + n
+ *     bufhdlr    u16 length n (the row's size), then n bytes     2 + n
  *
  * A process has one active table at a time: tlvDefn and the values that initTLVLib stores. These have no lock, so only
  * one thread at a time may use these functions. A buffer that is read may contain any bytes. Bytes after its length are
@@ -75,8 +75,8 @@ struct tlv_row {
 extern QUILL_API tlv_row *tlvDefn;
 
 /* initTLVLib stores the values that all operations use. Each operation first calls hook (may be null), which can set
- * tlvDefn and update its rows. rows is the number of rows. A reset and a read clear the data area (kept). An operation
- * with rows above 0 and a null tlvDefn breaks the contract (reported as "tlv:100"). */
+ * tlvDefn and update its rows. rows is the number of rows. data (kept) is the data area, which a reset and a read
+ * clear. An operation with rows above 0 and a null tlvDefn breaks the contract (reported as "tlv:100"). */
 QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
 
 /* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */
@@ -102,12 +102,12 @@ QUILL_API void *tlvget(uint32_t type);
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
 /* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. It skips types without a row, a
- * handler or storage. It also skips type 0, although settlvBuffer writes type 0: leave type 0 unused. Returns the bytes
- * consumed.
+ * handler or storage. It also skips type 0. Compatibility: peers send type 0 as filler. settlvBuffer does write type 0,
+ * so leave type 0 unused. Returns the bytes consumed.
  *
  * Returns 0 for a damaged buffer. The fields before the damage are then read, and the damaged field counts as set.
- * Fields that are not in the buffer stay set or not set as before. Call tlvreset first to distinguish them.
- * Compatibility: peers send type 0 as filler. */
+ * Fields that are not in the buffer stay set or not set as before. Call tlvreset first to distinguish them from
+ * received fields. */
 QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
 /* These functions are the handlers of the table above. An op other than TLV_… ends the process with abort().
@@ -119,8 +119,8 @@ QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int bufhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 
-/* unknownhdlr returns the bytes of a record that is skipped, or 0 when its length runs past remaining. The op must be
- * TLV_DECODE. */
+/* unknownhdlr returns the number of bytes to skip for a record, or 0 when the record's length runs past remaining. The
+ * op must be TLV_DECODE. */
 QUILL_API int unknownhdlr(int op, void *wire, int remaining);
 
 /* tlv_operations is a table of operations on the message. */
@@ -133,7 +133,7 @@ typedef struct tlv_operations {
     int (*read_buffer)(const void *buffer, int32_t length); /* readtlvBuffer */
 } tlv_operations;
 
-/* HBMSG has the functions above in one constant table. */
+/* HBMSG is a constant table of the functions above. */
 extern QUILL_API const tlv_operations HBMSG;
 
 QUILL_END_DECLS

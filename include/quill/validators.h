@@ -22,13 +22,12 @@ QUILL_BEGIN_DECLS
 
 /* --- numbers */
 
-/* xctoc returns the value of the hexadecimal digit c, in either case: 0 to 15. Any other number gives 0, as the digit 0
+/* xctoc returns the value of the hexadecimal digit c, in either case: 0 to 15. Any other c gives 0, as the digit 0
  * does. */
 QUILL_API int xctoc(int c);
 
-/* hextoint reads text as hexadecimal digits in either case, after an optional "0x" (not "0X"). text has at most nbytes
- * bytes, two digits a byte. The empty text gives 0. Where nbytes is above 4, the low 32 bits of a longer number are
- * returned.
+/* hextoint reads text as hexadecimal digits in either case, after an optional "0x" (not "0X"). text has at most 2 *
+ * nbytes digits. The empty text gives 0. With an nbytes above 4, hextoint returns the low 32 bits of a longer number.
  *
  *     hextoint("0x1A2b", 2)    0x1a2b
  *
@@ -48,13 +47,13 @@ QUILL_API int is_numeric(const char *text, uint32_t *value);
 
 /* validate_lag_num returns 1 when text is the number of a link aggregation group (port channel), 0 to 63, else 0.
  * loopback_idx_validate does the same for a loopback interface. Both accept one or two digits, and read the empty text
- * as 0. Null gives 0. Compatibility: forms that leave the field out mean the first one. */
+ * as 0. Null gives 0. Compatibility: forms without this field mean the number 0. */
 QUILL_API int validate_lag_num(const char *text);
 QUILL_API int loopback_idx_validate(const char *text);
 
 /* pap_hexify writes the len bytes at src as 2 * len lower-case hexadecimal digits to dst, and no NUL. A negative len
- * counts as 0. Returns dst + 2 * len + 2, two places after the last digit: nothing may be read or written there.
- * Compatibility: callers use the result only as a mark.
+ * counts as 0. Returns dst + 2 * len + 2, which is 2 bytes beyond the end of the digits. Nothing may be read or written
+ * there. Compatibility: callers use the result only as a mark.
  *
  *     0x0a 0xff    0aff */
 QUILL_API char *pap_hexify(char *dst, const uint8_t *src, int len);
@@ -62,7 +61,8 @@ QUILL_API char *pap_hexify(char *dst, const uint8_t *src, int len);
 /* --- names and displayed texts */
 
 /* valid_display_string returns 0 when none of the len bytes at text is a control character of ASCII (0 to 31, 127). It
- * returns 1 when one is, and 255 for a null text or a negative len. Bytes above 127 are allowed: they are UTF-8. */
+ * returns 1 when any of them is a control character, and 255 for a null text or a negative len. Bytes above 127 are
+ * allowed: they are UTF-8. */
 QUILL_API int valid_display_string(const char *text, int len);
 
 /* validate_file_name replaces each of \ / : * " < > | ? among the len bytes at name by '-', in place, and returns 0.
@@ -91,10 +91,10 @@ QUILL_API int email_addr_validate(const char *addr);
  */
 QUILL_API int domain_name_validate(const char *name);
 
-/* clear_quotes removes a quote (' or ") at the start of text, and another at the end, in place. They need not match,
- * and each is removed without the other. Returns the length after the removal at the start, minus 1. This is the index
- * of the last character before the removal at the end. The result is -1 for a text that is empty after the removal at
- * the start, and for null.
+/* clear_quotes removes a quote (' or ") at the start of text, and another at the end, in place. The two quotes need not
+ * match. Each is removed even when the other is missing. Returns the length after the removal at the start, minus 1.
+ * This is the index of the last character before the removal at the end. The result is -1 for a text that is empty
+ * after the removal at the start, and for null.
  *
  *     "abc"    becomes abc, returns 3
  *     'abc     becomes abc, returns 2 */

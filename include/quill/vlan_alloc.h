@@ -26,7 +26,7 @@
  * action is a call of log, the function returns what log returned. With a null log nothing is logged. Without a table,
  * all usages are 0.
  *
- * The process has one usage table, which has no lock. Make all calls from one thread, or under a lock of the caller's.
+ * The process has one usage table, which has no lock. Make all calls from one thread, or protect them with one lock.
  *
  *     vlan_alloc_init(log);
  *     for (i = 0; i < n; i++)
@@ -69,7 +69,7 @@ QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_lo
 QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
 
 /* vlan_alloc_update adds one user to a VLAN (allocate is not 0) or removes one (allocate is 0). Usage never falls below
- * 1. A release that would make it less than 1, and a release of an unknown VLAN, change nothing and are logged.
+ * 1. A release that would make the usage less than 1, and a release of an unknown VLAN, change nothing and are logged.
  *
  *     call                               returns
  *     allocation                         what log returned; without a log 1, or 0 when memory ran out
@@ -77,10 +77,10 @@ QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
  *     release that changed nothing       what log returned; without a log the usage found */
 QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log log);
 
-/* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries), or the first of
- * several. It returns 0 when the list has no VLAN. A list with just one entry gives list[0] as it is: 0 when that slot
- * is empty. The call makes a look-up for every entry, and a second one as long as the best VLAN so far is unknown.
- * Compatibility: programs rely on the result for a single entry. */
+/* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries). Of several such VLANs,
+ * it returns the first. It returns 0 when the list has no VLAN. A list with just one VLAN gives list[0] as it is: 0
+ * when the VLAN is in a later slot. The call makes one look-up for every VLAN, and a second one while the best VLAN so
+ * far is unknown. Compatibility: programs rely on the result for a single VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed_filter does what vlan_alloc_assign_leastUsed does, for the VLANs that filter does not

@@ -36,13 +36,14 @@ enum {
 typedef struct vmap {
     uint32_t words[VMAP_WORDS]; /* the ids */
     int32_t references;         /* number of holders; 1 after vmap_alloc */
-    char *text;                 /* what vmap_to_string returned, owned by the map; null when the bits changed since */
+    char *text;                 /* the result of vmap_to_string, owned by the map; null after the bits changed */
 } vmap;
 
 /* vmap_alloc returns a new empty map with one reference, or null when out of memory. Release it with vmap_free. */
 QUILL_API vmap *vmap_alloc(void);
 
-/* vmap_free drops one reference; the last one frees the map and its text. With a null map it does nothing. */
+/* vmap_free drops one reference. When this was the last one, it frees the map and its text. With a null map it does
+ * nothing. */
 QUILL_API void vmap_free(vmap *map);
 
 /* vmap_clone adds a reference and returns the same map; release it with vmap_free. */
@@ -54,17 +55,17 @@ QUILL_API vmap *vmap_copy_on_modify(vmap *map);
 
 /* The functions that change *map return 1, or 0 with everything unchanged when a copy was needed and memory ran out. */
 
-/* vmap_add_range adds the ids first to last, vmap_delete_range removes them. The ids may be 0 to 4095. Other ids are
- * ignored, and a range that runs downwards changes nothing. */
+/* vmap_add_range adds the ids from first to last, and vmap_delete_range removes them. The ids may be 0 to 4095. Other
+ * ids are ignored, and a range that runs downwards changes nothing. */
 QUILL_API int vmap_add_range(vmap **map, int32_t first, int32_t last);
 QUILL_API int vmap_delete_range(vmap **map, int32_t first, int32_t last);
 
-/* vmap_merge adds the ids of other, vmap_exclude removes them. */
+/* vmap_merge adds the ids of other, and vmap_exclude removes them. */
 QUILL_API int vmap_merge(vmap **map, const vmap *other);
 QUILL_API int vmap_exclude(vmap **map, const vmap *other);
 
-/* vmap_invert inverts all 4,096 bits, also 0 and 4095. So for the inverse of an empty map, vmap_is_empty returns 0 even
- * after 1-4094 is removed from it. */
+/* vmap_invert inverts all 4,096 bits, also 0 and 4095. So vmap_is_empty returns 0 for the inverse of an empty map, even
+ * after 1-4094 is removed from that inverse. */
 QUILL_API int vmap_invert(vmap **map);
 
 /* vmap_set_bits replaces all bits by those of the VMAP_WORDS words. */
@@ -93,7 +94,7 @@ QUILL_API int vmap_validate_string(const char *text);
  * For an empty set it returns "". A null map is an empty one.
  *
  * The text is borrowed from one static buffer of VMAP_RANGE_STR_SIZE bytes. The next call overwrites it, and a longer
- * text is cut at 1,023 characters. Do not call it from several threads: use vmap_to_string instead.
+ * text is cut at 1,023 characters. Do not call vmap_to_range_str from several threads: use vmap_to_string instead.
  *
  * A map with a reference count of 0 counts as empty. A map with a count of 4094 counts as full, also when it really has
  * that many holders. Compatibility: programs use the count as a mark for an empty or full map. */

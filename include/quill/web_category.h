@@ -1,7 +1,6 @@
-/* quill/web_category.h: web content classification and IP reputation in words, for policies, logs and displays.
+/* quill/web_category.h: names of web categories, web reputation and IP reputation, for policies, logs and displays.
  *
- * All texts are borrowed, constant, and last as long as the process. All functions are reentrant.
- */
+ * All texts are borrowed, constant, and last as long as the process. All functions are reentrant. */
 #ifndef QUILL_WEB_CATEGORY_H
 #define QUILL_WEB_CATEGORY_H
 
@@ -32,7 +31,8 @@ enum { WEB_CC_BANDS = 5 }; /* number of bands */
 QUILL_API extern const web_cc_cat_rep_range web_cc_cat_rep_ranges[WEB_CC_BANDS];
 QUILL_API extern const uint32_t num_web_cc_rep_map_size;
 
-/* web_cc_get_cat_rep_id returns the id of the band that score is in, or 0 when it is in none (below 1, above 100). */
+/* web_cc_get_cat_rep_id returns the id of the band that score is in, or 0 when score is in no band (below 1, above
+ * 100). */
 QUILL_API int web_cc_get_cat_rep_id(int score);
 
 /* --- web categories */

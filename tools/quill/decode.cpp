@@ -26,7 +26,7 @@ constexpr char kDecodeHelp[] =
     "                 array show; FILE may be the digits themselves\n"
     "  --lines        each line is the digits of one message\n"
     "  --names NAMES  the names of the elements, as in event,mac,vlan; \"...\" after\n"
-    "                 the last name: it is the name of all further elements. A\n"
+    "                 the last name gives that name to all further elements. A\n"
     "                 message with more or fewer elements is damaged. @FILE is a\n"
     "                 file with a line for each value of a message's first element,\n"
     "                 in the form of quill encode: \"1: event,mac,vlan\"; the value *\n"
