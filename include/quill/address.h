@@ -100,17 +100,16 @@ QUILL_API char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen);
 QUILL_API char *quill_ip_to_str(ip_af_addr addr);
 QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
 
-/* quill_inet_pton stores the address of text, which is a numeric address or a host name, in *out. It sets the unused
- * bytes to zero and returns 1. The empty text is the address without a family: all of *out is set to zero, and the
- * result is also 1.
+/* quill_inet_pton stores the address of text, which is a numeric address or a host name, in *out. Returns
+ *
+ *     1    the address is stored, and unused bytes are zero; an empty text is the address without a family, all zero
+ *     0    text names no address, or a pointer is null: *out is unchanged
+ *     0    the first address that the resolver found is of another family: only the family is stored
  *
  * Plain numeric text is converted within the process. Any other text goes to the C library's resolver (getaddrinfo, RFC
  * 3493). The resolver reads numeric forms such as 0x7f.1 and fe80::1%lo (whose scope is dropped). It then queries the
- * hosts file and name servers, which can take seconds. The function uses the first address that the resolver returns.
- *
- * Returns 0 with *out unchanged when text names no address, and when either pointer is null. Returns 0 with only the
- * family stored when the first address is of another family. The function is as thread-safe as getaddrinfo.
- * Compatibility: programs pass empty fields to it. */
+ * hosts file and name servers, which can take seconds. The function uses the first address that the resolver returns,
+ * and is as thread-safe as getaddrinfo. Compatibility: programs pass empty fields to it. */
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
 /* validate_and_assign_ip_addr does what quill_inet_pton does, for numeric text that inet_pton (POSIX) reads. Host names

@@ -28,10 +28,12 @@
  * a FIFO without a reader or a serial line without carrier, delays the caller.
  *
  * All functions may be called from several threads at once. Each call waits for its own child. No descriptor of one
- * call is ever open in the command of another. Except in execute_command_status_no_io_nowait, the process is not
- * copied, and handlers of pthread_atfork do not run. So the cost of starting a command does not depend on the process's
- * memory. The calls are not cancellation points: a cancelled thread first finishes its call. They are not for signal
- * handlers.
+ * call is ever open in the command of another. The calls are not cancellation points: a cancelled thread first finishes
+ * its call. They are not for signal handlers.
+ *
+ * Only execute_command_status_no_io_nowait copies the process, so only its cost grows with the process's memory. In it,
+ * handlers of pthread_atfork run, and signals to the new processes run the program's signal handlers. Nothing else of
+ * the program runs in the new processes: no exit handlers run, and stdio buffers are not written.
  *
  * In a process that ignores SIGCHLD, commands run, but their results are those of a failed wait. A handler without
  * SA_RESTART that interrupts the wait has the same effect. The caller itself must then wait for the child. */
@@ -69,22 +71,19 @@ QUILL_API int execute_command_no_io(char *command);
  *
  *     output, errors       null or empty: the caller's; else a file
  *     status_file          null, or a file for the command's state: "1\n" while it runs, then "3\n" if it ended with
- *                          status 0, else "2\n". Its mode is 0666 under umask 022. The detached process writes the
- *                          file, perhaps after the call has returned: remove an old file before the call. If the file
- *                          cannot be made, the command is not run. On a full file system the file may stay empty. If
- *                          the detached process is killed, the file keeps its content.
+ *                          status 0, else "2\n"
  *     delete_on_success    null, or a file that is removed when the command ended with status 0, before the "3\n"
  *
- * The command has the default action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process.
+ * The detached process makes status_file, with mode 0666 under umask 022, perhaps after the call has returned. So
+ * remove an old file before the call. When the file cannot be made, the command is not run. On a full file system the
+ * file may stay empty. When the detached process is killed, the file keeps its content. The command has the default
+ * action for SIGCHLD. SIGINT and SIGQUIT end the command but not the detached process. Returns
  *
- * Returns 0 when the command is launched. Returns -1 for a null command, and when a fork or the wait for the
- * intermediate process failed. When the second of the two forks fails, a forked copy of the program gets the -1. The
- * call in the program itself returns 0 as soon as that copy ends. So a program that gets -1 must compare getpid() with
- * its value before the call, and call _exit in the copy.
+ *     0     the command is launched; or the second of the two forks failed, and a forked copy of the program got the -1
+ *     -1    the command is null, or the first fork or the wait for the intermediate process failed; or the call is in
+ *           that forked copy
  *
- * The call forks the whole process, so its cost grows with the process's memory. Handlers of pthread_atfork run, and
- * signals to the new processes run the program's signal handlers. Nothing else of the program runs in the new
- * processes: no exit handlers run, and stdio buffers are not written. */
+ * So a program that gets -1 must compare getpid() with its value before the call, and call _exit in the copy. */
 QUILL_API int execute_command_status_no_io_nowait(const char *command, const char *output, const char *errors,
                                                   const char *status_file, const char *delete_on_success);
 

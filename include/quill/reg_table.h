@@ -76,7 +76,7 @@ enum {
  * valid certificate leads up to the two above and is within its time of validity. Only those two are trusted, not those
  * that the machine's openssl trusts. Else it returns
  *
- *     -97   path is null, or cannot be opened or read, or a section cannot be put into its temporary file
+ *     -97   path is null, or cannot be opened or read; or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output cannot be written
  *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
  *           output cannot be written

@@ -26,24 +26,23 @@ QUILL_API int scrambleString(const char *in, uint8_t *out);
  * 0. Returns n; an n of 0 or less writes nothing. */
 QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 
+/* In the printable form, a scrambled byte of 0 is left out. Every other scrambled byte is a pair of a digit and a
+ * character. In the last class the character may be 127 to 129:
+ *
+ *     scrambled byte b    0-48        49-125    126-174     175-255
+ *     pair                5, b + 48   0, b      8, b - 78   3, b - 126 */
+
 /* scrambleStringAscii writes the beginning of the printable form of in to out, which has out_size bytes. The text is
  * for display. The text stops after 3 characters, so it cannot be unscrambled. Always returns 1.
  *
- * In the printable form, a scrambled byte of 0 is left out. Every other scrambled byte is a pair: a digit for the class
- * of the byte, and a character:
- *
- *     scrambled byte    0-48        49-125    126-174     175-255
- *     pair              5, b + 48   0, b      8, b - 78   3, b - 126
- *
- * In the last class the character may be 127 to 129. n is the length of in. out begins with at most this many
- * characters of the printable form, and a NUL ("abcd" gives "0R0"):
+ * n is the length of in, or out_size if that is smaller. out begins with at most this many characters of the printable
+ * form, and a NUL ("abcd" gives "0R0"):
  *
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
- * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. out_size should be at least n. A
- * smaller out_size is used in place of n, and nothing is written beyond out_size bytes. Compatibility: programs show
- * and compare just these characters. */
+ * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. Nothing is written beyond out_size
+ * bytes. Compatibility: programs show and compare just these characters. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
 /* unscrambleStringAscii writes the plain bytes of a printable form, which may have any length, to out: one byte for
@@ -57,28 +56,29 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
 
 /* --- escaping */
 
-/* string_encode writes src to dest with pairs in place of each delimiter ch and of each escape character, which is (ch
- * & 0xf0) | 0x0a. A pair is the escape character, and then (ch & 0x0f) | 0x50 for the delimiter, or 'Z' for the escape
- * character.
+/* A pair replaces each delimiter ch, and each escape character, which is (ch & 0xf0) | 0x0a. The first character of a
+ * pair is the escape character. The second one is (ch & 0x0f) | 0x50 for the delimiter, and 'Z' for the escape
+ * character. For the delimiter ',' the text "a,b*c" becomes "a*\b*Zc".
+ *
+ * Some delimiters stay in the text, so a list cannot be split at them. Each of P to _ is the second character of its
+ * own pair. Each character whose code ends in hexadecimal a (newline, * : J Z j) is its own escape character.
+ * string_decode still restores these texts. Compatibility: stored lists contain these pairs. */
+
+/* string_encode writes src to dest with these pairs. Only the low 8 bits of ch are used, so a char of either sign may
+ * be passed. With a ch of 0 only escape characters are escaped, because no text contains a 0.
  *
  *     char dest[11];
  *     string_encode("a,b*c", dest, sizeof dest - 1, ',')    0: a*\b*Zc
  *
  * DEST MUST HAVE size + 1 BYTES, unlike the dest of string_decode. size is the greatest length of the result, and a NUL
- * follows it. Only the low 8 bits of ch are used, so a char of either sign may be passed. With a ch of 0 only escape
- * characters are escaped, because no text contains a 0.
+ * follows it. Returns
  *
- * Returns
  *      0    done
  *     -1    src is null, or not shorter than size: a text of size characters is refused, although dest could hold it
  *     -2    done: ch is not printable (32 to 126) and nothing was to be escaped, so dest is a copy of src
  *     -4    the result would be longer than size
- * For -1 and -4 dest is unchanged.
  *
- * Choose the delimiter well: some delimiters stay in the text. Each of the delimiters P to _ is the second character of
- * its own pair. Newline, * : J Z j, and every other ch that ends in hexadecimal a, are their own escape character.
- * string_decode still restores these texts, but a list cannot be split at these delimiters. Compatibility: stored lists
- * contain these pairs. */
+ * For -1 and -4 dest is unchanged. */
 QUILL_API int string_encode(const char *src, char *dest, int size, uint32_t ch);
 
 /* string_decode undoes string_encode with the same ch: it writes the text to dest, which has size bytes. size must be

@@ -79,8 +79,10 @@ enum { QUILL_USB_PATH_SIZE = 256 };
 
 /* chkUsbPath searches every partition for the regular file with the relative path path, such as "images/a.bin". It
  * writes the full path into out, QUILL_USB_PATH_SIZE bytes, cut to fit, and returns out. Only the first 255 characters
- * of path are used. The case of names matters, and symbolic links are not followed. Returns null with all of out zeroed
- * when the file is in no partition. Returns null with out unchanged when "/mnt/usbdisk" is missing.
+ * of path are used. The case of names matters, and symbolic links are not followed. The failures are:
+ *
+ *     the file is in no partition    returns null, all of out is zero
+ *     "/mnt/usbdisk" is missing      returns null, out is unchanged
  *
  * A path with ".." may lead out of the USB storage. Refuse such a path when it comes from others. With a directory part
  * that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a directory part.

@@ -120,9 +120,8 @@ QUILL_API void insert_in_str(char *text, char c, int pos);
  *     a;b c    a\;b c
  *     a.b      a\.b
  *
- * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. The exceptions are
- * an empty src, and a src with a quote ('), a blank, a tab or a newline: these characters are not escaped. A blank
- * separates words, a newline ends the command, and a quote extends to the next quote. Refuse such texts first:
+ * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. Quotes ('),
+ * blanks, tabs and newlines are not escaped, and an empty src makes no word. Refuse such texts first:
  *
  *     if (*name == '\0' || strpbrk(name, "' \t\n")) return refuse(name);
  *

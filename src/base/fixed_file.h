@@ -1,5 +1,5 @@
 // Files with fixed names. Other users know the names and may be able to write in the folder. So the name may be a link
-// to a file that must not change, a pipe that blocks the opener, or a file with a second name.
+// to a file that must not change, a pipe whose opening blocks, or a file with a second name.
 #pragma once
 
 #include <sys/types.h>

@@ -39,8 +39,8 @@ inline std::string_view as_text(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
 
-// Returns at most count characters of a text from a place on; empty if the place is past its end, for which the C++
-// library's substr throws.
+// Returns at most count characters of a text from a position on. Returns an empty text if the position is past the end,
+// where the C++ library's substr throws.
 inline std::string_view part(std::string_view text, size_t from, size_t count = SIZE_MAX) {
     if (from > text.size()) from = text.size();
     const size_t left = text.size() - from;

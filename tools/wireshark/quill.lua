@@ -1,8 +1,8 @@
 -- quill.lua: Wireshark's dissector for libquill's codec messages and TLV buffers.
 --
--- Wireshark and tshark load it from a folder of plugins (Help, About Wireshark, Folders). They then show what `quill
--- decode --pcap`, `quill listen --pcap` and `quill tlv --pcap` write (the link types USER0 and USER1), and what travels
--- over UDP: each protocol has its ports as a preference, and "Decode As" sets it for one conversation.
+-- Wireshark and tshark load it from a folder of plugins (Help, About Wireshark, Folders). They then show the captures
+-- of `quill decode --pcap`, `quill listen --pcap` and `quill tlv --pcap` (link types USER0 and USER1), and messages
+-- over UDP. Each protocol has its UDP ports as a preference, and "Decode As" sets the protocol for one conversation.
 --
 -- Filters: quill.mac == 00:1b:63:aa:bb:cc, quill.str contains "wlan", quill.vlan == 20, quill.damage. quill.vlan is
 -- each id in a set of VLANs, and each number that the preference "Names of elements" calls vlan.
@@ -160,8 +160,9 @@ local function add_ip_af(tree, range)
     return tostring(ipv4:ipv4())
 end
 
--- By tag: the bytes of the fixed part, the tag included; for texts and data, how many of them are the length; what adds
--- the value; and for elements inside, where their tags have to be.
+-- For each tag: size is the number of bytes of the fixed part, with the tag. counted is the number of bytes of the
+-- length, for texts and data. add is the function that adds the value. inside has the tags of the elements inside, by
+-- their offsets.
 local kKinds = {
     [0] = {size = 3, counted = 2, add = add_text},
     {size = 7, add = add_mac},
