@@ -50,13 +50,13 @@ QUILL_API char *mac_to_str(const uint8_t *mac);
  * 0x001a2b3c4d5e all are 00:1a:2b:3c:4d:5e.
  *
  * Any other character ends the reading. This is not a failure when six bytes were read: "00:1a:2b:3c:4d:5e/24" and
- * "00:1a:2b:3c:4d:5e:zz" give the address. A seventh byte gives zeros. Compatibility: programs pass addresses with such
- * tails. */
+ * "00:1a:2b:3c:4d:5e:zz" give the address. A seventh byte gives zeros. Compatibility: programs pass addresses with a
+ * prefix length or other text after them. */
 QUILL_API uint8_t *str_to_mac(const char *text);
 
 /* valid_mac returns 1 when text is exactly six groups of one or two hexadecimal digits with one ':' or '-' between
- * them, else 0. It stores the groups that it reads, at most six, into the 6 bytes of mac_out. For a refused text it
- * stores only the first groups, and the rest of mac_out is unchanged. Reentrant.
+ * them, else 0. It stores each group that it reads, at most six, into the 6 bytes of mac_out. A refused text may change
+ * the first bytes; the rest of mac_out is unchanged. Reentrant.
  *
  * In a group of one digit, the separator before it counts as the high digit. ':' is 10 and '-' is 13, so "00:1:…"
  * stores 0xa1 and "00-1-…" stores 0xd1. The first group has no separator, and its high digit is 0. Use str_to_mac where
@@ -113,9 +113,9 @@ QUILL_API char *quill_ipv6_to_str(const uint8_t *addr16);
 QUILL_API int quill_inet_pton(const char *text, ip_af_addr *out);
 
 /* validate_and_assign_ip_addr does what quill_inet_pton does, for numeric text that inet_pton (POSIX) reads. Host names
- * are refused, and nothing is looked up. Returns 1, or 0 with *out unchanged. For the empty text it zeroes *out and
- * returns 0, unlike quill_inet_pton. Null pointers give 0. Reentrant. Compatibility: callers treat an empty field as
- * refused. */
+ * are refused, and nothing is looked up. Returns 1, or 0 for a refused text. A refused text leaves *out unchanged,
+ * except for the empty text, which zeroes *out. Null pointers give 0. Reentrant. Compatibility: callers treat an empty
+ * field as refused. */
 QUILL_API int validate_and_assign_ip_addr(const char *text, ip_af_addr *out);
 
 /* --- well-known addresses */
@@ -125,8 +125,8 @@ QUILL_API extern const uint8_t ipv6_zeros[16];
 QUILL_API extern const uint8_t ipv6_ones[16];
 QUILL_API extern const uint8_t ipv6_loopback[16];
 
-/* These are the lowest and the highest address of the family that a process works with, for use as marks. Their family
- * is 0 until fix_zero_and_all_1_ip_addr has been called. */
+/* zero_ip_addr is the lowest and all_1_ip_addr the highest address of the family that the process works with. Programs
+ * use them as marks. Their family is 0 until fix_zero_and_all_1_ip_addr has been called. */
 QUILL_API extern ip_af_addr zero_ip_addr;
 QUILL_API extern ip_af_addr all_1_ip_addr;
 

@@ -24,13 +24,14 @@ QUILL_BEGIN_DECLS
 /* ap_get_image_filename returns the file of an image type, or null when there is no such type. */
 QUILL_API const char *ap_get_image_filename(uint32_t type);
 
-/* ap_get_image_type returns the type of a file, or 0xffffffff. The case of the name matters. */
+/* ap_get_image_type returns the type of the file with this name, or 0xffffffff. The name must be that of the table, in
+ * the same case and without a folder. */
 QUILL_API uint32_t ap_get_image_type(const char *filename);
 
 /* ap_get_all_image_filenames calls callback with each file of the full set, in the order of the table. */
 QUILL_API void ap_get_all_image_filenames(void (*callback)(const char *filename));
 
-/* isImgCompatWithCPU returns 1: every image that is offered to this processor can be used on it. */
+/* isImgCompatWithCPU always returns 1, because this processor can use every image that it is offered. */
 QUILL_API int isImgCompatWithCPU(void);
 
 /* isImgCompatWithCfg returns 1 when version a1.a2 is above 3.1, or when version a5.a6 is not above 3.1; else 0.

@@ -20,8 +20,8 @@
 QUILL_BEGIN_DECLS
 
 /* ap_version_format cuts the suffix off source, in place, and copies to output what mode selects. output has size bytes
- * with the NUL, and must not overlap source. The copy is cut to size bytes, and a size of 0 writes nothing. Returns
- * output.
+ * with the NUL, and must not overlap source. A copy that is too long is cut to size - 1 characters and the NUL. A size
+ * of 0 writes nothing to output. Returns output.
  *
  *     mode                           0           1                      any other
  *     8.10.0.0-8.10.0.5_12345        8.10.0.5    8.10.0.0-8.10.0.5      nothing is written
@@ -29,11 +29,13 @@ QUILL_BEGIN_DECLS
  *     8.10.0.0_rc-2                  2           8.10.0.0_rc-2          nothing is written
  *     8.10.0.0_12345                 8.10.0.0_12345, in every mode: without a hyphen nothing is cut
  *
- * A mode other than 0 and 1 also cuts a source that has two quads. Compatibility: callers rely on that. */
+ * With a source of two quads, a mode other than 0 and 1 cuts source and leaves output as it is. Compatibility: callers
+ * rely on that. */
 QUILL_API char *ap_version_format(char *source, char *output, uint32_t size, int mode);
 
 /* match_ap_version reads a version into parsed: the first quad into parsed[0] to [3], the second into [4] to [7].
- * Returns 8 for two quads, and 4 for one, whatever follows it. Returns 0 for any other text, and for null.
+ * Returns 8 for two quads, and 4 for one quad. Any text may follow the quads. Returns 0 for any other text, and for
+ * null.
  *
  * Set parsed to zero first: an element whose number is not read keeps its old value. Numbers before the point where
  * text stops being a version are stored even when the result is 0. Only the first 128 characters of text are read, and

@@ -11,8 +11,8 @@
  * A word may contain any byte except NUL. Only the characters named here have a meaning, whatever the locale.
  *
  * Splitting a joined line gives the original words under two conditions. No word is empty or has a carriage return or
- * line feed in it. Each word with a single quote also has one of the characters < > ; & | blank tab. Joined words are
- * not safe to give to a shell: "$" and the back quote are not escaped.
+ * line feed in it. A word that has a single quote in it must also have one of < > ; & | blank tab, which cause double
+ * quotes. Joined words are not safe to give to a shell: "$" and the back quote are not escaped.
  *
  * All functions may be called from several threads and from signal handlers. */
 #ifndef QUILL_ARGV_H
@@ -39,15 +39,17 @@ QUILL_BEGIN_DECLS
 QUILL_API int cmdline_to_argv(int capacity, char **words, char *line);
 
 /* argv_to_cmdline joins words by blanks into buffer, which has size bytes. A word with one of the characters < > ; & |
- * blank tab CR LF in it is put between double quotes. Carriage returns and line feeds are dropped. Double quotes and
- * backslashes get a backslash before them. The line ends after count words, or at a null pointer among the words.
+ * blank tab CR LF in it is put between double quotes. Carriage returns and line feeds are dropped. In every word,
+ * quoted or not, double quotes and backslashes get a backslash before them. The line ends after count words, or at a
+ * null pointer among the words.
  *
  * Returns the length of the whole line, without the NUL, as snprintf does. When that is size or more, the line is cut
  * to size - 1 bytes and the NUL. For a size of 0 or less it returns 0 and writes nothing. */
 QUILL_API int argv_to_cmdline(char *buffer, int size, int count, char *const *words);
 
 /* args_to_cmdline does what argv_to_cmdline does, with the words as arguments. A null pointer, (char *)NULL, follows
- * the last word. Without any word it returns 0 and leaves the buffer as it is. */
+ * the last word. Without any word it returns 0 and leaves the buffer as it is, while argv_to_cmdline writes the empty
+ * text. */
 QUILL_API int args_to_cmdline(char *buffer, int size, ...) __attribute__((sentinel));
 
 QUILL_END_DECLS

@@ -10,7 +10,7 @@
  *     dbm_pwr_to_str                                               two, in turns: two results fit in one argument list
  *
  * All other functions are reentrant. Numbers are written and read as in the "C" locale, whatever locale the program has
- * set. A null text is read like the empty one.
+ * set. A null text gives the same result as the empty text.
  *
  * Power has three units: dBm, tenths of a dBm, and the level of radio management. A level is 0 to 11, or 12 for
  * everything above. */
@@ -120,15 +120,15 @@ enum { DBM_PWR_NOT_SET = 2047 };
 QUILL_API const char *dbm_pwr_to_str(int tenths);
 
 /* str_to_pwr_dbm reads a power in dBm from text and returns it in tenths of a dBm. text is an optional '-', digits, and
- * optionally '.' and exactly one digit. Then comes the end, or a newline, after which nothing is read. When no digit
- * comes before the end or the '.', the whole number is 0. Any other text, the empty one, and numbers outside int give
- * DBM_PWR_NOT_SET.
+ * optionally '.' and exactly one digit. The number ends at the end of text or at a newline. Nothing after the newline
+ * is read. Without digits the whole number is 0, as in "-" and ".5"; only the empty text is refused. Any other text and
+ * numbers outside int give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175
  *
  * A whole number before a newline is returned as it is: it is neither multiplied by 10 nor negated. Compatibility: some
- * callers pass such lines and expect this number. The others remove the newline first. */
+ * callers pass a line with its newline and expect this number. Other callers remove the newline first. */
 QUILL_API int str_to_pwr_dbm(const char *text);
 
 /* radio_tpl_to_dbm_power returns the power of a level in dBm. radio_tpl_to_dbm_10x_power returns the power of a level

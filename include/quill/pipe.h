@@ -9,8 +9,8 @@
  * The functions are two pairs, which must not be mixed:
  *
  *     quill_popen_thr, quill_pclose_thr    The caller keeps the child's id, and the close waits for this child alone.
- *                                          No program that another thread starts ever holds an end of the pipe, not
- *                                          even for a moment. Any number of threads may use this pair at once.
+ *                                          Other programs that the process starts never inherit the pipe, not even for
+ *                                          a moment. Any number of threads may use this pair at once.
  *     quill_popen, quill_pclose            The close waits for whichever child of the process ends first. So this pair
  *                                          is only for programs with one thread and no other child. The stream stays
  *                                          open in programs that the process runs by fork and exec.
@@ -46,8 +46,8 @@ QUILL_API FILE *quill_popen(const char *command, const char *mode);
 /* quill_pclose closes a stream of quill_popen and waits, once, for any child of the process. Returns that child's
  * status as wait gives it (exit code 2 is 0x200), or -1 with errno. The stream is closed in any case.
  *
- *     EPIPE     the stream could not be closed, for example because a command in mode "w" has not read all; the call
- *               waited for no child. The close may also fail with other errors
+ *     EPIPE     a command in mode "w" has not read all; the stream is closed, but the call waited for no child.
+ *               Other errors of fclose have the same effect
  *     ECHILD    the process has no child
  *     EINTR     a signal interrupted the wait */
 QUILL_API int quill_pclose(FILE *stream);
@@ -57,7 +57,7 @@ QUILL_API int quill_pclose(FILE *stream);
 QUILL_API FILE *quill_popen_thr(const char *command, const char *mode, int *child);
 
 /* quill_pclose_thr closes a stream of quill_popen_thr and waits, once, for its child. The result and the errors are
- * those of quill_pclose. ECHILD also means that another call has waited for the child. After a -1 with another error,
+ * those of quill_pclose. ECHILD also means that another call has waited for the child. After a -1 with any other error,
  * the caller must still wait for the child. */
 QUILL_API int quill_pclose_thr(FILE *stream, int child);
 

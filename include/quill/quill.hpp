@@ -1,19 +1,19 @@
 /* quill/quill.hpp: owners, ranges and messages for C++17, over the C interface.
  *
- * Each class owns one handle of the C interface and calls that interface. No data is stored twice, and after
- * optimisation only the calls remain. The header needs no exceptions and no run-time type information. Of the C++
- * library it needs only the headers. The C functions may be used together with the classes: get() gives the handle, and
- * the text of the C header applies.
+ * Each class owns one handle of the C interface and calls that interface. The classes store no second copy of the data,
+ * and after optimisation only the calls remain. The header needs no exceptions and no run-time type information. Of the
+ * C++ library it needs only the headers. The C functions may be used together with the classes: get() gives the handle,
+ * and the text of the C header applies.
  *
  *     quill::mac_table<session *> sessions(101);
  *     sessions.set(mac, s);
  *     if (std::optional<session *> found = sessions.find(mac)) serve(**found);
  *     for (auto [mac, s] : sessions) print(mac, *s);
  *
- * Failure     Creation may run out of memory. The object then converts to false, as does an object that was moved from.
+ * Failure     Creation may run out of memory. The object then converts to false. So does an object that was moved from.
  *             Such an object may only be tested, assigned to, and destroyed.
- * Ownership   An object that the C interface calls "kept" still belongs to the program: lists, tables and sets free no
- *             object.
+ * Ownership   The program owns the objects that it stores in lists, tables and sets ("kept" in the C headers). No class
+ *             frees them.
  * Ranges      The body of a loop over a list or a hash table may remove the current element, and no other.
  * Threads     As in the C headers: one object is used by one thread at a time. Copies of a vlan_set count as one
  *             object.
@@ -82,8 +82,9 @@ private:
 
 /* --- VLAN sets (quill/vmap.h) */
 
-/* vlan_set is a set of VLAN ids. A copy shares the map until one of the two is changed. The functions that change the
- * set return false, with the set unchanged, when a copy was needed and memory ran out. */
+/* vlan_set is a set of VLAN ids. It never contains an id above 4095. A copy shares the map until one of the two is
+ * changed. The functions that change the set return false, with the set unchanged, when a copy was needed and memory
+ * ran out. */
 class vlan_set {
     struct cursor {
         uint16_t get() const { return static_cast<uint16_t>(id); }
@@ -130,8 +131,8 @@ public:
     [[nodiscard]] bool merge(const vlan_set &other) { return vmap_merge(&map_, other.map_) != 0; }
     [[nodiscard]] bool exclude(const vlan_set &other) { return vmap_exclude(&map_, other.map_) != 0; }
     [[nodiscard]] bool invert() { return vmap_invert(&map_) != 0; }
-    /* The other holders keep a shared map. vmap_clear is not called for a shared map, because the other holders would
-     * then have one reference too many. */
+    /* Other holders of a shared map keep their ids. clear does not call vmap_clear for a shared map, because that would
+     * leave one reference too many. */
     [[nodiscard]] bool clear() {
         if (map_->references == 1) return vmap_clear(&map_) != 0;
         vlan_set none;
@@ -192,7 +193,7 @@ public:
     [[nodiscard]] bool insert_sorted(T *object, ListCompare compare) {
         return ListInsertSorted(get(), untyped(object), compare) != 0;
     }
-    /* Moves all objects of other to the end of this list. other then has no list. */
+    /* Moves all objects of other to the end of this list. other then converts to false, as after a move. */
     void append(list &&other) { ListAppend(get(), other.list_.release()); }
 
     /* Returns false when object is not in the list. */
@@ -491,7 +492,7 @@ private:
 /* --- Pipes (quill/pipe.h) */
 
 /* pipe_stream is a shell command at the other end of a stream. It converts to false, and errno is set, when the command
- * was not started. */
+ * was not started. The destructor, and an assignment for the old command, close the stream and wait for the command. */
 class pipe_stream {
 public:
     pipe_stream(const char *command, const char *mode) { stream_ = quill_popen_thr(command, mode, &child_); }

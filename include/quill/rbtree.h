@@ -4,8 +4,8 @@
  * nearest key above or below a given key. It frees keys only in rbterminate, and only when free_keys is not 0.
  *
  * Cost: one heap block per key, of 20 bytes on the device and 40 on a 64-bit host. A tree of n keys is at most 2 log2(n
- * + 1) levels high: 19 for 1,000 keys, 39 for a million. Search, insertion, deletion and every look-up descend once,
- * and climb at most once by as many levels. A step of a cursor takes constant time on average. The trees of
+ * + 1) levels high: 19 for 1,000 keys, 39 for a million. Each search, insertion, deletion and look-up descends once,
+ * and then climbs at most once to the root. A step of a cursor takes constant time on average. The trees of
  * quill/savl.h and quill/savle.h need no heap and are lower, but records must contain their nodes.
  *
  * Every function accepts a null tree or cursor: the function then does nothing and returns null. Keys should not be
@@ -95,8 +95,9 @@ QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 /* rbfind returns the key of tree that is equal to key, or null. */
 QUILL_API void *rbfind(const void *key, const rb_tree *tree);
 
-/* rbdelete removes the key that is equal to key from tree and returns it. The key itself stays. Returns null when the
- * key is absent. A node with two children stays and gets the next greater key. The node that this key had is freed. */
+/* rbdelete removes the key that is equal to key from tree and returns it. rbdelete does not free the key. Returns null
+ * when the key is absent. If the key's node has two children, the next greater key moves into that node. The node that
+ * this key had before is freed. */
 QUILL_API void *rbdelete(const void *key, rb_tree *tree);
 
 /* rblookup returns the key of tree that mode (RB_LOOKUP_…) selects, or null. With keys 10, 20 and 30,

@@ -14,13 +14,13 @@
  * Each section ends with its "-----END ...-----" line. Sections come in any order and may overlap. A section that opens
  * again continues where it stopped. Lines outside all sections are ignored. A line that begins with a marker is a
  * marker line, whatever follows the marker. Empty lines are ignored everywhere, and so are carriage returns in the
- * table. Lines are read in pieces of up to 399 bytes, each of which counts as a line.
+ * table. A line longer than 399 bytes is read as several lines of up to 399 bytes each.
  *
- * The signature covers the table without its last byte, which must be a newline, followed by the version section. THE
- * BORDER BETWEEN THE TWO IS NOT SIGNED. Whoever may change the file can move the border. A part of the table is then
- * read as the version, or a part of the version as the table. So a publisher ends each table with a line that its
- * readers require. The publisher also gives versions a form that no line of a table has, and readers check that form.
- * docs/trust.md describes the other guarantees.
+ * The table's last byte must be a newline. The signature covers the table without that byte, followed by the version
+ * section. THE BORDER BETWEEN THE TWO IS NOT SIGNED. Whoever may change the file can move the border. A part of the
+ * table is then read as the version, or a part of the version as the table. So a publisher ends each table with a line
+ * that its readers require. The publisher also gives versions a form that no line of a table has, and readers check
+ * that form. docs/trust.md describes the other guarantees.
  *
  * The functions start the commands openssl and gunzip, found on PATH, by the C library's system(). A process that
  * ignores SIGCHLD cannot detect the end of a command, so every file is invalid there (-94). Only the output of commands
@@ -101,16 +101,17 @@ QUILL_API int get_reg_tbl_file_ver(const char *path, char **version);
 
 /* parse_validate_get_reg_tbl_file_ver validates the file and returns 0. It stores the validated version in *version, as
  * get_reg_tbl_file_ver does. When the file is not valid, for any reason, it returns -97 with *version unchanged. The
- * caller then reads the table. No process may change the file until the caller has read it. */
+ * caller then reads the table. No process may change the file from the start of this call until the caller has read the
+ * table. */
 QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **version);
 
 /* decrypt_decompress_reg_tbl_file runs gunzip on the file at in_path. It replaces the content of out_path by the
  * result, up to the first NUL byte. A missing out_path is made with mode 0666 under the umask. gunzip requires a name
  * that ends in .gz. The file at in_path stays. out_path must be another file.
  *
- * NOTHING IS VALIDATED, and despite the name nothing is decrypted. For a damaged file, out_path gets what gunzip could
- * unpack, which may be nothing. A machine without gunzip, a gunzip that is killed, and a full file system have the same
- * effect. So validate the unpacked file before use. Returns 0, or
+ * decrypt_decompress_reg_tbl_file VALIDATES NOTHING and, despite its name, decrypts nothing. For a damaged file,
+ * out_path gets what gunzip could unpack, which may be nothing. The same happens without gunzip, when gunzip is killed,
+ * and when the file system of the temporary files is full. So validate the unpacked file before use. Returns 0, or
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written

@@ -16,8 +16,8 @@
  * First find, then insert. A search that finds nothing stores the attachment point: the place where the key belongs.
  * The attachment point is a node and one of its sides. Insertion uses that point, so a search with an insertion
  * descends only once. A point is valid until the next change of the tree. Insert at once, or search again. Insertion
- * does not check its point. A point from another tree, or from before a change, corrupts the tree. Only a search before
- * each insertion prevents two keys that compare equal.
+ * does not check its point. A point from another tree, or from before a change, corrupts the tree. Insertion does not
+ * detect an equal key in the tree, so the program must search before each insertion.
  *
  *     struct station {
  *         uint32_t id;
@@ -83,8 +83,8 @@ typedef struct savl_tree {
     savl_comparison compare; /* must order the keys consistently */
 } savl_tree;
 
-/* SAVL_TREE_INIT(tree, comparison) initialises tree as an empty tree. tree is the name of the variable itself. Use it
- * statically or (in C, as in the second line) later:
+/* SAVL_TREE_INIT(tree, comparison) initialises tree as an empty tree. tree is the variable itself, not a pointer. The
+ * macro initialises a static variable or, in C only, is assigned later:
  *
  *     static savl_tree by_name = SAVL_TREE_INIT(by_name, savl_string_compare);
  *     vlan->members = (savl_tree)SAVL_TREE_INIT(vlan->members, savl_u32_compare); */
@@ -114,8 +114,8 @@ typedef struct savl_tree {
  * visited, or the tree record of an empty tree. *side is 0 for the left side of *at, and 1 for the right side. *at and
  * *side are unchanged when the key is found. side is not used when at is null.
  *
- * savl_find calls the comparison once per level, as comparison(key, node's key). The library's own comparisons below
- * are not called: each has its own search, with the comparison compiled in. */
+ * savl_find calls the comparison once per level, as comparison(key, node's key). For the library's own comparisons
+ * below, savl_find has a search with that comparison compiled in, and calls nothing. */
 QUILL_API savl *savl_find(const savl_tree *tree, const void *key, savl **at, int *side);
 
 /* savl_insert inserts node (kept) at the attachment point that savl_find stored for its key. The node must be in no
@@ -124,7 +124,7 @@ QUILL_API void savl_insert(savl *node, savl *at, int side);
 
 /* savl_delete takes node out of its tree. It does nothing when the node is in no tree, that is, when its parent is
  * null. The key and the object stay, and node may be inserted again. The other nodes stay at their addresses. If node
- * had two children, the next node in key order moves to the place of node in the tree. */
+ * had two children, the links of other nodes change: the next node in key order takes the place of node in the tree. */
 QUILL_API void savl_delete(savl *node);
 
 /* savl_string_compare orders texts byte by byte, as strcmp does. */
@@ -140,9 +140,9 @@ QUILL_API int savl_u32_compare(const void *a, const void *b);
  *
  * The order is consistent only among some addresses. The comparison subtracts bytes 0-3, as big-endian numbers, modulo
  * 2^32, and takes the difference as signed. When the difference is 0, it does the same with bytes 4-7. So bytes 0-3 of
- * all addresses must lie within half the range of numbers, and addresses with equal bytes 0-3 must have equal bytes
- * 4-5. Stations of one vendor already break this rule: about 10 of 1,000 stored stations are not found again. A tree
- * that must find every stored address compares the bytes:
+ * all addresses must lie within half the range of numbers. The same must hold for bytes 4-7 of addresses with equal
+ * bytes 0-3. Stations of one vendor already break this rule: about 10 of 1,000 stored stations are not found again. A
+ * tree that must find every stored address compares the bytes:
  *
  *     static int mac_order(const void *a, const void *b) { return memcmp(a, b, 8); }
  *     static savl_tree stations = SAVL_TREE_INIT(stations, mac_order);

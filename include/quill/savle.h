@@ -77,7 +77,7 @@ typedef struct savle_tree {
          node = node##_next, node##_next = node->next)
 
 /* savle_find does what savl_find does. The comparison is called as comparison(tree->context, key, address of the key in
- * an object). So key is a pointer to the same type as the key member of the objects. */
+ * an object). So key points to an object of the type of the key member. */
 QUILL_API savle *savle_find(const savle_tree *tree, const void *key, savle **at, int *side);
 
 /* savle_insert does what savl_insert does. */
@@ -98,9 +98,9 @@ QUILL_API void savle_delete(savle *node);
  * address. For such an array, write a comparison that calls strcmp(a, b), and search with the text itself. (In
  * quill/savl.h keys are always the texts themselves.)
  *
- * savle_mac_addr_compare fails to find some keys, as savl_mac_addr_compare does. The key is a member of 8 bytes,
- * uint8_t mac[8]. Its last 2 bytes are zero, also in the searched key. A tree that must find every stored address uses
- * this comparison:
+ * With savle_mac_addr_compare, savle_find does not find some stored keys, for the reason given at
+ * savl_mac_addr_compare. The key is a member of 8 bytes, uint8_t mac[8]. Its last 2 bytes are zero, also in the
+ * searched key. A tree that must find every stored address uses this comparison:
  *
  *     static int mac_order(void *context, const void *a, const void *b) {
  *         (void)context;
@@ -113,8 +113,9 @@ QUILL_API int savle_mac_addr_compare(void *context, const void *a, const void *b
 QUILL_API int savle_ipv6_compare(void *context, const void *a, const void *b);
 
 /* savle_ipaddr_compare orders ip_af_addr records by family as a number, then by the 2 bytes that follow it, then by all
- * 16 address bytes. This order needs the bytes of a record that must be zero to be really zero. Unlike for
- * savl_ipaddr_compare, 10.0.0.1 and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on both orders. */
+ * 16 address bytes. The unused bytes of each address must be zero; otherwise equal addresses do not compare equal.
+ * Unlike for savl_ipaddr_compare, 10.0.0.1 and ::ffff:10.0.0.1 are two keys. Compatibility: programs rely on both
+ * orders. */
 QUILL_API int savle_ipaddr_compare(void *context, const void *a, const void *b);
 
 QUILL_END_DECLS

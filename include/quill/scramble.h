@@ -35,20 +35,20 @@ QUILL_API int unscrambleString(const uint8_t *in, char *out, int n);
 /* scrambleStringAscii writes the beginning of the printable form of in to out, which has out_size bytes. The text is
  * for display. The text stops after 3 characters, so it cannot be unscrambled. Always returns 1.
  *
- * n is the length of in, or out_size if that is smaller. out begins with at most this many characters of the printable
- * form, and a NUL ("abcd" gives "0R0"):
+ * n is the length of in, or out_size if that is smaller. n determines how many characters of the printable form are at
+ * the start of out, before a NUL ("abcd" gives "0R0"):
  *
  *     n             0          1    2          3    4 and more
  *     characters    nothing    0    1          2    3, so the second pair lacks its character
  *
- * After the NUL, up to n, come the bytes of scrambleString; the rest of out is 0. Nothing is written beyond out_size
- * bytes. Compatibility: programs show and compare just these characters. */
+ * Each byte of out after the NUL and before position n is the byte of scrambleString at that position. The rest of out
+ * is 0. Nothing is written beyond out_size bytes. Compatibility: programs show and compare just these characters. */
 QUILL_API int scrambleStringAscii(const char *in, char *out, uint32_t out_size);
 
 /* unscrambleStringAscii writes the plain bytes of a printable form, which may have any length, to out: one byte for
- * each pair of in. A single character at the end gives one more byte, and its missing second character counts as 0.
- * "0R" gives the byte that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes and no terminator. out must have
- * room for these bytes. Always returns 1. It reads the pairs above, and also these:
+ * each pair of in. A single character at the end is read as a pair whose second character is 0, and gives one more
+ * byte. "0R" gives the byte that was scrambled to 'R'. It writes (strlen(in) + 1) / 2 bytes and no terminator. out must
+ * have room for these bytes. Always returns 1. It reads the pairs above, and also these:
  *
  *     digit     1     2    4          6      7    9     none
  *     byte b    -c    c    126 - c    208    c    78    c     (modulo 256, c the character) */
@@ -60,8 +60,8 @@ QUILL_API int unscrambleStringAscii(const char *in, char *out);
  * pair is the escape character. The second one is (ch & 0x0f) | 0x50 for the delimiter, and 'Z' for the escape
  * character. For the delimiter ',' the text "a,b*c" becomes "a*\b*Zc".
  *
- * Some delimiters stay in the text, so a list cannot be split at them. Each of P to _ is the second character of its
- * own pair. Each character whose code ends in hexadecimal a (newline, * : J Z j) is its own escape character.
+ * Some delimiters stay in the text, so a list cannot be split at them. A delimiter from P to _ is itself the second
+ * character of its pair. A delimiter whose code ends in hexadecimal a (newline, * : J Z j) is its own escape character.
  * string_decode still restores these texts. Compatibility: stored lists contain these pairs. */
 
 /* string_encode writes src to dest with these pairs. Only the low 8 bits of ch are used, so a char of either sign may

@@ -26,7 +26,8 @@
  * When memory runs out, an object or a match is left out without an error. A criterion whose name or value got no
  * memory matches no object. Texts are compared without regard to the case of A to Z, whatever the locale.
  *
- * A context is for one search. Only one search at a time may run in a process, also with different contexts. */
+ * A context is for one smss_search: call smss_deinit and smss_init before the next one. Only one search at a time may
+ * run in a process, even when the contexts differ. */
 #ifndef QUILL_SMSS_H
 #define QUILL_SMSS_H
 
@@ -89,18 +90,18 @@ QUILL_API char *smss_add_string(smss_ctx *context, const char *text, int length)
 QUILL_API void smss_add_search_criterion(smss_ctx *context, const char *name, const char *value);
 
 /* smss_add_sort_criterion adds the field name as the next sort key: descending when order is "desc" in any letter case,
- * else ascending. Two numbers are sorted by their difference, wrapped to 32 bits and read as signed. So numbers whose
- * distance is half the range or more come in the reverse order. field_type is called for one of the two objects. Sort
- * keys beyond 16 are ignored. */
+ * else ascending. Two numbers are compared by their difference modulo 2^32, read as signed. So numbers that differ by
+ * 2^31 or more come in the reverse order. A comparison calls field_type for only one of its two objects. Sort keys
+ * beyond 16 are ignored. */
 QUILL_API void smss_add_sort_criterion(smss_ctx *context, const char *name, const char *order);
 
 /* smss_search filters and sorts the objects, and stores one page in context. Without filters every object matches. The
  * order of objects with equal keys is not determined. Always returns 0.
  *
  * The matches are divided into pages of page_size matches. A page_size below 1 means 10, and one above 100,000 means
- * 100,000. The result is the page with the match number start, counted from 0. A start below 0 means 0. With a
- * page_size of 5, a start of 7 gives the matches 5 to 9, and page_start is 5. A start past the end gives no results,
- * while total is the number of all matches. */
+ * 100,000. The result is the page that contains match number start. Matches are counted from 0. A start below 0 means
+ * 0. With a page_size of 5, a start of 7 gives the matches 5 to 9, and page_start is 5. A start past the end gives no
+ * results, while total is the number of all matches. */
 QUILL_API int smss_search(smss_ctx *context, int start, int page_size);
 
 QUILL_END_DECLS

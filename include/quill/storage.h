@@ -4,8 +4,8 @@
  * that open a file defer thread cancellation while they do so. Nothing is printed.
  *
  * Sizes are whole megabytes (2^20 bytes) unless the text says bytes. The number of blocks times the block size is
- * computed in 32 bits. So the size of a file system of 4 GiB or more is its size modulo 4 GiB. Compatibility: the
- * platform's file systems are smaller. */
+ * computed in 32 bits. So a size or a room of 4 GiB or more is given modulo 4 GiB. Compatibility: the platform's file
+ * systems are smaller. */
 #ifndef QUILL_STORAGE_H
 #define QUILL_STORAGE_H
 
@@ -22,10 +22,10 @@ QUILL_API uint32_t freeFlash(void);
 QUILL_API uint32_t freeFlash1(void);
 QUILL_API uint32_t sizeFlash(void);
 
-/* freeDisk returns the room on the RAM disk "/tmp". It returns the usable free memory of get_free_mem instead when that
- * is known and is less. It returns -1 when the room on "/tmp" cannot be found out. With less than 17 MB of free memory
- * get_free_mem fails. The result is then the room on "/tmp", although the memory for it is short. When reserve is not 0
- * the result is 5 less, but not below 0. */
+/* freeDisk returns the room on the RAM disk "/tmp". When get_free_mem succeeds and gives less memory than this room,
+ * freeDisk returns that memory instead. With less than 17 MB of free memory get_free_mem fails, so freeDisk returns the
+ * room on "/tmp", although memory is short. When reserve is not 0, the room is reduced by 5, but not below 0. freeDisk
+ * returns -1 when the room on "/tmp" cannot be found out, whatever reserve is. */
 QUILL_API int freeDisk(int reserve);
 
 /* get_rootfs_mem stores the size of the root file system in *bytes and returns 0 when that file system is an ext2
@@ -63,7 +63,8 @@ QUILL_API int get_temp_dir2(int need, const char **directory);
 /* --- files */
 
 /* is_flash1_present returns 1 when "/flash1" is a directory. is_flash_crash_present returns 1 when "/flash/crash"
- * exists. is_file_present returns 1 when path is not null and exists. Otherwise they return 0. */
+ * exists. is_file_present returns 1 when path is not null and exists. Otherwise they return 0. They follow symbolic
+ * links. */
 QUILL_API int is_flash1_present(void);
 QUILL_API int is_flash_crash_present(void);
 QUILL_API int is_file_present(const char *path);
@@ -84,12 +85,12 @@ enum { QUILL_USB_PATH_SIZE = 256 };
  *     the file is in no partition    returns null, all of out is zero
  *     "/mnt/usbdisk" is missing      returns null, out is unchanged
  *
- * A path with ".." may lead out of the USB storage. Refuse such a path when it comes from others. With a directory part
- * that begins with a slash or has two slashes in a row, nothing is found. Slashes alone are not a directory part.
+ * A path with ".." may lead out of the USB storage. Refuse such a path when it comes from others. chkUsbPath finds
+ * nothing when the directory part begins with a slash or contains "//". A directory part of slashes alone is ignored.
  *
- * The search ignores a directory whose name begins with ".", and the rest of the directory part after it. For ".x/b"
- * the file b is searched at the top of the partition. The path that is written has ".x" in it and may not exist.
- * Compatibility: programs rely on it. */
+ * The search drops the first directory name that begins with "." and all directory names after it. For ".x/b" the file
+ * b is searched at the top of the partition. The path that is written has ".x" in it and may not exist. Compatibility:
+ * programs rely on it. */
 QUILL_API char *chkUsbPath(const char *path, char *out);
 
 /* chkUsbSlotPartPath writes "/mnt/usbdisk/slot<slot>/<partition>/<name>" into out (QUILL_USB_PATH_SIZE bytes, cut to

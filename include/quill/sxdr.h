@@ -49,8 +49,8 @@ QUILL_API uint32_t sxdr_write_bool(int value, void *buffer);
 QUILL_API uint32_t sxdr_write_s32(int32_t value, void *buffer);
 
 /* sxdr_write_str writes text as a str element. A text of 65,536 bytes or more is cut to its length modulo 65,536. Use
- * sxdr_write_str3 for such a text. Compatibility: peers rely on the cut. A text or data may be in the same buffer that
- * it is written to. */
+ * sxdr_write_str3 for such a text. Compatibility: peers rely on the cut. The source text or data may overlap the
+ * destination buffer. */
 QUILL_API uint32_t sxdr_write_str(const char *text, void *buffer);
 
 /* sxdr_write_str2 does what sxdr_write_str does, for at most maximum bytes: sxdr_write_str2("abcdef", buffer, 4) writes
@@ -71,9 +71,9 @@ QUILL_API uint32_t sxdr_write_hex_len32(uint32_t length, void *buffer);
 
 /* --- Readers of fixed size. On an element of another kind they return 0 and store zero. sxdr_read_ipv6 then stores
  * zero only in the first 4 bytes of out. sxdr_read_bool stores 1 only for a byte of exactly 1. Likewise, an s32 is
- * negative only when its sign byte is exactly 1. A bool or s32 element that contains a wrong element counts as another
- * kind. The ipv6 and mac readers store 16 and 6 bytes. Compatibility: programs rely on the other 12 bytes of an IPv6
- * address being unchanged. */
+ * negative only when its sign byte is exactly 1. A bool or s32 element whose inner element has a wrong tag counts as an
+ * element of another kind. The ipv6 and mac readers store 16 and 6 bytes. Compatibility: programs rely on the other 12
+ * bytes of an IPv6 address being unchanged. */
 QUILL_API uint32_t sxdr_read_u8(uint8_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u16(uint16_t *out, const void *source);
 QUILL_API uint32_t sxdr_read_u32(uint32_t *out, const void *source);
@@ -124,8 +124,9 @@ QUILL_API uint32_t sxdr_read_hex2(void *out, uint32_t capacity, uint32_t *length
 /* sxdr_read_hex2_len32 reads the head of a hex_len32 element into *length and returns 5; the data follows. */
 QUILL_API uint32_t sxdr_read_hex2_len32(uint32_t *length, const void *source);
 
-/* sxdr_read_hex_new does for a hex element what sxdr_read_str_new does for a str element. All capacity bytes of out are
- * zeroed first, and data may fill out exactly. It also returns 0 for a null out or source. */
+/* sxdr_read_hex_new does for a hex element what sxdr_read_str_new does for a str element. It first zeroes all capacity
+ * bytes of out. Data of exactly capacity bytes fits, because no NUL is added. It also returns 0 for a null out or
+ * source. */
 QUILL_API uint32_t sxdr_read_hex_new(void *out, uint32_t capacity, const void *source, uint32_t offset,
                                      uint32_t message_length);
 
@@ -140,7 +141,7 @@ QUILL_API uint32_t sxdr_read_hex_size(const void *source);
 QUILL_API uint32_t sxdr_read_hex32_size(const void *source);
 
 /* --- Sizes of elements that are still to be written. The kinds with a 32-bit length have no function: the size is the
- * length + 5. A length of 65,536 or more is not cut here. */
+ * length + 5. The sxdr_size functions do not cut a length of 65,536 or more, unlike the writers. */
 QUILL_API uint32_t sxdr_size_u8(void);
 QUILL_API uint32_t sxdr_size_u16(void);
 QUILL_API uint32_t sxdr_size_u32(void);

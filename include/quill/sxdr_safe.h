@@ -1,13 +1,13 @@
 /* quill/sxdr_safe.h: the tagged value codec with every bound checked.
  *
- * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use it for
- * messages of other processes: the message may hold any bytes. Sizes, cursors and pointers come from the program and
- * must be correct. quill/message.h reads and writes whole messages with these functions, and needs only one check at
- * the end.
+ * The elements are those of quill/sxdr.h, byte for byte, except hex32, which this form does not have. Use this codec
+ * for messages of other processes: such a message may hold any bytes. Sizes, cursors and pointers come from the program
+ * and must be correct. quill/message.h reads and writes whole messages with these functions, and needs only one check
+ * at the end.
  *
  * The cursor is a byte offset into the message. On success it moves past the element. On failure it is unchanged. A
- * null cursor means offset 0. No function checks that the message ends. A program that allows nothing after the last
- * element must compare the cursor with the length.
+ * null cursor means offset 0. No function checks for bytes after the last element. A program that allows none must
+ * compare the cursor with the length.
  *
  * Every function returns the number of value bytes that it wrote or read, without tag and length. This is the width of
  * a fixed kind, or the length of a text or of data. When it fails, it returns -1 with errno set. The cursor, the
@@ -40,7 +40,7 @@
 QUILL_BEGIN_DECLS
 
 /* --- Writers. They take the source, its size in bytes, the message buffer, that buffer's size in bytes, and the
- * cursor. The source of a fixed kind must have at least the value's width. That width is the result.
+ * cursor. For a fixed kind, source_size must be at least the width of the value. The function returns that width.
  * sxdr_write_bool_safe writes the byte as it is: 2 is written as 2, and a reader reads it as 0. */
 QUILL_API int sxdr_write_u8_safe(const uint8_t *source, uint32_t source_size, void *message, uint32_t message_size,
                                  uint32_t *cursor);
@@ -116,9 +116,9 @@ QUILL_API int sxdr_read_hex_size_safe(const void *message, uint32_t message_leng
 QUILL_API int sxdr_read_long_hex_size_safe(const void *message, uint32_t message_length, uint32_t offset);
 
 /* sxdr_read_hex_malloc_safe reads a hex element into a new buffer (release it with free()). It stores the buffer in
- * *out and its size in *size. The size is the length, or 1 for an empty element, whose buffer is one zero byte. Returns
- * the length. On failure it returns -1 with errno as above or ENOMEM, and stores nothing. A null cursor is refused here
- * with EINVAL. */
+ * *out and its size in *size. The size is the length. For an empty element the buffer is one zero byte, and *size is 1.
+ * Returns the length. On failure it returns -1 with errno as above or ENOMEM, and stores nothing. A null cursor is
+ * refused here with EINVAL. */
 QUILL_API int sxdr_read_hex_malloc_safe(const void *message, uint32_t message_length, uint32_t *cursor, uint8_t **out,
                                         uint32_t *size);
 

@@ -16,15 +16,15 @@
  *                 be given, because it is 0.
  *     mesh point  When /tmp/mesh_role holds 1, messages are dropped silently while the daemon's queue is full. A mesh
  *                 point therefore never waits for its log. Otherwise a message waits until the daemon takes it. The
- *                 file is read once, before the first connection. While the file exists without a number in its first
- *                 255 bytes, each openlog and each new connection read the file again. Anything but a regular file
- *                 counts as a missing file (docs/trust.md).
+ *                 file is read once, before the first connection. If the first 255 bytes of an existing file have no
+ *                 number, each openlog and each new connection reads the file again. Anything but a regular file counts
+ *                 as a missing file (docs/trust.md).
  *     length      A record has at most 1,023 bytes with its NUL. A message that does not fit is cut, and begins with
  *                 "[truncated] ". An identity of 960 characters or more is replaced by "<BUFFER OVERRUN ATTEMPT>".
- *     SIGPIPE     While a message is sent, the whole process has a handler of the library for this signal. If a pipe of
- *                 another thread breaks meanwhile, the handler closes the log's connection, and the program does not
- *                 get the signal. After the call, the program's own action is in place again. A broken connection to
- *                 the daemon never runs that action.
+ *     SIGPIPE     While a message is sent, the whole process has a handler of the library for this signal. If another
+ *                 thread gets SIGPIPE during this time, the handler closes the log's connection, and the program does
+ *                 not get the signal. After the call, the program's own action is in place again. A broken connection
+ *                 to the daemon never runs that action.
  *
  * A record goes to /dev/log in one datagram, or over a stream when the daemon has opened one. It has this form (RFC
  * 3164, section 4.1, as local daemons expect it):
@@ -44,8 +44,8 @@
  * is unchanged.
  *
  * All functions may be called from several threads; records are never mixed. After a fork the child may log, even if
- * another thread was logging at that moment. The process's first call of any function of this header makes this
- * possible. So a threaded program that forks must call openlog before it starts its threads. The functions are not
+ * another thread was logging at that moment. The process's first call of any function of this header prepares the log
+ * for forks. So a threaded program that forks must call openlog before it starts its threads. The functions are not
  * cancellation points and, like the C library's, not for signal handlers. */
 #ifndef QUILL_SYSLOG_H
 #define QUILL_SYSLOG_H
@@ -61,14 +61,14 @@ enum { QUILL_LOG_FACILITY = 53 << 3 };
 
 /* openlog sets what the following messages have in common.
  *
- * identity is the start of each message; null keeps the earlier identity. The pointer is kept, so the text must live as
- * long as messages are logged. options replaces the earlier options:
+ * identity is the start of each message, at first "syslog"; null keeps the earlier identity. The pointer is kept, so
+ * the text must live as long as messages are logged. options replaces the earlier options:
  *
  *     LOG_PID     add the process id
  *     LOG_CONS    write to /dev/console each message that cannot be sent
- *     LOG_NDELAY  connect now, not with the first message; when no daemon runs now, the first message is lost, even if
- *                 a daemon runs by then
- *     LOG_PERROR  also write each message to standard error, from the identity on
+ *     LOG_NDELAY  connect now, not with the first message; if this fails, the first message is lost, even when a daemon
+ *                 runs by then
+ *     LOG_PERROR  also write each message to standard error, from the identity on, as a line
  *
  * facility (LOG_USER, LOG_DAEMON, …) becomes the facility of messages without a facility. 0 and a number that is not a
  * facility change nothing.
@@ -82,8 +82,8 @@ QUILL_API void openlog(const char *identity, int options, int facility);
 #if !defined(_SYS_SYSLOG_H) || !defined(__USE_FORTIFY_LEVEL) || __USE_FORTIFY_LEVEL == 0
 
 /* syslog formats a message as printf does, with %m for strerror(errno), and sends it. priority is a level, LOG_EMERG to
- * LOG_DEBUG, and may have a facility added. Nothing happens when the mask excludes the level, or when priority has
- * other bits. */
+ * LOG_DEBUG, and may have a facility added. Nothing happens when the mask excludes the level, or when priority has bits
+ * other than those of level and facility. */
 QUILL_API void syslog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 /* vsyslog does what syslog does, with its arguments in a list. */

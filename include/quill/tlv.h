@@ -2,8 +2,8 @@
  *
  * A program describes its fields in a definition table, with one row for each type number. The sender sets values, and
  * packs every set field into a buffer. The receiver unpacks the buffer into the same fields, and skips unknown types.
- * The handler in a field's row defines the form of the field on the wire. This header has handlers for an unsigned
- * number, a long, a text and a buffer of fixed size.
+ * The handler in a field's row defines the form of the field on the wire. This header has handlers for a uint32_t, an
+ * int32_t (longhdlr), a text, and a buffer of fixed size.
  *
  * On the wire every number is big-endian on every host, and there is no alignment or padding:
  *
@@ -84,8 +84,8 @@ QUILL_API uint32_t tlvreset(void);
 
 /* tlvset sets the field type to the object at value: a number, a text, or as many bytes as the row's size. Returns what
  * the handler returned. The result is 0 when a text is too long, or when the row has no handler or no storage. tlvset
- * then prints "Error setting data for NAME" on standard output. A type beyond the table ends the process with abort(),
- * in this function and in those below. */
+ * then prints "Error setting data for NAME" on standard output, and the field stays set or not set as before. A type
+ * beyond the table ends the process with abort(), in this function and in those below. */
 QUILL_API int tlvset(uint32_t type, const void *value);
 
 /* tlvisset returns 1 when the field type is set, else 0. */
@@ -97,8 +97,8 @@ QUILL_API uint32_t tlvisset(uint32_t type);
 QUILL_API void *tlvget(uint32_t type);
 
 /* settlvBuffer packs every set field into buffer (length bytes), in ascending order of type numbers. Returns the bytes
- * used. Returns 0 when the fields do not fit into buffer or into a total of 65,535 bytes, or when a handler fails. For
- * a text or a buffer above 65,535 bytes, as many bytes as its length modulo 65,536 are packed. */
+ * used. Returns 0 when the fields do not fit into buffer or into a total of 65,535 bytes, or when a handler fails. A
+ * text or a buffer above 65,535 bytes is cut to its length modulo 65,536. */
 QUILL_API int settlvBuffer(void *buffer, int32_t length);
 
 /* readtlvBuffer clears the data area and unpacks buffer (length bytes) into the fields. It skips types without a row, a
@@ -106,14 +106,15 @@ QUILL_API int settlvBuffer(void *buffer, int32_t length);
  * so leave type 0 unused. Returns the bytes consumed.
  *
  * Returns 0 for a damaged buffer. The fields before the damage are then read, and the damaged field counts as set.
- * Fields that are not in the buffer stay set or not set as before. Call tlvreset first to distinguish them from
- * received fields. */
+ * Fields that are not in the buffer stay set or not set as before. Call tlvreset before readtlvBuffer, so that only
+ * received fields are set. */
 QUILL_API int readtlvBuffer(const void *buffer, int32_t length);
 
 /* These functions are the handlers of the table above. An op other than TLV_… ends the process with abort().
  *
- * strhdlr needs room for two bytes more than it writes. For setting and decoding, the row's size must be above the
- * text's length. When the program has filled a storage without a NUL, the text has the row's size. */
+ * strhdlr packs a text of n characters only when n + 4 bytes remain, although it writes n + 2. For setting and
+ * decoding, the row's size must be above the text's length. A storage that the program filled without a NUL is packed
+ * as a text of the row's size. bufhdlr refuses a received buffer that does not have the row's size. */
 QUILL_API int uinthdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int longhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);
 QUILL_API int strhdlr(int op, void *wire, int remaining, const void *value, tlv_row *row);

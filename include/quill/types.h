@@ -14,19 +14,19 @@
  * Contracts    A call that breaks the contract ends the process through the C library's assertion report, also in
  *              builds with NDEBUG. A process that continued would corrupt its own data. Headers name these calls. For
  *              the hash tables, the list, the index table and the VLAN pool, some null arguments also break the
- *              contract. These are a null table, key, name, cursor, comparison, result pointer, pool or MAC address,
- *              unless the text says otherwise. The place in the report (such as "hash:90") is a fixed mark for
- *              searching logs, not a line of the sources. Any other null pointer that a function does not allow has no
- *              defined effect.
+ *              contract. They are a null table, key, name, cursor, comparison, result pointer, list of a VLAN pool, or
+ *              MAC address, unless the text says otherwise. The place in the report (such as "hash:90") is a fixed mark
+ *              for searching logs, not a line of the sources. Any other null pointer that a function does not allow has
+ *              no defined effect.
  * Threads      "reentrant" functions touch nothing but their arguments. One thread at a time uses an object (table,
  *              list, map). Different threads may use different objects at the same time.
  * Byte order   MAC and IPv6 addresses are in transmission order. An IPv4 address in a uint32_t is in network order, as
  *              in in_addr.s_addr. Bytes that leave the process are big-endian on every host.
  * Compatibility  This word, with a reason, marks behaviour that looks like an error and is kept because programs depend
  *                on it.
- * Since        Everything is part of version 1.0, unless the text names a later one. With glibc, a program does not
- *              start when it needs names of a later version than the installed library. The loader's message contains
- *              the version: QUILL_1.1, for example.
+ * Since        Everything is part of version 1.0, unless the text names a later one. With glibc, a program that needs
+ *              names of a later version than the installed library does not start. The loader's message contains the
+ *              version: QUILL_1.1, for example.
  *
  * Every header compiles alone as C11 and as C++17 or later. Link with -lquill. */
 #ifndef QUILL_TYPES_H
@@ -58,8 +58,8 @@
  * for them. */
 #define QUILL_INLINE static inline __attribute__((unused))
 
-/* QUILL_THROWS_NOTHING marks functions that the C library declares as well. For C++, the C library declares that these
- * functions throw nothing, and a second declaration must do the same. */
+/* QUILL_THROWS_NOTHING marks functions that the C library declares as well. In C++, the C library declares these
+ * functions as throwing nothing, and a second declaration must match the first. */
 #if defined(__cplusplus) && defined(__THROW)
 #define QUILL_THROWS_NOTHING __THROW
 #else
@@ -82,8 +82,8 @@ typedef struct ip_af_addr {
     uint8_t addr[16]; /* transmission order; IPv4 occupies the first 4 bytes and the other 12 must be zero */
 } ip_af_addr;
 
-/* These numbers give the time when the walk of a binary tree visits a node. They are those of the C library's VISIT
- * type (POSIX, search.h). */
+/* Each of these numbers is one kind of visit to a node in the walk of a binary tree. They are those of the C library's
+ * VISIT type (POSIX, search.h). */
 enum {
     QUILL_PREORDER = 0,  /* before the left subtree */
     QUILL_POSTORDER = 1, /* between the subtrees: in ascending order */

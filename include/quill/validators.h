@@ -27,7 +27,8 @@ QUILL_BEGIN_DECLS
 QUILL_API int xctoc(int c);
 
 /* hextoint reads text as hexadecimal digits in either case, after an optional "0x" (not "0X"). text has at most 2 *
- * nbytes digits. The empty text gives 0. With an nbytes above 4, hextoint returns the low 32 bits of a longer number.
+ * nbytes digits. The empty text gives 0. With an nbytes above 4, text may have more than 8 digits. hextoint then
+ * returns the low 32 bits of the number.
  *
  *     hextoint("0x1A2b", 2)    0x1a2b
  *
@@ -84,17 +85,17 @@ QUILL_API int is_valid_restricted_filename(const char *name);
 QUILL_API int email_addr_validate(const char *addr);
 
 /* domain_name_validate returns 0 for a name of letters, digits, '-' and '.' that neither begins nor ends with '-' or
- * '.'. Otherwise it checks in this order: it returns 2 for such a beginning, 1 for another character, and 2 for such an
- * end. An empty or a null name gives 2: it has no first character.
+ * '.'. Otherwise it returns 2 for a name that begins with '-' or '.', else 1 for another character after the first,
+ * else 2 for a name that ends with '-' or '.'. An empty or a null name gives 2: it has no first character.
  *
- * The first character may be anything else, as in _sip.example.com. Compatibility: service names (RFC 2782) begin so.
- */
+ * The first character may be any other character, as in _sip.example.com. Compatibility: service names (RFC 2782) begin
+ * so. */
 QUILL_API int domain_name_validate(const char *name);
 
 /* clear_quotes removes a quote (' or ") at the start of text, and another at the end, in place. The two quotes need not
  * match. Each is removed even when the other is missing. Returns the length after the removal at the start, minus 1.
- * This is the index of the last character before the removal at the end. The result is -1 for a text that is empty
- * after the removal at the start, and for null.
+ * The removal at the end does not change the result. The result is -1 for a text that is empty after the removal at the
+ * start, and for null.
  *
  *     "abc"    becomes abc, returns 3
  *     'abc     becomes abc, returns 2 */
@@ -111,7 +112,8 @@ QUILL_API int has_shell_metachars(const char *text);
 QUILL_API int has_shell_specialchars(int c);
 
 /* insert_in_str inserts c before position pos of text, which needs room for one more character; the rest and its NUL
- * move up. Nothing changes for a pos below 0 or after the end, which is not a position of the text. */
+ * move up. With a pos of strlen(text) it appends c. Nothing changes for a null text, for a pos below 0, and for a pos
+ * above strlen(text). */
 QUILL_API void insert_in_str(char *text, char c, int pos);
 
 /* escape_shell_specialchars writes src to dst with a '\' before each character that has_shell_specialchars reports. dst
@@ -120,7 +122,7 @@ QUILL_API void insert_in_str(char *text, char c, int pos);
  *     a;b c    a\;b c
  *     a.b      a\.b
  *
- * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. Quotes ('),
+ * In a command of /bin/sh, outside of quotes, the shell turns the result back into src, as one word. Single quotes,
  * blanks, tabs and newlines are not escaped, and an empty src makes no word. Refuse such texts first:
  *
  *     if (*name == '\0' || strpbrk(name, "' \t\n")) return refuse(name);

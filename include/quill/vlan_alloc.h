@@ -22,9 +22,9 @@
  *     0      vlan_alloc_update  153            Vlan Alloc failed: vlanid doesn't exist; vlan_id=V
  *     1      vlan_alloc_get     173            Vlan Alloc failed: vlan id not found, usage=0, vlan_id=V
  *
- * In these messages, vlan_alloc_get is the name for the look-ups of the least-used functions. When a function's last
- * action is a call of log, the function returns what log returned. With a null log nothing is logged. Without a table,
- * all usages are 0.
+ * In these messages, "vlan_alloc_get" means a look-up of a least-used function; no function has this name. When a
+ * function's last action is a call of log, the function returns what log returned. With a null log nothing is logged.
+ * Without a table, all usages are 0.
  *
  * The process has one usage table, which has no lock. Make all calls from one thread, or protect them with one lock.
  *
@@ -69,7 +69,7 @@ QUILL_API quill_word vlan_alloc_add(uint32_t vlan, uint32_t usage, vlan_alloc_lo
 QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
 
 /* vlan_alloc_update adds one user to a VLAN (allocate is not 0) or removes one (allocate is 0). Usage never falls below
- * 1. A release that would make the usage less than 1, and a release of an unknown VLAN, change nothing and are logged.
+ * 1. A release of a VLAN without users or of an unknown VLAN changes nothing and is logged.
  *
  *     call                               returns
  *     allocation                         what log returned; without a log 1, or 0 when memory ran out
@@ -78,9 +78,9 @@ QUILL_API quill_word vlan_alloc_release(uint32_t vlan, vlan_alloc_log log);
 QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries). Of several such VLANs,
- * it returns the first. It returns 0 when the list has no VLAN. A list with just one VLAN gives list[0] as it is: 0
- * when the VLAN is in a later slot. The call makes one look-up for every VLAN, and a second one while the best VLAN so
- * far is unknown. Compatibility: programs rely on the result for a single VLAN. */
+ * it returns the first. It returns 0 when the list has no VLAN. For a list with just one VLAN it returns list[0], which
+ * is 0 when the VLAN is in a later slot. The call looks up each VLAN once, and a second time as long as the best VLAN
+ * so far is unknown. Compatibility: programs rely on the result for a single VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed_filter does what vlan_alloc_assign_leastUsed does, for the VLANs that filter does not
@@ -89,9 +89,9 @@ QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t co
 QUILL_API uint32_t vlan_alloc_assign_leastUsed_filter(const uint16_t *list, uint32_t count, vlan_alloc_log log,
                                                       const uint32_t *filter);
 
-/* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes). Of the n VLANs in list,
- * counted from 0, this is the VLAN whose number is the XOR of the six bytes modulo n. Returns 0 when the list has no
- * VLAN. */
+/* vlan_alloc_assign_hashBased returns the VLAN for the client with the address mac (6 bytes). The n VLANs in list are
+ * numbered from 0. The result is the VLAN whose number is the XOR of the six bytes, modulo n. Returns 0 when the list
+ * has no VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_hashBased(const uint16_t *list, uint32_t count, const void *mac);
 
 /* vlan_alloc_assign_hashBased_filter does what vlan_alloc_assign_hashBased does, for the VLANs that filter does not

@@ -71,9 +71,9 @@ QUILL_API int vmap_invert(vmap **map);
 /* vmap_set_bits replaces all bits by those of the VMAP_WORDS words. */
 QUILL_API int vmap_set_bits(vmap **map, const uint32_t *words);
 
-/* vmap_clear empties *map in place unless it is shared. In the handle, a shared map is replaced by a new empty map. The
- * old map keeps its count: one of its other holders must call vmap_free once more, or the map leaks. Compatibility:
- * holders do so. */
+/* vmap_clear empties *map in place when the map is not shared. When it is shared, vmap_clear stores a new empty map in
+ * the handle. The count of the old map is not reduced: one of its other holders must call vmap_free once more, or the
+ * map leaks. Compatibility: holders do so. */
 QUILL_API int vmap_clear(vmap **map);
 
 /* vmap_clear_string removes the cached text and frees it. */
@@ -100,15 +100,16 @@ QUILL_API int vmap_validate_string(const char *text);
  * that many holders. Compatibility: programs use the count as a mark for an empty or full map. */
 QUILL_API const char *vmap_to_range_str(const vmap *map, int invert);
 
-/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h. It writes a bool 1 and the range text as a str
- * element, when that element is shorter than 640 bytes. Otherwise, and when there is no memory for the text, it writes
- * a bool 0 and the 128 words as u32 elements: 643 bytes. Returns the bytes written, at most what vmap_sxdr_size
- * returned before. */
+/* vmap_sxdr_write writes map to buffer as elements of quill/sxdr.h. When the str element of the range text is shorter
+ * than 640 bytes, it writes a bool 1 and that element. Otherwise, and when there is no memory for the text, it writes a
+ * bool 0 and the 128 words as u32 elements: 643 bytes. Returns the bytes written, at most what vmap_sxdr_size returned
+ * before. */
 QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
 
-/* vmap_sxdr_read replaces the bits of map (not shared) by those of a message. The elements must be complete: it does
- * not compare lengths with the message's end. To receive a set from another process, use a str element and read it with
- * sxdr_read_str_safe and vmap_from_string. Only a bool of 1 means that a text follows.
+/* vmap_sxdr_read replaces the bits of map by those of a message. map must not be shared, because no copy is made. The
+ * elements must be complete: it does not compare lengths with the message's end. To receive a set from another process,
+ * use a str element and read it with sxdr_read_str_safe and vmap_from_string. Only a bool of 1 means that a text
+ * follows.
  *
  * Returns the bytes consumed, or 0:
  *

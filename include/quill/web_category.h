@@ -37,7 +37,8 @@ QUILL_API int web_cc_get_cat_rep_id(int score);
 
 /* --- web categories */
 
-/* web_cc_cat_string returns the name of a category, and "unknown" for any other number, as for 70, 72 and 73:
+/* web_cc_cat_string returns the name of a category. For a number that is not in this table, such as 0, 70, 72 and 73,
+ * it returns "unknown":
  *
  *     1  real-estate                    28 translation                    55 web-based-email
  *     2  computer/internet-security     29 reference/research             56 malware-sites
@@ -71,7 +72,7 @@ QUILL_API const char *web_cc_cat_string(uint32_t category);
 /* --- IP reputation */
 
 /* ip_rep_threat_mask_string returns the name of the lowest set bit of threat_mask that has a name, and "N/A" when no
- * such bit is set. Compatibility: displays have room for one kind of threat, also where the mask has several.
+ * such bit is set. Compatibility: displays have room for only one name, even when the mask has several bits.
  *
  *     0x1    spam source            0x10   scanners               0x100  anonymous proxy
  *     0x2    windows exploits       0x20   denial of service      0x200  reserved
