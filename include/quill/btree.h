@@ -53,22 +53,23 @@ QUILL_API btree *btree_search(const void *key, btree **root, btree_comparison co
 QUILL_API void *btree_find(const void *key, btree *const *root, btree_comparison compare);
 
 /* btree_delete removes the key that is equal to key and frees its node. The key itself stays. Returns the parent of the
- * freed node. When the freed node was the root, it returns that node's former address, which only shows that the key
- * was present. Returns null when the key is absent. */
+ * freed node. When the freed node was the root, it returns that node's former address. Do not follow that address: it
+ * only shows that the key was present. Returns null when the key is absent. */
 QUILL_API btree *btree_delete(const void *key, btree **root, btree_comparison compare);
 
 /* btree_action is called with a node, the kind of this visit (QUILL_PREORDER …), and the node's depth, 0 at the root.
  */
 typedef void (*btree_action)(const btree *node, int visit, int depth);
 
-/* btree_walk calls action for the visits of each node under root: at QUILL_POSTORDER and QUILL_LEAF the keys come in
- * ascending order. The action must not change the tree. Does nothing when root or action is null. The walk works for a
- * tree of any height. Beyond 64 levels it stores the path back on the heap, one pointer per level. It uses the stack
- * only when the heap is exhausted. */
+/* btree_walk calls action three times for each node under root that has a child, and once (QUILL_LEAF) for a node
+ * without. The calls with QUILL_POSTORDER and QUILL_LEAF have the keys in ascending order. The action must not change
+ * the tree. Does nothing when root or action is null. The walk works for a tree of any height. Beyond 64 levels it
+ * keeps the path to the root on the heap, one pointer per level. It uses the stack for that only when the heap is
+ * exhausted. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
 /* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the
- * nodes in ascending order up to that key, so it costs up to the size of the tree. It stores the path back as
+ * nodes in ascending order up to that key, so it costs up to the size of the tree. It keeps the path to the root as
  * btree_walk does. */
 QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
 

@@ -11,7 +11,7 @@ QUILL_BEGIN_DECLS
 /* These codes give the kind of a record. */
 enum {
     CELL_PROFILE_MODEM = 101,
-    CELL_PROFILE_MASS_STORAGE = 105, /* a modem that still appears as a CD drive with its drivers */
+    CELL_PROFILE_MASS_STORAGE = 105, /* a modem that the host still sees as a CD drive with the drivers */
     CELL_PROFILE_END = 111           /* the last record; all its other fields are empty */
 };
 
@@ -22,15 +22,15 @@ typedef struct cell_profile {
     uint32_t vendor;          /* of the USB device */
     uint32_t product;         /* of the USB device */
     uint8_t reserved1[128];   /* 0 */
-    char serial_device[64];   /* a name under /dev; "none" without serial port; empty for CELL_PROFILE_MASS_STORAGE */
+    char serial_device[64];   /* its name in /dev, or "none"; empty for CELL_PROFILE_MASS_STORAGE */
     uint32_t code;            /* CELL_PROFILE_MODEM and so on */
     uint8_t reserved2[12];    /* 0 */
     uint32_t options[2];      /* 0 except for one modem */
     char provider[64];        /* the name of the default profile of a provider, "none" or empty */
-    char texts[2][64];        /* of the connection: "internet" or empty */
+    char texts[2][64];        /* two texts of the connection, both "internet" or both empty */
     uint32_t driver_class;    /* 2 for common serial modems */
     uint32_t mass_storage;    /* 1 for CELL_PROFILE_MASS_STORAGE, else 0 */
-    char storage_device[128]; /* a name under /dev, for CELL_PROFILE_MASS_STORAGE, else empty */
+    char storage_device[128]; /* its name in /dev, for CELL_PROFILE_MASS_STORAGE, else empty */
     uint32_t trailing_code;   /* 2 for CELL_PROFILE_MODEM, else 0 */
     uint32_t reserved3;       /* 0 */
 } cell_profile;

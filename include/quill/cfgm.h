@@ -13,8 +13,8 @@
  *
  * Each semaphore is a System V set of one, whose value is 1 when it is free. Its permission bits are 0: only privileged
  * processes can use it. The functions take semaphores without SEM_UNDO. When a process dies while it holds or makes a
- * semaphore, the semaphore stays taken until a restart, or until another process frees it. Compatibility: the change
- * that a program protects may be incomplete when the program dies.
+ * semaphore, the semaphore stays taken. A restart or another process frees it. Compatibility: the change that a program
+ * protects may be incomplete when the program dies.
  *
  * A file that cannot be opened is fatal. A link, or anything else that is not a regular file, is fatal too (see
  * docs/trust.md). The process then frees the semaphore that the call has taken, and ends by exit without a message. Its
@@ -59,19 +59,20 @@ QUILL_API int checkAndCreateControllerId(void);
 QUILL_API int getCfgmControllerId(void);
 
 /* incCfgmControllerId adds one to the id under a semaphore and returns the new id. The first id is 0: when there is no
- * id yet, it stores 0 and adds nothing. It also returns 0 when the semaphore cannot be taken or given. Compatibility: 0
- * is the first id that programs hand out. */
+ * id yet, the function stores and returns 0. It also returns 0 when the semaphore cannot be taken or given.
+ * Compatibility: 0 is the first id that programs hand out. */
 QUILL_API int incCfgmControllerId(int semaphore);
 
 /* setCfgmControllerId sets the id under a semaphore. Returns 1, or 0 when the semaphore cannot be taken or given. When
- * a process is killed in this call or in incCfgmControllerId, either the old or the new id stays. A write that fails on
- * a full file system is not reported: the same id is then given out again. */
+ * a process is killed in this call or in incCfgmControllerId, either the old or the new id stays. When the write fails
+ * on a full file system, the function returns as for success. A later call then gives the same id again. */
 QUILL_API int setCfgmControllerId(int id, int semaphore);
 
 /* --- the flag: global configuration is enabled */
 
-/* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. A second call
- * changes nothing. isCfgmGlobalConfigEnable returns 1 when the flag is set, else 0. */
+/* openCfgmGlobalConfigEnableFile sets the flag, closeCfgmGlobalConfigEnableFile clears it; both return 0. Setting a
+ * flag that is set, or clearing a clear one, changes nothing and also returns 0. isCfgmGlobalConfigEnable returns 1
+ * when the flag is set, else 0. */
 QUILL_API int openCfgmGlobalConfigEnableFile(void);
 QUILL_API int closeCfgmGlobalConfigEnableFile(void);
 QUILL_API int isCfgmGlobalConfigEnable(void);

@@ -35,8 +35,9 @@
  * handlers of pthread_atfork run, and signals to the new processes run the program's signal handlers. Nothing else of
  * the program runs in the new processes: no exit handlers run, and stdio buffers are not written.
  *
- * In a process that ignores SIGCHLD, commands run, but their results are those of a failed wait. A handler without
- * SA_RESTART that interrupts the wait has the same effect. The caller itself must then wait for the child. */
+ * In a process that ignores SIGCHLD, commands run, but their results are those of a failed wait. A signal handler
+ * without SA_RESTART that interrupts the wait has the same effect, and the caller itself must then wait for the
+ * child. */
 #ifndef QUILL_COMMAND_H
 #define QUILL_COMMAND_H
 
@@ -51,13 +52,13 @@ QUILL_BEGIN_DECLS
 QUILL_API int execute_command(const char *command);
 
 /* execute_command_status does what execute_command does and returns the status: `exit 3` gives 0x300. Returns -1 with
- * errno when waiting failed. Returns 0 when the command could not be started, as for success. When the shell cannot be
- * run, the exit code is 255. Compatibility: callers continue when a command cannot be started. */
+ * errno when waiting failed. Returns 0, as for success, when no process could be made. When /bin/sh cannot be run, the
+ * exit code is 255. Compatibility: callers continue when a command cannot be started. */
 QUILL_API int execute_command_status(const char *command);
 
 /* execute_command_status_no_io runs a program without a shell, waits for it and returns its status. Returns -1 with
- * errno when the program could not be started or waited for. The result is exit code 1 (0x100) when a program is not
- * found, when memory for the words runs out, and for a null command.
+ * errno when no process could be made, or when waiting failed. The result is exit code 1 (0x100) when the program is
+ * not found, when memory for the words runs out, and for a null command.
  *
  * output and errors are the files for standard output and standard error; each may be null. An empty name cannot be
  * opened. The same name twice gives two writers that overwrite each other. command is only read. */
@@ -83,7 +84,8 @@ QUILL_API int execute_command_no_io(char *command);
  *     -1    the command is null, or the first fork or the wait for the intermediate process failed; or the call is in
  *           that forked copy
  *
- * So a program that gets -1 must compare getpid() with its value before the call, and call _exit in the copy. */
+ * So a program that gets -1 may be the copy. It must compare getpid() with its value before the call, and call _exit
+ * when the two differ. */
 QUILL_API int execute_command_status_no_io_nowait(const char *command, const char *output, const char *errors,
                                                   const char *status_file, const char *delete_on_success);
 

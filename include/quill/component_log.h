@@ -35,7 +35,7 @@ typedef struct LogHandle {
     int32_t reserved;     /* 0 */
     int32_t stderr_level; /* the threshold of standard error */
     int32_t syslog_level; /* the threshold of the system log */
-    char name[32];        /* the component's name, cut to 30 characters */
+    char name[32];        /* the component's name on standard error, cut to 30 characters */
 } LogHandle;
 
 /* CreateLog returns a new log, to be released with DestroyLog. Returns null when memory runs out, and then nothing has
@@ -46,14 +46,14 @@ typedef struct LogHandle {
  * the first message. */
 QUILL_API LogHandle *CreateLog(int stderr_level, int syslog_level, const char *name, int ignored, int facility);
 
-/* DestroyLog calls closelog, and frees log (taken; a null log only calls closelog). The remaining logs then send under
- * the name "syslog", with the default facility and mask. */
+/* DestroyLog calls closelog and frees log (taken). With a null log it only calls closelog. The remaining logs then send
+ * under the name "syslog", with the default facility and mask. */
 QUILL_API void DestroyLog(LogHandle *log);
 
 /* QuillLog writes one message, formatted as printf does it (%m too, where the C library has it). The message goes to
- * standard error as the line "NAME: MESSAGE", which is flushed, and to the system log. In the system log, a level below
- * QUILL_LEVEL_CRITICAL counts as QUILL_LEVEL_CRITICAL, and a level above QUILL_LEVEL_DEBUG as QUILL_LEVEL_DEBUG.
- * Failures are not reported, and errno is unchanged. */
+ * standard error as the line "NAME: MESSAGE", which is flushed, and to the system log. The levels from
+ * QUILL_LEVEL_CRITICAL to QUILL_LEVEL_DEBUG are LOG_CRIT to LOG_DEBUG in the system log. A level below them is sent as
+ * LOG_CRIT there, and a level above them as LOG_DEBUG. Failures are not reported, and errno is unchanged. */
 QUILL_API void QuillLog(LogHandle *log, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 QUILL_END_DECLS

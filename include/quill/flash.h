@@ -9,15 +9,16 @@
  *
  * Flash transfers of all processes run one at a time. A transfer takes an advisory lock of the device (flock, shared
  * for reads, exclusive for writes). It then takes a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer
- * that cannot take them continues without them. A process that dies in a transfer, also by SIGKILL, releases both. The
- * exception is a process in which another thread has forked or run another program during the transfer. The new process
- * then keeps the lock, and the new program keeps the semaphore.
+ * that cannot take one of them continues without it. The transfer fails only when semget can neither find nor make the
+ * semaphore. A process that dies in a transfer, also by SIGKILL, releases both. There are two exceptions. A process
+ * that another thread forks during the transfer keeps the lock. A program that another thread runs in place of the
+ * process keeps the semaphore.
  *
  * Every transfer is recorded in a history that outlives the process. A crash or worn flash can thus be traced to the
  * process that caused it. The history is the file "/tmp/flashophist", a quill_flash_history. The oldest record is
  * overwritten. The history has no lock; each transfer claims its own record. A process killed while writing leaves only
- * its own record incomplete. A process or parent label of more than 31 characters continues over the following fields,
- * up to the end of the file. Compatibility: programs that read the file expect such records.
+ * its own record incomplete. A process or parent label of more than 31 characters is not cut. It continues over the
+ * following fields, at most to the end of the file. Compatibility: programs that read the file expect such records.
  *
  * A file that is not such a history does not stop a transfer, and nothing is written outside of it:
  *
@@ -105,9 +106,8 @@ QUILL_API char *get_ap_flash_dev_name(void);
  *     result  when
  *     0       the call transferred some or all bytes (the result does not say how many)
  *     0       it transferred no bytes; the history gets no record
- *     -1      it failed; the history gets no record
- *     -1      the device cannot be opened, or the offset cannot be reached, or the semaphore is missing; with a message
- */
+ *     -1      the read or write failed; nothing is printed, and the history gets no record
+ *     -1      the device cannot be opened, the offset cannot be reached, or semget fails; with a message */
 QUILL_API int ReadApFlash(int offset, uint32_t length, void *buffer, const char *device);
 QUILL_API int WriteApFlash(int offset, uint32_t length, const void *buffer, const char *device);
 

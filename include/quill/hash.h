@@ -99,9 +99,10 @@ QUILL_API sHash *HashCreateExt(int32_t buckets, HashFunction hash, HashCompare c
 /* HashCreateLocked does what _HashCreate does, with the name "HashCreateLocked". The table has no lock. */
 QUILL_API sHash *HashCreateLocked(int32_t buckets);
 
-/* HashReset removes every element and ends a walk on the table's own cursor. HashEntries continues from its old number,
- * so do not use the count of a table that was reset. Address copies of an IP table are not freed: collect them first
- * (HASH_SEL_ADDRESS) and pass them to free(). Compatibility: programs rely on the count. */
+/* HashReset removes every element and ends a walk on the table's own cursor. HashReset does not set the count of
+ * HashEntries back. Later insertions add to the old count, so do not use it after a reset. Address copies of an IP
+ * table are not freed: collect them first (HASH_SEL_ADDRESS) and pass them to free(). Compatibility: programs rely on
+ * the count. */
 QUILL_API void HashReset(sHash *table);
 
 /* HashDestroy frees the table with all its elements and takes it out of the statistics. For IP tables use
@@ -152,8 +153,8 @@ QUILL_API int32_t HashEntries(const sHash *table);
 QUILL_API void hash_add_table_to_list(sHash *table);
 
 /* hash_get_stats stores a new buffer that describes the registered tables in *out (release it with free()). It returns
- * the buffer's size in bytes. When out of memory, it returns 0 and *out is null. All numbers are 32-bit in the host's
- * order:
+ * the buffer's size in bytes. Without tables the buffer has 4 bytes. When out of memory, it returns 0 and *out is null.
+ * All numbers are 32-bit in the host's order:
  *
  *     offset       size  what
  *     0            4     number of records

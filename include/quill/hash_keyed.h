@@ -5,10 +5,10 @@
  * quill/hash.h work unchanged. The table keeps its own copy of every key. Costs, pools, threads and walks are those of
  * quill/hash.h.
  *
- * Presence is tested by key, so a value of 0 is an ordinary value here. Only the Find functions cannot distinguish this
- * value from an absent key. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and
- * HASH_SEL_KEY_BYTES. Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. A value that is
- * a pointer is kept and never freed: find the pointer before an update or a removal drops it.
+ * Presence is tested by key, so a value of 0 is an ordinary value here. Only the Find functions give 0 both for this
+ * value and for an absent key. The key word is 0 in text and MAC tables, so walk them by HASH_SEL_KEY_COPY and
+ * HASH_SEL_KEY_BYTES. Update inserts an absent key, which the generic HashUpdateKeyAndValue never does. The table never
+ * frees what a value points to. So get the pointer from a Find function before an update or a removal drops it.
  *
  *     sHash *stations = HashCreate(101);
  *     HashMacUpdateKeyAndValue(stations, mac, (quill_word)session);
@@ -94,8 +94,8 @@ QUILL_API int HashIpAfAddrUpdateKeyAndValue(sHash *table, const ip_af_addr *addr
 /* HashIpAfAddrRemove removes addr. Returns 1, or 0 when it is absent. */
 QUILL_API int HashIpAfAddrRemove(sHash *table, const ip_af_addr *addr);
 
-/* HashIpAfGet does what HashGet does, for IP tables. HASH_SEL_ADDRESS gives the stored address, and HASH_OP_SKIP_N is
- * not supported. */
+/* HashIpAfGet does what HashGet does, for IP tables. HASH_SEL_ADDRESS gives the stored address. HASH_OP_SKIP_N does
+ * nothing and gives 0. */
 QUILL_API quill_word HashIpAfGet(sHash *table, int op, uint32_t sel);
 
 /* HashIpAfGetR does what HashIpAfGet does, on the caller's cursor. */

@@ -2,9 +2,8 @@
  *
  * At every call, most functions read one small text file of the kernel or a daemon, and return the number in it.
  * Numbers are decimal with white space and a sign before them; text after the number is ignored, and values outside int
- * are clamped. At most 31 characters of the first line are read. Where the table has "%d", the number may follow white
- * space (also line ends) within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file
- * (docs/trust.md).
+ * are clamped. At most 31 characters of the first line are read. In rows with "%d", white space and line ends may come
+ * before the number, within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file (docs/trust.md).
  *
  *     function                   file               returns when the file is missing   no number in it
  *     getApType                  /proc/ap_model     0                                  0
@@ -71,8 +70,8 @@ typedef struct quill_radio {
     uint8_t zero[2];    /* 0 */
 } quill_radio;
 
-/* get_mesh_vap_id returns 1 when the virtual access point is of a mesh type, else 0. With selector 1 it returns 1 when
- * it is not of a mesh type, else 0. Reentrant. */
+/* get_mesh_vap_id returns 1 when the virtual access point is of a mesh type, else 0. A selector of 1 reverses the
+ * result, and any other selector has no effect. Reentrant. */
 QUILL_API int get_mesh_vap_id(const quill_vap *vap, uint32_t selector);
 
 /* bssid_to_wifi_vap returns the index of a BSSID's virtual access point: the last of the 6 bytes, AND (vap_count - 1).
@@ -88,8 +87,8 @@ QUILL_API int bssid_to_wifi_dev(const quill_radio *first, const quill_radio *sec
 
 enum { QUILL_RTC_TIME_SIZE = 32 };
 
-/* getRtcTime writes the local time into buf, QUILL_RTC_TIME_SIZE bytes, and returns the text's length. The order is
- * month, day, year, without leading zeros: 3-5-2024@07-08-09 is the 5th of March. */
+/* getRtcTime writes the local time into buf, QUILL_RTC_TIME_SIZE bytes, and returns the text's length. The date is
+ * month, day and year, without leading zeros. The time has two digits each: 3-5-2024@07-08-09 is the 5th of March. */
 QUILL_API int getRtcTime(char *buf);
 
 /* getSysUptime returns whole seconds since boot, or -1 after perror("fopen") or perror("fread"). It opens the file for
@@ -100,8 +99,9 @@ QUILL_API int getSysUptime(void);
  * bytes, and the kernel's file always has fewer. Compatibility: programs expect -1.0. */
 QUILL_API double getSysUptime_d(void);
 
-/* get_build_time returns the time when the library was built. It interprets the local time of the build as a local time
- * of the caller. A reproducible build sets SOURCE_DATE_EPOCH, and the time of the build is then that moment in UTC. */
+/* get_build_time returns the time when the library was built. The library has the build's local time without its time
+ * zone. get_build_time reads it in the caller's time zone. A reproducible build sets SOURCE_DATE_EPOCH, and the time of
+ * the build is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
 /* --- what this platform does not have: programs call these, and rely on the results */

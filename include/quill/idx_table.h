@@ -1,9 +1,9 @@
 /* quill/idx_table.h: allocates small indices from a range: always the free index nearest to the range's first value.
  *
- * The range runs upwards (first below last) or downwards, so a downward table gives its highest index first. A range
- * has at most 4,096 indices, within 0 to 65535. Allocation, release and reservation take constant time: two bit scans.
- * A table is one heap block of 16 bytes, plus 8 bytes for every 64 indices. A table has no lock: only one thread at a
- * time may use it.
+ * The range runs upwards (first below last) or downwards, or is one index. A downward table gives its highest index
+ * first. A range has at most 4,096 indices, within 0 to 65535. Allocation, release and reservation take constant time:
+ * two bit scans. A table is one heap block of 16 bytes, plus 8 bytes for every 64 indices. A table has no lock: only
+ * one thread at a time may use it.
  *
  *     idx_table *ids = idx_table_create(1, 64);
  *     uint16_t id;
@@ -31,8 +31,8 @@ QUILL_API void idx_table_free(idx_table *table);
  * -1 with *out unchanged when every index is taken. */
 QUILL_API int idx_table_index_alloc(idx_table *table, uint16_t *out);
 
-/* idx_table_index_free frees a taken index. Returns 0, or -1 when it lies outside the range. A call with a free index
- * breaks the contract: after a first release, another part of the program may have taken the index. */
+/* idx_table_index_free frees a taken index. Returns 0, or -1 when it lies outside the range. To free a free index
+ * breaks the contract, because another part of the program may have taken the index after its first release. */
 QUILL_API int idx_table_index_free(idx_table *table, uint32_t index);
 
 /* idx_table_index_reserve takes one particular index, as when restoring a saved configuration. Returns 0, or -1 when it

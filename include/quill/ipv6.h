@@ -77,18 +77,20 @@ QUILL_API int is_ipv6_site_local_address(ip_af_addr addr);
  * does, and the decimal length into *plen. A '/' with nothing after it is length 0. It cuts text at the '/', so that
  * text is then the address alone.
  *
- * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused.
- * text is then cut as well, and *plen may contain the part of the length that was read. Without a '/' it returns 0 and
- * changes nothing. Compatibility: callers use the cut text. */
+ * Returns 1. Returns 0 when the length has other characters than digits or is above 128, or the address is refused. A
+ * refused text is cut, too. groups8 is then unchanged, and *plen contains what ipv6_wild2len reads. Without a '/' it
+ * returns 0 and changes nothing. Compatibility: callers use the cut text. */
 QUILL_API int ipv6_prefix2addr_mask(char *text, uint16_t *groups8, uint16_t *plen);
 
 /* ipv6_wild2len reads a decimal length into *plen. Returns 1. Returns 0 for a null or empty text, other characters than
- * digits, and a number above 128. *plen then contains the part of the number that was read, unless text is null. */
+ * digits, and a number above 128. *plen then contains the number as far as it was read: "12x" gives 12, "129" 129, and
+ * the empty text 0. A null text leaves *plen unchanged. */
 QUILL_API int ipv6_wild2len(const char *text, uint16_t *plen);
 
 /* ipv6_plen_to_addr writes the mask of the length into mask16: ff for every eight bits, then one byte with the
- * remaining bits, or 0 when no bits remain. It does not write the bytes after that byte: clear mask16 first. A length
- * of 128 or more is sixteen bytes of ff. Compatibility: callers keep the rest of their buffer.
+ * remaining bits, or 0 when no bits remain. It does not write the bytes after that byte, so clear mask16 first: a
+ * length of 64 writes bytes 0 to 8. A length of 128 or more is sixteen bytes of ff. Compatibility: callers keep the
+ * rest of their buffer.
  *
  *     uint8_t mask[16] = {0};
  *     ipv6_plen_to_addr(65, mask);                            // ffff:ffff:ffff:ffff:8000:: */

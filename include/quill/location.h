@@ -18,19 +18,19 @@ QUILL_BEGIN_DECLS
  * not have are empty. The sizes count characters, so each buffer needs its size + 1 bytes. Text after a fourth
  * separator is ignored. When a buffer is null, its part is dropped, however long the part is. Always returns 0.
  *
- * A part that fills its size ends the split, and the later parts stay empty. Compatibility: programs prefer an empty
- * part to a part that follows a cut part. */
+ * A part of size characters or more ends the split, also one that just fits. The later parts stay empty. Compatibility:
+ * programs prefer an empty part to a part that follows a cut part. */
 QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *part2, uint32_t size2, char *part3,
                          uint32_t size3, char *part4, uint32_t size4);
 
 /* fqln_escape_dot writes src to dst, with a backslash before each dot, so that the text can be a part of a name.
- * Returns dst. It stops when fewer than two characters of size are left. Only an escaped dot can use the last one. So
- * dst needs size + 1 bytes. A size of 0 gives the empty text. dst must not overlap src.
+ * Returns dst. It stops when fewer than two of the size characters of dst are left. Only an escaped dot can use the
+ * last one. So dst needs size + 1 bytes, with the NUL. A size of 0 gives the empty text. dst must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left
  *     a\.b     a.b: an escaped dot loses its escape, so escape a part only once
- *     a\b.c    ab.c: a backslash is dropped, and escapes the next dot or backslash, at any distance
+ *     a\b.c    ab.c: a backslash is dropped, and the next dot or backslash, at any distance, gets none of its own
  *
  * Compatibility: stored names were escaped in this way. */
 QUILL_API char *fqln_escape_dot(const char *src, char *dst, uint32_t size);
@@ -44,11 +44,11 @@ enum { FQLN_PART_SIZE = 128 };
  *
  *     fqln_build("b1", "f2", "r.3", "x", out, 64)    b1.f2.r\.3.x
  *
- * fqln_build may leave out parts long before out is full. It adds up the lengths that the name has after the first
- * part, after the first dot, after the second part, and so on. When the sum is at least size after a part, the later
- * parts are left out. Of four parts of 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 =
- * 186). No part is left out when size is above 9 * n + 6, where n is the length of the longest escaped part.
- * Compatibility: peers compare names that were cut in this way. */
+ * fqln_build may leave out parts long before out is full. After each part and each dot, fqln_build adds the length of
+ * the name so far to a sum. When the sum after a part is at least size, the later parts are left out. Of four parts of
+ * 20 characters in a size of 128, the fourth is left out (20 + 21 + 41 + 42 + 62 = 186). No part is left out when size
+ * is above 9 * n + 6, where n is the length of the longest escaped part. Compatibility: peers compare names that were
+ * cut in this way. */
 QUILL_API char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out,
                            uint32_t size);
 

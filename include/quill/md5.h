@@ -45,9 +45,9 @@ QUILL_API void md5_wd(const void *input, unsigned int length, uint8_t digest[MD5
  * digest, as the standard requires. mac may overlap key and data. The pads, which hold the key, are wiped from the
  * stack.
  *
- * Returns 0. Returns 1, and leaves mac unchanged, when a pointer is null, key_length is 0 or negative, or data_length
- * is 0. Compatibility: callers treat an empty message as an error, although the standard defines the HMAC of an empty
- * message. */
+ * Returns 0 when mac is written. Returns 1, with mac unchanged, when a pointer is null, key_length is 0 or negative, or
+ * data_length is 0. Compatibility: callers treat an empty message as an error, although the standard defines the HMAC
+ * of an empty message. */
 QUILL_API int calc_hmac_md5(const void *key, int key_length, const void *data, unsigned int data_length,
                             uint8_t mac[MD5_DIGEST_SIZE]);
 

@@ -167,8 +167,8 @@ QUILL_INLINE void quill_read_long_str(quill_reader *in, const char *what, char *
         quill_read_done_(in, sxdr_read_long_str_safe(in->message, in->length, &in->next, out, capacity));
 }
 
-/* quill_read_hex and quill_read_long_hex read data into out, which has capacity bytes, and store its length in
- * *length. */
+/* quill_read_hex and quill_read_long_hex read data into out, which has capacity bytes, and store its length in *length.
+ * A refusal leaves both unchanged. */
 QUILL_INLINE void quill_read_hex(quill_reader *in, const char *what, void *out, uint32_t capacity, uint32_t *length) {
     if (!quill_read_begin_(in, what)) return;
     const int got = quill_read_done_(in, sxdr_read_hex_safe(in->message, in->length, &in->next, out, capacity));
@@ -251,8 +251,8 @@ QUILL_INLINE void quill_write_mac(quill_writer *out, const char *what, const uin
         quill_write_done_(out, sxdr_write_mac_safe(value, 6, out->message, out->size, &out->next));
 }
 
-/* quill_write_str and quill_write_long_str write a text that ends with a NUL. A str has at most 65,535 bytes.
- * quill_write_long_str refuses an empty text. */
+/* quill_write_str and quill_write_long_str write a text that ends with a NUL. quill_write_str refuses a null text and
+ * one of more than 65,535 bytes (EINVAL). It writes an empty text, which quill_write_long_str refuses (ENODATA). */
 QUILL_INLINE void quill_write_str(quill_writer *out, const char *what, const char *text) {
     if (quill_write_begin_(out, what))
         quill_write_done_(out,

@@ -108,8 +108,8 @@ QUILL_API void *rblookup(int mode, const void *key, const rb_tree *tree);
  * root. It also gets the argument of the walk. */
 typedef void (*rb_action)(void *key, int visit, int depth, void *argument);
 
-/* rbwalk calls action for the visits of each node of tree. At QUILL_POSTORDER and QUILL_LEAF the keys come in ascending
- * order. The action must not change the tree. */
+/* rbwalk calls action three times for each node of tree that has a child, and once (QUILL_LEAF) for a node without. The
+ * calls with QUILL_POSTORDER and QUILL_LEAF have the keys in ascending order. The action must not change the tree. */
 QUILL_API void rbwalk(const rb_tree *tree, rb_action action, void *argument);
 
 /* rbopenlist returns a new cursor on the smallest key, or null when out of memory. Release it with rbcloselist. Nothing
