@@ -24,7 +24,7 @@ static int known_policy(const void *policy) { return placement_policy_name(*(con
 
 static int range_text(const void *text) { return vmap_validate_string(text); }
 
-/* A name from another process reaches a terminal: control characters stay out. */
+/* Refuses control characters, because a name from another process is printed on a terminal. */
 static int printable(const void *text) {
     const unsigned char *at = text;
     while (*at > ' ' && *at < 0x7f) at++;
@@ -54,7 +54,7 @@ static const struct element event_layout[] = {
     {END, "end", 0, 0, NULL},
 };
 
-/* The two tables begin alike up to the event, so the reader may start with either. */
+/* The two tables begin with the same elements, up to the event. So the reader may start with either table. */
 static const struct element *layout_of(uint8_t event) { return event == PLACEMENT_POOL ? pool_layout : event_layout; }
 
 const char *placement_event_name(uint8_t event) {
@@ -104,7 +104,7 @@ static const char *number_name(const struct element *e, uint8_t number) {
     return name ? name : "unknown";
 }
 
-/* Refused values are shown as well, so control characters in a text are replaced. */
+/* Replaces control characters in the text, because refused values are shown as well. */
 static void describe_text(const char *text, char *out, size_t size) {
     snprintf(out, size, "\"%s\"", text);
     for (; *out; out++)
@@ -124,7 +124,8 @@ static void describe(const struct element *e, const void *value, char *out, size
     }
 }
 
-/* Describes what was found in place of the expected element. The length is shown because it may be false. */
+/* Describes what was found in place of the expected element. The description has the length, because the length may be
+ * wrong. */
 static void describe_found(const quill_reader *in, char *out, size_t size) {
     static const char *const kinds[] = {"str", "mac", "u8",   "u16",   "u32",  "ip",        "s32",  "bool",
                                         "hex", "u64", "ipv6", "ip_af", "str3", "hex_len32", "hex32"};

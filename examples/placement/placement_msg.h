@@ -1,6 +1,8 @@
-/* placement_msg.h: the messages of placementd: a first one on the pool, and then one for every event.
+/* placement_msg.h: the messages of placementd. The first message describes the pool. Then there is one message for
+ * every event.
  *
- * A message is codec elements end to end. Every message begins with its number and its event, which says what follows:
+ * A message is a sequence of codec elements. Every message begins with its number and its event. The event determines
+ * the other elements:
  *
  *     u32 sequence   0 for the pool, then 1, 2, 3, …
  *     u8  event      PLACEMENT_…
@@ -9,25 +11,26 @@
  *     placed, kept, left
  *                    str interface, mac station, u32 vlan, u32 clients (on that VLAN, after the event)
  *
- * Trust: placement_decode takes any bytes. What it accepts is safe to print and to count with. */
+ * Trust: placement_decode accepts any bytes as input. The values of a decoded message are safe to print and to use in
+ * calculations. */
 #ifndef PLACEMENT_MSG_H
 #define PLACEMENT_MSG_H
 
 #include <quill/quill.h>
 
-/* These numbers leave the process: they are never given another meaning. */
+/* These numbers are in messages, so their meaning must never change. */
 enum { PLACEMENT_POOL = 1, PLACEMENT_PLACED = 2, PLACEMENT_KEPT = 3, PLACEMENT_LEFT = 4 };
 enum { PLACEMENT_LEAST_USED = 1, PLACEMENT_MAC_HASH = 2 };
 
 enum {
     PLACEMENT_INTERFACE_SIZE = 16, /* IFNAMSIZ of Linux, with the NUL */
     PLACEMENT_RANGES_SIZE =
-        14 * 1024,              /* no set of VLANs has a longer text: pairs as in 1001-1002,1004-1005 need 13,000 */
-    PLACEMENT_SIZE = 32 * 1024, /* bytes of the longest message: two range texts and change */
+        14 * 1024,              /* the longest text of a set has pairs, as in 1001-1002,1004-1005: 13,000 bytes */
+    PLACEMENT_SIZE = 32 * 1024, /* bytes of the longest message: two range texts and the small elements */
     PLACEMENT_FIELDS = 8
 };
 
-/* placement_msg is a message of any event; fields that the event does not have are left alone. */
+/* placement_msg is a message of any event. placement_decode does not change fields that the event does not have. */
 struct placement_msg {
     uint32_t sequence;
     uint8_t event;
@@ -40,7 +43,7 @@ struct placement_msg {
     uint8_t policy;
 };
 
-/* placement_field is one element as it stood in a message, for people to read. */
+/* placement_field describes one element of a message in a form that people can read. */
 struct placement_field {
     uint32_t offset, size; /* bytes, tag included */
     const char *kind;      /* as in "u32" */
@@ -51,7 +54,7 @@ struct placement_field {
 /* placement_trace is the list of elements that placement_decode has read. */
 struct placement_trace {
     struct placement_field field[PLACEMENT_FIELDS];
-    uint32_t count; /* fields read; after a refusal, field[count] is the expected one, with the found value */
+    uint32_t count; /* fields read; after a refusal, field[count] is the expected field, with the found value */
 };
 
 /* placement_encode writes msg to message and returns its length, or 0 when an element does not fit. */

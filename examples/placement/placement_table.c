@@ -3,15 +3,14 @@
  *     cc -std=c11 -o placement-table placement_table.c placement_msg.c unix_socket.c -lquill
  *     placement-table --listen /run/placement.sock --summary
  *
- * It accepts one connection, prints a row for every event and ends when the sender closes the connection. It checks
- * everything in a message. A message that is damaged, out of order or has a VLAN outside the pool is refused with the
- * offset and the reason; the program then reads the next one. Message 0 has the pool. Without it, no other message can
- * be checked, so the program ends.
+ * The program accepts one connection, prints a row for every event and ends when the sender closes the connection. It
+ * checks every element of a message. It refuses a message that is damaged, is out of order or has a VLAN outside the
+ * pool, and prints the offset and the reason. It then reads the next message. Message 0 has the pool. If message 0 is
+ * refused, the program ends, because it cannot check other messages.
  *
- * Exit status: 0 all messages were decoded; 1 one was refused, or the pool never came; 2 bad arguments, or the system
- * failed.
- */
-#define _GNU_SOURCE /* POSIX beside C11, and err.h */
+ * Exit status: 0 all messages were decoded; 1 a message was refused, or no pool was received; 2 bad arguments, or a
+ * system call failed. */
+#define _GNU_SOURCE /* POSIX in addition to C11, and err.h */
 #include <err.h>
 #include <errno.h>
 #include <getopt.h>
@@ -31,8 +30,8 @@
 #include "unix_socket.h"
 
 enum {
-    CHART_ROWS = 48,  /* more VLANs share rows, so that a chart stays on a screen or two */
-    CHART_CELLS = 46, /* of 80 columns, what the figures on both sides leave */
+    CHART_ROWS = 48,  /* with more VLANs, several share a row, so that a chart fits on one or two screens */
+    CHART_CELLS = 46, /* the columns of 80 that the figures on both sides do not use */
     DUMP_BYTES = 8,   /* a row */
     DUMP_VALUE = 33   /* the column after them */
 };
@@ -40,7 +39,7 @@ enum {
 struct vlan {
     bool in_pool, avoided;
     uint32_t placed, clients, peak;
-    uint64_t client_events; /* sum of clients over the events up to counted */
+    uint64_t client_events; /* sum of `clients` over the first `counted` events */
     uint32_t counted;
 };
 
@@ -77,7 +76,7 @@ static void learn_pool(void) {
     if (!map || !avoid) errx(2, "out of memory");
     pool_count = placement_vlans(map, pool);
     for (uint32_t i = 0; i < pool_count; i++) vlan[pool[i]].in_pool = true;
-    /* If all VLANs of the pool are to be avoided, the sender uses them nevertheless. */
+    /* If the list of VLANs to avoid includes the whole pool, the sender uses them all, so none is marked. */
     if (vmap_exclude(&map, avoid) && !vmap_is_empty(map))
         for (uint32_t i = placement_vlans(avoid, marked); i-- > 0;) vlan[marked[i]].avoided = true;
     vmap_free(map);
@@ -131,7 +130,7 @@ static void refuse(const struct placement_field *field, int error) {
     refused++;
 }
 
-/* Returns the columns printed. */
+/* Returns the number of printed columns. */
 static int show_bytes(const uint8_t *bytes, uint32_t offset, uint32_t count) {
     int columns = printf("%6" PRIu32 " ", offset);
     for (uint32_t i = 0; i < count && i < DUMP_BYTES; i++) columns += printf(" %02x", bytes[offset + i]);
@@ -205,10 +204,10 @@ static void receive_all(int fd) {
 
 /* --- The summary */
 
-/* Jain's index, (sum of x)² / (n · sum of x²), over the VLANs that may be used: 1 when all carry the same load, 1/n
- * when one carries everything. The load x of a VLAN is its number of clients, averaged over the events. Each event has
- * the same weight however long it lasted, because a log need not have times. The division by the number of events
- * cancels, so the sums serve as the averages. */
+/* Returns Jain's index, (sum of x)² / (n · sum of x²), over the VLANs that may be used. It is 1 when all VLANs have the
+ * same load, and 1/n when one VLAN has the whole load. The load x of a VLAN is its number of clients, averaged over the
+ * events. Each event has the same weight, whatever the time until the next event is, because a log may have no times.
+ * The division by the number of events cancels out, so the function uses the sums in place of the averages. */
 static double fairness(void) {
     double sum = 0, squares = 0, n = 0;
     for (uint32_t i = 0; i < pool_count; i++) {
@@ -228,7 +227,7 @@ static uint32_t usable_vlans(void) {
     return count;
 }
 
-/* A bar of eighths of a cell where the terminal can draw them, else of whole cells. */
+/* Prints a bar in steps of an eighth of a cell if the terminal can draw them, else in whole cells. */
 static void show_bar(double share) {
     static const char *const part[] = {"", "\u258f", "\u258e", "\u258d", "\u258c", "\u258b", "\u258a", "\u2589"};
     bool blocks = strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
@@ -238,12 +237,12 @@ static void show_bar(double share) {
     printf("%s%*s", part[rest], CHART_CELLS - full - (rest != 0), "");
 }
 
-/* One row of the chart: count VLANs of the pool, from first on. */
+/* One row of the chart, for one or more VLANs of the pool that follow each other. */
 struct chart_row {
     char label[16];
     double placed; /* mean over the VLANs that may be used */
     uint32_t peak;
-    bool avoided; /* all of them */
+    bool avoided; /* whether all VLANs of the row are avoided */
 };
 
 static struct chart_row chart_row(uint32_t first, uint32_t count) {

@@ -8,12 +8,13 @@
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: associated
  *     wlan0: STA 00:1b:63:aa:bb:cc IEEE 802.11: disassociated
  *
- * with any text of a log before and after it. A client that associates gets a VLAN, keeps it when it associates again,
- * and releases it when it disassociates. placementd sends a message for each event to the receiver (placement-table).
- * Other lines are counted and skipped.
+ * with any text of a log before and after it. A client that associates gets a VLAN. The client keeps this VLAN when it
+ * associates again, and releases it when it disassociates. placementd sends a message for each event to the receiver
+ * (placement-table). Other lines are counted and skipped.
  *
- * Exit status: 0 the input was read to its end; 1 the receiver went away; 2 bad arguments, or the system failed. */
-#define _GNU_SOURCE /* POSIX beside C11, and err.h */
+ * Exit status: 0 the input was read to its end; 1 the receiver has closed the connection; 2 bad arguments, or a system
+ * call failed. */
+#define _GNU_SOURCE /* POSIX in addition to C11, and err.h */
 #include <err.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -32,8 +33,8 @@
 #include "unix_socket.h"
 
 enum {
-    LINE_SIZE = 1024,      /* hostapd prints events in under 150 bytes; a longer line is something else */
-    STATION_BUCKETS = 1009 /* a prime above the 512 stations that three radios can hold, so chains stay short */
+    LINE_SIZE = 1024,      /* lines of events in hostapd's log have fewer than 150 bytes */
+    STATION_BUCKETS = 1009 /* a prime above 512, the most stations of three radios, so chains are short */
 };
 
 struct event {
@@ -42,7 +43,7 @@ struct event {
     bool associated; /* else disassociated */
 };
 
-/* The daemon's state is one for the process, as the allocator's is. */
+/* The daemon has one state for the whole process, because the VLAN allocator has only one. */
 static struct {
     const char *pool, *avoid, *to, *listen, *file;
     uint8_t policy;
@@ -52,7 +53,7 @@ static struct {
 
 static uint16_t vlans[VMAP_LAST_ID];
 static uint32_t vlan_count;
-static uint32_t avoided[VMAP_WORDS]; /* of --avoid, a bit a VLAN */
+static uint32_t avoided[VMAP_WORDS]; /* the VLANs of --avoid, one bit for each */
 static sHash *stations;              /* address of a placed station → its VLAN, never 0 */
 static struct placement_msg message;
 static int receiver;
@@ -83,8 +84,8 @@ static quill_word log_allocator(unsigned level, const char *text) {
     return 1;
 }
 
-/* Making a text for each change of a usage takes longer than the change, so only traces do. Without a log, the result
- * shows the failure. */
+/* Returns a log function only for --trace, because making a text for each change of a usage takes longer than the
+ * change. Without a log function, the result of the call shows a failure. */
 static vlan_alloc_log change_log(void) { return option.trace ? log_allocator : NULL; }
 
 static uint32_t choose_vlan(const uint8_t *station) {
@@ -96,7 +97,7 @@ static uint32_t choose_vlan(const uint8_t *station) {
                    : vlan_alloc_assign_leastUsed_filter(vlans, vlan_count, log_allocator, avoided);
 }
 
-/* Usage counts from one: a VLAN without clients has 1. */
+/* The allocator's usage of a VLAN is its number of clients plus 1. */
 static uint32_t clients_on(uint32_t vlan) { return (uint32_t)HashFind(vlanPool_usage_hash_table, vlan) - 1; }
 
 static vmap *map_of(const char *name, const char *text) {
@@ -137,7 +138,7 @@ static void damage(uint8_t *bytes, uint32_t length) {
     bytes[option.damage_offset] ^= 0xff;
 }
 
-/* The socket keeps message boundaries, so a message goes out whole or not at all. */
+/* The socket keeps message boundaries, so send transfers a whole message or nothing. */
 static void send_message(uint8_t event) {
     static uint8_t bytes[PLACEMENT_SIZE];
     message.event = event;
@@ -178,7 +179,7 @@ static void station_came(const struct event *event) {
     tell(event, PLACEMENT_PLACED, vlan);
 }
 
-/* A station that came before the daemon was started has no VLAN of the daemon. */
+/* A station that associated before the daemon was started has no VLAN in the table. */
 static void station_left(const struct event *event) {
     uint32_t vlan = (uint32_t)HashMacFind(stations, event->station);
     if (!vlan) return;
@@ -199,7 +200,8 @@ static int hex_digit(char c) {
     return value_and_one[(unsigned char)c] - 1;
 }
 
-/* 00:1b:63:aa:bb:cc and a blank. Returns what follows, or null. */
+/* Reads a MAC address such as 00:1b:63:aa:bb:cc and the blank after it. Returns the position after the blank, or
+ * null. */
 static const char *parse_mac(const char *at, uint8_t *mac) {
     for (int i = 0; i < 6; i++, at += 3) {
         int high = hex_digit(at[0]), low = high < 0 ? -1 : hex_digit(at[1]);
@@ -209,7 +211,7 @@ static const char *parse_mac(const char *at, uint8_t *mac) {
     return at;
 }
 
-/* The word before mark, which ends at mark: "wlan0" of "Nov 22 10:00:00 ap hostapd: wlan0: STA …". */
+/* Copies the word that ends at mark: "wlan0" of "Nov 22 10:00:00 ap hostapd: wlan0: STA …". */
 static bool parse_interface(const char *line, const char *mark, char *interface) {
     const char *start = mark;
     while (start > line && start[-1] > ' ' && start[-1] < 0x7f) start--;
@@ -220,8 +222,8 @@ static bool parse_interface(const char *line, const char *mark, char *interface)
     return true;
 }
 
-/* Only the first ": STA " counts: what comes later in a line may be text that a client chose. The event is the whole
- * word, so "authenticated" and "deauthenticated" do not pass, and "associated (aid 1)" does. */
+/* Uses only the first ": STA ", because a client may have chosen the text later in the line. The event must be a whole
+ * word. So "authenticated" and "deauthenticated" are refused, and "associated (aid 1)" is accepted. */
 static bool parse_event(const char *line, struct event *event) {
     static const char module[] = "IEEE 802.11: ";
     const char *mark = strstr(line, ": STA ");
@@ -234,7 +236,7 @@ static bool parse_event(const char *line, struct event *event) {
     return event->associated || (word == strlen("disassociated") && memcmp(at, "disassociated", word) == 0);
 }
 
-/* On a terminal the line is written over; in a file every 500th event is enough. */
+/* On a terminal, a new line replaces the old one. Otherwise one line for every 500 events is enough. */
 static void show_progress(bool last) {
     static unsigned long shown;
     if (!option.progress) return;
@@ -256,7 +258,7 @@ static void handle_line(const char *line) {
     show_progress(false);
 }
 
-/* Lines longer than the buffer are dropped whole: a part of one could read like an event. */
+/* A line longer than the buffer is dropped as a whole, because a part of it could look like an event. */
 static void feed(const char *bytes, size_t count) {
     static char line[LINE_SIZE];
     static size_t used;
@@ -297,7 +299,8 @@ static int open_log(void) {
 
 /* --- The command line */
 
-/* Reads a number that ends at one of the characters of ends; returns where. */
+/* Reads a number that ends at one of the characters of ends, or at the end of text. Returns the position after the
+ * number. */
 static const char *parse_number(const char *name, const char *text, const char *ends, uint32_t *out) {
     char *end;
     errno = 0;

@@ -1,8 +1,8 @@
-# recount.awk: the results that placementd and placement-table must have, counted from the log independently.
+# recount.awk: counts, from the log alone, the results that placementd and placement-table must have.
 #
 #     awk -v policy=least-used -v pool=10-20,30 -v avoid=0 -f recount.awk hostapd.log
 #
-# Prints the lines of placement-table --figures from "events" on. It knows only clean logs.
+# Prints the lines of placement-table --figures from "events" on. It reads only logs without damaged or unusual lines.
 
 function ranges(text, list,    items, ends, n, i, v) {
     if (text == "0") return 0

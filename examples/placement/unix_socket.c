@@ -35,8 +35,8 @@ static int try_connect(const struct sockaddr_un *address, int type) {
     return -1;
 }
 
-/* Removes a socket file without a listener. Any other file is data, and stays. The test connects with a datagram
- * socket: a listener refuses its type, and does not accept it as a peer. */
+/* Removes a socket file without a listener. Any other file is data, and stays. To look for a listener, the function
+ * connects a datagram socket. A listener refuses this type, so it does not accept the connection as a peer. */
 static void remove_leftover(const struct sockaddr_un *address) {
     struct stat found;
     if (lstat(address->sun_path, &found) < 0 || !S_ISSOCK(found.st_mode)) return;

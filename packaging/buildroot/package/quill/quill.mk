@@ -1,4 +1,6 @@
-# libquill for Buildroot, from the tree that this file is in: make BR2_EXTERNAL=/path/of/the/tree/packaging/buildroot
+# Builds libquill for Buildroot from the source tree of this file:
+#
+#     make BR2_EXTERNAL=/path/of/the/tree/packaging/buildroot
 
 QUILL_SITE = $(BR2_EXTERNAL_QUILL_PATH)/../..
 QUILL_SITE_METHOD = local
@@ -14,7 +16,7 @@ QUILL_CONF_OPTS += $(foreach kind,PARENT TOP,\
 	$(if $(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE)),\
 		-DQUILL_$(kind)_CERTIFICATE=$(call qstrip,$(BR2_PACKAGE_QUILL_$(kind)_CERTIFICATE))))
 
-# Tables are signed and captures are read on a desk, not on the device.
+# Tables are signed and captures are read on a development machine, not on the device.
 define QUILL_REMOVE_DESK_TOOLS
 	rm -f $(TARGET_DIR)/usr/bin/sign-reg-table $(TARGET_DIR)/usr/lib/wireshark/plugins/quill.lua
 endef
