@@ -160,7 +160,7 @@ QUILL_API void hash_add_table_to_list(sHash *table);
  *     0            4     number of records
  *     4 + 76 i     4     bucket count of table i
  *     8 + 76 i     4     elements
- *     12 + 76 i    4     highest number of elements after the first that one bucket has ever had
+ *     12 + 76 i    4     most elements after the first in any bucket since the last HashReset
  *     16 + 76 i    64    name, padded with zero bytes; empty while another thread is still creating the table
  *
  * It may be called while other threads use their tables. The counts of a table in use are those of some moment. */

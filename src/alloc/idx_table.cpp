@@ -30,7 +30,7 @@ namespace {
 using quill::require;
 
 constexpr uint32_t kPerBucket = 64;
-constexpr uint32_t kMaxIndices = 64 * kPerBucket;  // what one summary word covers
+constexpr uint32_t kMaxIndices = 64 * kPerBucket;  // one summary bit for each bucket
 
 constexpr uint64_t without_lowest_bit(uint64_t word) { return word & (word - 1); }
 constexpr uint64_t low_bits(uint32_t count) { return count == 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
@@ -97,7 +97,7 @@ int idx_table_index_alloc(idx_table *table, uint16_t *out) {
     if (t.summary == 0) return -1;
     const auto bucket = static_cast<uint32_t>(std::countr_zero(t.summary));
     uint64_t &word = t.buckets()[bucket];
-    if (word == 0) return -1;  // only in a table that something else wrote to
+    if (word == 0) return -1;  // only if other code has overwritten the table
     const uint32_t offset = bucket * kPerBucket + static_cast<uint32_t>(std::countr_zero(word));
     word = without_lowest_bit(word);
     if (word == 0) t.summary = without_lowest_bit(t.summary);

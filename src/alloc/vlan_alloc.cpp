@@ -12,7 +12,7 @@
 #include "base/bounded_text.h"
 #include "base/contract.h"
 
-// The usages of the process, unguarded: VLAN id to users + 1.
+// The usages of this process: maps a VLAN id to the number of its users + 1. No lock protects the table.
 sHash *vlanPool_usage_hash_table;
 
 namespace {
@@ -22,8 +22,8 @@ enum Level : unsigned { kTrace = 0, kFault = 1 };
 constexpr char kNoTable[] = "vlanPool usage hash table is NULL";
 
 // The caller's log function, and the operation that logs. A call builds "function (vlan_alloc:line): text" and returns
-// the result of the caller's function, or without_log if there is no function. The line numbers are part of the
-// messages, and are fixed. Compatibility: support staff search logs for them.
+// the result of the caller's function, or without_log if there is no function. The line numbers in the messages are
+// fixed. Compatibility: support staff search logs for them.
 class Log {
 public:
     Log(vlan_alloc_log function, const char *operation) : function_(function), operation_(operation) {}
@@ -94,7 +94,7 @@ Pool checked(const uint16_t *list, uint32_t count, const char *function) {
 
 bool any(uint16_t vlan) { return vlan != 0; }
 
-// Holds for the VLANs that the filter does not mark. The filter is a bitmap in the layout of a vmap. Ids beyond the
+// Returns true for VLANs that the filter does not mark. The filter is a bitmap in the layout of a vmap. Ids beyond the
 // bitmap are never marked.
 struct NotMarked {
     const uint32_t *filter;
@@ -110,8 +110,8 @@ uint32_t count_of(Pool pool, Usable usable) {
     return static_cast<uint32_t>(std::count_if(pool.begin(), pool.end(), usable));
 }
 
-// The first entry with the smallest usage. The usage of an unknown VLAN is looked up again for every comparison,
-// because each of these look-ups is logged.
+// Returns the first entry with the smallest usage. The usage of an unknown VLAN is looked up again for every
+// comparison, because each of these look-ups is logged.
 template <typename Usable>
 uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
     uint32_t best = 0;
@@ -124,7 +124,7 @@ uint32_t least_used(Pool pool, Usable usable, vlan_alloc_log log) {
         }
         if (best_usage == 0) best_usage = usage_of(best, log);
         const quill_word usage = usage_of(vlan, log);
-        const bool is_less = usage < best_usage;  // without a branch, because processors cannot predict it
+        const bool is_less = usage < best_usage;  // no branch: processors could not predict it
         best = is_less ? vlan : best;
         best_usage = is_less ? usage : best_usage;
     }
@@ -193,7 +193,7 @@ uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_
     const Pool pool = checked(list, count, __func__);
     switch (count_of(pool, any)) {
         case 0: return 0;
-        case 1: return pool[0];  // always this slot, even if the one VLAN is in another one
+        case 1: return pool[0];  // always slot 0, even if the only VLAN is in another slot
         default: return least_used(pool, any, log);
     }
 }

@@ -17,20 +17,21 @@
 // How it works
 //
 // Functions that list ids use for_each_run(), which finds the ends of runs a word at a time. Functions that change bits
-// use modify(), which makes the private copy and drops the text. Functions that read range text use parse_ranges().
+// use modify(), which makes the private copy and drops the text. Only vmap_clear() and vmap_sxdr_read() change bits
+// themselves. Functions that read range text use parse_ranges().
 
 namespace {
 
 constexpr int32_t kLastBit = VMAP_WORDS * 32 - 1;
 constexpr uint32_t kEndId = VMAP_LAST_ID + 1;
 
-// On the wire, a text is sent as a str element of at most this size. A longer text is sent as words, which take as many
-// bytes as the smallest str element that is too long.
+// On the wire, a text is sent as a str element of at most this size. A longer text is sent as words. The words take 640
+// bytes, one more than this size.
 constexpr uint32_t kLongestStrElement = 639;
 
 // --- bits
 
-// Calls change(word, mask) for every word that holds some of the bits first to last.
+// Calls change(word, mask) for every word that contains bits from first to last. The mask selects these bits.
 template <typename Change>
 void for_each_word(uint32_t *words, int32_t first, int32_t last, Change change) {
     first = std::max(first, 0);
@@ -54,7 +55,7 @@ uint32_t next_member(const uint32_t *words, uint32_t flip, uint32_t from) {
     uint32_t i = from / 32;
     uint32_t members = (words[i] ^ flip) & ~0u << from % 32;
     while (!members) {
-        // Long stretches have no such bit, so they are skipped a block at a time.
+        // Words without such a bit are skipped a block at a time, because they often come in long stretches.
         const auto at = [&](uint32_t k) { return words[i + k] ^ flip; };
         if (++i == VMAP_WORDS) return kEndId;
         while (i + kBlock <= VMAP_WORDS && !(at(0) | at(1) | at(2) | at(3))) i += kBlock;
@@ -185,7 +186,7 @@ uint32_t read_words(uint32_t *words, const uint8_t *source) {
 uint32_t read_text(uint32_t *words, const uint8_t *source) {
     std::fill_n(words, VMAP_WORDS, 0u);
     char text[kLongestStrElement + 1];
-    if (sxdr_read_str_size(source) >= sizeof text) return 0;  // or it is another kind
+    if (sxdr_read_str_size(source) >= sizeof text) return 0;  // too long, or not a str element
     const uint32_t consumed = sxdr_read_str(text, source);
     return parse_ranges(text, [&](int32_t first, int32_t last) { set_range(words, first, last); }) ? consumed : 0;
 }
@@ -285,7 +286,7 @@ int vmap_validate_string(const char *text) {
 const char *vmap_to_range_str(const vmap *map, int invert) {
     static char text[VMAP_RANGE_STR_SIZE];
     static constexpr uint32_t kEmpty[VMAP_WORDS] = {};
-    // The count identifies an unused record (0) and a full one (the number of VLANs), so the bits need not be read.
+    // The bits are not read if the reference count is 0 (an unused record) or the number of VLANs (a full one).
     const bool full = map && map->references == VMAP_LAST_ID;
     const bool scanned = map && map->references != 0 && !full;
     const uint32_t flip = (invert != 0) != full ? ~0u : 0;

@@ -1,5 +1,5 @@
 // Character classes, letter case and hexadecimal digits, for ASCII only: the meaning of a text must not depend on the
-// program's locale. Every other byte, those above 127 included, belongs to no class.
+// program's locale. Bytes above 127 belong to no class.
 #pragma once
 
 #include <stdint.h>
@@ -16,14 +16,14 @@ constexpr bool is_space(int c) { return c == ' ' || ('\t' <= c && c <= '\r'); }
 // Returns 0 to 15, or -1 if c is not a hexadecimal digit.
 constexpr int hex_value(int c) {
     if (is_digit(c)) return c - '0';
-    const unsigned letter = (static_cast<unsigned>(c) | 0x20) - 'a';  // of either case
+    const unsigned letter = (static_cast<unsigned>(c) | 0x20) - 'a';  // 0 for 'a' and 'A'
     return letter < 6 ? static_cast<int>(letter) + 10 : -1;
 }
 
 inline constexpr char lower_hex_digits[] = "0123456789abcdef";
 inline constexpr char upper_hex_digits[] = "0123456789ABCDEF";
 
-// Writes two digits a byte, and no terminator. Returns the end of what is written.
+// Writes the byte as two digits, without a NUL. Returns the end of the digits.
 constexpr char *write_hex_byte(char *to, uint8_t byte, const char *digits = lower_hex_digits) {
     *to++ = digits[byte >> 4];
     *to++ = digits[byte & 0xf];
@@ -32,13 +32,13 @@ constexpr char *write_hex_byte(char *to, uint8_t byte, const char *digits = lowe
 
 constexpr char fold_case(char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// The order of the folded texts, byte by byte.
+// Compares the texts byte by byte, after folding letter case. Returns their order as strcmp does.
 constexpr int compare_ignoring_case(const char *a, const char *b) {
     for (; *a && fold_case(*a) == fold_case(*b); a++) b++;
     return static_cast<unsigned char>(fold_case(*a)) - static_cast<unsigned char>(fold_case(*b));
 }
 
-// Whether part occurs in text; the empty part occurs in every text.
+// Returns whether part occurs in text, without regard to letter case. The empty part occurs in every text.
 constexpr bool contains_ignoring_case(const char *text, const char *part) {
     for (;; text++) {
         int i = 0;

@@ -22,7 +22,7 @@ public:
     // Continues the text that the buffer has. A buffer without a NUL is full.
     static BoundedText append_to(char *buffer, size_t size) { return {buffer, size, strnlen(buffer, size)}; }
 
-    // The length of all that was added, whether there was room or not.
+    // Returns the length of all added text, including text that did not fit.
     size_t length() const { return length_; }
     bool is_cut() const { return length_ >= size_; }
     char *end() const { return start_ + kept(); }
@@ -44,8 +44,8 @@ public:
         }
         length_ += text.size();
     }
-    // Adds what vsnprintf writes. Returns false if it is cut off or the C library fails; what was written until then
-    // stays.
+    // Adds what vsnprintf writes. Returns false if the text is cut off or vsnprintf fails. Text written before a
+    // failure stays.
     [[gnu::format(printf, 2, 0)]] bool add_format(const char *format, va_list arguments) {
         char *const to = end();
         const size_t room = size_ - kept();
@@ -74,7 +74,8 @@ private:
     size_t length_ = 0;
 };
 
-// strlcpy and strlcat, which not every C library has. Both return the length that the whole text would have.
+// copy_text and append_text do what strlcpy and strlcat do, which not every C library has. Both return the length that
+// the whole text would have.
 inline size_t copy_text(char *out, size_t size, std::string_view text) {
     BoundedText copy(out, size);
     copy.add(text);

@@ -1,6 +1,6 @@
 #include "base/contract.h"
 
-// The report must not depend on how the library was built.
+// The report must also appear if the library is built with NDEBUG.
 #undef NDEBUG
 #include <assert.h>
 

@@ -1,4 +1,5 @@
-// Contract violations: a caller broke a documented rule, and going on would corrupt the program's own data.
+// Contract violations: a caller broke a documented rule. If the call continued, it would corrupt the program's own
+// data.
 #pragma once
 
 namespace quill {

@@ -50,7 +50,7 @@ template <Overflow kOverflow>
     return true;
 }
 
-// The number that a text begins with; 0 if it begins with none.
+// Returns the number at the start of the text; 0 if the text starts with no number.
 template <Overflow kOverflow>
 constexpr int int_of(const char *text) {
     int number = 0;

@@ -1,4 +1,4 @@
-// File descriptors with an owner, and writing to them in full.
+// A class that owns a file descriptor, and a function that writes all bytes to one.
 #pragma once
 
 #include <errno.h>
@@ -35,7 +35,8 @@ public:
         return fd;
     }
 
-    // Returns the result of close, for callers to which a failure matters. The descriptor is gone either way.
+    // Closes the descriptor and returns the result of close. After a failure, this object does not own the descriptor
+    // either.
     int close() { return ::close(release()); }
 
     void reset() {
@@ -48,8 +49,8 @@ private:
     int fd_ = -1;
 };
 
-// Moves a new descriptor away from the standard ones. A program may have closed these, and what it or the library
-// prints must not go into a file that happened to get their number.
+// Moves a new descriptor away from the numbers 0 to 2. If the program has closed these, a new file may get one of them.
+// Text that the program or the library prints must not go into that file.
 inline int clear_of_standard_descriptors(int fd) {
     if (fd > STDERR_FILENO || fd == -1) return fd;
     Descriptor low(fd);

@@ -14,7 +14,7 @@ constexpr uint16_t swap_bytes(uint16_t v) { return __builtin_bswap16(v); }
 constexpr uint32_t swap_bytes(uint32_t v) { return __builtin_bswap32(v); }
 constexpr uint64_t swap_bytes(uint64_t v) { return __builtin_bswap64(v); }
 
-// From the host's order to the given one, and back.
+// Converts from the host's byte order to the given one, and back.
 template <std::endian order, typename T>
 constexpr T convert(T v) {
     return order == std::endian::native ? v : swap_bytes(v);

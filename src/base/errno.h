@@ -5,7 +5,7 @@
 
 namespace quill {
 
-// For code that must not change the caller's error, or what %m prints.
+// Restores errno at the end of a block that must not change the caller's error, or what %m prints.
 class [[nodiscard]] ErrnoGuard {
 public:
     ErrnoGuard() = default;
@@ -19,7 +19,7 @@ private:
     const int callers_ = errno;
 };
 
-// Repeats the call while it returns -1 because of a signal.
+// Repeats the call while it returns -1 with EINTR.
 template <typename Call>
 auto repeat_if_interrupted(Call call) {
     for (;;) {

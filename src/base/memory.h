@@ -1,5 +1,5 @@
-// Heap memory with an owner. It comes from the C library's malloc, because programs release what the library returns
-// with free().
+// Heap memory with an owner. The memory comes from the C library's malloc, because programs call free() for what the
+// library returns.
 #pragma once
 
 #include <stdlib.h>
@@ -22,8 +22,8 @@ template <typename T>
     return Owned<T>(static_cast<T *>(calloc(n, sizeof(T))));
 }
 
-// One value-initialised object. It uses malloc and a few stores, because glibc's calloc does not use the per-thread
-// cache.
+// Returns one value-initialised object, or null if memory runs out. The function uses malloc and a few stores, because
+// glibc's calloc does not use the per-thread cache.
 template <typename T>
 [[nodiscard]] Owned<T> new_object() {
     void *memory = malloc(sizeof(T));

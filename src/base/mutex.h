@@ -15,7 +15,7 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-// Holds a mutex while it lives.
+// Locks a mutex when it is constructed, and unlocks it when it is destroyed.
 class [[nodiscard]] Guard {
 public:
     explicit Guard(StaticMutex &mutex) : mutex_(mutex) { mutex_.lock(); }

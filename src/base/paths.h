@@ -46,11 +46,11 @@ inline constexpr char kSignerPem[] = "/quill/reg_table/tempCert.pem";
 inline constexpr char kSignerKey[] = "/quill/reg_table/tempInput.bin";
 inline constexpr char kSignedData[] = "/quill/reg_table/tempdata.bin";
 inline constexpr char kAuthorities[] = "/quill/reg_table/tempRootCert.pem";
-inline constexpr char kCheckOutput[] = "/quill/reg_table/tempOutput.bin";  // before that, an authority's certificate
+inline constexpr char kCheckOutput[] = "/quill/reg_table/tempOutput.bin";  // first, an authority's certificate
 inline constexpr char kUnpacked[] = "/quill/reg_table/tempdecompressedfiled.bin";
-inline constexpr char kDecrypted[] = "/quill/reg_table/tempdecryptedfile.gz";  // the lock
+inline constexpr char kDecrypted[] = "/quill/reg_table/tempdecryptedfile.gz";  // the lock file; it stays empty
 
-// USB storage: one directory a mounted partition.
+// USB storage: one directory for each mounted partition.
 inline constexpr char kUsb[] = "/mnt/usbdisk";
 
 }  // namespace quill::paths

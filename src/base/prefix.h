@@ -1,5 +1,5 @@
-// The beginning of a text, without substr(): where substr() is not inlined, it may throw, which needs the C++ run-time
-// library.
+// The beginning of a text, without substr(). If the compiler does not inline substr(), its exception needs the C++
+// run-time library.
 #pragma once
 
 #include <stddef.h>

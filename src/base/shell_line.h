@@ -1,4 +1,4 @@
-// A command line for the shell that contains one word from the caller. It stays one word, whatever bytes it has.
+// A command line for the shell that contains one word from the caller. That word stays one word, whatever bytes it has.
 //
 // A word without special characters is inserted unchanged. Any other word is put between single quotes, in which only
 // the quote itself is special to the shell:
@@ -50,7 +50,7 @@ private:
         return !*word;
     }
 
-    // The word is shorter than the line, so there is room even if each character is quoted.
+    // There is room even if each character is quoted, because the word is shorter than the line.
     static void quote(char *to, const char *word) {
         if (is_plain(word)) {
             memcpy(to, word, strlen(word) + 1);

@@ -1,5 +1,5 @@
-// Reads the small text files that the kernel and the daemons publish. Each has a number or a line, and is read at every
-// use.
+// Reads the small text files that the kernel and the daemons publish. Each file holds a number or a line. The library
+// reads it again at every use.
 #pragma once
 
 #include <fcntl.h>
@@ -30,8 +30,8 @@ inline ssize_t read_start(int fd, std::span<char> buffer) {
     return static_cast<ssize_t>(length);
 }
 
-// The same for the file at path; returns -1 also if it cannot be opened. The thread cannot be cancelled during the
-// call.
+// Does the same with the file at path. Also returns -1 if the file cannot be opened. The thread cannot be cancelled
+// during the call.
 inline ssize_t read_start(const char *path, std::span<char> buffer) {
     const NoCancellation no_cancellation;
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
@@ -48,14 +48,14 @@ inline ssize_t read_start(const char *path, std::span<char> buffer) {
     return read_int<Overflow::kClamps>(at, *number) ? FileNumber::kRead : FileNumber::kNoNumber;
 }
 
-// Opens a file to be replaced, and makes it if it is missing, as fopen does for "w". Async-signal-safe, as is the next
-// function. The caller must disable cancellation.
+// Opens a file as fopen does for "w": creates a missing file, and empties an existing one. Async-signal-safe, as is the
+// next function. The caller must disable cancellation.
 inline Descriptor open_to_replace(const char *path) {
     return Descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }
 
-// Replaces the file's content. Returns false if it cannot be opened; write errors are not reported. The old content is
-// written over before it is cut off, so that a reader never finds the file empty.
+// Replaces the file's content. Returns false if the file cannot be opened; write errors are not reported. The new
+// content overwrites the old one before the file is truncated. So a reader never finds the file empty.
 inline bool replace_content(const char *path, std::string_view content) {
     const Descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
     if (file && write_all(file.get(), content)) (void)!ftruncate(file.get(), static_cast<off_t>(content.size()));

@@ -1,4 +1,4 @@
-// Copies of a few bytes without a call to the C library. Most parts of messages are that short.
+// Copies a few bytes without a call to the C library. Most parts of messages are that short.
 #pragma once
 
 #include <stddef.h>
@@ -7,8 +7,8 @@
 
 namespace quill {
 
-// Copies the first and the last T of the range. They overlap if size is less than that of two Ts. Both are read before
-// either is written, so source and destination may overlap.
+// Copies the first and the last T of the range. The two overlap if size is less than 2 * sizeof(T). Both are read
+// before either is written, so source and destination may overlap.
 template <typename T>
 [[gnu::always_inline]] inline void copy_ends(void *to, const void *from, size_t size) {
     T first, last;

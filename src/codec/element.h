@@ -1,6 +1,5 @@
 // The element kinds of the tagged value codec. The unchecked functions (sxdr.cpp) and the checked ones (sxdr_safe.cpp)
-// share this description, which is in the order of the bytes. The two files themselves handle what differs: room,
-// cursors and errors.
+// share these classes. The two files themselves handle what differs: room, cursors and errors.
 #pragma once
 
 #include <quill/types.h>
@@ -39,7 +38,7 @@ inline bool has_tag(const uint8_t *at, Tag tag) { return *at == static_cast<uint
 //
 //     kWidth             bytes of the value that a program holds, at any alignment
 //     kSize              bytes of the element, tag included
-//     matches(at)        whether the tags at at are those of such an element, from left to right
+//     matches(at)        whether `at` points at an element of this kind; compares the tags from left to right
 //     put(at, value)     writes the element
 //     get(at, out)       stores the value of an element that matches
 
@@ -171,7 +170,7 @@ struct SizedElement {
         store_be(at + 1, length);
     }
     static void put(uint8_t *at, const void *bytes, Length length) {
-        copy_bytes(at + kHeader, bytes, length);  // before the header is written: the bytes may be in the same buffer
+        copy_bytes(at + kHeader, bytes, length);  // first, because the header may overwrite bytes in the same buffer
         put_header(at, length);
     }
     static bool matches(const uint8_t *at) { return has_tag(at, kTag); }

@@ -30,7 +30,7 @@ uint32_t write_sized(const void *content, typename Element::Length length, void 
 
 uint32_t length_of(const char *text) { return static_cast<uint32_t>(strlen(text)); }
 
-// A length field of 16 bits contains the low 16 bits of a longer length, by design.
+// By design, a length field of 16 bits contains only the low 16 bits of a longer length.
 uint16_t low_16_bits(uint32_t length) { return static_cast<uint16_t>(length); }
 
 // If the element is of another kind, sets the first kZeroed bytes of out to zero.
@@ -65,7 +65,8 @@ uint32_t read_new_buffer(uint8_t **out, const void *source) {
     return Element::kHeader + length;
 }
 
-// Reads an element that may be damaged, offset bytes into a message, when its content is at most room bytes.
+// Reads an element of a message that may be damaged. `source` is the element itself, which starts offset bytes into the
+// message. Returns 0 if the element is incomplete, is of another kind, or has more than room bytes of content.
 template <typename Element>
 uint32_t read_within(void *out, uint32_t room, const void *source, uint32_t offset, uint32_t message_length) {
     if (offset > message_length || message_length - offset < Element::kHeader) return 0;

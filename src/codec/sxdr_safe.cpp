@@ -12,8 +12,8 @@
 namespace element = quill::element;
 
 // The order of the checks decides which errno a call with two faults reports. Null pointers come first, then the room
-// that the caller's sizes leave. Fixed kinds check the destination's capacity before the tag, kinds with a length check
-// it after the tag.
+// that the caller's sizes leave. Reads of fixed kinds check the destination's capacity before the tag. Reads of kinds
+// with a length check the capacity after the tag.
 
 namespace {
 

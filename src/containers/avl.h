@@ -1,14 +1,14 @@
-// The AVL algorithm of both trees, as a template over their node types.
+// The AVL algorithm of both trees, savl and savle, as templates over their node types.
 //
 //     record.right ──▶ root        record ⇄ smallest ⇄ … ⇄ greatest ⇄ record
 //
 // A node is a child on one side of its parent. The root is the right child of the tree record, whose parent is always
-// null. So the root is a special case only where a climb ends. Only attach() changes links, and only rotate() changes
-// the tree's shape; a double rotation is two calls of rotate(). Textbooks give each case twice, mirrored; here `side`,
-// `heavy` and `light` name either side.
+// null. So the root is a special case only where a climb ends. Only attach() links a child with its parent. Balancing
+// changes the tree's shape only with rotate(); a double rotation is two calls. Textbooks give each case twice,
+// mirrored; here `side`, `heavy` and `light` name either side.
 //
-// Heights are not stored: a node's balance is the side that is higher by one, if any. A change that adds or removes a
-// level climbs from there and adjusts balances until a subtree's height does not change.
+// Heights are not stored: a node's balance is the side that is higher by one, if any. After an insertion or a deletion,
+// a loop climbs from that place and adjusts balances. It ends at the first subtree whose height does not change.
 #pragma once
 
 #include <stdint.h>
@@ -38,7 +38,7 @@ void attach(Node &parent, int side, Node *node) {
     node->side = static_cast<uint16_t>(side);
 }
 
-// compare(node) gives the order of the searched key against the node's.
+// compare(node) returns the order of the searched key relative to the node's key.
 template <typename Node, typename Compare>
 Node *find(Node &record, Node **at, int *side, Compare compare) {
     Node *last = &record;

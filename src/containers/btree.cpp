@@ -14,7 +14,7 @@ namespace {
 
 struct Place {
     btree **link;
-    btree *parent;  // the root when the link is the root's
+    btree *parent;  // the root itself if the link is the root pointer
 };
 
 Place find_place(const void *key, btree **root, btree_comparison compare) {

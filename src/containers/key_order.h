@@ -27,7 +27,8 @@ inline constexpr auto order_u32 = [](const void *a, const void *b) {
     return order(*static_cast<const uint32_t *>(a), *static_cast<const uint32_t *>(b));
 };
 
-// The difference wraps, so this does not order all addresses. Compatibility: programs' trees are built on it.
+// The difference wraps, so this is not a consistent order for all addresses. Compatibility: programs have built trees
+// in this order.
 inline constexpr auto order_mac_wrapped = [](const void *a, const void *b) {
     const auto *x = static_cast<const uint8_t *>(a), *y = static_cast<const uint8_t *>(b);
     const uint32_t first = load_be<uint32_t>(x) - load_be<uint32_t>(y);
@@ -48,7 +49,7 @@ inline constexpr auto order_ipv6 = [](const void *a, const void *b) {
     return order(ipv6_number(static_cast<const uint8_t *>(a)), ipv6_number(static_cast<const uint8_t *>(b)));
 };
 
-// IPv4 in its IPv4-mapped form, ::ffff:a.b.c.d.
+// Returns the address as a number; an IPv4 address in its IPv4-mapped form, ::ffff:a.b.c.d.
 inline Ipv6Number mapped_number(const ip_af_addr &address) {
     if (address.family == QUILL_AF_INET6) return ipv6_number(address.addr);
     return {0, uint64_t{0xffff} << 32 | load_be<uint32_t>(address.addr)};

@@ -15,9 +15,10 @@
 //     list:  head ──▶ node ◀──▶ node ◀──▶ node ◀── tail          count = 3
 //                              cursor ──▲
 //
-// The outer links of the first and the last node are null. Three primitives carry the family: link_between() puts a
-// node between two neighbours, unlink() takes one out, and find() walks from the head. A function that links a node
-// puts the cursor on it. unlink() moves the cursor off the removed node, so the cursor is always null or on a member.
+// The outer links of the first and the last node are null. The other functions use three primitives. link_between()
+// puts a node between two neighbours, unlink() takes one out, and find() searches from the head. A function that links
+// a node puts the cursor on it. unlink() moves the cursor off the removed node, so the cursor is always null or on a
+// member.
 
 struct sListNode {
     void *objPtr;  // never null
@@ -38,7 +39,7 @@ using quill::require;
 
 using NodeOwner = quill::Owned<sListNode>;
 
-// Inlined, so that a call that does not report an error does not pay for passing the line and function.
+// Inlined, so that the line and the function are passed only when an error is reported.
 inline NodeOwner new_node(void *object, unsigned line, const char *function) {
     NodeOwner node = quill::new_object<sListNode>();
     if (!node) return node;
@@ -61,7 +62,7 @@ sListNode *link_between(sList &list, sListNode *prev, sListNode *next, NodeOwner
 
 sListNode *append(sList &list, NodeOwner node) { return link_between(list, list.tail, nullptr, std::move(node)); }
 
-// The caller owns the node from now on. Marked inline, because a removal does little else.
+// Takes the node out of the list; the caller then owns it. Marked inline, because a removal does little else.
 inline void unlink(sList &list, const sListNode *node) {
     assert((node->prev ? node->prev->next : list.head) == node && "a node of this list");
     assert((node->next ? node->next->prev : list.tail) == node && "a node of this list");
@@ -144,7 +145,7 @@ int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     NodeOwner node = new_node(object, 290, __func__);
     if (!node) return 0;
     sListNode *next = list->head;
-    // With several nodes, the head is compared twice. A comparison function may count its calls.
+    // With several nodes, the head is compared twice. Compatibility: comparison functions may count their calls.
     if (list->count > 1 && sorts_after(object, *next, compare)) {
         while (next && sorts_after(object, *next, compare)) next = next->next;
     } else if (list->count == 1 && sorts_after(object, *next, compare)) {

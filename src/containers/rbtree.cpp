@@ -10,7 +10,7 @@
 #include "containers/walk.h"
 
 // A red-black tree as in the textbooks (Cormen, Leiserson, Rivest: "Introduction to Algorithms", 1990, chapter 14): no
-// red node has a red child, and every way from the root down to rb_null meets the same number of black nodes. Textbooks
+// red node has a red child, and every path from the root down to rb_null has the same number of black nodes. Textbooks
 // give each case twice, for left and right; here it is written once, for a side and its opposite, !side.
 //
 // State: rb_null is the only object that outlives calls. Deletions write its up field, and no call reads what an
@@ -30,7 +30,7 @@ rb_node *&child(rb_node &node, int side) { return side == kRight ? node.right : 
 
 int side_of(const rb_node &node) { return node.up->right == &node ? kRight : kLeft; }
 
-// Puts node in the place of old in the link of old's parent; node's own links do not change.
+// Changes the link of old's parent, or the root, from old to node. The links of node itself do not change.
 void replace_child(rb_tree &tree, const rb_node &old, rb_node *node) {
     if (old.up == kNull)
         tree.root = node;
@@ -53,7 +53,7 @@ void rotate(rb_tree &tree, rb_node &node, int side) {
 struct Descent {
     rb_node *found;  // rb_null when the key is absent
     rb_node *last;   // the last node that was compared
-    int order;       // of the key against it
+    int order;       // the order of the key relative to last
 };
 
 Descent descend(const void *key, const rb_tree &tree) {
@@ -85,7 +85,7 @@ rb_node *neighbour(const rb_node *node, int side) {
     return up;
 }
 
-// node is red; its parent may be.
+// Restores the rules after an insertion. node is red, and its parent may be red too.
 void repair_insertion(rb_tree &tree, rb_node *node) {
     while (node->up->colour == kRed) {
         rb_node *parent = node->up;
@@ -109,7 +109,8 @@ void repair_insertion(rb_tree &tree, rb_node *node) {
     tree.root->colour = kBlack;
 }
 
-// Paths through node have one black node too few. node may be rb_null, with its parent in up.
+// Restores the rules after a deletion. Paths through node have one black node too few. node may be rb_null, with its
+// parent in up.
 void repair_deletion(rb_tree &tree, rb_node *node) {
     while (node != tree.root && node->colour == kBlack) {
         rb_node &parent = *node->up;
@@ -137,13 +138,13 @@ void repair_deletion(rb_tree &tree, rb_node *node) {
         rotate(tree, parent, side);
         node = tree.root;
     }
-    if (node->colour == kRed) node->colour = kBlack;  // never write rb_null's colour: searches in other threads read it
+    if (node->colour == kRed) node->colour = kBlack;  // never write rb_null's colour: other threads read it
 }
 
 struct Lookup {
     bool takes_equal;  // accepts the equal key
     bool needs_equal;  // finds nothing without an equal key
-    int side;          // where to look beside it
+    int side;          // which neighbour is the result otherwise
 };
 
 constexpr Lookup kLookups[] = {
@@ -156,7 +157,7 @@ constexpr Lookup kLookups[] = {
     {false, true, kLeft},    // RB_LOOKUP_PREVIOUS
 };
 
-// The path back up in a walk.
+// The way back up in a walk. Nodes have up links, so nothing is stored.
 struct UpLinks {
     static bool push(rb_node *) { return true; }
     static rb_node *pop(rb_node *node) { return node->up == kNull ? nullptr : node->up; }
@@ -176,7 +177,7 @@ void rbterminate(rb_tree *tree, int free_keys) {
     if (!tree) return;
     for (rb_node *node = tree->root; node != kNull;) {
         rb_node *&below = node->left != kNull ? node->left : node->right;
-        if (below != kNull) {  // first, and once
+        if (below != kNull) {  // release the subtree first; its link is cleared, so this happens once
             node = std::exchange(below, kNull);
             continue;
         }
@@ -193,12 +194,12 @@ void *rbsearch(const void *key, rb_tree *tree) {
     if (d.found != kNull) return d.found->key;
     rb_node *node = quill::new_object<rb_node>().release();
     if (!node) return nullptr;
-    *node = {kNull, kNull, d.last, kRed, const_cast<void *>(key)};  // the program gets its key back as it gave it
+    *node = {kNull, kNull, d.last, kRed, const_cast<void *>(key)};  // returned with the type that it had
     if (d.last == kNull) {
         tree->root = node;
     } else {
-        // Programs see this second comparison with the last key. A comparison with another result than in the descent
-        // must not cut off the subtree on that side.
+        // Compatibility: programs see this second comparison with the last key. If its result differs from the one in
+        // the descent, the subtree on that side must not be lost.
         const int side = tree->compare(key, d.last->key, tree->config) < 0 ? kLeft : kRight;
         child(*d.last, child(*d.last, side) == kNull ? side : !side) = node;
     }
@@ -232,7 +233,7 @@ void *rblookup(int mode, const void *key, const rb_tree *tree) {
     const Descent d = descend(key, *tree);
     const bool found = d.found != kNull;
     if (found ? lookup.takes_equal : lookup.needs_equal) return d.found->key;
-    // Without a match, the key belongs right beside the last node: that one is its neighbour above or below.
+    // Without a match, the key belongs right beside the last node. So the last node is the key's neighbour on one side.
     const bool last_is_it = lookup.side == kRight ? d.order <= 0 : d.order >= 0;
     return (!found && last_is_it ? d.last : neighbour(d.last, lookup.side))->key;
 }

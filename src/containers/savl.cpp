@@ -3,7 +3,8 @@
 #include "containers/avl.h"
 #include "containers/key_order.h"
 
-// The node that points at its key. The algorithm is in containers/avl.h, the orders are in containers/key_order.h.
+// The AVL tree whose nodes point at their keys. The algorithm is in containers/avl.h, the orders are in
+// containers/key_order.h.
 
 static_assert(offsetof(savl, side) == 5 * sizeof(void *));
 static_assert(offsetof(savl, key) == 6 * sizeof(void *));
@@ -13,7 +14,7 @@ namespace {
 
 template <typename Compare>
 savl *find_by(const savl_tree &tree, const void *key, savl **at, int *side, Compare compare) {
-    // A look-up changes nothing, but the caller may change the node that it finds and the place where it ends.
+    // A look-up changes nothing. But the caller may change the nodes that the look-up returns.
     auto &head = const_cast<savl &>(tree.head);
     return quill::avl::find(head, at, side, [&](const savl &node) { return compare(key, node.key); });
 }

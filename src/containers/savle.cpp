@@ -3,8 +3,8 @@
 #include "containers/avl.h"
 #include "containers/key_order.h"
 
-// The node whose key lies at a fixed distance. The algorithm is in containers/avl.h, the orders are in
-// containers/key_order.h.
+// The AVL tree whose keys lie at a fixed distance from their nodes. The algorithm is in containers/avl.h, the orders
+// are in containers/key_order.h.
 
 static_assert(offsetof(savle, side) == 5 * sizeof(void *));
 static_assert(offsetof(savle_tree, compare) == 6 * sizeof(void *));
@@ -24,7 +24,7 @@ constexpr auto order_text_ignoring_case = pointed_to(quill::order_text_ignoring_
 
 template <typename Compare>
 savle *find_by(const savle_tree &tree, const void *key, savle **at, int *side, Compare compare) {
-    // A look-up changes nothing, but the caller may change the node that it finds and the place where it ends.
+    // A look-up changes nothing. But the caller may change the nodes that the look-up returns.
     auto &head = const_cast<savle &>(tree.head);
     const ptrdiff_t key_distance = static_cast<ptrdiff_t>(tree.key_offset) - static_cast<ptrdiff_t>(tree.link_offset);
     return quill::avl::find(head, at, side, [&](const savle &node) {

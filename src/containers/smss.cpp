@@ -14,8 +14,8 @@
 
 // How it works
 //
-// The pool is a chain of blocks, so that strings never move. It has the sizes of a single block that grows: a new block
-// starts at the used offset, and has all bytes of the grown pool from there on.
+// The pool is a chain of blocks, so that strings never move. The pool counts offsets as if it were a single block that
+// grows. A new block starts at the used offset. It holds all bytes of the grown pool from there on.
 //
 //     pool ──▶ [start 400 │ bytes 400 to 1023] ──▶ [start 0 │ bytes 0 to 511, used to 399]
 
@@ -34,7 +34,7 @@ constexpr int kPageSize = 10, kMaxPageSize = 100000;
 
 struct Block {
     Block *older;
-    int32_t start;  // the pool's offset of its first byte
+    int32_t start;  // the offset of the block's first byte in the pool
 
     char *bytes() { return reinterpret_cast<char *>(this + 1); }
 };
@@ -115,7 +115,7 @@ void filter(smss_ctx &context) {
     uint32_t numbers[kPairs] = {};
     for (size_t i = 0; i < pairs(context.search_words); i++) {
         const char *value = context.search[2 * i + 1];
-        // Wrapped, as fields go up to UINT32_MAX.
+        // Values wrap, because fields go up to UINT32_MAX.
         if (value) numbers[i] = static_cast<uint32_t>(quill::int_of<quill::Overflow::kWraps>(value));
     }
     for (int32_t i = 0; i < context.object_count; i++)
@@ -128,7 +128,7 @@ void filter(smss_ctx &context) {
 // The query whose results are being sorted, for the comparison; null between sorts. It is not protected by a lock.
 constinit const smss_ctx *sorted_query = nullptr;
 
-// The type is taken from a alone.
+// The field's type is that of object `a`. The type in `b` is not checked.
 int compare_fields(const smss_ctx &context, const char *name, const void *a, const void *b) {
     switch (context.field_type(a, name)) {
         case SMSS_NUMBER: return static_cast<int32_t>(context.number(a, name) - context.number(b, name));
@@ -153,8 +153,8 @@ int compare_objects(const void *a, const void *b) {
     return 0;
 }
 
-// Sorts with qsort: wrapped differences are not a strict weak order, with which std::sort may access memory outside the
-// array.
+// Sorts with qsort, because wrapped differences are not a strict weak order. std::sort may then access memory outside
+// the array.
 void sort_results(const smss_ctx &context) {
     if (pairs(context.sort_words) == 0 || context.result_count < 2) return;
     sorted_query = &context;

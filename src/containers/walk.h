@@ -1,5 +1,5 @@
-// Walks of binary trees without recursion. An unbalanced tree can be as high as the number of its keys, and the stack
-// of a thread on the device is small.
+// Walks of binary trees without recursion, because the stack of a thread on the device is small. An unbalanced tree can
+// have as many levels as keys.
 #pragma once
 
 #include <quill/types.h>
@@ -48,8 +48,8 @@ private:
 
 // Calls visit(node, QUILL_…, depth) for the tree under root; none is the pointer of an absent child. A node with
 // children is visited three times, with its left and its right subtree between the visits. Stack is a class such as
-// Path. push(node) is called before a child is entered, and pop(child) when the child's subtree is done. If push finds
-// no memory, the walk continues by recursion.
+// Path. push(node) is called before a child is entered, and pop(child) when the child's subtree is done. If push() runs
+// out of memory, the walk uses recursion for that subtree.
 template <typename Stack, typename Node, typename Visit>
 void walk(Node *root, std::type_identity_t<Node> *none, const Visit &visit, int depth = 0) {
     Stack ancestors;

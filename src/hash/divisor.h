@@ -15,7 +15,7 @@ constexpr uint32_t remainder(uint32_t number, uint32_t divisor, uint64_t recipro
     const uint64_t fraction = reciprocal * number;
 #ifdef __SIZEOF_INT128__
     __extension__ using Wide = unsigned __int128;
-    // cppcheck-suppress shiftTooManyBits // which does not know this type
+    // cppcheck-suppress shiftTooManyBits // cppcheck does not know this type
     return static_cast<uint32_t>(Wide{fraction} * divisor >> 64);
 #else
     const uint64_t low = (fraction & UINT32_MAX) * divisor, high = (fraction >> 32) * divisor;

@@ -49,7 +49,8 @@ sHash *new_table() {
     return memory ? static_cast<sHash *>(memset(memory, 0, sizeof(sHash))) : nullptr;
 }
 
-// The name is stored last, atomically: another thread that collects statistics may already find the table in the list.
+// The name is stored last, and atomically. Another thread that collects statistics may already find the table in the
+// list.
 bool publish_name(sHash &table, const char *name) {
     auto buffer = quill::new_zeroed<char>(kNameSize);
     if (!buffer) return false;
@@ -77,7 +78,7 @@ sHash *create(int32_t buckets, const char *name, const char *function) {
     return nullptr;
 }
 
-// Replaces, in the list, tables that were destroyed without being removed from it.
+// A record of zeros. It takes the place of tables that are destroyed but keep their entry in the list.
 constinit sHash destroyed_table = {};
 
 void remove_from_list(sHash &table) {
@@ -162,7 +163,7 @@ void quill::return_to_pool(sHashElem *element) { mpool_free(element_pool, elemen
 void quill::retire_from_list(sHash &table) {
     if (!table.listed) return;
     Guard guard(list_mutex);
-    // Without memory the list gets one entry shorter, which is better than a pointer to a freed record.
+    // If memory runs out, the list gets one entry shorter. That is better than a pointer to a freed record.
     ListInsertAt(hash_table_list, &destroyed_table, &table);
     ListRemove(hash_table_list, &table);
 }
@@ -320,6 +321,6 @@ uint32_t hash_get_stats(void **out) {
     ListGet(hash_table_list, LIST_OP_FIRST);
     while (const quill_word table = ListGet(hash_table_list, LIST_OP_NEXT))
         fill(*record++, *reinterpret_cast<const sHash *>(table));  // NOLINT(performance-no-int-to-ptr): a list of words
-    (void)buffer.release();                                        // the caller's now
+    (void)buffer.release();                                        // the caller owns it now
     return size;
 }

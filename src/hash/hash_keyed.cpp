@@ -45,7 +45,7 @@ const T *checked_key(const T *key, const char *function) {
     return key;
 }
 
-// A key is present whatever its value.
+// A key with an element counts as present, even if the value is 0.
 struct ByKey {
     static bool present(const sHashElem *element) { return element != nullptr; }
     static void release(sHashElem &) {}
@@ -99,7 +99,7 @@ struct IpAfKey : ByKey {
     uint32_t hash(const sHash &) const { return hashed; }
     bool matches(const sHash &, const sHashElem &element) const {
         if (element.key != hashed || element.address->family != addr->family) return false;
-        const uint8_t *stored = element.address->addr;  // of sizes known here, compared without a call
+        const uint8_t *stored = element.address->addr;  // the sizes are constants, so no call is needed
         return addr->family == QUILL_AF_INET ? memcmp(stored, addr->addr, 4) == 0 : memcmp(stored, addr->addr, 16) == 0;
     }
     bool store(sHashElem &element) const {

@@ -9,7 +9,7 @@
 //
 //     uint32_t hash(const sHash &) const;                    the bucket is this modulo the bucket count
 //     bool matches(const sHash &, const sHashElem &) const;
-//     bool present(const sHashElem *) const;                 whether insertion takes the found element for the key's
+//     bool present(const sHashElem *) const;                 whether insertion treats the key as present
 //     bool store(sHashElem &) const;                         puts the key into a new element; false without memory
 //     static void release(sHashElem &);                      frees what store() allocated
 //
@@ -38,13 +38,13 @@ struct sHashElem {
 };
 
 struct sHash {
-    char *name;  // 64 bytes on the heap; null until creation is through
+    char *name;  // 64 bytes on the heap; null until the table is complete
     int32_t bucket_count;
     uint32_t *collisions;  // per bucket: elements beyond the first
     sHashElem **buckets;
     sHashCursor cursor;
     int32_t entries;
-    int32_t max_collisions;  // the most that any bucket ever counted
+    int32_t max_collisions;  // the most in any bucket since the last HashReset
     HashFunction hash;       // null: the key itself
     HashCompare compare;     // null: equal words only
     uint32_t listed;         // 1: in hash_table_list
@@ -120,7 +120,7 @@ void free_table(sHash &table);
 
 struct Place {
     uint32_t bucket;
-    sHashElem **link;  // what points to the element, or to the null at the end of the chain
+    sHashElem **link;  // the pointer to the element, or the null at the end of the chain
 
     sHashElem *element() const { return *link; }
 };
@@ -144,7 +144,7 @@ quill_word find_value(const sHash &table, Key key) {
     return element ? element->value : 0;
 }
 
-// The count wraps, for tables that are refilled and reset for years.
+// The count wraps: HashReset does not clear it, and some tables are refilled and reset for years.
 inline void count_entries(sHash &table, int32_t difference) {
     store_shared(table.entries,
                  static_cast<int32_t>(static_cast<uint32_t>(table.entries) + static_cast<uint32_t>(difference)));

@@ -36,7 +36,8 @@
 namespace quill {
 namespace {
 
-// While the process has one thread, no lock is taken; a test of one byte of the C library's finds that out.
+// Returns whether the lock is needed. It is not needed while the process has one thread, which glibc publishes in one
+// byte.
 bool needs_lock() {
 #if __has_include(<sys/single_threaded.h>)
     return !__libc_single_threaded;
@@ -48,8 +49,8 @@ bool needs_lock() {
 void poison([[maybe_unused]] void *memory, [[maybe_unused]] size_t size) {
 #ifdef QUILL_ASAN
 #pragma GCC diagnostic push
-#ifndef __clang__                                       // which does not know this warning
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // a new slab is not read, though const is what this takes
+#ifndef __clang__                                       // Clang does not know this warning
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // false alarm: the call does not read the new slab
 #endif
     __asan_poison_memory_region(memory, size);
 #pragma GCC diagnostic pop
@@ -83,7 +84,7 @@ struct Mpool {
     char *fresh_end;
     uint32_t size;
     uint32_t grow;
-    uint32_t left;  // objects that further slabs may still bring
+    uint32_t left;  // how many objects further slabs may add
     Slab *slabs;    // keeps every slab reachable for leak checkers
     const char *name;
     StaticMutex mutex;

@@ -9,7 +9,7 @@ struct Image {
     bool listed;  // in the full set
 };
 
-// In the order of the full set. The images for 14 MB of flash and for mips64 are only found by their type.
+// In the order of the full set. The images for 14 MB of flash and for mips64 are not in the full set.
 constexpr Image kImages[] = {
     {7, "mips64.qim", false},         //
     {10, "mips32.qim", true},         //
@@ -25,7 +25,7 @@ constexpr Image kImages[] = {
 
 constexpr uint32_t kNoType = 0xffffffff;
 
-// As versions compare.
+// Returns whether version major.minor is above 3.1.
 constexpr bool is_above_3_1(uint32_t major, uint32_t minor) { return major > 3 || (major == 3 && minor > 1); }
 
 }  // namespace

@@ -17,15 +17,15 @@
 namespace {
 
 constexpr int kQuad = 4, kTwoQuads = 8;
-constexpr size_t kLongestText = 128;  // that is looked at
+constexpr size_t kLongestText = 128;  // text after that is ignored
 constexpr size_t kQuadsSize = 32;     // two quads with their NUL
 
-// What follows each number.
+// The character that follows each number.
 constexpr char kSeparators[kTwoQuads] = {'.', '.', '.', '-', '.', '.', '.', '\0'};
 
 // --- cutting
 
-// Null when text has no second quad.
+// Returns the second quad of text, or null if text has one quad.
 char *second_quad(char *text) {
     char *hyphen = strchr(text, '-');
     return hyphen && quill::is_digit(hyphen[1]) ? hyphen + 1 : nullptr;
@@ -38,7 +38,8 @@ void cut_at(char *text, const char *characters) {
 
 // --- reading
 
-// Stores the numbers of text, up to the first place where it differs from two quads. Returns how many.
+// Stores the numbers of text, up to the first place where text differs from two quads. Returns how many numbers it
+// stored.
 int scan_quads(const char *text, int32_t *numbers) {
     for (int i = 0; i < kTwoQuads; i++) {
         if (i > 0 && *text++ != kSeparators[i - 1]) return i;
@@ -49,7 +50,7 @@ int scan_quads(const char *text, int32_t *numbers) {
 
 // --- comparing
 
-// -1, 0 or 1 as a is below, at or above b.
+// Returns -1, 0 or 1 if a is below, equal to or above b.
 int compare_numbers(const int32_t *a, const int32_t *b, int count) {
     const auto [x, y] = std::mismatch(a, a + count, b);
     if (x == a + count) return 0;
@@ -71,7 +72,7 @@ constexpr char kUnknown[] = "Unknown";
 
 char os_build[128];
 
-// What follows the first blank of text, or null.
+// Returns the text after the first blank, or null if there is no blank.
 char *after_blank(char *text) {
     char *blank = strchr(text, ' ');
     return blank ? blank + 1 : nullptr;

@@ -40,12 +40,12 @@ int make_semaphore(key_t key) {
     return -1;
 }
 
-// Without SEM_UNDO: a process that dies with the semaphore may have left its work half done.
+// Does not use SEM_UNDO: a process that dies while it holds the semaphore may have left its work half done.
 bool change(int semaphore, short by) { return SysvSemaphore(semaphore).operate({{0, by, 0}}); }
 
 // --- files
 
-// The parent of the process sees only their low eight bits.
+// Exit codes. The parent of the process sees only the low eight bits.
 enum Fatal { kNoControllerId = 666, kFlagNotMade = 777, kFlagNotRemoved = 778 };
 
 bool exists(const char *path) {
@@ -53,13 +53,14 @@ bool exists(const char *path) {
     return stat(path, &found) == 0;
 }
 
-// Opens a file for writing, and creates it if it is missing. Like the semaphores, it is only for privileged processes.
+// Opens a file for writing, and creates it if it is missing. Only the file's owner can write to it; other users can
+// read it.
 Descriptor open_to_write(const char *path) {
     return quill::open_fixed(path, O_WRONLY | O_CREAT, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
 }
 
-// Overwrites the old id in one call, padded with blanks, and then cuts the blanks off. So a process that is killed in
-// between leaves an id. An empty file would make ids start again.
+// Overwrites the old id in one call with the new id, padded with blanks. Then cuts the blanks off. So a process that is
+// killed in between leaves an id. An empty file would make ids start again.
 bool store_id(int id) {
     const Descriptor file = open_to_write(paths::kControllerId);
     if (!file) return false;
@@ -70,8 +71,8 @@ bool store_id(int id) {
 }
 
 // Returns 1 if there is an id, 0 if this call made it. Like the next functions, returns nothing if the file cannot be
-// opened. The process then releases the semaphore before it ends: otherwise, another user who plants a file that is
-// refused would block all processes that take the semaphore.
+// opened. The process then releases the semaphore before it ends. Otherwise, another user could plant a file that
+// open_fixed() refuses, and so block all processes that take the semaphore.
 std::optional<int> check_or_create_id() {
     if (exists(paths::kControllerId)) return 1;
     return store_id(0) ? std::optional(0) : std::nullopt;
@@ -84,8 +85,8 @@ std::optional<int> load_id() {
     return id;
 }
 
-// Without the semaphore, a read may find a write half done, such as 9990 from 999 and 1000. If two reads agree, neither
-// of them did.
+// Reads the id without the semaphore, until two reads in a row agree. A single read may find a write half done, such as
+// 9990 from 999 and 1000.
 std::optional<int> load_id_beside_writers() {
     std::optional<int> id = load_id();
     for (int i = 0; i < 10; i++)
@@ -161,7 +162,7 @@ int openCfgmGlobalConfigEnableFile() {
 }
 
 int closeCfgmGlobalConfigEnableFile() {
-    // Checked after the removal fails: another process may remove the file at the same moment.
+    // The check comes after the failed removal, because another process may remove the file at the same moment.
     if (unlink(paths::kGlobalConfigEnabled) != 0 && exists(paths::kGlobalConfigEnabled)) exit(kFlagNotRemoved);
     return 0;
 }

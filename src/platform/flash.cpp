@@ -50,7 +50,7 @@ private:
 
 // --- the state of the process
 
-// It is not protected by a lock.
+// No lock protects the name.
 constinit DeviceName flash_device{paths::kFlashDevice};
 
 // --- requests to drivers, in the host's byte order
@@ -72,7 +72,7 @@ struct MachineTypeRequest {
     void *buffer;
 };
 
-// The drivers expect the record's length after it.
+// The drivers expect the size of the request as one more argument.
 template <typename Request>
 bool send_request(int device, const char *what, int code, Request *request) {
     if (ioctl(device, static_cast<unsigned>(code), request, sizeof *request) == 0) return true;
@@ -85,7 +85,7 @@ bool send_board_request(int code, Request *request) {
     const NoCancellation no_cancellation;
     const Descriptor device(quill::clear_of_standard_descriptors(quill_open_device(O_RDONLY | O_CLOEXEC)));
     if (!device) {
-        perror("open /dev/mxc");  // Compatibility: logs are searched for it, too
+        perror("open /dev/mxc");  // the second message. Compatibility: logs are searched for both
         return false;
     }
     return send_request(device.get(), "ioctl /dev/mxc", code, request);
@@ -229,7 +229,7 @@ int ReadSamMachType(uint8_t *buffer) {
     const NoCancellation no_cancellation;
     const Descriptor device(quill::clear_of_standard_descriptors(open(paths::kMachineType, O_RDONLY | O_CLOEXEC)));
     if (!device) {
-        perror("ReadFlash open /dev/sam0");  // not flash. Compatibility: logs are searched for this text
+        perror("ReadFlash open /dev/sam0");  // this device is not flash. Compatibility: logs are searched for this text
         return 0;
     }
     MachineTypeRequest request = {{0, 0}, buffer};

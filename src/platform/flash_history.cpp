@@ -80,15 +80,15 @@ void write_label(quill_flash_history &history, const char *place, pid_t process)
     memcpy(start + at, label, std::min(strlen(label) + 1, kSize - at));
 }
 
-// Returns whether no other user can truncate the file while it is mapped, which would end the process at its next
-// write.
+// Returns whether only root and this user can truncate the file. If the file is truncated while it is mapped, the next
+// write to the mapping ends the process.
 bool is_safe_to_map(const struct stat &file) {
     const bool own = file.st_uid == 0 || file.st_uid == geteuid();
     return own && !(file.st_mode & (S_IWGRP | S_IWOTH));
 }
 
-// Sizes the file and allocates its memory; false if that fails. Without the memory, a write to the mapping on a full
-// /tmp would end the process.
+// Sets the file's size and allocates its memory. Returns false if that fails. Without the memory, a write to the
+// mapping on a full /tmp would end the process.
 bool make_room(int file) {
     struct stat found;
     if (fstat(file, &found) != 0 || !is_safe_to_map(found)) return false;
@@ -108,7 +108,7 @@ quill_flash_history *map_history() {
 
     quill_flash_history *first = nullptr;
     if (mapped_history.compare_exchange_strong(first, history)) {
-        (void)file.release();  // open for the life of the process: it shows which processes use the history
+        (void)file.release();  // stays open, to show which processes use the history
         return history;
     }
     munmap(mapping, kSize);  // another thread was faster

@@ -1,4 +1,4 @@
-// The history of flash transfers: a file that every process with flash transfers maps.
+// The history of flash transfers: a file. Every process that transfers to or from flash maps it.
 #pragma once
 
 #include <quill/flash.h>
@@ -11,7 +11,7 @@ enum class FlashOperation : uint32_t { kWrite = 0, kRead = 1 };
 struct FlashTransfer {
     FlashOperation operation;
     uint32_t offset, length;
-    uint32_t milliseconds;  // that it took
+    uint32_t milliseconds;  // the duration
 };
 
 uint64_t monotonic_milliseconds();

@@ -44,7 +44,7 @@ constexpr Step kSteps[] = {
     {always, "netstat -a -n >> %s 2>&1 "},
     {always, "ps -awxo %%cpu,state,pid,ppid,rss,vsz,flags,nice,start,nwchan,stime,time,command >> %s 2>&1"},
     {always, "df >> %s 2>&1 "},
-    {always, "cat /proc/meminfo >> %s 2>&1 "},  // again, to show what the processes above have changed
+    {always, "cat /proc/meminfo >> %s 2>&1 "},  // again, to show what the commands above have changed
     {always, "sysmgr -m >> %s 2>&1 "},
     {always, "lsof -n >> %s 2>&1 "},
     {always, "ls -l /tmp/.vesk >> %s 2>&1 "},  // the messaging library's directory

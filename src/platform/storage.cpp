@@ -102,8 +102,8 @@ bool has_room(uint32_t megabytes, int need) { return static_cast<int>(megabytes)
 
 // --- texts
 
-// Passes a text that is used as a format to the output, in pieces. "%%" becomes one "%". Everything else is unchanged,
-// even if it looks like a conversion, because there are no arguments.
+// Passes the text to out() in pieces, as if it were a printf format without arguments. "%%" becomes one "%". Everything
+// else is unchanged, even if it looks like a conversion.
 template <typename Out>
 void print_as_format(string_view text, Out out) {
     for (;;) {
@@ -142,9 +142,9 @@ const dirent *find_entry(const Directory &directory, unsigned char type, Wanted 
 bool has_file(const Directory &parent, const char *name, const char *directories, string_view file) {
     Directory directory = open_directory(dirfd(parent.get()), name);
     string_view left = directories;
-    // A path that begins with "." counts as no path: `directories` is "." for a file without a directory. A path of
-    // slashes only also counts as no path. An empty component before others is not found, because no directory has that
-    // name.
+    // `directories` is "." for a file without a directory. So a path that begins with "." counts as no path. A path of
+    // slashes only also counts as no path. An empty component before others is not found, because no directory has an
+    // empty name.
     while (directory && !left.starts_with('.') && left.find_first_not_of('/') != string_view::npos) {
         const string_view component = quill::prefix(left, left.find('/'));
         left.remove_prefix(std::min(component.size() + 1, left.size()));

@@ -35,8 +35,8 @@ struct Start {
     sigset_t mask;
 };
 
-// Returns whether the action is the log client's, installed by a thread that is logging now, in a program that ignores
-// broken pipes.
+// Returns whether the action is the log client's handler, in a program that ignores broken pipes. A thread that is
+// logging now has installed that handler.
 bool in_place_of_ignoring(const struct sigaction &action) {
     return action.sa_handler == quill::broken_pipe.ours.load(std::memory_order_relaxed) &&
            quill::broken_pipe.callers_ignores.load(std::memory_order_relaxed);
@@ -45,7 +45,7 @@ bool in_place_of_ignoring(const struct sigaction &action) {
 void put_default_in_place_of_handlers() {
     for (int signal = 1; signal < NSIG; signal++) {
         struct sigaction action;
-        if (sigaction(signal, nullptr, &action) != 0) continue;  // one of the C library's own
+        if (sigaction(signal, nullptr, &action) != 0) continue;  // a signal that the C library reserves
         if (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN) continue;
         const bool ignore = signal == SIGPIPE && in_place_of_ignoring(action);
         action = {};
@@ -61,10 +61,10 @@ void put_default_in_place_of_handlers() {
     _exit(255);  // not reached
 }
 
-// Has no variables that the child could change, and is never inlined into a function that has some.
+// This function has no variables that the child could change. It is never inlined into a function that has some.
 [[gnu::noinline]] pid_t start_sharing_memory(const Start &start) {
     const pid_t child = vfork();
-    // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): the comment above says what the child may do, and it does only that
+    // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): the child does only what proc/child.h allows
     if (child == 0) run_in_child(start);
     return child;
 }
@@ -90,8 +90,8 @@ void close_one_as_exec_would(int fd) {
     if (flags != -1 && (flags & FD_CLOEXEC)) close(fd);
 }
 
-// For when there is no /proc, or no descriptor to read it with. Limits may be in the millions; the numbers of open
-// descriptors seldom are.
+// Used if /proc/self/fd cannot be opened. Checks only low numbers: the limit may be in the millions, but the numbers of
+// open descriptors are seldom that high.
 void close_low_ones_as_exec_would() {
     constexpr int kLow = 4096;
     for (int fd = 0; fd < kLow; fd++) close_one_as_exec_would(fd);

@@ -22,11 +22,11 @@ pid_t start_child(void (*body)(const void *argument), const void *argument);
 // open, and their readers never see end of file. Async-signal-safe.
 void close_as_exec_would();
 
-// A command for the shell: made before the start of a child, and run in it.
+// A command for the shell. The parent constructs the object before it starts a child. The child calls run().
 class Shell {
 public:
     explicit Shell(const char *command);
-    [[noreturn]] void run() const;  // with exit code 255 without a shell
+    [[noreturn]] void run() const;  // exits with 255 if there is no shell
 
 private:
     char *words_[4];

@@ -93,8 +93,8 @@ void run_directly(const void *argument) {
 // It may call only async-signal-safe functions: the process that forks it may have other threads, and the locks that
 // these hold stay locked in the worker.
 
-// Signals of a terminal do not end the worker, as with system(). The command does not inherit a handler, but would
-// inherit an ignored signal.
+// Keeps a signal of the terminal from ending the worker, as system() does. The signal gets an empty handler, because
+// the command would inherit an ignored signal. It does not inherit a handler.
 void outlive(int signal) {
     struct sigaction action;
     if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
@@ -105,7 +105,8 @@ void outlive(int signal) {
 
 void run_shell(const void *shell) { static_cast<const quill::Shell *>(shell)->run(); }
 
-// What system() does. It cannot be called here: it takes a lock, which another thread may have held at the fork.
+// Does what system() does. system() itself cannot be called here: it takes a lock, which another thread may have held
+// at the fork.
 bool shell_succeeds(const char *command) {
     outlive(SIGINT);
     outlive(SIGQUIT);
@@ -166,7 +167,7 @@ int execute_command_status_no_io(char *command, const char *output, const char *
     const pid_t child = quill::start_child(run_directly, &direct);
     if (child == -1) return -1;
     int status;
-    // Not repeated after a signal: callers treat negative values as failures.
+    // waitpid is not repeated after a signal: callers treat negative values as failures.
     return waitpid(child, &status, 0) == -1 ? -1 : status;
 }
 

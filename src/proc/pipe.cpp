@@ -26,7 +26,7 @@ enum Inheritance { kInherited, kCloseOnExec };
 struct ShellOnPipe {
     quill::Shell shell;
     int parents_end, childs_end;
-    int place;  // the standard descriptor that the child has the pipe at
+    int place;  // the child's standard descriptor for the pipe
 };
 
 void run_on_pipe(const void *argument) {
@@ -74,7 +74,7 @@ FILE *open_pipe(const char *command, const char *mode, Inheritance inheritance, 
 int close_pipe(FILE *stream, pid_t child) {
     int status;
     if (fclose(stream) != 0) return -1;
-    // Not repeated after a signal: callers treat -1 as a failure, and may wait for the child themselves.
+    // waitpid is not repeated after a signal: callers treat -1 as a failure, and may wait for the child themselves.
     return waitpid(child, &status, 0) == -1 ? -1 : status;
 }
 

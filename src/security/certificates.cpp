@@ -2,7 +2,7 @@
 
 #include <quill/reg_table.h>  // IWYU pragma: keep
 
-// The bytes of the two files, which the build writes as numbers.
+// The bytes of the two certificate files. The build writes each file as a list of numbers.
 constexpr uint8_t Parent_CA_Cert[] = {
 #include "parent_certificate.inc"  // IWYU pragma: keep
 };

@@ -9,8 +9,8 @@
 // How it works
 //
 // A block of 64 bytes is 16 little-endian words, which 64 steps mix into the four chaining values. Each step changes
-// one of them; the next step changes the one before it. The steps are unrolled by the compiler from one template, so
-// that the values stay in registers and change places by name only. Whole blocks are read from the caller's memory;
+// one value. The next step changes the value before that one. The steps are unrolled by the compiler from one template,
+// so that the values stay in registers and change places by name only. Whole blocks are read from the caller's memory;
 // only incomplete blocks at the ends go through the buffer of the context.
 
 namespace {
@@ -31,10 +31,10 @@ constexpr uint32_t kSines[64] = {
     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391,
 };
 
-// A round is 16 steps: the word that step i of it reads is offset + i * stride, modulo 16.
+// A round is 16 steps. Step i reads the word with the number offset + i * stride, modulo 16.
 struct Round {
     unsigned offset, stride;
-    unsigned shifts[4];  // in turns
+    unsigned shifts[4];  // the steps use them in turn
 };
 
 constexpr Round kRounds[] = {
@@ -51,8 +51,8 @@ constexpr uint8_t kInnerPad = 0x36, kOuterPad = 0x5c;
 
 constexpr uint32_t rotate_left(uint32_t v, unsigned n) { return v << n | v >> (32 - n); }
 
-// sum + f(b, c, d) of the round's f. b is the result of the step before, so as little work as possible should depend on
-// it. The second function is therefore a sum of which one half does not use b.
+// Returns sum + f(b, c, d), where f is the function of the round. b is the result of the step before, so as little work
+// as possible should depend on it. The second function is therefore a sum of which one half does not use b.
 template <unsigned round>
 uint32_t add_mixed(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) {
     if constexpr (round == 0) return sum + (d ^ (b & (c ^ d)));
@@ -98,7 +98,7 @@ void make_pad(uint8_t (&pad)[MD5_BLOCK_SIZE], const uint8_t *key, size_t key_len
     for (size_t i = 0; i < key_length; i++) pad[i] ^= key[i];
 }
 
-// The digest of the key XORed with fill, followed by data.
+// Computes the digest of the key XORed with fill, followed by data.
 void keyed_digest(uint8_t *digest, const uint8_t *key, size_t key_length, uint8_t fill, const void *data,
                   unsigned length) {
     uint8_t pad[MD5_BLOCK_SIZE];

@@ -74,8 +74,7 @@ void remove_all(Files files) {
 }
 
 // One process at a time uses the temporary files; otherwise a process could read the output of another one's command.
-// The lock is on a file with a name that is not used otherwise, and that exists only while it is locked. The files are
-// removed at the end.
+// The lock is on a file of its own, which exists only while it is locked. The destructor removes all files.
 class [[nodiscard]] TemporaryFiles {
 public:
     explicit TemporaryFiles(Files files) : files_(files) {}
@@ -98,7 +97,7 @@ public:
     }
 
 private:
-    // Removes a link or a pipe at the lock's path, so that it makes only one run fail.
+    // Removes a link or a pipe at the lock's path, so that only one run fails because of it.
     static void remove_trap() {
         struct stat found;
         if (lstat(paths::kDecrypted, &found) == 0 && !S_ISREG(found.st_mode)) unlink(paths::kDecrypted);
@@ -149,7 +148,8 @@ Text read_file(const char *path) {
     return read_file(path, &size);
 }
 
-// Returns a file that has no NUL. Text after a NUL would not be part of the signed data, without any error.
+// Returns the whole file; null if it contains a NUL or cannot be read. Text after a NUL would be left out of the signed
+// data without an error.
 Text read_text(const char *path) {
     size_t size;
     Text text = read_file(path, &size);
@@ -225,8 +225,8 @@ void copy_version(Version &last, string_view line) {
 
 // What the split finds out about the sections.
 struct Sections {
-    bool plain_pem = true;  // the certificate
-    Version version = "";   // the last line
+    bool plain_pem = true;  // the certificate is plain PEM
+    Version version = "";   // the last line of the version section
 };
 
 // Writes each section to its file.
@@ -248,7 +248,7 @@ bool split(const char *path, TemporaryFiles &temporary, Sections &sections) {
         }
     });
     if (ferror(input.get())) return log_and_return(false, kNotOpened);
-    // Checked because a section that a full file system cut short would be validated as if it were complete.
+    // This check is needed: a section that a full file system cut short would be validated as if it were complete.
     return std::all_of(std::begin(files), std::end(files),
                        [](const Stream &file) { return fflush(file.get()) == 0 && !ferror(file.get()); });
 }
@@ -259,8 +259,8 @@ int write_signed_data() {
     const Text version = table ? read_text(paths::kTableVersion) : Text();
     string_view lines = table ? table.get() : "";
     const string_view last_line = version ? version.get() : "";
-    // The unsigned byte must be the newline, otherwise a forger could choose it. Without a version, callers would use
-    // the version of the previous file.
+    // The last byte of the table is not signed. It must be the newline, otherwise a forger could choose it. Without a
+    // version, callers would use the version of the previous file.
     if (!lines.ends_with('\n') || last_line.empty()) {
         return log_and_return(QUILL_REG_TABLE_NOT_READ, "Failed to read the parsed file");
     }
@@ -362,7 +362,7 @@ bool replace_table(const char *path, const char *text) {
     const Descriptor file = quill::open_to_replace(path);
     if (!file) return false;
     if (quill::write_all(file.get(), text)) return true;
-    // Half a table would be taken for a whole one.
+    // Empties the file, because programs would take half a table for a whole one.
     (void)!ftruncate(file.get(), 0);
     return false;
 }
@@ -429,7 +429,7 @@ int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
     if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
     TemporaryFiles temporary(kFiles);
-    // The sections are not used. As for validation, the condition is only that the file can be split.
+    // The sections are not used. This function only checks that the file can be split.
     Sections sections;
     if (!split(in_path, temporary, sections))
         return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");

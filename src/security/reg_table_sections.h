@@ -36,8 +36,8 @@ inline const RegTableMarker *reg_table_marker(std::string_view line) {
 }
 
 // Calls take(section, line) for every line, once for each section that the line is in. The reader of the version and
-// the reader of the signed data both use this function: if only one of them took a line for content, a version could be
-// forged.
+// the reader of the signed data both use this function, so that no version can be forged. That would be possible if
+// only one of them took a line for content.
 template <typename Take>
 void read_reg_table(FILE *file, Take take) {
     char buffer[399];

@@ -31,7 +31,8 @@ constexpr uint8_t unscrambled(uint8_t scrambled) {
     return static_cast<uint8_t>(plain);
 }
 
-// The digit of a pair of the printable form selects a row; the pair then means factor * character + addend, modulo 256.
+// In the printable form, a pair is a digit and a character. The digit selects a row. The pair then means factor *
+// character + addend, modulo 256. append_pair() writes only the digits that are marked as written.
 struct PairClass {
     int factor;
     int addend;
@@ -50,8 +51,8 @@ constexpr PairClass kPairClasses[10] = {
     {0, 78},    // 9
 };
 
-// There is not enough room for two pairs. Compatibility: with a bigger buffer the form would be complete, which
-// programs do not expect.
+// The buffer has no room for two pairs. Compatibility: programs do not expect the complete form, which needs a bigger
+// buffer.
 constexpr size_t kPrintedSize = 4;
 
 void append_pair(char (&printed)[kPrintedSize], uint8_t byte) {
@@ -80,7 +81,7 @@ constexpr int kBadArgument = -1, kNothingToDo = -2, kMalformed = -3, kTooLong = 
 // How a delimiter is escaped in texts.
 struct Code {
     char delimiter, escape;
-    char after_escape;  // makes a pair for the delimiter
+    char after_escape;  // the second character of the delimiter's pair
     static constexpr char kSelf = 'Z';
 
     explicit constexpr Code(unsigned ch)

@@ -7,7 +7,7 @@
 
 // How it works
 //
-// There are three tables; a row's place in its table is its number.
+// There are three tables. A row's place gives its number: categories and bands count from 1, threat bits from 0.
 
 namespace {
 
@@ -142,7 +142,7 @@ int web_cc_get_cat_rep_id(int score) {
 }
 
 const char *ip_rep_threat_mask_string(uint32_t threat_mask) {
-    // Only the name of the lowest bit, even if several are set, because a log line has room for only one.
+    // Returns only the name of the lowest bit, even if several are set, because a log line has room for only one.
     const auto bit = static_cast<size_t>(std::countr_zero(threat_mask));
     return bit < std::size(kThreats) ? kThreats[bit] : "N/A";
 }

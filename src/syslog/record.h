@@ -17,7 +17,8 @@
 
 namespace quill {
 
-// The local time as the daemon expects it. It is calculated once a second, because reading the time zone is expensive.
+// The local time as the daemon expects it. The text is calculated once a second, because reading the time zone is
+// expensive.
 class LocalTime {
 public:
     // Held while the C library calculates the time. The C library uses a lock of its own for that, which could stay
@@ -64,8 +65,8 @@ public:
         text_.add(": ");
     }
 
-    // A message may not fit, be longer than printf can count, or have an argument without a text. Then it is marked,
-    // and the available part is kept.
+    // A message may be too long for the record or for printf, or have an argument that printf cannot convert. Then the
+    // message starts with a mark, and the part that printf has written is kept.
     [[gnu::format(printf, 2, 0)]] void add_message(const char *format, va_list arguments) {
         const ErrnoGuard errno_guard;  // for %m
         va_list once_more;
@@ -80,7 +81,8 @@ public:
         va_end(once_more);
     }
 
-    // The record in the form for each destination, valid until the next of these calls.
+    // These functions return the record in the form for each destination. The result is valid until the next of these
+    // calls.
     std::string_view for_daemon() { return ended({"", 1}, 0); }
     std::string_view for_standard_error() { return ended("\n", identity_); }
     std::string_view for_console() { return ended("\r\n", time_); }
@@ -88,7 +90,7 @@ public:
 private:
     // The text has room for a NUL; the console's line ending needs one byte more.
     static constexpr size_t kSize = 1024, kTextSize = kSize - 1;
-    // Shorter than what the header, the process id and the mark of a cut message leave of the buffer.
+    // The header, the process id and the mark of a cut message leave room for a longer identity than this.
     static constexpr size_t kLongestIdentity = 959;
 
     std::string_view ended(std::string_view ending, size_t start) {

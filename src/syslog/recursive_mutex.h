@@ -1,14 +1,14 @@
 // A recursive mutex that is ready before any code runs.
 //
 // POSIX has no static initialiser for a recursive mutex: glibc and uClibc have their own, musl has none. Initialising
-// it at run time needs a constructor or a check before every lock. A plain mutex can be initialised statically
-// everywhere, so this class adds recursion to one: it stores the thread that holds the mutex, and counts when that
-// thread locks again.
+// it at run time needs a constructor or a check before every lock. So this class adds recursion to a plain mutex, which
+// can be initialised statically everywhere. The class stores the thread that holds the mutex, and counts how often that
+// thread locks it.
 //
 // Reading owner_ without holding the mutex is safe, because a thread only compares it with its own name. A thread
-// stores its name after it locks, and clears it before it unlocks. So it reads its own name exactly while it holds the
-// mutex; any other value, however old, is another thread's. No thread is named pthread_t{}: on all three libraries the
-// name is the address of the thread's descriptor.
+// stores its name after it locks, and clears it before it unlocks. So a thread reads its own name only while it holds
+// the mutex. Any other value, however old, is not the name of this thread. No thread is named pthread_t{}: on all three
+// libraries the name is the address of the thread's descriptor.
 #pragma once
 
 #include <pthread.h>

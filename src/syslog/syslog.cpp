@@ -73,7 +73,7 @@ constinit Log state;
 constinit quill::RecursiveMutex lock;
 constinit quill::LocalTime local_time;
 
-// Read without the lock by setlogmask.
+// setlogmask reads the mask without the lock.
 constinit std::atomic<int> level_mask = kEveryLevel;
 
 // Set by the SIGPIPE handler when its thread does not hold the lock; the current or next holder then closes the
@@ -246,7 +246,8 @@ bool send_to_daemon(string_view record) {
     }
     const size_t whole = record.size();
     while (!record.empty()) {
-        // Sent without raising SIGPIPE: another thread of the program may have set an action for it in the meantime.
+        // MSG_NOSIGNAL prevents SIGPIPE, because another thread of the program may have set an action for it in the
+        // meantime.
         const ssize_t sent = send(state.socket, record.data(), record.size(), MSG_NOSIGNAL);
         if (sent >= 0) {
             record.remove_prefix(static_cast<size_t>(sent));

@@ -61,8 +61,8 @@ int read_typed_byte(const char **text) {
     return first * 16 + second;
 }
 
-// The value of a character in a strictly read group. Separators have values too: ':' is 10, and '-' is -3, whose low
-// bits are 13.
+// Returns the value of a character in a group that valid_mac() reads. Separators have values too: ':' is 10, and '-' is
+// -3, whose low four bits are 13.
 constexpr int strict_digit(char c) { return c >= 'A' ? quill::fold_case(c) - 'a' + 10 : c - '0'; }
 
 // --- IPv4 addresses
@@ -285,7 +285,8 @@ void fix_zero_and_all_1_ip_addr(int family) {
     all_1_ip_addr = make_either(family, ipv6_ones);
 }
 
-// --- arithmetic on address words. The prefixes only mark the byte orders that a caller mixes; they change nothing.
+// --- arithmetic on address words. The prefixes nh and nn only name the byte orders that a caller mixes. They do not
+// change the result.
 
 uint32_t nh_addl(uint32_t a, uint32_t b) { return a + b; }
 uint32_t nn_addl(uint32_t a, uint32_t b) { return a + b; }

@@ -99,7 +99,8 @@ bool read_groups(const char *text, uint16_t *out) {
     return true;
 }
 
-// The digits up to the end of the text; the empty text is 0.
+// Reads the digits up to the end of the text. An empty text gives 0. Returns false if the text has other characters or
+// the length is above 128.
 bool read_prefix_length(const char *text, uint16_t *length) {
     *length = static_cast<uint16_t>(quill::read_digits<quill::Overflow::kStops>(text, kLongestPrefix));
     return *text == '\0' && *length <= kLongestPrefix;
@@ -112,8 +113,8 @@ int set_bits(const T *words, size_t count) {
     return bits;
 }
 
-// Compares the whole first group. Compatibility: other addresses with the same ten-bit prefix never counted as of that
-// scope.
+// Compares the whole first group. Compatibility: other addresses with the same ten-bit prefix never counted as
+// link-local or site-local.
 bool begins_with_group(const ip_af_addr &address, uint16_t group) {
     return address.family == QUILL_AF_INET6 && quill::load_be<uint16_t>(address.addr) == group;
 }
@@ -136,8 +137,8 @@ char *quill::write_ipv6_groups(char *to, const uint16_t *groups) {
     return to;
 }
 
-// For addresses that begin with zeros, C libraries differ: in which of two equal runs "::" replaces, and in which
-// addresses end like IPv4 addresses. Only for these, this machine's C library is called.
+// Calls this machine's C library only for addresses whose first group is 0, because C libraries differ there. They
+// differ in which of two equal runs "::" replaces, and in which addresses end like IPv4 addresses.
 char *quill::write_ipv6(std::span<char> to, const uint8_t *address) {
     uint16_t groups[kGroups] = {};
     const uint8_t *at = address;
@@ -188,7 +189,7 @@ void ipv6_addr_incr(uint16_t *groups8) {
         memset(groups8, 0, kAddressSize);
         return;
     }
-    groups8[kGroups - 1]++;  // no carry: callers step through the hosts of one group, and must not leave it
+    groups8[kGroups - 1]++;  // no carry: callers step through the hosts of one group, and must not leave the group
 }
 
 int format_ipv6_with_colon(const char *hex32, char *out) {
@@ -226,7 +227,7 @@ int ipv6_wild2len(const char *text, uint16_t *plen) {
 void ipv6_plen_to_addr(uint32_t plen, uint8_t *mask16) {
     const size_t whole = std::min(plen, uint32_t{kLongestPrefix}) / 8;
     memset(mask16, 0xff, whole);
-    // The bytes after this one are the caller's. Compatibility: callers lay masks over their contents.
+    // The bytes after this one do not change. Compatibility: callers write masks over bytes that they have set before.
     if (whole < kAddressSize) mask16[whole] = static_cast<uint8_t>(0xff00 >> plen % 8);
 }
 

@@ -9,8 +9,9 @@
 
 // How it works
 //
-// One rule defines the separators of a name (next_separator). Two functions have rules of their own: splitting stops at
-// a full part, and escaping delays a backslash until its dot. Compatibility: programs rely on both.
+// One rule defines the separators of a name (next_separator). Two functions have rules of their own. fqln_crack() stops
+// at a full part. fqln_escape_dot() holds a backslash back until the next dot or backslash. Compatibility: programs
+// rely on both.
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr size_t kLongestDate = 10;
 
 const char *or_empty(const char *text) { return text ? text : ""; }
 
-// The first separator in name, or null.
+// Returns the first separator in name, or null.
 const char *next_separator(const char *name) {
     bool escaped = false;
     for (; *name; name++) {
@@ -30,7 +31,7 @@ const char *next_separator(const char *name) {
 }
 
 struct Part {
-    char *text;     // null: dropped
+    char *text;     // null if the caller does not want this part
     uint32_t room;  // characters that still fit, besides the NUL
 
     bool full() const { return text && room == 0; }
@@ -109,7 +110,7 @@ char *fqln_build(const char *part1, const char *part2, const char *part3, const 
     char escaped[FQLN_PART_SIZE + 1];
     const auto escape = [&](const char *part) { return fqln_escape_dot(part, escaped, FQLN_PART_SIZE); };
     // The sum is not the length so far: each append adds the whole length after it, so the sum grows faster.
-    // Compatibility: programs know the names that end early because of it.
+    // Compatibility: some names end early because of this sum, and programs know these names.
     size_t sum = quill::copy_text(out, size, escape(part1));
     for (const char *part : {part2, part3}) {
         if (sum >= size) return out;

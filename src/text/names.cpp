@@ -94,7 +94,7 @@ constexpr const char kTruePrefix[] = "enable";
 
 // --- walks
 
-// The first row for which matches(row) holds, or null.
+// Returns the first row for which matches(row) holds, or null.
 template <typename Row, size_t n, typename Matches>
 const Row *find(const Row (&rows)[n], Matches matches) {
     for (const Row &row : rows)
@@ -119,7 +119,7 @@ uint32_t level_of(Power power, Power PowerLevel::*up_to) {
 
 // --- text out
 
-// The size of all names, each with a comma; the last comma becomes the NUL.
+// Returns the size of all names, each with a comma. The NUL replaces the last comma.
 constexpr size_t encryption_text_size() {
     size_t size = 0;
     for (const Encryption &row : kEncryptions) size += std::string_view(row.name).size() + 1;
@@ -128,7 +128,7 @@ constexpr size_t encryption_text_size() {
 
 constinit quill::TextRing<2, 16> power_texts;  // the longest is "-214748368.0"
 
-// The tenths that printf's "%.1f" shows of tenths / 10 in single precision.
+// Returns the number of tenths that printf's "%.1f" shows for tenths / 10 in single precision.
 uint32_t shown_tenths(uint32_t tenths) {
     const float quotient = static_cast<float>(tenths) / 10.0f;
     const double exact = static_cast<double>(quotient) * 10.0;  // exact: 24 bits plus 4 fit a double

@@ -1,4 +1,4 @@
-// The result buffers of functions that return a text that the caller does not own. A ring has several buffers, so that
+// Result buffers for functions that return a text which the caller does not own. A ring has several buffers, so that
 // several results can be in one argument list, for instance of a log call. Each result lasts until the ring reuses its
 // buffer.
 #pragma once

@@ -12,8 +12,9 @@
 
 // How it works
 //
-// The characters that a rule allows or refuses are a ByteSet, a bitmap that the compiler fills: one look-up a
-// character, and no locale. A rule of the form "these characters only" is a set and all_in().
+// A ByteSet holds the characters that a rule allows or refuses. It is a bitmap that the compiler fills, so a check is
+// one look-up for each character, without a locale. A rule of the form "these characters only" calls all_in() with a
+// set.
 
 namespace {
 

@@ -23,7 +23,7 @@ constinit void *data_area = nullptr;
 constinit uint32_t data_area_size = 0;
 
 constexpr int kTypeSize = 2;    // bytes of a record's type
-constexpr int kLengthSize = 2;  // and of the length that every standard handler writes
+constexpr int kLengthSize = 2;  // bytes of the length that every standard handler writes
 constexpr int kNumberSize = 4;
 
 void make_table_current() {
@@ -61,8 +61,8 @@ bool get_length(void *wire, int remaining, uint16_t &length) {
     return length <= remaining - kLengthSize;
 }
 
-// Returns whether a standard handler can do op for row, which must have storage. An op that is unknown to all handlers
-// is a fault of the program.
+// Returns whether a standard handler can do op for row, which must have storage. An op that no handler knows is a fault
+// of the caller, and ends the program.
 bool can(int op, const tlv_row *row) {
     if (op < TLV_ENCODE || op > TLV_SET) abort();
     return row->storage != nullptr;
@@ -88,7 +88,7 @@ int number_handler(int op, void *wire, int remaining, const void *value, tlv_row
     }
 }
 
-// Stores a text that leaves room for its NUL.
+// Stores the text. Returns false if the text leaves no room for a NUL.
 bool store_text(tlv_row &row, const void *text, size_t length) {
     if (length >= row.size) return false;
     memset(row.storage, 0, row.size);

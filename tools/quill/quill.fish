@@ -1,4 +1,4 @@
-# Completion for fish. The program tells what can follow the words before the cursor.
+# Completion for fish. The program prints what can follow the words before the cursor.
 function __quill_choices
     set -l choices (quill --complete (commandline -opc)[2..-1] 2>/dev/null)
     string match -q -- '-*' (commandline -ct); or set choices (string match -v -- '-*' $choices)

@@ -1,5 +1,5 @@
 #compdef quill
-# Completion for zsh. The program tells what can follow the words before the cursor.
+# Completion for zsh. The program prints what can follow the words before the cursor.
 local -a choices=(${(f)"$(quill --complete ${words[2,CURRENT-1]} 2>/dev/null)"})
 [[ $PREFIX == -* ]] || choices=(${choices:#-*})
 choices=("${choices[@]/$'\t'/:}")
