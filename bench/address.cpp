@@ -1,4 +1,4 @@
-// Addresses to text, and back.
+// Converts addresses to text, and texts to addresses.
 #include <arpa/inet.h>
 #include <netinet/ether.h>
 #include <quill/address.h>
@@ -24,7 +24,7 @@ Mac mac(uint32_t i) {
     return m;
 }
 
-// Half of the addresses have a long run of zeros, as most addresses in use.
+// Half of the addresses have a long run of zeros, as most addresses in real networks have.
 std::array<uint8_t, 16> ipv6(uint32_t i) {
     std::array<uint8_t, 16> address = {0x20, 0x01, 0x0d, 0xb8};
     for (size_t k = i % 2 ? 4 : 12; k < 16; k++) address[k] = static_cast<uint8_t>(bench::scatter(i + 16 * k) | 0x11);
@@ -37,8 +37,8 @@ uint64_t sum(const char *text) {
     return digest;
 }
 
-// Does work for each address, into the same few bytes. The digest covers two characters of each answer, and the last
-// answer.
+// Converts each address into the same few bytes. The digest includes two characters of each result, and the whole last
+// result.
 template <typename Address, typename Convert>
 void add_to_text(const char *row, const char *contender, Address make, Convert convert) {
     bench::add(std::string("address text: ") + row, contender, 0, kAddresses, [=] {
@@ -57,7 +57,7 @@ void add_to_text(const char *row, const char *contender, Address make, Convert c
     });
 }
 
-// The answer is a number.
+// Adds a row that converts texts. Each conversion returns a number.
 template <typename Address, typename Print, typename Convert>
 void add_from_text(const char *row, const char *contender, Address make, Print print, Convert convert) {
     bench::add(std::string("address text: ") + row, contender, 0, kAddresses, [=] {
@@ -114,7 +114,7 @@ const bool added = [] {
 
     add_to_text("IPv4 to text", "quill", ip, [](uint32_t address, char *) { return ip_to_str(address); });
     add_to_text("IPv4 to text", "snprintf", ip, [](uint32_t address, char *to) {
-        const auto *byte = reinterpret_cast<const uint8_t *>(&address);  // it is in network order
+        const auto *byte = reinterpret_cast<const uint8_t *>(&address);  // the address is in network order
         snprintf(to, 16, "%u.%u.%u.%u", byte[0], byte[1], byte[2], byte[3]);
         return to;
     });

@@ -1,4 +1,5 @@
-// The codec: writes a message of twelve elements from a structure and reads it back; and 64 KiB of opaque data.
+// The codec: writes a message of twelve elements from a structure, and reads the message. Other rows write and read 64
+// KiB of opaque data.
 #include <benchmark/benchmark.h>
 #include <msgpack.h>
 #include <pb_decode.h>
@@ -293,7 +294,7 @@ void add_codec(const char *contender, const char *checks) {
             size_t length = 0;
             for (uint32_t i = 0; i < kMessages; i++) {
                 event.sequence = i;
-                benchmark::DoNotOptimize(event);  // else inlined writers would get constants
+                benchmark::DoNotOptimize(event);  // otherwise the compiler would pass constants to inlined writers
                 length = codec->write(event, buffer->data());
                 benchmark::ClobberMemory();
             }
@@ -310,7 +311,7 @@ void add_codec(const char *contender, const char *checks) {
             Event event = {};
             for (size_t i = 0; i < kMessages; i++) {
                 codec->read(buffer->data(), buffer->size(), event);
-                benchmark::DoNotOptimize(event);  // all of it is used
+                benchmark::DoNotOptimize(event);  // so that the compiler keeps all of its fields
             }
             return digest(event);
         }};

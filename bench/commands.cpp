@@ -1,4 +1,4 @@
-// Commands: starts /bin/true and waits for it, in a process with little memory and in one with much.
+// Commands: starts /bin/true and waits for it, in a process with 16 MiB of memory and in one with 1 GiB.
 #include <quill/command.h>
 #include <quill/pipe.h>
 #include <spawn.h>

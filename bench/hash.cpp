@@ -1,6 +1,6 @@
 // Hash tables: four kinds of keys, four kinds of work, three loads (elements a bucket). std::unordered_map gets the
-// same load, and keeps its buckets from one run to the next like ours; GLib's and uthash's tables choose their own, and
-// grow.
+// same load as the library, and also keeps its buckets from one run to the next. The tables of GLib and uthash choose
+// their own load, and grow.
 #include <glib.h>
 #include <quill/address.h>
 #include <quill/hash.h>
@@ -22,8 +22,8 @@ namespace {
 
 using Mac = std::array<uint8_t, 6>;
 
-// --- the kinds of keys: how they are made, and how people who use the other tables hash them. A hash that is noexcept
-// is not kept in std::unordered_map's nodes, which are then smaller; that of texts is dear, and kept as for
+// --- the kinds of keys: how they are made, and how users of the other tables hash them. std::unordered_map does not
+// store a noexcept hash in its nodes, which are then smaller. The hash of a text takes long, so it is stored, as for
 // std::string.
 
 struct Words {
@@ -53,7 +53,7 @@ struct Macs {
     static int remove(sHash *t, const Key &k) { return HashMacRemove(t, k.data()); }
     struct Hash {
         size_t operator()(const Key &k) const noexcept {
-            uint32_t low;  // two loads: a copy into one word would wait for its store
+            uint32_t low;  // read with two loads, because a copy into one word would wait for its store
             uint16_t high;
             memcpy(&low, k.data(), sizeof low);
             memcpy(&high, k.data() + sizeof low, sizeof high);
@@ -150,7 +150,7 @@ private:
     std::unordered_map<typename Kind::Key, uint32_t, typename Kind::Hash> map_;
 };
 
-// Users of GHashTable keep words in the pointer, and other keys in records of their own.
+// Users of GHashTable store words in the key pointer, and copy other keys to the heap.
 template <typename Kind>
 class GLib {
 public:
@@ -246,7 +246,8 @@ private:
     Entry *entries_ = nullptr;
 };
 
-// The library's algorithm for texts, written out in the loop: a hash like Pearson's, of eight bits, and chains.
+// The library's algorithm for texts, written in the benchmark itself so that it is inlined: a hash like Pearson's, of
+// eight bits, and chains.
 template <typename Kind>
 class WrittenOut {
 public:
@@ -306,7 +307,7 @@ private:
 
 template <typename Kind, template <typename> class Table>
 struct Bed {
-    std::vector<typename Kind::Key> keys, absent;  // in the order of insertion; and keys that are absent
+    std::vector<typename Kind::Key> keys, absent;  // keys in the order of insertion, and keys that are not in the table
     std::vector<uint32_t> order;
     size_t n;
     double load;
@@ -373,7 +374,7 @@ const bool added = [] {
         }
         add_kind<Texts>(256, load, title);
     }
-    // A process has room for 100,000 elements at most, so growth is not shown beyond 100,000.
+    // A process can have at most 100,000 elements, so there are no rows with more.
     for (const size_t n : {100u, 10000u}) add_kind<Words>(n, 1, ", load 1");
     return true;
 }();

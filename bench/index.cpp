@@ -1,4 +1,4 @@
-// The index table: indices of 1 … n, of which few or nearly all are taken.
+// The index table, with the indices 1 … n. Few of them, or nearly all of them, are taken.
 #include <quill/idx_table.h>
 
 #include <bit>
@@ -63,7 +63,7 @@ private:
     std::vector<bool> taken_;
 };
 
-// The same, a word at a time.
+// The same scan, one word at a time.
 class Words {
 public:
     explicit Words(uint32_t n) : taken_(n / 64 + 1) {
@@ -91,7 +91,7 @@ private:
     std::vector<uint64_t> taken_;
 };
 
-constexpr size_t kTurns = 8;  // indices taken and freed in one run
+constexpr size_t kTurns = 8;  // number of indices that one run takes and frees
 
 template <typename Table>
 void add_table(const char *contender, uint32_t n) {

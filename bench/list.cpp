@@ -110,7 +110,7 @@ void add_list(const char *contender, size_t n) {
     });
 }
 
-// The same walk by the range of C++.
+// Does the same walk by a range-based for of quill/quill.hpp.
 void add_range(size_t n) {
     bench::add("list: walk", "quill, in C++", n, n, [n] {
         auto list = std::make_shared<quill::list<void>>();

@@ -1,7 +1,7 @@
 // usage: quill_bench [--list | --check | --instructions] [PATTERN] [options of Google Benchmark]
-// PATTERN, as of a shell, keeps the titles that match: "hash table: *|quill|1000". Registers every row, checks that all
-// contenders of a row give the same answers, and has Google Benchmark time them. With --instructions it does each work
-// once between two dumps of callgrind, which it must be run under.
+// PATTERN is a pattern as in a shell, and selects the titles that match: "hash table: *|quill|1000". The program
+// registers every row, checks that all contenders of a row give the same results, and times them with Google Benchmark.
+// With --instructions, it must run under callgrind, and does each work once between two dumps.
 #include <benchmark/benchmark.h>
 #include <fnmatch.h>
 #include <sched.h>
@@ -35,8 +35,8 @@ uint64_t once(const bench::Work &work) {
     return work.run();
 }
 
-// Returns the number of runs between two readings of the clock, as reading the clock takes as long as a short run. It
-// is 1 if something is done before each run, because that is not timed.
+// Returns how many runs are timed together. There are several, because reading the clock takes as long as a short run.
+// Returns 1 if each run needs a preparation, because the preparation is not timed.
 size_t runs_at_once(const bench::Work &work) {
     using Clock = std::chrono::steady_clock;
     if (work.before) return 1;
@@ -65,9 +65,9 @@ void time_contender(benchmark::State &state, const Contender &contender) {
         benchmark::Counter(operations * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-// A peer must do the same work as the library.
+// Returns whether all contenders of each row give the same digest: a peer must do the same work as the library.
 bool agree(size_t largest) {
-    std::map<std::string, size_t> smallest;  // tried in any case
+    std::map<std::string, size_t> smallest;  // the smallest n of each row, which is always tested
     for (const Contender &c : contenders()) {
         size_t &n = smallest.try_emplace(c.row, c.n).first->second;
         n = std::min(n, c.n);
@@ -87,8 +87,8 @@ bool agree(size_t largest) {
     return same;
 }
 
-// Only the library's rows are counted. Rows that wait for other processes are not, and neither are rows that take
-// minutes under callgrind.
+// Instructions are counted only for the library's rows. Rows that wait for other processes, and rows that take minutes
+// under callgrind, are left out.
 bool is_countable(const Contender &c) {
     for (const char *family : {"commands:", "syslog:", "multi-criteria search:"})
         if (c.row.starts_with(family)) return false;
@@ -145,7 +145,7 @@ int main(int argc, char **argv) {
     }
     stay_on_this_cpu();
     if (instructions) return count_instructions(), 0;
-    if (check) return agree(1000) ? 0 : 1;  // what is larger, when it is timed
+    if (check) return agree(1000) ? 0 : 1;  // larger rows are checked when they are timed
     if (!agree(SIZE_MAX)) return 1;
     for (const Contender &c : contenders())
         benchmark::RegisterBenchmark(c.title().c_str(), [&c](benchmark::State &state) {

@@ -1,4 +1,4 @@
-// The object pool: takes 1,000 objects of 48 bytes and gives them back, in three orders.
+// The object pool: allocates 1,000 objects of 48 bytes and frees them, in three orders.
 #include "hash/object_pool.h"
 
 #include <glib.h>
@@ -15,7 +15,7 @@ constexpr size_t kObjects = 1000, kSize = 48;
 
 struct Quill {
     quill::Mpool *pool = shared();
-    // Pools are never freed, so the rounds share one.
+    // All rounds use one pool, because pools are never freed.
     static quill::Mpool *shared() {
         static quill::Mpool *const pool = quill::mpool_create(kSize, 512, 8, 100000, "bench");
         return pool;
@@ -47,7 +47,7 @@ void add_pool(const char *contender, const char *work, const std::vector<uint32_
         return bench::Work{[pool, order, objects = std::vector<void *>(kObjects)]() mutable -> uint64_t {
             uint32_t number = 0;
             for (void *&object : objects) *static_cast<uint32_t *>(object = pool->take()) = number++;
-            uint64_t digest = 0;  // two objects at one address would change it
+            uint64_t digest = 0;  // two objects at the same address would change the digest
             for (const uint32_t i : order) {
                 digest = digest * 31 + *static_cast<const uint32_t *>(objects[i]);
                 pool->give(objects[i]);

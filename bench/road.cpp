@@ -1,5 +1,6 @@
-// The whole road: 1,000,000 events of a log are sent to a receiver. 400 stations come, come again and leave. At the end
-// all have left, so each run starts like the first one. The row with 1,000 events is for counting instructions.
+// The whole road: 1,000,000 events of a log become messages. 400 stations associate, associate again and disassociate.
+// At the end, all stations are disassociated, so each run starts like the first one. The row with 1,000 events is for
+// counting instructions.
 #include "road.h"
 
 #include <cstdio>

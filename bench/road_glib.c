@@ -1,4 +1,4 @@
-/* The placement example's daemon as its author would write it with GLib and msgpack-c. */
+/* The daemon of the placement example, as a programmer would write it with GLib and msgpack-c. */
 #include "road.h"
 
 #include <glib.h>

@@ -1,4 +1,4 @@
-/* The placement example's daemon itself, with a sum in place of its socket. */
+/* The daemon of the placement example. In place of sending a message, it adds the message's values to a sum. */
 #define _GNU_SOURCE
 #include <sys/socket.h>
 

@@ -1,5 +1,5 @@
-// The multi-criteria search: of 100,000 stations, those on one VLAN whose name holds a text, sorted by site and rate, a
-// page of 50.
+// The multi-criteria search: filters 100,000 stations by VLAN and by a text in the name, sorts them by site and rate,
+// and returns a page of 50.
 #include <quill/smss.h>
 #include <sqlite3.h>
 
@@ -22,7 +22,7 @@ struct Station {
 const std::vector<Station> &stations() {
     static const std::vector<Station> all = [] {
         std::vector<Station> made(kStations);
-        const auto rates = bench::shuffled(kStations);  // all different, so only one order is right
+        const auto rates = bench::shuffled(kStations);  // all rates are different, so only one order is correct
         for (uint32_t i = 0; i < kStations; i++) {
             Station &s = made[i];
             s.id = i + 1;
@@ -133,7 +133,7 @@ private:
     sqlite3_stmt *page_;
 };
 
-// The library's users get a new page each time; the rows of a database stay, so it is filled once.
+// The database is filled once, because its rows stay. A program with the library makes a new search for each page.
 Sqlite &database(bool indexed) {
     static Sqlite plain(false), with_index(true);
     return indexed ? with_index : plain;

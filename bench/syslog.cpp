@@ -1,4 +1,4 @@
-// The system log: records to a reader of datagrams at /dev/log of a private device.
+// The system log: sends records to a thread that reads datagrams at /dev/log of a private device.
 #include <dlfcn.h>
 #include <quill/syslog.h>
 #include <sched.h>
@@ -28,7 +28,7 @@ void use_every_cpu() {
 
 std::atomic<uint64_t> received;
 
-// Returns false if this process can have no namespace of its own, or no folder for its socket.
+// Returns false if this process cannot enter its own namespace, or cannot bind the socket there.
 bool start_reader() {
     if (!quill::test::enter_private_device().empty()) return false;
     const int reader = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -49,7 +49,7 @@ struct Client {
     Syslog log;
 };
 
-// The library has replaced the names. The C library's functions are the next ones of these names.
+// Returns a function of the C library, because the library's functions replace those of the same names.
 template <typename Function>
 Function of_the_c_library(const char *name) {
     static void *const libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
@@ -81,7 +81,7 @@ void add_client(const char *contender, const std::function<Client()> &make_clien
             exit(1);
         }
         const Client client = make_client();
-        client.close();  // opened again while connected, the library's loses its next message
+        client.close();  // if the library's client were opened again while connected, the next message would be lost
         client.open("placementd", LOG_PID, LOG_DAEMON);
         return bench::Work{[log = client.log, threads]() -> uint64_t {
             const uint64_t before = received;

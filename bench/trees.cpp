@@ -1,5 +1,5 @@
-// Search trees. The nodes are in one array for every contender that takes its nodes from its caller; the others
-// allocate them.
+// Search trees. If the caller of a tree provides the nodes, they are in one array. The other trees allocate their
+// nodes.
 #include <glib.h>
 #include <quill/btree.h>
 #include <quill/rbtree.h>
@@ -218,7 +218,7 @@ private:
     btree *root_ = nullptr;
 };
 
-// The library's algorithm for trees that are not balanced, written out in the loop.
+// The library's algorithm for trees that are not balanced, written in the benchmark itself so that it is inlined.
 template <typename Kind>
 class WrittenOut {
 public:
@@ -240,7 +240,7 @@ public:
     bool remove(uint32_t i) {
         Node **place = place_of(i), *node = *place;
         if (!node) return false;
-        if (node->child[0] && node->child[1]) {  // the next key takes its place
+        if (node->child[0] && node->child[1]) {  // move the next key into this node
             Node **next = &node->child[1];
             while ((*next)->child[0]) next = &(*next)->child[0];
             node->key = (*next)->key;

@@ -38,8 +38,8 @@ struct VmapFree {
 };
 using Vmap = std::unique_ptr<vmap, VmapFree>;
 
-// The digest tests some ids, each of which is absent from one set. That shows how a text was read, and takes little
-// time.
+// The digest includes only some ids, so it takes little time. Each of these ids is absent from one of the sets, so the
+// digest shows a text that was read wrongly.
 constexpr unsigned kSamples[] = {3, 501, 1000, 4000};
 uint64_t sample(const vmap *map) {
     uint64_t found = 0;
@@ -93,7 +93,7 @@ void add_texts(const Set &set) {
     });
 }
 
-// --- sets, against std::bitset where it has the operation and a plain loop where not
+// --- sets, compared with std::bitset if it has the operation, else with a plain loop
 
 using Bits = std::bitset<4096>;
 
@@ -104,7 +104,7 @@ Bits bits_of(const char *text) {
     return bits;
 }
 
-constexpr size_t kTurns = 20000;  // even, because inverting a set twice restores it
+constexpr size_t kTurns = 20000;  // an even number, because two inversions restore a set
 
 struct Pair {
     const char *name, *a, *b;
@@ -135,7 +135,7 @@ void add_pair(const Pair &pair, const char *work, std::function<int(vmap **, con
     });
 }
 
-// The first set is changed. The second is another set, or an equal one for the comparison of equal sets.
+// Each operation changes the first set. The second set is another one, except in the comparison of equal sets.
 void add_sets(const Set &set, const Set &other) {
     const Pair pair = {set.name, set.text.c_str(), other.text.c_str()}, alike = {set.name, pair.a, pair.a};
     const auto compare = [](vmap **a, const vmap *b) { return vmap_compare(*a, b) == 0; };

@@ -1,4 +1,4 @@
-# The certificates that are compiled in, as numbers for C++: NAME_certificate.inc in the build folder.
+# Writes the certificates that are compiled in as numbers for C++, to NAME_certificate.inc in the build folder.
 set(development_authority ${PROJECT_SOURCE_DIR}/src/security/development_authority)
 set(QUILL_PARENT_CERTIFICATE ${development_authority}/parent.der CACHE FILEPATH
   "DER file of the authority that issues the certificates with which regulatory tables are signed")
@@ -9,7 +9,7 @@ function(quill_certificate name file)
   file(READ "${file}" bytes HEX)
   string(LENGTH "${bytes}" digits)
   math(EXPR size "${digits} / 2")
-  # A sequence (30) with its length in two bytes (82), as certificates of 260 bytes to 64 KiB begin.
+  # Certificates of 260 bytes to 64 KiB begin with a sequence (30) whose length has two bytes (82).
   string(SUBSTRING "${bytes}00000000" 0 4 start)
   string(SUBSTRING "${bytes}00000000" 4 4 length)
   math(EXPR whole "0x${length} + 4")

@@ -1,5 +1,5 @@
-# Installs the libraries, the headers, and the files by which CMake's find_package(quill) and pkg-config find them. No
-# file contains the prefix, so a staging folder works where it is, and also after it was moved.
+# Installs the libraries, the headers, and the files with which CMake's find_package(quill) and pkg-config find them. No
+# file contains the prefix, so programs can be built with a staging folder, also after it was moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill quill_static EXPORT quill
@@ -8,7 +8,8 @@ install(TARGETS quill quill_static EXPORT quill
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/quill DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN
   *.h PATTERN *.hpp)
-# gdb looks below share/gdb/auto-load for the whole path of a shared object, which is known at the installation.
+# gdb looks in share/gdb/auto-load for a file under the whole path of the shared object. This path is known only at the
+# installation.
 install(CODE "
   set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
   cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" OUTPUT_VARIABLE libraries)
@@ -36,7 +37,7 @@ install(FILES ${PROJECT_BINARY_DIR}/quillConfig.cmake ${PROJECT_BINARY_DIR}/quil
   DESTINATION ${package_folder} COMPONENT development)
 install(EXPORT quill NAMESPACE quill:: FILE quillTargets.cmake DESTINATION ${package_folder} COMPONENT development)
 
-# Folders as seen from quill.pc, or as they are where a packager gives whole paths.
+# The folders are relative to quill.pc, or absolute if a packager gives absolute paths.
 set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 foreach(kind LIBDIR INCLUDEDIR)
   if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
@@ -51,7 +52,7 @@ else()
   string(REGEX REPLACE "[^/]+" ".." up "${pc_folder}")
   set(pc_prefix "\${pcfiledir}/${up}")
 endif()
-# Programs of the archive are also linked with the platform's object pool, a library that is found by its name.
+# A program that is linked with the archive must also be linked with the platform's object pool library, by its name.
 set(pc_mpool "")
 if(QUILL_PLATFORM_MPOOL)
   cmake_path(GET QUILL_PLATFORM_MPOOL STEM pc_mpool)

@@ -1,6 +1,6 @@
 # How everything in the project is compiled: interface targets for all code (quill_build), for the library's C++
 # (quill_no_runtime), and for the library and what ships with it (quill_hardening). Their flags come after
-# CMAKE_<LANG>_FLAGS and win: a packager with hardening flags of his own sets QUILL_HARDENING=OFF.
+# CMAKE_<LANG>_FLAGS, and so override them. A packager who has other hardening flags sets QUILL_HARDENING=OFF.
 include(CheckCXXCompilerFlag)
 include(CheckCSourceCompiles)
 
@@ -28,7 +28,7 @@ elseif(QUILL_LTO AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(QUILL_LTO OFF)
 endif()
 
-# Sanitizers alone, for code of others that is built along (GoogleTest).
+# Only the sanitizers, for code of other projects that is part of the build (GoogleTest).
 add_library(quill_sanitize INTERFACE)
 if(QUILL_SANITIZE)
   target_compile_options(quill_sanitize INTERFACE
@@ -48,7 +48,7 @@ if(QUILL_COVERAGE)
   target_link_options(quill_build INTERFACE --coverage)
 endif()
 
-# Switches off all that needs the C++ run-time library, also where a packager switches it on for everything.
+# Switches off every feature that needs the C++ run-time library, even if a packager's flags switch it on.
 add_library(quill_no_runtime INTERFACE)
 target_compile_options(quill_no_runtime INTERFACE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -U_GLIBCXX_ASSERTIONS)
@@ -67,7 +67,7 @@ function(quill_harden flag)
 endfunction()
 
 quill_harden(-fstack-protector-strong)
-if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")  # see src/CMakeLists.txt
+if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")  # src/CMakeLists.txt has the reason
   quill_harden(-fstack-clash-protection)
 endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")

@@ -3,7 +3,8 @@
 if(NOT EXISTS "${QUILL_SYSROOT}/usr/lib/libgtest.a")
   message(FATAL_ERROR "QUILL_SYSROOT has no GoogleTest: scripts/device-cxx DIR adds it")
 endif()
-# GCC takes libc++'s vector of pointers for an array of one when it is optimised for size.
+# Without -Wno-array-bounds, GCC gives a false warning when it optimises for size: it treats libc++'s vector of pointers
+# as an array of one element.
 set(CMAKE_CXX_FLAGS "${_machine} -Wno-psabi -Wno-array-bounds -fno-exceptions -nostdinc -nostdinc++ -isystem \"${CMAKE_CURRENT_LIST_DIR}/musl-libc++\" -isystem \"${QUILL_SYSROOT}/usr/include/c++/v1\" ${_c_include}")
 add_library(libcxx INTERFACE)
 target_link_options(libcxx INTERFACE -nodefaultlibs)

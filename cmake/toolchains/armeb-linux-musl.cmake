@@ -1,6 +1,5 @@
-# 32-bit big-endian ARM Linux with musl: the library's own target.
-# The system root comes from scripts/device-root; say where it is with
-# -DQUILL_SYSROOT=DIR or in the environment variable QUILL_SYSROOT.
+# 32-bit big-endian ARM Linux with musl: the library's own target. scripts/device-root makes the system root. Set its
+# folder with -DQUILL_SYSROOT=DIR or in the environment variable QUILL_SYSROOT.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armeb)
 
@@ -15,7 +14,7 @@ get_filename_component(QUILL_SYSROOT "${QUILL_SYSROOT}" ABSOLUTE)
 
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-# there is no C++ run-time library for this target: nothing C++ can be linked as a program
+# C++ programs cannot be linked, because there is no C++ run-time library for this target
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 execute_process(COMMAND ${CMAKE_C_COMPILER} -print-file-name=include

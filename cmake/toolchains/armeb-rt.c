@@ -1,8 +1,6 @@
-/* The few routines of the ARM run-time ABI that a compiler calls on a 32-bit
- * ARM with VFPv4 and hardware division, for big-endian code. Debian's cross
- * compilers ship them for little-endian code only. Every symbol is hidden, so
- * a shared object that links this file exports none of it.
- */
+/* The routines of the ARM run-time ABI that a compiler calls on a 32-bit ARM with VFPv4 and hardware division, for
+ * big-endian code. Debian's cross compilers have these routines only for little-endian code. Every symbol is hidden, so
+ * a shared object that is linked with this file exports none of them. */
 typedef unsigned int u32;
 typedef int s32;
 typedef unsigned long long u64;
@@ -64,8 +62,8 @@ RT s64 __armeb_divmod(s64 n, s64 d, s64 *rem)
 DIVMOD(__aeabi_uldivmod, __armeb_udivmod)
 DIVMOD(__aeabi_ldivmod, __armeb_divmod)
 
-/* 64-bit integer to floating point: these follow the base ABI (soft-float
- * registers), whatever the float ABI of the program */
+/* 64-bit integer to floating point. These functions use the base ABI (soft-float registers), whatever the float ABI of
+ * the program is. */
 #define BASE __attribute__((pcs("aapcs")))
 
 static inline double hi_lo(double hi, u32 lo) { return hi * 4294967296.0 + (double)lo; }
@@ -75,8 +73,8 @@ RT BASE double __aeabi_l2d(s64 x) { return hi_lo((double)(s32)(x >> 32), (u32)x)
 
 static inline float ul2f(u64 x)
 {
-	/* keep what a double holds exactly; fold the rest into a sticky bit,
-	 * so that the conversion to float rounds once */
+	/* keep the bits that a double can hold exactly, and combine the rest into one sticky bit; so only the conversion to
+	 * float rounds */
 	if (x >> 53)
 		x = (x & ~(u64)0x7ff) | ((x & 0x7ff) ? 0x800 : 0);
 	return (float)hi_lo((double)(u32)(x >> 32), (u32)x);
@@ -98,7 +96,7 @@ RT BASE s64 __aeabi_d2lz(double d) { return d2lz(d); }
 RT BASE u64 __aeabi_f2ulz(float f) { return f > 0 ? d2ulz(f) : 0; }
 RT BASE s64 __aeabi_f2lz(float f) { return d2lz(f); }
 
-/* bit counting, which GCC leaves to the run-time library */
+/* bit counting: GCC calls these functions of the run-time library */
 RT int __popcountsi2(u32 x)
 {
 	x -= (x >> 1) & 0x55555555u;
@@ -108,8 +106,8 @@ RT int __popcountsi2(u32 x)
 RT int __popcountdi2(u64 x) { return __popcountsi2((u32)(x >> 32)) + __popcountsi2((u32)x); }
 RT int __ctzdi2(u64 x) { return (u32)x ? __builtin_ctz((u32)x) : 32 + __builtin_ctz((u32)(x >> 32)); }
 
-/* complex multiplication, for the C library's own complex functions only:
- * without the recovery of infinities that ISO C Annex G describes */
+/* complex multiplication, for the C library's own complex functions only. It does not recover infinities as ISO C Annex
+ * G describes. */
 RT float _Complex __mulsc3(float a, float b, float c, float d)
 {
 	return __builtin_complex(a * c - b * d, a * d + b * c);

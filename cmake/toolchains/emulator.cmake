@@ -1,7 +1,8 @@
-# run_under(QEMU ROOT): programs of the target run under this emulator, with the target's libraries below ROOT.
+# run_under(QEMU ROOT) runs programs of the target under this emulator, with the target's libraries in ROOT.
 #
-# A program of several threads that forks could wait for ever in its child: the emulator takes memory from GLib's slice
-# allocator, whose lock another of its threads may hold at the fork. malloc's locks survive a fork.
+# Without G_SLICE, a program with several threads that forks could wait for ever in its child. The emulator allocates
+# memory with GLib's slice allocator, and another of its threads may hold that allocator's lock at the fork. malloc's
+# locks are safe after a fork.
 macro(run_under qemu root)
   set(CMAKE_CROSSCOMPILING_EMULATOR env G_SLICE=always-malloc ${qemu} -L "${root}")
 endmacro()

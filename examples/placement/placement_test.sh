@@ -1,13 +1,13 @@
 #!/bin/sh
-# placement_test.sh CASE PLACEMENTD PLACEMENT_TABLE [EMULATOR...]: one test of the two programs, by name. The emulator
-# is the command that runs programs of the machine they were built for. Exit status 0, 1, or 77 when something is
+# placement_test.sh CASE PLACEMENTD PLACEMENT_TABLE [EMULATOR...]: runs the test CASE of the two programs. EMULATOR is
+# the command that runs programs of their machine. Exit status: 0 the test passed, 1 it failed, 77 a needed program is
 # missing.
 set -u
 case=$1 placementd=$2 table=$3
 shift 3
 emulator="$*"
 here=$(cd "$(dirname "$0")" && pwd)
-dir=$(mktemp -d /tmp/placement.XXXXXX) || exit 1 # directly in /tmp: a socket's path has at most 107 bytes
+dir=$(mktemp -d /tmp/placement.XXXXXX) || exit 1 # directly in /tmp, because a socket's path has at most 107 bytes
 receiver=
 trap '[ -z "$receiver" ] || kill "$receiver" 2>/dev/null; rm -rf "$dir"' EXIT
 cd "$dir" || exit 1
@@ -25,7 +25,7 @@ fail() {
     exit 1
 }
 
-run() { # words of the emulator hold no blanks; the programs' paths may
+run() { # words of the emulator have no blanks; the paths of the programs may have some
     # shellcheck disable=SC2086
     $emulator "$@"
 }
@@ -33,12 +33,12 @@ run() { # words of the emulator hold no blanks; the programs' paths may
 start_table() {
     LC_ALL=${locale:-C}
     # shellcheck disable=SC2086
-    (exec $emulator "$table" --listen s "$@" >out 2>err) & # exec: a kill must meet the program, not a shell
+    (exec $emulator "$table" --listen s "$@" >out 2>err) & # exec, so that kill ends the program and not a shell
     LC_ALL=C
     receiver=$!
 }
 
-end_table() { # end_table STATUS: the receiver ends by itself, with that
+end_table() { # end_table STATUS: waits until the receiver ends by itself, and expects STATUS
     wait "$receiver"
     status=$?
     receiver=
@@ -53,7 +53,7 @@ place() { # place STATUS ARGUMENT...
     [ "$status" -eq "$expected" ] || fail "placementd: exit status $status, expected $expected"
 }
 
-day() { # day STATUS ARGUMENT...: one log, figures in the file figures; the receiver's status
+day() { # day STATUS ARGUMENT...: runs both programs, with the figures in the file figures; STATUS is the receiver's
     want=$1
     shift
     start_table --rows none --figures figures ${dump:+--dump "$dump"}
@@ -61,7 +61,7 @@ day() { # day STATUS ARGUMENT...: one log, figures in the file figures; the rece
     end_table "$want"
 }
 
-expect() { # expect FILE TEXT...: each is in the file
+expect() { # expect FILE TEXT...: fails unless each text is in the file
     file=$1
     shift
     for text; do
@@ -69,14 +69,14 @@ expect() { # expect FILE TEXT...: each is in the file
     done
 }
 
-recounted() { # recounted POLICY POOL AVOID LOG: the figures are those of an independent count
+recounted() { # recounted POLICY POOL AVOID LOG: compares the figures with those of recount.awk
     awk -v policy="$1" -v pool="$2" -v avoid="$3" -f "$here/recount.awk" "$4" >recount || fail "awk failed"
     sed 1,3d figures >counted
     diff recount counted >out || fail "recount (<) and placement-table (>) differ"
     expect figures "refused 0"
 }
 
-refused() { # refused EVENTS TEXT...: one message was, for that reason, and all others were decoded
+refused() { # refused EVENTS TEXT...: expects one message refused with TEXT, and EVENTS decoded
     expect figures "refused 1" "decoded $1"
     shift
     expect err "$@"
@@ -142,7 +142,7 @@ damaged-value)
     refused "$events" "refused at offset 22: the value is not allowed here" "expected u32 (vlan)" ;;
 damaged-pool)
     start_table
-    run "$placementd" --to s --wait 60 --pool 10-20 --damage 0 "$day" 2>daemon.err # meets a closed socket
+    run "$placementd" --to s --wait 60 --pool 10-20 --damage 0 "$day" 2>daemon.err # the receiver closes its socket
     end_table 1
     expect err "message 0 refused at offset 7" "no pool was told" ;;
 stdin)
@@ -186,7 +186,7 @@ odd-lines)
         echo "wlan1: STA $mac:04 IEEE 802.11: disassociated"
         echo "wlan1: STA $mac:02 IEEE 802.11: deauthenticated due to inactivity (timer DEAUTH/REMOVE)"
         echo "wlan1: STA $mac:02 IEEE 802.11: disassociated due to inactivity"
-        printf 'wlan1: STA %s:02 IEEE 802.11: associated' $mac # the last line has no end
+        printf 'wlan1: STA %s:02 IEEE 802.11: associated' $mac # the last line has no newline
     } >log
     start_table --rows all
     place 0 --pool 5-6 --progress --trace log
@@ -223,7 +223,7 @@ no-receiver)
 leftover)
     start_table
     until [ -S s ]; do sleep 0.1; done
-    mv s kept # survives its listener, as after a kill
+    mv s kept # so that the socket file stays after its listener, as after a kill
     kill -9 "$receiver" && wait "$receiver" 2>/dev/null
     mv kept s
     day 0 --pool 10 "$day"
@@ -236,7 +236,7 @@ in-use)
     until [ -S s ]; do sleep 0.1; done
     run "$table" --listen s 2>err && fail "a second listener took the path"
     expect err "cannot listen at s: Address"
-    place 0 --pool 10 "$day" # the first one is still there, and undisturbed
+    place 0 --pool 10 "$day" # the first listener still works
     end_table 0 ;;
 charts)
     for pool in 10 10-20,30 100-140 1-300 all; do

@@ -1,5 +1,5 @@
-/* cc reg_table.c -lquill -o reg_table && ./reg_table verify table.signed Does what a device does with a regulatory
- * table: unpacks it, validates it, reads its version. */
+/* cc reg_table.c -lquill -o reg_table && ./reg_table verify table.signed
+ * Unpacks a regulatory table, validates it, or reads its version, as a device does. */
 #include <quill/reg_table.h>
 #include <stdio.h>
 #include <string.h>

@@ -7,13 +7,13 @@
 struct access_point {
     const char *name;
     unsigned seen;
-    savle by_name; /* the tree's links: no heap block of their own */
+    savle by_name; /* the tree's links, so that the tree needs no heap block */
 };
 
 static savle_tree access_points =
     SAVLE_TREE_INIT(access_points, savle_string_compare_ic, struct access_point, by_name, name, NULL);
 
-/* Returns the access point with that name, a new one if the name is new. Null when out of memory. */
+/* Returns the access point with that name. Makes a new one if the name is new. Returns null when out of memory. */
 static struct access_point *get(const char *name) {
     savle *at;
     int side;

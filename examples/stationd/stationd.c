@@ -1,7 +1,7 @@
 /* cc stationd.c -lquill -o stationd
  *
- *     stationd SOCKET              keeps which VLAN each station is on, until SIGTERM
- *     stationd SOCKET MAC VLAN     reports a station to it; VLAN 0: it has left */
+ *     stationd SOCKET              stores which VLAN each station is on, until SIGTERM
+ *     stationd SOCKET MAC VLAN     sends the daemon a station's VLAN, 0 if it has left */
 #define _GNU_SOURCE /* ppoll */
 #include <poll.h>
 #include <quill/address.h>
@@ -28,8 +28,8 @@ static void end(int signal) {
     ended = 1;
 }
 
-/* A message has two elements: the station's MAC address and its VLAN. Any process may send anything: the log names the
- * first element that is wrong. */
+/* A message has two elements: the station's MAC address and its VLAN. Any process may send any bytes, so the function
+ * checks the message. If an element is wrong, the log names the first one. */
 static void handle(const uint8_t *message, uint32_t length, sHash *stations, LogHandle *log) {
     uint8_t mac[6] = {0};
     uint32_t vlan = 0;
@@ -67,7 +67,7 @@ static int serve(int receiver, const struct sockaddr_un *address) {
     sigset_t term, others;
     sigemptyset(&term);
     sigaddset(&term, SIGTERM);
-    sigprocmask(SIG_BLOCK, &term, &others); /* it arrives only while the daemon waits */
+    sigprocmask(SIG_BLOCK, &term, &others); /* SIGTERM arrives only while the daemon waits in ppoll */
     sigaction(SIGTERM, &on_end, NULL);
 
     LogHandle *log = CreateLog(QUILL_LEVEL_INFO, QUILL_LEVEL_WARNING, "stationd", 0, LOG_DAEMON);

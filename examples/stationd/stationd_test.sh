@@ -1,5 +1,5 @@
 #!/bin/sh
-# stationd_test.sh COMMAND...: what the guide shows.
+# stationd_test.sh COMMAND...: tests the steps that the guide shows. COMMAND runs stationd.
 set -u
 work=$(mktemp -d)
 trap 'kill $daemon 2>/dev/null; rm -rf "$work"' EXIT

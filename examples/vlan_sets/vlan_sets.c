@@ -1,5 +1,5 @@
 /* cc vlan_sets.c -lquill -o vlan_sets && ./vlan_sets 10-20,30 15-17
- * Takes VLANs that are out of service from a pool and says what is left. */
+ * Removes the VLANs that are out of service from a pool, and prints the other VLANs. */
 #include <quill/vmap.h>
 #include <stdio.h>
 

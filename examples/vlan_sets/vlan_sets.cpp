@@ -1,5 +1,5 @@
 // c++ -std=c++17 vlan_sets.cpp -lquill -o vlan_sets && ./vlan_sets 10-20,30 15-17
-// Takes VLANs that are out of service from a pool and says what is left.
+// Removes the VLANs that are out of service from a pool, and prints the other VLANs.
 #include <cstdio>
 #include <quill/quill.hpp>
 

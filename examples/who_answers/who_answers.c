@@ -1,5 +1,5 @@
 /* cc who_answers.c -lquill -o who_answers && ./who_answers HOST...
- * Looks up each name by a command of the system, and prints its first line. Names may have any characters. */
+ * Looks up each name with the command getent, and prints the first line of its output. Names may have any bytes. */
 #include <quill/pipe.h>
 #include <quill/validators.h>
 #include <stdio.h>
@@ -7,12 +7,12 @@
 #include <string.h>
 #include <sys/wait.h>
 
-/* The first line that the command prints for host; null when it fails or prints none. */
+/* Returns the first line that the command prints for host, or null when the command fails or prints nothing. */
 static char *first_line(const char *host, char *line, int size) {
     char word[512], command[600];
-    /* Escaping cannot make these one word for the shell; and no host name is longer than 253. */
+    /* Escaping cannot make these texts one word for the shell. A host name has at most 253 characters. */
     if (*host == '\0' || strpbrk(host, "' \t\n") || strlen(host) > 253) return NULL;
-    escape_shell_specialchars(host, word); /* at most twice as long */
+    escape_shell_specialchars(host, word); /* the result is at most twice as long as host */
     snprintf(command, sizeof command, "getent hosts -- %s", word);
     int child;
     FILE *output = quill_popen_thr(command, "r", &child);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints the elements of a codec message on standard input: offset, kind and value. Ends with status 1 at damage."""
+"""Prints offset, kind and value of each element of a message on standard input. Ends with status 1 at damage."""
 import sys
 
 import quill

@@ -1,6 +1,7 @@
 #!/bin/sh
-# wire_formats_test.sh COMMAND...: what the guide shows; and damage is reported, wherever a message ends. The reader
-# needs the library in a Python of this machine: PYTHONPATH is set where that can be.
+# wire_formats_test.sh COMMAND...: tests the steps that the guide shows, and that the reader reports a message that ends
+# early. COMMAND writes the message. The reader needs a library that Python on this machine can load. PYTHONPATH is set
+# only if there is one.
 set -u
 here=$(dirname "$0")
 work=$(mktemp -d)

@@ -1,5 +1,5 @@
-/* cc write_message.c -lquill -o write_message && ./write_message | ./read_message.py
- * Writes a message with an element of every kind on standard output. */
+/* cc write_message.c -lquill -o write_message && ./write_message | ./read_message.py Writes a message with an element
+ * of every kind to standard output. */
 #include <quill/sxdr.h>
 #include <quill/types.h>
 #include <stdint.h>

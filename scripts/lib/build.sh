@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# build.sh: what the scripts that build have in common (sourced by bash, from the root of the clone).
+# build.sh: functions for the scripts that build (sourced by bash, from the root of the clone).
 
-# drop_moved_build DIR: removes a build that was made elsewhere. A clone that is moved or copied takes its builds along,
-# and these name the old place and cannot be used.
+# drop_moved_build DIR: removes a build that was made in another place. The builds in a moved or copied clone have the
+# path of the old place, and cannot be used.
 drop_moved_build() {
     local home
     home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null)

@@ -1,16 +1,15 @@
 # shellcheck shell=bash
-# packages.sh: Debian packages, for the scripts of this project (sourced by bash).
+# packages.sh: installs Debian packages for the scripts of this project (sourced by bash).
 #
 #     . scripts/lib/packages.sh
 #     need_packages g++ cmake ninja-build || exit 1
 
-# package_present NAME: the package is installed, and not merely known or half removed.
+# package_present NAME: returns 0 when the package is completely installed, not only known or partly removed.
 package_present() {
     dpkg-query -W -f='${db:Status-Abbrev}\n' "$1" 2>/dev/null | grep -q '^.i '
 }
 
-# as_root COMMAND...: runs the command with the rights to install, or fails. sudo may prompt for a password only where a
-# person can answer.
+# as_root COMMAND...: runs the command as root, or fails. sudo may prompt for a password only on a terminal.
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -28,8 +27,8 @@ apt_get() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
 
-# need_packages NAME...: returns 0 when all are installed, installing the missing ones where that is possible. Otherwise
-# it says on standard error what to run, and returns 1. Says nothing and costs nothing when none is missing.
+# need_packages NAME...: installs the packages that are missing, if that is possible, and returns 0. Otherwise it prints
+# the command to run on standard error, and returns 1. When no package is missing, it prints nothing.
 need_packages() {
     local name log missing=()
     if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
@@ -48,7 +47,8 @@ need_packages() {
     fi
     echo "${0##*/}: installing ${missing[*]}" >&2
     log=$(mktemp) || return 1
-    # An update that fails does not stop the script: older lists may do, and if not, the installation says so.
+    # A failed update does not stop the script, because older lists may be enough. If they are not, the installation
+    # fails.
     apt_get update >"$log" 2>&1
     if apt_get install --no-install-recommends "${missing[@]}" >>"$log" 2>&1; then
         rm -f "$log"
