@@ -31,7 +31,7 @@ const char *next_separator(const char *name) {
 }
 
 struct Part {
-    char *text;     // null if the caller does not want this part
+    char *text;     // null if the caller does not need this part
     uint32_t room;  // characters that still fit, besides the NUL
 
     bool full() const { return text && room == 0; }

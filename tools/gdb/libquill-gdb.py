@@ -3,11 +3,11 @@
 gdb loads this file together with the shared object; `source FILE` loads it for a program that is linked with the
 archive, or for a core file of another machine.
 
-Numbers and pointers are read as values of gdb's types, so gdb takes care of byte order and pointer size: a core file of
-a device prints on a desk as it would on the device. Nothing is called in the program.
+Numbers and pointers are read as values of gdb's types, so gdb handles byte order and pointer size. A core file of a
+device prints on a development machine as it would on the device. The printers call no function of the program.
 
-Memory may be damaged. A walk ends where memory cannot be read and at a node that it has met before; a mark such as
-<cycle after 12 nodes> then takes the place of what is missing. gdb's `set print elements` limits every walk.
+Memory may be damaged. A walk ends where memory cannot be read, or at a node that it has visited before. A mark such as
+<cycle after 12 nodes> then takes the place of the missing part. gdb's `set print elements` limits every walk.
 """
 import errno
 import itertools
@@ -19,7 +19,7 @@ import gdb.printing
 
 
 class Damage(Exception):
-    """What is wrong with the memory that is read. Walks raise it where they cannot go on, else they yield it."""
+    """Damage in the memory that is read. A walk raises it if the walk cannot continue; otherwise the walk yields it."""
 
 
 def mark(damage):
@@ -27,7 +27,7 @@ def mark(damage):
 
 
 def limit():
-    """The most elements to print, or None for all."""
+    """Returns the number of elements to print at most, or None for all."""
     return gdb.parameter("print elements") or None
 
 
@@ -39,8 +39,8 @@ def unreadable(pointer):
 
 
 def target(pointer, type_name=None):
-    """What a pointer points at, as an object of its type or of another one. The memory is read at once, so that a wild
-    pointer shows here and not while gdb prints."""
+    """Returns the object that a pointer points at, in the pointer's own type or in type_name. Reads the memory at once,
+    so that a wild pointer raises Damage here and not while gdb prints."""
     try:
         value = (pointer.cast(gdb.lookup_type(type_name).pointer()) if type_name else pointer).dereference()
         value.fetch_lazy()
@@ -62,7 +62,7 @@ def octets(array):
 
 
 def elements_at(pointer, count, capacity):
-    """The array of count elements in room for capacity."""
+    """Returns the array of count elements. Raises Damage if count is more than capacity."""
     if not 0 <= count <= capacity:
         raise Damage("%d elements in room for %d" % (count, capacity))
     if count == 0:
@@ -77,8 +77,8 @@ MOST_TEXT = 1 << 20
 
 
 def text(pointer, size=None):
-    """A text in quotes, of at most size bytes, else of as many as gdb prints elements. It is read in pieces that end
-    with an aligned block, so that none crosses into a page that cannot be read."""
+    """Returns a text in quotes, of at most size bytes; without size, of as many bytes as gdb prints elements. The text
+    is read in pieces that end at an aligned block, so that none crosses into a page that cannot be read."""
     most = min(size or limit() or MOST_TEXT, MOST_TEXT)
     read = b""
     while len(read) < most and b"\0" not in read:
@@ -91,7 +91,7 @@ def text(pointer, size=None):
 
 
 def text_or(otherwise, pointer, size=None):
-    """The text, or the sign for a null pointer."""
+    """Returns the text, or otherwise for a null pointer."""
     return text(pointer, size) if int(pointer) else otherwise
 
 
@@ -101,7 +101,7 @@ def buffer(pointer, size):
 
 
 def word(value):
-    """A machine word: it holds small numbers or pointers."""
+    """Returns a machine word as text: a small number in decimal, a pointer in hexadecimal."""
     number = int(value)
     return "%d" % number if number < 1 << 16 else "%#x" % number
 
@@ -111,7 +111,7 @@ def mac(raw):
 
 
 def address(value):
-    """An ip_af_addr as text, with what would make look-ups miss it."""
+    """Returns an ip_af_addr as text, with a mark if unused bytes are not zero. Look-ups do not find such an address."""
     family, filler, raw = int(value["family"]), octets(value["zero"]), octets(value["addr"])
     size = {2: 4, 10: 16}.get(family)
     if size is None:
@@ -121,7 +121,7 @@ def address(value):
 
 
 def ranges(numbers):
-    """Ascending numbers as in 1-10,20; limited like the elements of an array."""
+    """Returns ascending numbers as in 1-10,20. The number of ranges is limited like the elements of an array."""
     runs = []
     for number in numbers:
         if runs and runs[-1][1] == number - 1:
@@ -133,13 +133,13 @@ def ranges(numbers):
 
 
 def bits(count, words, size):
-    """The numbers of the set bits, of count words of size bits."""
+    """Yields the numbers of the set bits in count words of size bits each."""
     for i, content in zip(range(count), words):
         yield from (i * size + bit for bit in range(size) if content >> bit & 1)
 
 
 def function_name(pointer):
-    """The name of the function that a pointer is to; gdb knows what each machine stores in one."""
+    """Returns the name of the function that a pointer points to; gdb knows what each machine stores in a pointer."""
     found = re.search(r"<(\w+)(@plt)?(\(.*\))?>$", pointer.format_string(symbols=True))
     return found[1] if found else ""
 
@@ -148,7 +148,7 @@ def function_name(pointer):
 
 
 def marked(items):
-    """The items, with the damage that ends them as the last one."""
+    """Yields the items. If damage ends them, it is the last item."""
     try:
         yield from items
     except (Damage, gdb.error) as damage:
@@ -172,8 +172,9 @@ def chain(first, link="next"):
 
 
 def in_order(root, parent=0, up=None, is_end=lambda node: False):
-    """The nodes of a binary tree, ascending. Damage takes the place of a subtree; the rest of the tree follows it. The
-    field up, if the nodes have one, must be the parent; is_end says which node means no child."""
+    """Yields the nodes of a binary tree, ascending. If a subtree cannot be read, yields Damage in its place, and then
+    the rest of the tree. up is the name of the field that must be the parent, or None. is_end(node) is true for a node
+    that means "no child"."""
     met, path, node = set(), [], root
     while True:
         while int(node) != 0:
@@ -202,8 +203,8 @@ def in_order(root, parent=0, up=None, is_end=lambda node: False):
 
 
 class Printer:
-    """The printer of one type. A subclass has a summary and, if the object has elements, items: pairs of a name and a
-    value, and damage among them. The fields tell the library's type from one of the same name."""
+    """The printer of one type. A subclass has summary() and, if the object has elements, items(), which yields pairs of
+    a name and a value, and Damage. The fields distinguish the library's type from another type of the same name."""
 
     fields = ()
 
@@ -217,8 +218,8 @@ class Printer:
             return mark(damage)
 
     def size(self):
-        """How many items there are, as words. A long walk ends at the limit; its size is then the claimed one, if there
-        is a claim."""
+        """Returns the number of items as text. A long walk ends at the limit. The number is then the count that the
+        object stores, if it stores one."""
         found = sum(1 for _ in itertools.islice(sound(self.items()), limit() + 1 if limit() else None))
         claimed = self.claimed_size()
         if limit() is None or found <= limit():
@@ -248,7 +249,7 @@ class HashTable(Container):
         return "hash table %s, elements: %s, buckets: %d" % (name, self.size(), int(self.value["bucket_count"]))
 
     def claimed_size(self):
-        return int(self.value["entries"])  # goes on from what it was after HashReset
+        return int(self.value["entries"])  # HashReset does not set it to 0
 
     def elements(self):
         count = int(self.value["bucket_count"])
@@ -263,7 +264,7 @@ class HashTable(Container):
 
     @staticmethod
     def key(element):
-        """The table does not say what its keys are, but its elements do: unused kinds of key are zero."""
+        """Returns the key of an element as text. The unused kinds of key are zero in an element."""
         try:
             if int(element["key_copy"]):
                 return text(element["key_copy"])
@@ -302,7 +303,7 @@ class List(Sequence):
 
 
 class AvlTree(Container):
-    """Either tree, whose nodes are also threaded in a ring through the tree record."""
+    """The printer of both AVL trees. Their nodes are also linked in a ring through the tree record."""
 
     fields = ("head", "compare")
     KEYS = {
@@ -553,7 +554,7 @@ class Lookup(gdb.printing.PrettyPrinter):
 
 
 def log_variable(name):
-    """A variable of the log client's source file; other files have variables of the same name."""
+    """Returns a variable of the log client's source file. Other files have variables of the same name."""
     for symbol in gdb.lookup_static_symbols("(anonymous namespace)::" + name):
         if symbol.symtab.filename.endswith("syslog.cpp"):
             return symbol.value()
@@ -561,7 +562,7 @@ def log_variable(name):
 
 
 def scalar(value):
-    """The number in a std::atomic, whichever library it comes from."""
+    """Returns the number in a std::atomic of any C++ library."""
     while value.type.strip_typedefs().code == gdb.TYPE_CODE_STRUCT:
         value = value[next(field for field in value.type.strip_typedefs().fields() if hasattr(field, "bitpos"))]
     return int(value)
@@ -573,10 +574,10 @@ class InfoQuill(gdb.Command):
 Usage: info quill
 
 Hash tables are those that hash_get_stats reports, the first 64. "collisions" is the most elements beyond the first that
-any one bucket ever held. A VLAN's users are those that vlan_alloc_update counts.
+any one bucket has held since the last HashReset. A VLAN's users are those that vlan_alloc_update counts.
 
-`print *OBJECT` shows a table, list, tree, VLAN set or another object of libquill with what is in it;
-`set print elements N` limits both. `print/r *OBJECT` shows its fields instead."""
+`print *OBJECT` shows a table, list, tree, VLAN set or another object of libquill with its content.
+`set print elements N` limits both commands. `print/r *OBJECT` shows its fields instead."""
 
     def __init__(self):
         super().__init__("info quill", gdb.COMMAND_STATUS)

@@ -1,6 +1,6 @@
-"""libquill for Python: what a test bench needs to talk to an access point's processes.
+"""libquill for Python: a test bench uses it to exchange messages with an access point's processes.
 
-Codec messages, both ways. A decoded message is a list of elements; encode takes it back:
+Codec messages. encode makes a message from elements. decode returns a list of elements, which encode also accepts:
 
     >>> import quill
     >>> message = quill.encode([("mac", "02:00:00:00:00:01"), ("u32", 120), ("str", "printer")])
@@ -19,7 +19,7 @@ Codec messages, both ways. A decoded message is a list of elements; encode takes
     >>> quill.fields(message, "station", "vlan", "name")
     {'station': '02:00:00:00:00:01', 'vlan': 120, 'name': 'printer'}
 
-A message of another process may hold any bytes. Damage is an exception that says where:
+A message from another process may contain any bytes. The exception Damage has the place of the damage:
 
     >>> quill.decode(message[:-1])
     Traceback (most recent call last):
@@ -62,9 +62,9 @@ Addresses, versions, digests and disguised texts:
     >>> quill.escape("a,b*c", ","), quill.unescape("a*\\\\b*Zc", ",")
     ('a*\\\\b*Zc', 'a,b*c')
 
-Every function calls the library, and the library alone decides what is valid. It is libquill.so.1 of the folder that
-this module was installed with, and otherwise of the system. Values that it refuses raise ValueError, of which Damage is
-a kind. Texts that are not UTF-8 come back with surrogates (PEP 383), and are written as they were.
+Every function calls the library, and the library alone decides what is valid. The module loads the libquill.so.1 that
+it was installed with, or else the one of the system. Values that are refused raise ValueError; Damage is a subclass of
+it. Bytes of a text that are not UTF-8 become surrogates (PEP 383), and are written unchanged.
 """
 import ctypes
 import errno
@@ -97,7 +97,7 @@ def _text(data):
 
 
 def _data(value):
-    return bytes(memoryview(value))  # which refuses a number; bytes() would make so many NULs of it
+    return bytes(memoryview(value))  # memoryview refuses a number; bytes(5) would be five NULs
 
 
 def _c_text(text):
@@ -110,7 +110,7 @@ def _c_text(text):
 # --- codec messages
 
 class Damage(ValueError):
-    """A message that is damaged, or not what was expected: kind, offset, and error, a number of errno or None."""
+    """A message is damaged, or not the expected one. Has the kind, the offset, and error: an errno number or None."""
 
     def __init__(self, kind, offset, error, text=None):
         super().__init__(f"{kind} at offset {offset}: {text or os.strerror(error)}")
@@ -118,7 +118,7 @@ class Damage(ValueError):
 
 
 class Element(typing.NamedTuple):
-    """An element of a message. encode takes it for its kind and value."""
+    """An element of a message. encode uses its kind and value."""
     kind: str
     value: object
     offset: int
@@ -164,11 +164,11 @@ def _packed(value, size):
 
 
 _lib.str_to_mac.restype = ctypes.POINTER(ctypes.c_uint8 * 6)
-_mac_lock = threading.Lock()  # its result is in one buffer
+_mac_lock = threading.Lock()  # str_to_mac returns the same buffer every time
 
 
 def parse_mac(text):
-    """The 6 bytes of a MAC address in any of the forms that people type."""
+    """Returns the 6 bytes of a MAC address in any usual form."""
     typed = _c_text(text)
     digits = typed[2:] if typed[:2] in (b"0x", b"0X") else typed
     with _mac_lock:
@@ -184,7 +184,8 @@ def _mac(value):
     return parse_mac(value) if isinstance(value, str) else _packed(value, 6)
 
 
-# Of each kind of a fixed size: bytes of a value, the value of bytes, and their number. Numbers are in the host's order.
+# For each kind of a fixed size: a function from value to bytes, one from bytes to value, and the number of bytes. The
+# bytes of numbers are in the host's order.
 _FIXED = {
     "u8": _integer(ctypes.c_uint8), "u16": _integer(ctypes.c_uint16), "u32": _integer(ctypes.c_uint32),
     "u64": _integer(ctypes.c_uint64), "s32": _integer(ctypes.c_int32),
@@ -194,7 +195,7 @@ _FIXED = {
     "ipv6": (lambda value: ipaddress.IPv6Address(value).packed, lambda data: str(ipaddress.IPv6Address(data)), 16),
     "ip_af": (lambda value: _packed(value, 20) if isinstance(value, bytes) else _ip_af(value), _ip_af_text, 20),
 }
-# Of each kind that has a length: the name in the checked codec, and whether it is a text.
+# For each kind that has a length: the name in the checked codec, and whether the kind is a text.
 _SIZED = {"str": ("str", True), "hex": ("hex", False), "str3": ("long_str", True), "hex_len32": ("long_hex", False)}
 _TAGS = ("str", "mac", "u8", "u16", "u32", "ip", "s32", "bool", "hex", "u64", "ipv6", "ip_af", "str3", "hex_len32",
          "hex32")
@@ -209,7 +210,7 @@ def _encoded(kind, value):
     else:
         raise ValueError(f"no kind of element: {kind}")
     message, end = ctypes.create_string_buffer(len(data) + 2 * _HEADER), ctypes.c_uint32(0)
-    if kind == "hex32":  # which the checked codec does not have
+    if kind == "hex32":  # the checked codec has no hex32
         size = _lib.sxdr_write_hex32(data, len(data), message)
         return message.raw[:size]
     write = getattr(_lib, f"sxdr_write_{name}_safe")
@@ -219,7 +220,7 @@ def _encoded(kind, value):
 
 
 def encode(elements):
-    """The message of elements, each a kind and a value.
+    """Returns the message of the elements. Each element is a kind and a value.
 
     Kinds are u8, u16, u32, u64, s32, bool, ip, ipv6, ip_af (texts), mac (a text or 6 bytes), str and str3 (texts), hex,
     hex_len32 and hex32 (bytes).
@@ -279,12 +280,12 @@ def _elements(message):
 
 
 def decode(message):
-    """The elements of a message, which may hold any bytes. Raises Damage."""
+    """Returns the elements of a message, which may contain any bytes. Raises Damage if the message is damaged."""
     return list(_elements(_data(message)))
 
 
 def fields(message, *names):
-    """The values of a message as a dictionary. Raises Damage, also when the message has another number of elements."""
+    """Returns a message's values as a dictionary. Also raises Damage if it has more or fewer elements than names."""
     elements = decode(message)
     if len(set(names)) < len(names):
         raise ValueError("two fields of one name")
@@ -312,7 +313,7 @@ _NUMBERS = {"uint": _FIXED["u32"], "long": _FIXED["s32"]}
 
 
 class Tlv:
-    """A table of TLV types: {number: "uint", "long", "str" or "buf"}. size is the most bytes of a text or of data."""
+    """A table of TLV types: {number: "uint", "long", "str" or "buf"}. A text or data may have at most size bytes."""
 
     def __init__(self, types, size=1024):
         unknown = [kind for kind in types.values() if kind not in ("uint", "long", "str", "buf")]
@@ -323,7 +324,7 @@ class Tlv:
         self._types, self._size, self._count = dict(types), size, max(types) + 1
 
     def _use(self, sizes):
-        """Makes the rows the library's table. sizes has the exact size of each buf."""
+        """Makes the rows and sets them as the library's table. sizes has the exact size of each buf."""
         self._rows, self._storage = (_Row * self._count)(), {}
         for number, kind in self._types.items():
             size = {"uint": 4, "long": 4, "str": self._size + 1}.get(kind, sizes.get(number, self._size))
@@ -346,7 +347,7 @@ class Tlv:
         return data + b"\0" if kind == "str" else data
 
     def encode(self, values):
-        """The buffer of values, {number: value}."""
+        """Returns the buffer with the values, {number: value}."""
         packed = {number: self._packed(number, value) for number, value in values.items()}
         with _tlv_lock:
             self._use({number: len(data) for number, data in packed.items()})
@@ -361,7 +362,7 @@ class Tlv:
         return buffer.raw[:used]
 
     def decode(self, buffer):
-        """{number: value} of the types in a buffer, which may hold any bytes. Types without a row are skipped."""
+        """Returns {number: value} of a buffer, which may contain any bytes. Types without a row are skipped."""
         buffer = _data(buffer)
         with _tlv_lock:
             self._use(_lengths(buffer))
@@ -377,7 +378,7 @@ class Tlv:
 
 
 def _lengths(buffer):
-    """{type: length} of the records of a buffer, as far as they are whole: a buf is read with its exact size."""
+    """Returns {type: length} of the whole records of a buffer: a buf is read with its exact size."""
     lengths, at = {}, 2
     while at + 4 <= len(buffer):
         kind, length = int.from_bytes(buffer[at:at + 2], "big"), int.from_bytes(buffer[at + 2:at + 4], "big")
@@ -399,7 +400,7 @@ _lib.vmap_to_string.restype = ctypes.c_char_p
 
 
 class VlanSet:
-    """A set of VLAN ids, 1 to 4094, from a range text or from ids. It is not changed once it is made."""
+    """A set of VLAN ids, 1 to 4094, from a range text or from ids. A set never changes."""
 
     def __init__(self, ids="0"):
         if not isinstance(ids, str):
@@ -433,7 +434,7 @@ class VlanSet:
     def __and__(self, other):
         return self - ~other if isinstance(other, VlanSet) else NotImplemented
 
-    def __reduce__(self):  # for copies, too: each has a map of its own
+    def __reduce__(self):  # also for copies: each copy gets its own map
         return VlanSet, (str(self),)
 
     def __contains__(self, vlan):
@@ -462,7 +463,7 @@ class VlanSet:
 # --- versions
 
 def parse_version(text):
-    """The 4 or 8 numbers of a version text."""
+    """Returns the 4 or 8 numbers of a version text."""
     parsed = (ctypes.c_int32 * 8)()
     count = _lib.match_ap_version(_c_text(text), parsed)
     if count == 0:
@@ -471,8 +472,8 @@ def parse_version(text):
 
 
 def compare_versions(r, c):
-    """1 when c is newer than r, -1 when it is older, 0 when they are equal."""
-    for text in (r, c):  # the result for a text that is not a version is that of a newer one
+    """Returns 1 if c is newer than r, -1 if c is older, 0 if they are equal."""
+    for text in (r, c):  # for a text that is not a version, the library also returns 1
         parse_version(text)
     kinds = ctypes.c_int(), ctypes.c_int()
     return _lib.compare_r_version_with_c_version(_c_text(r), ctypes.byref(kinds[0]), _c_text(c),
@@ -480,7 +481,7 @@ def compare_versions(r, c):
 
 
 def version_within_range(version, lowest, first_above=(0, 0, 0)):
-    """Whether a version of three numbers is in a range; without first_above, the range has no end."""
+    """Returns whether a version of three numbers is in a range. Without first_above, the range has no upper end."""
     if not len(version) == len(lowest) == len(first_above) == 3:
         raise ValueError("versions have three numbers")
     for number in (*version, *lowest, *first_above):
@@ -491,14 +492,14 @@ def version_within_range(version, lowest, first_above=(0, 0, 0)):
 # --- digests and disguised texts
 
 def md5(data):
-    """The MD5 digest of bytes."""
+    """Returns the MD5 digest of bytes."""
     data, digest = _data(data), ctypes.create_string_buffer(16)
     _lib.md5_calc(digest, data, len(data))
     return digest.raw
 
 
 def hmac_md5(key, data):
-    """The HMAC-MD5 of bytes. Key and data must not be empty."""
+    """Returns the HMAC-MD5 of bytes. Key and data must not be empty."""
     key, data, mac = _data(key), _data(data), ctypes.create_string_buffer(16)
     if _lib.calc_hmac_md5(key, len(key), data, len(data), mac) != 0:
         raise ValueError("key and data must not be empty")
@@ -506,7 +507,7 @@ def hmac_md5(key, data):
 
 
 def scramble(text):
-    """The scrambled bytes of a text."""
+    """Returns the scrambled bytes of a text."""
     data = _c_text(text)
     out = ctypes.create_string_buffer(len(data) + 1)
     length = _lib.scrambleString(data, out)
@@ -514,7 +515,7 @@ def scramble(text):
 
 
 def unscramble(data):
-    """The text of scrambled bytes."""
+    """Returns the text of scrambled bytes."""
     data = _data(data)
     out = ctypes.create_string_buffer(len(data) + 1)
     length = _lib.unscrambleString(data, out, len(data))
@@ -532,10 +533,10 @@ def _escaping(function, text, delimiter, size):
 
 
 def escape(text, delimiter):
-    """The text with pairs in place of each delimiter, so that it can travel in a list."""
+    """Returns the text with a pair in place of each delimiter, so that the text can be an item of a list."""
     return _escaping(_lib.string_encode, text, delimiter, 2 * len(_bytes(text)) + 1)
 
 
 def unescape(text, delimiter):
-    """Undoes escape."""
+    """Returns the text that escape was called with."""
     return _escaping(_lib.string_decode, text, delimiter, len(_bytes(text)) + 1)

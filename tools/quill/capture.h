@@ -10,8 +10,8 @@
 
 namespace quill::cli {
 
-// Link types that are reserved for private use. libquill's dissector for Wireshark, quill.lua, expects messages of
-// these kinds under them.
+// Link types that are reserved for private use. quill.lua, libquill's dissector for Wireshark, expects these messages
+// and buffers under these link types.
 enum LinkType : uint32_t { kCodecMessages = 147, kTlvBuffers = 148 };
 
 class Capture {

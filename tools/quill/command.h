@@ -27,13 +27,13 @@ public:
     Arguments(const Command &command, std::span<char *> words) : command_(command), words_(words) {}
 
     bool take(const char *option);
-    // For a command with several operations; the first operand is the name of the operation. Call no_operation() if it
-    // is none of them.
+    // For a command with several operations. If the first operand is `name`, removes it and returns true. If the
+    // operand is the name of no operation, call no_operation().
     bool take_operation(const char *name);
     [[noreturn]] int no_operation();
     // Returns the value of "--option VALUE" or "--option=VALUE"; null if the option is missing.
     const char *take_value(const char *option);
-    // The same for a number of at most `limit`; returns `otherwise` if the option is missing.
+    // Returns the value as a number of at most `limit`; `otherwise` if the option is missing.
     uint64_t take_number(const char *option, uint64_t limit, uint64_t otherwise);
     std::span<char *> operands(size_t least, size_t most);
     // Returns the words unchanged, for a command that passes them on.
@@ -54,7 +54,7 @@ private:
 
 // Prints "quill COMMAND: …" on standard error.
 [[gnu::format(printf, 1, 2)]] void complain(const char *format, ...);
-// The same, and ends the program with kData.
+// Prints the same, and ends the program with kData.
 [[noreturn, gnu::format(printf, 1, 2)]] void fail(const char *format, ...);
 
 // Flushes standard output. If that fails, the program ends with kData.

@@ -13,7 +13,7 @@ namespace {
 // an operation in the same way, "split  print ...", if the usage is "quill fqln split".
 constexpr std::string_view kOption = "  --", kGap = "  ";
 
-// `below` has the lines after the first.
+// `first` is the first line of the description, and `below` has the lines after it.
 void print_choice(std::string_view name, std::string_view first, std::string_view below) {
     Bytes text;
     append(text, trimmed(first));

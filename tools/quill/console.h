@@ -9,8 +9,8 @@
 
 namespace quill::cli {
 
-// Escape sequences for standard output, empty where it is not a terminal or the user disables them (NO_COLOR,
-// TERM=dumb).
+// Escape sequences for standard output; those of errors are for standard error. They are empty if that is not a
+// terminal, or if the user disables them (NO_COLOR, TERM=dumb).
 const char *bold();
 const char *faint();
 const char *plain();

@@ -25,9 +25,9 @@ constexpr char kMd5Help[] =
 constexpr char kHmacHelp[] =
     "usage: quill hmac [--json] (--key TEXT | --key-hex HEX | --key-file KEY) [FILE]\n"
     "\n"
-    "Prints the HMAC-MD5 code (RFC 2104) of FILE, or of standard input. Users who\n"
-    "can list processes see a key on the command line: prefer --key-file. All bytes\n"
-    "of the file are the key.\n"
+    "Prints the HMAC-MD5 code (RFC 2104) of FILE, or of standard input. Prefer\n"
+    "--key-file: users who can list processes see a key on the command line. All\n"
+    "bytes of the key file are the key.\n"
     "\n"
     "  --key TEXT      the key\n"
     "  --key-hex HEX   the key as hexadecimal digits\n"

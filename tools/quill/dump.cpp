@@ -47,7 +47,7 @@ long long size_of(int file) {
 int dump(Arguments &arguments) {
     const bool quiet = arguments.take("--quiet");
     const char *path = arguments.operands(1, 1)[0];
-    // The file is opened here because the library does not report that it cannot be written.
+    // The file is opened here, because the library does not report a file that cannot be written.
     const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (file < 0) fail("cannot write %s: %s", path, strerror(errno));
     const long long before = size_of(file);
@@ -63,7 +63,7 @@ int dump(Arguments &arguments) {
     }
     if (!done) fail("cannot dump to %s: %s", path, strerror(error));
     const long long added = size_of(file) - before;
-    if (added <= 0) fail("nothing could be written to %s", path);  // each dump has a heading
+    if (added <= 0) fail("nothing could be written to %s", path);  // every dump contains some text
     printf("%s: %lld bytes\n", path, added);
     return kDone;
 }

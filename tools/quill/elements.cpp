@@ -90,7 +90,7 @@ const char *write_number(Text value, Bytes &message) {
     return append_value<kWrite>(&narrow, sizeof narrow, message);
 }
 
-// --- bool: bytes that are neither true nor false are numbers
+// --- bool: bytes other than 0 and 1 are shown as numbers
 
 int read_bool(const void *message, uint32_t size, uint32_t *at, Element &out) {
     out.number = out.raw.back();
@@ -183,7 +183,8 @@ void show_ip(const Element &element, Report &report) {
     report.text(also_plain("value"), quill_inet_ntop(element.address, text));
 }
 
-// If the family is another one, or bytes follow an IPv4 address, the value is the family and all bytes.
+// If the family is neither IPv4 nor IPv6, the value is the family and all bytes. The same holds if the bytes after an
+// IPv4 address are not zero.
 void show_ip_af(const Element &element, Report &report) {
     static constexpr uint8_t kZeros[12] = {};
     const ip_af_addr &address = element.address;

@@ -32,8 +32,8 @@ struct Kind {
     const char *name;
     uint32_t (*fixed)();  // bytes from the tag to the end of the fixed part, an element's least size
     uint32_t counted;     // how many of them are the length of a text or of data
-    // The library's checked reader of the element: negative with errno. Null for texts and data, which are shown
-    // without a copy.
+    // The library's checked reader of the element. Its result is negative, with errno, on failure. The pointer is null
+    // for texts and data, which are shown without a copy.
     int (*read)(const void *message, uint32_t size, uint32_t *at, Element &out);
     // Shows the element's value as a part of a row. In a plain line, the value has the form that write() reads.
     void (*show)(const Element &element, Report &report);

@@ -1,4 +1,4 @@
-// quill flash-history. Reads the file itself, because the library's function would create a missing file.
+// quill flash-history. The command reads the file itself, because the library's function would create a missing file.
 #include <errno.h>
 #include <fcntl.h>
 #include <quill/flash.h>
@@ -133,8 +133,9 @@ void show_all(const Snapshot &history, Report &report) {
     }
 }
 
-// Shows what is written from now on. The library advances to the next record before it fills one in. So a record is
-// shown once it is complete and has not changed between two reads. A record whose writer has died is left out.
+// Shows the records that are written from now on. The library advances to the next record before it fills one in. So a
+// record is shown once it is complete and has not changed between two reads. A record whose writer has died is left
+// out.
 class Follower {
 public:
     explicit Follower(const Snapshot &history) : shown_(history), before_(history), seen_(history.next_record()) {}
@@ -187,7 +188,7 @@ int flash_history(Arguments &arguments) {
 
     Report report(as_json);
     report.columns(kColumns);
-    if (!follows) report.begin_list();  // with --follow each record is a document
+    if (!follows) report.begin_list();  // with --follow, each record is a JSON document
     show_all(history, report);
     if (follows) follow(file, history, report);
     report.end_list();

@@ -16,9 +16,9 @@ namespace quill::cli {
 constexpr char kInfoHelp[] =
     "usage: quill info [--json]\n"
     "\n"
-    "Shows what this device is and has. Values that cannot be determined are shown\n"
-    "as unknown, and as null in JSON. So is room of 4 GiB and more, which the\n"
-    "library returns only modulo 4 GiB.\n"
+    "Shows what this device is and has. Values that cannot be determined are shown as\n"
+    "unknown, and as null in JSON. Sizes on a file system of 4 GiB and more are also\n"
+    "unknown, because the library returns them only modulo 4 GiB.\n"
     "\n"
     "  --json  print a JSON object\n"
     "\n"

@@ -165,11 +165,11 @@ public:
             has_offsets_ = true;
             return is_next(part(number, 0, digits), 16);
         }
-        if (digits == 8 && has_offsets_ && line.size() == digits) {  // its last line
+        if (digits == 8 && has_offsets_ && line.size() == digits) {  // the last line of hexdump -C
             bytes = {};
             return is_next(number, 16);
         }
-        if (digits == 7 && (after == ' ' || after == '\0')) {  // od; with groups of four digits, words of hexdump
+        if (digits == 7 && (after == ' ' || after == '\0')) {  // od -tx1; groups of four digits are words
             bytes = trimmed(part(line, digits));
             return is_next(part(line, 0, digits), 8) && (bytes.empty() || leading_digits(bytes) == 2);
         }

@@ -26,7 +26,7 @@ public:
     bool empty() const { return size_ == 0; }
     void resize(size_t size);  // new bytes are not initialised
     void append(uint8_t byte);
-    char *text();  // as a text: ended by a NUL, which does not count
+    char *text();  // adds a NUL at the end, which size() does not count
     operator std::span<const uint8_t>() const { return {data_, size_}; }
     std::string_view view() const { return {reinterpret_cast<const char *>(data_), size_}; }
 
@@ -52,33 +52,33 @@ void append_number(Bytes &out, uint64_t number, size_t size);  // big-endian
 
 // Returns the text without the blanks at its ends.
 std::string_view trimmed(std::string_view text);
-// The next line, without its end; false after the last one.
+// Stores the next line without its newline, and removes it from text. Returns false after the last line.
 bool next_line(std::string_view &text, std::string_view &line);
 
 // Opens a file for reading; null and "-" mean standard input. If that fails, the program ends.
 FILE *open_input(const char *path);
 void close_input(FILE *file, const char *path);
-// The next line of a file without its end; false after the last one.
+// Reads the next line of a file without its newline. Returns false after the last line.
 bool read_line(FILE *file, Bytes &line);
-// Reads all of such a file.
+// Reads all of a file, or of standard input, as open_input() opens it.
 Bytes read_input(const char *path);
-// Returns the name of that input for error messages.
+// Returns the name of such an input for error messages.
 const char *name_of_input(const char *path);
 
-// Returns the operand. Without an operand, returns a line of standard input, without its end.
+// Returns the operand. Without an operand, returns a line of standard input, without its newline.
 Bytes read_text(std::span<char *> operands);
 
-// The same for bytes that are written in hexadecimal, as parse_dump reads them. An operand that is not the name of a
-// file may be the digits themselves. If the input cannot be read or is another text, the program ends.
+// Reads an input that has bytes in hexadecimal, in a form that parse_dump reads. If no file has the name `path`, `path`
+// may be the digits themselves. If the input cannot be read or has another form, the program ends.
 Bytes read_dump(const char *path);
 
 // Bytes as tools print them: plain digits, xxd, xxd -i and C arrays, hexdump -C, od -tx1, tcpdump -x and -X, strace -x,
-// gdb's x/xb. Offsets must rise from line to line: that distinguishes them from bytes. Returns false, with the place of
-// the fault, for other texts.
+// gdb's x/xb. Each offset must be that of the next byte: that distinguishes offsets from bytes. Returns false, with the
+// place of the fault, for other texts.
 bool parse_dump(std::string_view text, Bytes &out, size_t &fault);
 
 // Parses bytes as hexadecimal digits, two a byte. Blanks, colons and line ends may be anywhere between the bytes.
-// False, with the place of the fault, for anything else.
+// Returns false, with the place of the fault, for anything else.
 bool parse_hex(std::string_view text, Bytes &out, size_t &fault);
 
 // Parses the whole text as a number of at most `limit`, in decimal, or in hexadecimal after 0x.

@@ -15,8 +15,8 @@ class JsonInput {
 public:
     JsonInput(std::string_view text, const char *name) : text_(text), left_(text), name_(name) {}
 
-    // Goes to the first object of the array in the member of that name. The document must be an object. Returns false
-    // if the array is empty.
+    // Goes to the first object in the member `array`, which must be an array. The document must be an object. Returns
+    // false if the array is empty.
     bool enter(std::string_view array);
     // Goes to the next member of the current object; returns false at the end of the object.
     bool next_member();

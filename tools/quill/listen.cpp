@@ -24,19 +24,19 @@ constexpr char kListenHelp[] =
     "usage: quill listen [--type TYPE] [--count N] [--names NAMES] [--pcap OUT]\n"
     "                    [--plain | --json] SOCKET\n"
     "\n"
-    "Makes a Unix socket at the path SOCKET and shows each codec message that comes,\n"
+    "Makes a Unix socket at the path SOCKET. Shows each codec message that arrives,\n"
     "as quill decode does. A damaged message is reported, and the command continues\n"
     "with the next one. The socket is removed at the end, also at SIGHUP, SIGINT,\n"
     "SIGPIPE and SIGTERM. A file that was at the path before is never removed. The\n"
     "socket's permissions follow the umask: after \"umask 0\", each user may send.\n"
     "\n"
-    "  --type TYPE    datagram (default), seqpacket or stream; on a stream, all that\n"
-    "                 a sender writes until it closes the connection is one message\n"
+    "  --type TYPE    datagram (default), seqpacket or stream. On a stream, a message\n"
+    "                 ends when its sender closes the connection\n"
     "  --count N      end after N messages, with status 1 if one was damaged; without\n"
-    "                 it, go on until interrupted\n"
+    "                 this option, continue until interrupted\n"
     "  --names NAMES  the names of the elements; see quill decode --help\n"
-    "  --pcap OUT     also write the messages to OUT, as for quill decode; a pipe of\n"
-    "                 mkfifo shows them as they come, with wireshark -k -i OUT\n"
+    "  --pcap OUT     also write the messages to OUT, as for quill decode. If OUT is\n"
+    "                 a pipe (mkfifo), wireshark -k -i OUT shows them at once\n"
     "  --plain        print text that quill send reads\n"
     "  --json         print a JSON object for each message, one a line\n"
     "\n"
@@ -85,7 +85,8 @@ void remove_at_end() {
              S_ISLNK(found.st_mode)   ? "a symbolic link"
              : S_ISDIR(found.st_mode) ? "a folder"
                                       : "another file");
-    // A listener with a socket of another type refuses a datagram socket with another error, and is not disturbed.
+    // A listener with a socket of another type refuses the datagram socket with an error other than ECONNREFUSED. The
+    // attempt does not disturb that listener.
     if (!is_connected(Socket(SOCK_DGRAM), address) && errno == ECONNREFUSED)
         fail("cannot listen at %s: the socket of a process that has ended is there; remove it", path);
     fail("cannot listen at %s: another process does", path);
@@ -97,7 +98,7 @@ Socket listen_at(const char *path, int type) {
     remove_at_end();
     sigset_t all, before;
     sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before);  // no signal between the creation of the file and storing its number
+    sigprocmask(SIG_SETMASK, &all, &before);  // no signal may come before the file's number is stored
     const bool bound = bind(socket.fd(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     if (bound && lstat(path, &own_file.made) == 0) memcpy(own_file.path, address.sun_path, sizeof own_file.path);
     const int error = errno;
@@ -109,7 +110,7 @@ Socket listen_at(const char *path, int type) {
     return socket;
 }
 
-// Receives from all senders at once, so that one that keeps its connection and sends nothing does not hold up others.
+// Receives from all senders at once. So a sender that keeps its connection and sends nothing does not delay the others.
 class Listener {
 public:
     Listener(const char *path, int type, Decoder &decoder)

@@ -1,4 +1,4 @@
-// quill: shows what the library's processes exchange and keep.
+// quill: shows what processes that use the library exchange and store.
 #include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -30,7 +30,7 @@ constexpr Command kCommands[] = {
     {"md5", "print MD5 digests", kMd5Help, md5},
     {"hmac", "print an HMAC-MD5 code", kHmacHelp, hmac},
     {"scramble", "disguise a text", kScrambleHelp, scramble},
-    {"unscramble", "undo it", kUnscrambleHelp, unscramble},
+    {"unscramble", "restore a scrambled text", kUnscrambleHelp, unscramble},
     {"fqln", "split and build location names", kFqlnHelp, fqln},
     {"addr", "show an address in all its forms", kAddrHelp, addr},
     {"argv", "show how a command line splits into words", kArgvHelp, argv},
@@ -109,7 +109,7 @@ void print_error(const char *format, va_list values) {
     fflush(stdout);  // keeps the output in order
     fprintf(stderr, "%squill%s%s:%s ", colour_of_errors(), running ? " " : "", running ? running : "",
             end_of_colour_of_errors());
-    // The message may contain foreign text, and a terminal obeys control characters.
+    // Replaces control characters, because the message may contain foreign text and a terminal obeys them.
     char text[1024];
     vsnprintf(text, sizeof text, format, values);
     for (std::string_view left = text; !left.empty();) {

@@ -5,7 +5,7 @@
 namespace quill::cli {
 namespace {
 
-constexpr std::string_view kRepeated = "...";  // after the last name: this name is for any number of elements
+constexpr std::string_view kRepeated = "...";  // after the last name: any number of elements have this name
 
 std::string_view first_item(std::string_view list) { return part(list, 0, list.find(',')); }
 
@@ -74,7 +74,7 @@ Names::Names(Arguments &arguments) : option_(arguments.take_value("--names")), t
             fail("%s:%zu: expected a value, a colon, and names with commas between them", option_ + 1, number);
 }
 
-// Returns false if a name is missing, or follows a name for any number of elements.
+// Returns false if a name is missing, or if a name follows one with "...".
 bool Names::check(std::string_view list) {
     for (bool more = true; more;) {
         const std::string_view item = first_item(list), name = trimmed(item);

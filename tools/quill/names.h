@@ -38,7 +38,7 @@ public:
     explicit Names(Arguments &arguments);
 
     bool are_given() const { return option_ != nullptr; }
-    int width() const { return width_; }  // of the longest one
+    int width() const { return width_; }  // of the longest name
     // Returns the names for a message. If the file does not have its first element, returns no names, and sets the
     // damage.
     Labels of(std::span<const uint8_t> message, Damage &damage) const;

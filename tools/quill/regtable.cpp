@@ -24,11 +24,10 @@ constexpr char kRegtableHelp[] =
     "         version\n"
     "version  print the version in FILE, without verifying anything\n"
     "unpack   unpack FILE.gz into OUT, without verifying anything\n"
-    "sign     make a signed table: calls sign-reg-table, whose --help tells the\n"
-    "         arguments\n"
+    "sign     make a signed table with sign-reg-table; its --help lists the arguments\n"
     "\n"
     "  --json     print the result as a JSON object\n"
-    "  --verbose  print the library's messages about each step to standard error\n"
+    "  --verbose  print the library's messages about each step on standard error\n"
     "\n"
     "verify needs openssl, and the folder /quill/reg_table/ for temporary files.\n"
     "\n"
@@ -36,8 +35,8 @@ constexpr char kRegtableHelp[] =
 
 namespace {
 
-// While an object exists, the library's output to standard output goes to standard error, or is discarded: standard
-// output is for the result.
+// While an object of this class exists, the library's output goes to standard error, or is discarded. Standard output
+// is only for the result.
 class LibraryOutput {
 public:
     explicit LibraryOutput(bool shown) {
@@ -112,7 +111,7 @@ void show(Report &report, const char *path, bool verified, int code, std::string
     report.end_object();
 }
 
-// Both operations print the version; one of them verifies it first.
+// Both operations print the version. `verify` selects the one that verifies the file first.
 int show_version(Arguments &arguments, bool verify) {
     const bool as_json = arguments.take("--json"), verbose = arguments.take("--verbose");
     const char *const path = arguments.operands(1, 1)[0];

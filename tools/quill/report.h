@@ -42,14 +42,14 @@ Form take_form(Arguments &arguments);
 
 class Report {
 public:
-    // Names in a table take at least that many columns.
+    // Names in a table take at least name_width columns.
     explicit Report(Form form, int name_width = 18) : form_(form), name_width_(name_width) {}
     explicit Report(bool as_json, int name_width = 18) : Report(as_json ? Form::kJson : Form::kTable, name_width) {}
 
-    // An object of JSON. In a table, one with a title is a section: a heading, and a line for each value.
+    // Begins an object of JSON. In a table, an object with a title is a section: a heading, and a line for each value.
     void begin_object(const char *key = nullptr, const char *title = nullptr);
     void end_object();
-    // A list of values, objects or rows; the values of a table may be numbered.
+    // Begins a list of values, objects or rows. A table may show a number before each value.
     void begin_list(const char *key = nullptr, bool is_numbered = false);
     void end_list();
     // An object that is a line of a table.

@@ -26,21 +26,21 @@ constexpr char kSendHelp[] =
     "\n"
     "Sends codec messages to the process that listens at the Unix socket SOCKET. The\n"
     "messages are read from FILE or standard input, as text for quill encode. An\n"
-    "empty line ends a message, which is sent at once. A line that begins with { is\n"
-    "a whole message, as quill listen --json prints it.\n"
+    "empty line ends a message, and the message is sent at once. A line that begins\n"
+    "with { is a whole message, as quill listen --json prints it.\n"
     "\n"
     "  --type TYPE        datagram, seqpacket or stream; the default is the type of\n"
     "                     SOCKET. On a stream, each message has a connection of its\n"
     "                     own\n"
     "  --raw              send the input unchanged and unchecked, as one message\n"
-    "  --wait SECONDS     wait up to that long until a process listens\n"
+    "  --wait SECONDS     wait up to SECONDS until a process listens\n"
     "  --reply            wait for an answer to each message, and show it\n"
     "  --timeout SECONDS  how long a receiver may take to read or to answer (5); 0 is\n"
     "                     no limit\n"
     "  --names NAMES      the names of an answer's elements, as for decode\n"
     "  --pcap OUT         also write the answers to a file, as for decode\n"
     "  --plain            print answers as text that quill encode reads\n"
-    "  --json             print answers as objects of JSON\n"
+    "  --json             print answers as JSON objects\n"
     "\n"
     "example: printf 'mac 00:1b:63:aa:bb:cc\\nu32 20\\n' | quill send /tmp/stationd\n";
 
@@ -83,7 +83,7 @@ private:
             usleep(kPause);
         }
     }
-    // A socket of another type refuses the connection with another error.
+    // Tries the types in turn. EPROTOTYPE means that the socket at the path is of another type.
     bool connect_by_any_type() {
         errno = EPROTOTYPE;
         for (const int type : {SOCK_DGRAM, SOCK_SEQPACKET, SOCK_STREAM}) {

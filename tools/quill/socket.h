@@ -23,7 +23,7 @@ public:
         std::swap(fd_, other.fd_);
         return *this;
     }
-    static Socket of_connection(const Socket &listener);  // else closed, with errno
+    static Socket of_connection(const Socket &listener);  // not open, with errno, on failure
 
     bool is_open() const { return fd_ >= 0; }
     int fd() const { return fd_; }
@@ -44,9 +44,9 @@ constexpr size_t kLongestMessage = 1 << 20;
 
 enum class Arrival { kMessage, kTooLong, kPart, kEnd, kFailed };
 
-// Receives the next message, for which `message` is emptied. On a stream, all bytes until the peer closes are one
-// message: until then the result is kPart, and the next call appends. kEnd means that the peer has closed and there is
-// no message. kFailed leaves the reason in errno.
+// Receives the next message into `message`, and replaces the earlier content. On a stream, all bytes until the peer
+// closes are one message. Until then the result is kPart, and the next call appends. kEnd means that the peer has
+// closed and there is no message. kFailed leaves the reason in errno.
 Arrival receive(const Socket &socket, int type, Bytes &message);
 
 }  // namespace quill::cli

@@ -25,15 +25,16 @@ constexpr char kScrambleHelp[] =
     "Prints the scrambled bytes of TEXT, or of a line of standard input, in\n"
     "hexadecimal. Scrambling keeps nothing secret: anyone can undo it.\n"
     "\n"
-    "  --ascii  print the short form that programs show, which cannot be undone\n"
+    "  --ascii  print the start of the printable form, as programs show it; this\n"
+    "           cannot be undone\n"
     "\n"
     "example: quill scramble abc\n";
 
 constexpr char kUnscrambleHelp[] =
     "usage: quill unscramble [--ascii] [TEXT]\n"
     "\n"
-    "Prints the original of a scrambled text. TEXT, or a line of standard input, has\n"
-    "its bytes in hexadecimal.\n"
+    "Prints the original of a scrambled text. TEXT, or a line of standard input, is\n"
+    "the scrambled bytes in hexadecimal.\n"
     "\n"
     "  --ascii  TEXT is in the printable form\n"
     "\n"
@@ -58,17 +59,17 @@ constexpr char kAddrHelp[] =
     "hyphens or dots between them; an IP address may have a prefix length. Names are\n"
     "not looked up.\n"
     "\n"
-    "  --json  print a JSON object for each, one a line\n"
+    "  --json  print a JSON object for each address, one a line\n"
     "\n"
     "example: quill addr 001b.63aa.bbcc 10.0.0.1 2001:db8::1/64\n";
 
 constexpr char kArgvHelp[] =
     "usage: quill argv [--json] [LINE]\n"
     "\n"
-    "Splits a line, or each line of standard input, and shows the words, without\n"
-    "quotes and backslashes. Then shows the line that joining these words gives.\n"
+    "Splits LINE, or each line of standard input, and shows the words, without quotes\n"
+    "and backslashes. Then joins the words again, and shows the result.\n"
     "\n"
-    "  --json  print both as a JSON object, one for each line\n"
+    "  --json  print the words and the result as a JSON object, one for each line\n"
     "\n"
     "example: quill argv \"set name 'north wing' vlan\\\\ 20\"\n";
 
@@ -123,7 +124,7 @@ int build(Arguments &arguments) {
 // --- addresses
 
 bool is_mac(const char *text, uint8_t (&mac)[6]) {
-    // The reader also returns all zeros for texts that are not addresses.
+    // str_to_mac() also returns all zeros for texts that are not addresses.
     memcpy(mac, str_to_mac(text), sizeof mac);
     for (const uint8_t byte : mac)
         if (byte) return strspn(text, "0123456789abcdefABCDEFxX:-.") == strlen(text);
@@ -157,7 +158,7 @@ void show_ipv4(const ip_af_addr &address, const char *prefix, const char *text, 
     if (prefix) {
         ip_af_addr mask = {};
         mask.family = QUILL_AF_INET;
-        ipv6_plen_to_addr(static_cast<uint32_t>(atoi(prefix)), mask.addr);  // an IPv4 mask is the start of a longer one
+        ipv6_plen_to_addr(static_cast<uint32_t>(atoi(prefix)), mask.addr);  // also the start of an IPv4 mask
         report.text("mask", quill_inet_ntop(mask, buffer));
     }
     report.end_object();

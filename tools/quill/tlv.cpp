@@ -19,20 +19,20 @@ constexpr char kTlvHelp[] =
     "usage: quill tlv [--hex] [--pcap OUT] [--plain | --json] [FILE]\n"
     "       quill tlv --encode [--json] [--hex] [FILE]\n"
     "\n"
-    "Shows the records of a TLV buffer, FILE or standard input: offset, type,\n"
-    "length, and the value as bytes, as a number when it has four and as a text when\n"
-    "it is printable. The meaning of a type depends on the program. A damaged buffer\n"
-    "is shown up to the damage. The command then reports where it is, and ends with\n"
-    "status 1.\n"
+    "Shows the records of a TLV buffer: offset, type, length and the bytes of the\n"
+    "value. A value of four bytes is also shown as a number, and a printable value as\n"
+    "a text. The buffer is read from FILE, or from standard input. The meaning of a\n"
+    "type depends on the program. A damaged buffer is shown up to the damage. The\n"
+    "command then reports the place of the damage, and ends with status 1.\n"
     "\n"
     "  --hex       the buffer is text: bytes in hexadecimal, as for quill decode\n"
     "  --pcap OUT  also write the buffer to a capture file, as quill decode does\n"
     "  --plain     print text that --encode reads\n"
     "  --json      print a JSON object; with --encode, read one\n"
-    "  --encode    make a buffer of a text and write it to standard output, with\n"
-    "              --hex as digits. Each line is a type, and bytes in hexadecimal, a\n"
-    "              text in quotes, or u32 and a number; empty lines and # lines are\n"
-    "              skipped\n"
+    "  --encode    make a buffer from a text and write it to standard output, with\n"
+    "              --hex as digits. Each line is a type and a value: bytes in\n"
+    "              hexadecimal, a text in quotes, or u32 and a number. Empty lines\n"
+    "              and lines that begin with # are skipped\n"
     "\n"
     "example: echo '0009 0003 0005 68656c6c6f' | quill tlv --hex\n";
 
@@ -59,7 +59,7 @@ struct Record {
 };
 
 constexpr Column kColumns[] = {{"offset", 6, true}, {"type", 5}, {"length", 6}, {"value", 0}};
-constexpr size_t kLongestInRow = 16;  // of values; longer ones are dumped
+constexpr size_t kLongestInRow = 16;  // of the bytes of a value; a longer value is dumped
 
 void show(const Record &record, Report &report) {
     const auto value = record.value;

@@ -17,10 +17,12 @@ constexpr char kVersionHelp[] =
     "       quill version eol [--json] VERSION MODEL\n"
     "\n"
     "compare  print whether the first version is older, equal or newer. If both have\n"
-    "         a controller's version, as in 8.10.0.0-8.10.0.5, only that is compared\n"
-    "range    print whether major.minor.patch is in a range; a FIRST_ABOVE of 0.0.0\n"
-    "         means no upper end\n"
-    "eol      print whether software still supports an access point model, such as 42\n"
+    "         a controller's version after a hyphen, as in 8.10.0.0-8.10.0.5, only\n"
+    "         these are compared\n"
+    "range    print whether VERSION, as major.minor.patch, is from LOWEST to below\n"
+    "         FIRST_ABOVE; a FIRST_ABOVE of 0.0.0 means no upper end\n"
+    "eol      print whether software of VERSION still supports the access point\n"
+    "         MODEL, such as 42\n"
     "\n"
     "range and eol end with status 1 when the answer is no.\n"
     "\n"
@@ -48,7 +50,7 @@ int compare(Arguments &arguments) {
     return kDone;
 }
 
-// Reads major.minor.patch, in decimal, which must be the whole text.
+// Reads major.minor.patch in decimal. The program ends if the text has any other form.
 void read_three(const char *text, int32_t out[3]) {
     std::string_view left = text;
     for (int i = 0; i < 3; i++) {

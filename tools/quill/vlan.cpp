@@ -12,13 +12,13 @@ namespace quill::cli {
 constexpr char kVlanHelp[] =
     "usage: quill vlan [--count | --expand | --json] [not] SET [+|- [not] SET]...\n"
     "\n"
-    "Prints a set of VLANs in its shortest form. A SET is ids and ranges with commas\n"
-    "between them, \"all\", or \"0\" for none. + adds a set and - removes one, from left\n"
-    "to right; \"not\" inverts the set after it.\n"
+    "Prints a set of VLANs in its shortest form. A SET is a list of ids and ranges\n"
+    "with commas between them, \"all\", or \"0\" for none. + adds a set and - removes\n"
+    "one, from left to right. \"not\" inverts the set after it.\n"
     "\n"
-    "  --count   print how many there are\n"
+    "  --count   print the number of ids\n"
     "  --expand  print each id, one a line\n"
-    "  --json    print all three as a JSON object\n"
+    "  --json    print the set, the number and the ids as a JSON object\n"
     "\n"
     "example: quill vlan 1-10,20 + 30 - 5\n";
 
@@ -39,7 +39,7 @@ public:
     void take_away(const Set &other) { changed(vmap_exclude(&map_, other.map_)); }
     void turn_over() {
         changed(vmap_invert(&map_));
-        changed(vmap_delete_range(&map_, 0, 0));  // which are not VLANs
+        changed(vmap_delete_range(&map_, 0, 0));  // 0 and 4095 are not VLANs
         changed(vmap_delete_range(&map_, VMAP_LAST_ID + 1, VMAP_LAST_ID + 1));
     }
     bool has(int id) const { return map_->words[id / 32] >> id % 32 & 1; }
@@ -68,7 +68,7 @@ unsigned count(const Set &set) {
     return ids;
 }
 
-// A set, inverted if "not" comes before it; moves past it.
+// Reads a set, inverted if "not" comes before it, and moves past it. Adds the set to `into`, or removes it for '-'.
 void read_set(Arguments &arguments, std::span<char *> &words, Set *into, char operation) {
     bool turned = false;
     while (!words.empty() && strcmp(words[0], "not") == 0) {

@@ -1,11 +1,13 @@
 -- quill.lua: Wireshark's dissector for libquill's codec messages and TLV buffers.
 --
--- Wireshark and tshark load it from a folder of plugins (Help, About Wireshark, Folders). They then show the captures
--- of `quill decode --pcap`, `quill listen --pcap` and `quill tlv --pcap` (link types USER0 and USER1), and messages
--- over UDP. Each protocol has its UDP ports as a preference, and "Decode As" sets the protocol for one conversation.
+-- Wireshark and tshark load this file from a folder of plugins (Help, About Wireshark, Folders). They then show the
+-- captures of `quill decode --pcap`, `quill listen --pcap` and `quill tlv --pcap` (link types USER0 and USER1), and
+-- messages over UDP. Each protocol has its UDP ports as a preference, and "Decode As" sets the protocol for one
+-- conversation.
 --
--- Filters: quill.mac == 00:1b:63:aa:bb:cc, quill.str contains "wlan", quill.vlan == 20, quill.damage. quill.vlan is
--- each id in a set of VLANs, and each number that the preference "Names of elements" calls vlan.
+-- Filters: quill.mac == 00:1b:63:aa:bb:cc, quill.str contains "wlan", quill.vlan == 20, quill.damage. quill.vlan
+-- matches each id in a set of VLANs. It also matches each number with the name vlan in the preference "Names of
+-- elements".
 
 -- --- what both protocols share
 
@@ -20,12 +22,12 @@ local function experts_of(filter)
     }
 end
 
--- The bytes at an offset are not what should be there.
+-- Describes damage: the bytes at an offset are not the expected ones.
 local function damaged(offset, expected, found)
     return {offset = offset, text = string.format("offset %d: expected %s, found %s", offset, expected, found)}
 end
 
--- Bytes that only the capture lacks are not damage.
+-- Shows the damage. If the capture has only the first bytes of the packet, shows that instead.
 local function show_damage(damage, tvb, tree, field, experts)
     if tvb:reported_len() > tvb:len() then
         tree:add_proto_expert_info(experts.cut)
@@ -35,7 +37,7 @@ local function show_damage(damage, tvb, tree, field, experts)
     end
 end
 
--- By RFC 3629: bytes of continuation, and for the first of them the limits that depend on the byte before.
+-- Returns whether the text is UTF-8 (RFC 3629). The limits of the second byte depend on the first byte.
 local function is_utf8(text)
     local at = 1
     while at <= #text do
@@ -53,7 +55,7 @@ local function is_utf8(text)
     return true
 end
 
--- Has packets of a link type dissected as that protocol, and datagrams from and to the ports that the user gives.
+-- Registers the protocol for the packets of a link type, and for datagrams from and to the ports that the user sets.
 local function bind(proto, link_type)
     local udp, bound = DissectorTable.get("udp.port"), ""
     proto.prefs.ports = Pref.range("UDP ports", "", "Ports whose datagrams are dissected", 65535)
@@ -99,8 +101,8 @@ message.fields = fields
 message.experts = experts
 local function uint(tvb, at, size) return tvb(at, size):uint() end
 
--- Each adds the value of a range, which is what follows an element's tag, or its length if it has one. The
--- result is the value as a text.
+-- Each of these functions adds the value in a range to the tree, and returns the value as a text. The range begins
+-- after an element's tag, or after its length if it has one.
 
 local function hex_of(range, separator)
     return (tostring(range:bytes()):lower():gsub("%x%x", "%0" .. separator):sub(1, -1 - #separator))
@@ -126,7 +128,7 @@ local function adder_of(field, method)
     end
 end
 
--- Not by the method for Ethernet addresses, which names the maker of the network card.
+-- Does not use the method for Ethernet addresses, because its text names the maker of the network card.
 local function add_mac(tree, range)
     tree:add(fields.mac, range)
     return hex_of(range, ":")
@@ -146,7 +148,8 @@ local function add_bool(tree, range)
     return ({[0] = "false", [1] = "true"})[byte:uint()] or tostring(byte:uint())
 end
 
--- With bytes after an IPv4 address, or of another family, the value is all bytes.
+-- If the family is neither IPv4 nor IPv6, the value is all bytes. The same holds if the bytes after an IPv4 address are
+-- not zero.
 local function add_ip_af(tree, range)
     local family, address = range(0, 2):uint(), range(4, 16)
     tree:add(fields.family, range(0, 2))
@@ -181,7 +184,7 @@ local kKinds = {
     {size = 5, counted = 4, add = add_hex},
 }
 
--- The element at an offset before the end, or nil and the damage.
+-- Returns the element at an offset before the end, or nil and the damage.
 local function read_element(tvb, at)
     local tag, left = uint(tvb, at, 1), tvb:len() - at
     local kind, name = kKinds[tag], kNames[tag]
@@ -210,7 +213,7 @@ local function show_element(element, tvb, tree)
     item:set_text(string.format("%s: %s", element.kind_name, element.text))
 end
 
--- The elements up to the end, or up to the damage.
+-- Shows and returns the elements up to the end, or up to the damage; then returns the damage or nil.
 local function show_elements(tvb, tree)
     local elements, at = {}, 0
     while at < tvb:len() do
@@ -231,7 +234,7 @@ message.prefs.names = Pref.string("Names of elements", "",
 
 local function trimmed(text) return text:match("^%s*(.-)%s*$") end
 
--- The names for a message with that first element, nil if it has none.
+-- Returns the names for a message with that first element, or nil.
 local function list_of_names(first)
     for entry in message.prefs.names:gmatch("[^;]+") do
         local value, list = entry:match("^(.*):(.-)$")
@@ -250,7 +253,7 @@ local function name_element(element, name, tvb)
     end
 end
 
--- The damage if the message has other elements than the names say.
+-- Names the elements. Returns the damage if the message has more or fewer elements than names, otherwise nil.
 local function name_elements(elements, tvb)
     if message.prefs.names == "" then return nil end
     local list, names = list_of_names(elements[1]), {}
@@ -272,9 +275,9 @@ end
 -- --- sets of VLANs: a bool, and a text for true, 128 words for false
 
 local kWords, kLongestSet = 128, 639
-local kMostVlans = 8192  -- of a message, so that a message of sets alone does not take all memory
+local kMostVlans = 8192  -- per message, so that a message with many sets does not use too much memory
 
--- The ids of a set's text; nil when it is none.
+-- Returns the ids in the text of a set, or nil if the text is not a set.
 local function parse_set(text)
     if text == "0" then return {} end
     if text:lower() == "all" then text = "1-4094" end
@@ -303,7 +306,8 @@ local function text_of_ids(ids)
     return #ranges > 0 and table.concat(ranges, ",") or "0"
 end
 
--- The ids of the set that begins with a bool, and the number of its elements after that; nil when it is no set.
+-- Returns the ids of the set that begins with a bool, and the number of its elements after the bool. Returns nil if the
+-- elements are not a set.
 local function read_set(elements, first, tvb)
     local how, text = elements[first].text, elements[first + 1]
     if how == "true" and text and text.kind_name == "str" and text.count > 0 and text.count <= kLongestSet then
@@ -390,7 +394,7 @@ local function show_record(tvb, at, length, tree)
     if is_utf8(value:raw()) and not value:raw():find("%c") then record:add_packet_field(tlv.text, value, ENC_UTF_8) end
 end
 
--- Shows the records up to the end; the damage, or nil.
+-- Shows the records up to the end. Returns the damage, or nil.
 local function show_records(tvb, at, finish, tree)
     while at < finish do
         local left = finish - at
