@@ -12,8 +12,8 @@
  *     ip_to_str2         1        the next
  *     str_to_mac         1        the next
  *
- * Rings belong to the process and have no lock. Use these functions from one thread, or where a text that another
- * thread sometimes overwrites does no harm. Texts are the same in every locale. */
+ * Rings belong to the process and have no lock. Use these functions from one thread. Several threads may use them only
+ * if a text that another thread overwrites does no harm. Texts are the same in every locale. */
 #ifndef QUILL_ADDRESS_H
 #define QUILL_ADDRESS_H
 
@@ -46,8 +46,8 @@ QUILL_API char *mac_to_str(const uint8_t *mac);
  * bytes, it returns all zeros, as for 00:00:00:00:00:00.
  *
  * A leading 0x or 0X is skipped. A byte is one or two hexadecimal digits. ':', '-' and '.' are separators. Several may
- * follow each other, and none is needed after two digits. 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and
- * 0x001a2b3c4d5e all are 00:1a:2b:3c:4d:5e.
+ * follow each other, and none is needed after two digits. A single digit is a byte only before a separator or the end
+ * of text. 0:1a:2b:3c:4d:5e, 00-1A-2B-3C-4D-5E, 001a.2b3c.4d5e and 0x001a2b3c4d5e all are 00:1a:2b:3c:4d:5e.
  *
  * Any other character ends the reading. This is not a failure when six bytes were read: "00:1a:2b:3c:4d:5e/24" and
  * "00:1a:2b:3c:4d:5e:zz" give the address. A seventh byte gives zeros. Compatibility: programs pass addresses with a

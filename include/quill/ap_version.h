@@ -38,8 +38,8 @@ QUILL_API char *ap_version_format(char *source, char *output, uint32_t size, int
  * null.
  *
  * Set parsed to zero first: an element whose number is not read keeps its old value. Numbers before the point where
- * text stops being a version are stored even when the result is 0. Only the first 128 characters of text are read, and
- * the first 31 of each quad. */
+ * text stops being a version are stored even when the result is 0. Only the first 128 characters of text are read. Of
+ * the quads, with the hyphen between them, only the first 31 characters are read. */
 QUILL_API int match_ap_version(const char *text, int32_t parsed[8]);
 
 /* compare_r_version_with_c_version compares the versions r and c, and stores what match_ap_version returns for each.

@@ -68,8 +68,8 @@ typedef void (*btree_action)(const btree *node, int visit, int depth);
  * exhausted. */
 QUILL_API void btree_walk(const btree *root, btree_action action);
 
-/* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It visits the
- * nodes in ascending order up to that key, so it costs up to the size of the tree. It keeps the path to the root as
+/* btree_next returns the smallest key under root that is greater than key, or null; root may be null. It compares every
+ * node whose key is not greater than key, so it costs up to the size of the tree. It keeps the path to the root as
  * btree_walk does. */
 QUILL_API void *btree_next(const void *key, const btree *root, btree_comparison compare);
 

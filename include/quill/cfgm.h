@@ -16,9 +16,10 @@
  * semaphore, the semaphore stays taken. A restart or another process frees it. Compatibility: the change that a program
  * protects may be incomplete when the program dies.
  *
- * A file that cannot be opened is fatal. A link, or anything else that is not a regular file, is fatal too (see
- * docs/trust.md). The process then frees the semaphore that the call has taken, and ends by exit without a message. Its
- * parent sees the status modulo 256:
+ * A file that a function must open and cannot open is fatal. A function refuses to open a link, or anything else that
+ * is not a regular file (see docs/trust.md). Whether a file exists is checked without opening it. The process then
+ * frees the semaphore that the call has taken, and ends by exit without a message. Its parent sees the status modulo
+ * 256:
  *
  *     exit   seen   what
  *     666    154    "/tmp/cfgmContId" cannot be opened for reading or writing

@@ -24,8 +24,9 @@
  *
  * A file for output is made with mode 0664 (0644 under that umask), and truncated if it exists. When the file cannot be
  * opened, the command runs with the descriptor for that output closed. The child opens the file before the program
- * runs. Until the program runs, the calling thread waits and takes no signals. So a path whose opening blocks, such as
- * a FIFO without a reader or a serial line without carrier, delays the caller.
+ * runs. In execute_command_status_no_io, the calling thread waits until the program runs, and takes no signals
+ * meanwhile. So a path whose opening blocks, such as a serial line without carrier, delays the caller. In
+ * execute_command_status_no_io_nowait, such a path delays only the detached process.
  *
  * All functions may be called from several threads at once. Each call waits for its own child. No descriptor of one
  * call is ever open in the command of another. The calls are not cancellation points: a cancelled thread first finishes

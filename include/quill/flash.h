@@ -10,9 +10,9 @@
  * Flash transfers of all processes run one at a time. A transfer takes an advisory lock of the device (flock, shared
  * for reads, exclusive for writes). It then takes a System V semaphore, whose key is ftok("/tmp/mtd", 42). A transfer
  * that cannot take one of them continues without it. The transfer fails only when semget can neither find nor make the
- * semaphore. A process that dies in a transfer, also by SIGKILL, releases both. There are two exceptions. A process
- * that another thread forks during the transfer keeps the lock. A program that another thread runs in place of the
- * process keeps the semaphore.
+ * semaphore. A process that dies in a transfer, also by SIGKILL, releases both. There are two exceptions. When another
+ * thread forks during the transfer, the child keeps the lock. When another thread calls exec during the transfer, the
+ * new program keeps the semaphore.
  *
  * Every transfer is recorded in a history that outlives the process. A crash or worn flash can thus be traced to the
  * process that caused it. The history is the file "/tmp/flashophist", a quill_flash_history. The oldest record is

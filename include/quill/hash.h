@@ -18,8 +18,9 @@
  * Statistics: a table is registered under its name for hash_get_stats, when fewer than 64 tables are registered.
  *
  * Threads: a table has no lock. Only one thread at a time may use it. Threads may work on different tables, create and
- * destroy tables and take statistics at the same time. With a platform's pool in place of the library's pool, threads
- * may do so only as far as that pool allows it. A table from HashCreateLocked has no lock either, in spite of the name.
+ * destroy tables and take statistics at the same time. A build can use a platform's pool in place of the library's.
+ * Threads may then do these things at the same time only as far as that pool allows it. A table from HashCreateLocked
+ * has no lock either, in spite of the name.
  *
  * Walks: HashGet uses the table's own cursor, and HashGetR uses a cursor of the caller's. The element that was returned
  * last may be removed. A walk on the table's own cursor ends when the element that it would return next is removed. A

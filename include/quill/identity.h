@@ -2,8 +2,9 @@
  *
  * At every call, most functions read one small text file of the kernel or a daemon, and return the number in it.
  * Numbers are decimal with white space and a sign before them; text after the number is ignored, and values outside int
- * are clamped. At most 31 characters of the first line are read. In rows with "%d", white space and line ends may come
- * before the number, within the first 255 bytes. /tmp/mesh_role is only read if it is a regular file (docs/trust.md).
+ * are clamped. At most 31 characters of the first line are read, except for getSysUptime, which reads 256 bytes. In
+ * rows with "%d", white space and line ends may come before the number, within the first 255 bytes. /tmp/mesh_role is
+ * only read if it is a regular file (docs/trust.md).
  *
  *     function                   file               returns when the file is missing   no number in it
  *     getApType                  /proc/ap_model     0                                  0
@@ -99,9 +100,9 @@ QUILL_API int getSysUptime(void);
  * bytes, and the kernel's file always has fewer. Compatibility: programs expect -1.0. */
 QUILL_API double getSysUptime_d(void);
 
-/* get_build_time returns the time when the library was built. The library has the build's local time without its time
- * zone. get_build_time reads it in the caller's time zone. A reproducible build sets SOURCE_DATE_EPOCH, and the time of
- * the build is then that moment in UTC. */
+/* get_build_time returns the time when the library was built. The library contains the local time of the build, but not
+ * the build's time zone. get_build_time interprets that time in the caller's time zone. A reproducible build sets
+ * SOURCE_DATE_EPOCH, and the time of the build is then that moment in UTC. */
 QUILL_API time_t get_build_time(void);
 
 /* --- what this platform does not have: programs call these, and rely on the results */

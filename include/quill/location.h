@@ -24,8 +24,9 @@ QUILL_API int fqln_crack(const char *fqln, char *part1, uint32_t size1, char *pa
                          uint32_t size3, char *part4, uint32_t size4);
 
 /* fqln_escape_dot writes src to dst, with a backslash before each dot, so that the text can be a part of a name.
- * Returns dst. It stops when fewer than two of the size characters of dst are left. Only an escaped dot can use the
- * last one. So dst needs size + 1 bytes, with the NUL. A size of 0 gives the empty text. dst must not overlap src.
+ * Returns dst. dst has room for size characters. fqln_escape_dot stops when room for fewer than two is left. Only an
+ * escaped dot can fill the last place. So dst needs size + 1 bytes, with the NUL. A size of 0 gives the empty text. dst
+ * must not overlap src.
  *
  *     a.b      a\.b
  *     a\\b     a\b: of two backslashes one is left

@@ -23,8 +23,8 @@
  * bytes. When an element was not read, its destination is unchanged. A program that uses a destination before the check
  * must initialise it.
  *
- * Every function takes the name of the field, which may be null. The name is kept as a pointer and is used only for the
- * report.
+ * Every function that reads or writes an element takes the name of the field, which may be null. The name is kept as a
+ * pointer and is used only for the report.
  *
  * The functions are inline: the library has no symbols for them. They are reentrant. Readers and writers own no memory:
  * they may be copied, and need no release. */
@@ -90,7 +90,8 @@ QUILL_INLINE uint32_t quill_text_length_(const char *text) {
     return length < UINT32_MAX ? (uint32_t)length : UINT32_MAX;
 }
 
-/* quill_write_begin_ and quill_write_done_ do the same for each write of an element. */
+/* quill_write_begin_ and quill_write_done_ surround each write of an element, as quill_read_begin_ and quill_read_done_
+ * surround a read. */
 QUILL_INLINE int quill_write_begin_(quill_writer *out, const char *what) {
     if (out->error) return 0;
     out->what = what;

@@ -121,8 +121,8 @@ QUILL_API const char *dbm_pwr_to_str(int tenths);
 
 /* str_to_pwr_dbm reads a power in dBm from text and returns it in tenths of a dBm. text is an optional '-', digits, and
  * optionally '.' and exactly one digit. The number ends at the end of text or at a newline. Nothing after the newline
- * is read. Without digits the whole number is 0, as in "-" and ".5"; only the empty text is refused. Any other text and
- * numbers outside int give DBM_PWR_NOT_SET.
+ * is read. Without digits the whole number is 0, as in "-" and ".5". The empty text, a text of any other form, and a
+ * number outside int give DBM_PWR_NOT_SET.
  *
  *     17.5     175       17      170       17.55    2047
  *     -12.5    -125      12\n    12        17.5\n   175

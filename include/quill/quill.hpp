@@ -492,12 +492,13 @@ private:
 /* --- Pipes (quill/pipe.h) */
 
 /* pipe_stream is a shell command at the other end of a stream. It converts to false, and errno is set, when the command
- * was not started. The destructor, and an assignment for the old command, close the stream and wait for the command. */
+ * was not started. The destructor closes the stream and waits for the command. An assignment does the same with the old
+ * command. */
 class pipe_stream {
 public:
     pipe_stream(const char *command, const char *mode) { stream_ = quill_popen_thr(command, mode, &child_); }
     pipe_stream(pipe_stream &&other) noexcept : stream_(std::exchange(other.stream_, nullptr)), child_(other.child_) {}
-    pipe_stream &operator=(pipe_stream &&other) noexcept {
+    pipe_stream &operator=(pipe_stream other) noexcept {
         std::swap(stream_, other.stream_);
         std::swap(child_, other.child_);
         return *this;
@@ -634,7 +635,7 @@ public:
     /* Returns whether all elements were written. The message is then the first size() bytes. */
     [[nodiscard]] bool end() const { return quill_write_end(&out_) != 0; }
     uint32_t size() const { return out_.next; }
-    /* These functions return the name, offset and errno value of the element that did not fit. */
+    /* These functions return the name, offset and errno value of the element that could not be written. */
     const char *what() const { return out_.what; }
     uint32_t offset() const { return out_.offset; }
     int error() const { return out_.error; }

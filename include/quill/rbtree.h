@@ -89,7 +89,7 @@ QUILL_API void rbterminate(rb_tree *tree, int free_keys);
 
 /* rbsearch returns the key of tree that is equal to key. When the key is absent, rbsearch inserts key (kept) and
  * returns key. Returns null with the tree unchanged when out of memory. An insertion makes one comparison more than its
- * search. */
+ * search, except in an empty tree. */
 QUILL_API void *rbsearch(const void *key, rb_tree *tree);
 
 /* rbfind returns the key of tree that is equal to key, or null. */

@@ -78,10 +78,10 @@ enum {
  *
  *     -97   path is null, or cannot be opened or read; or a section cannot be put into its temporary file
  *     -94   no command can be run to decode the signature, or its output cannot be written
- *     -93   a line of the certificate is neither a marker nor base64; or no command can be run to convert it, or its
- *           output cannot be written
- *     -96   the table's or the version's section cannot be read back, also when memory runs out; or the table does
- *           not end with a newline, or one of the two is empty or has a NUL byte
+ *     -93   a line of the certificate is neither a marker nor base64
+ *     -93   no command can be run to convert the certificate, or its output cannot be written
+ *     -96   the table's or the version's section cannot be read back, or memory ran out
+ *     -96   the table does not end with a newline, or one of the two sections is empty or has a NUL byte
  *     -92   no memory for the signed data
  *     -95   the signed data cannot be written to its temporary file
  *     -100  the certificate or the signature is not valid, or the check could not be done: openssl, memory or one of
@@ -115,8 +115,8 @@ QUILL_API int parse_validate_get_reg_tbl_file_ver(const char *path, char **versi
  *
  *     -90   a path is null
  *     -97   in_path cannot be opened, or one of the split's temporary files cannot be written
- *     -98   no command can be run, or the file for its output cannot be made; also for a path that is too long for a
- *           command line of 511 characters
+ *     -98   no command can be run, or the file for its output cannot be made
+ *     -98   in_path is too long for a command line of 511 characters
  *     -96   what gunzip has written cannot be read; or no memory
  *     -95   out_path cannot be written; it is left empty when it could be opened
  *

@@ -9,7 +9,7 @@
  *     next ──▶ "a" ──▶ "b" ──▶ "c" ──▶ tree record     prev: the same way back
  *
  * Cost: a node is 28 bytes on the device and 56 on a 64-bit host, a tree record 32 and 64. A tree of n nodes is at most
- * 1.45 log2(n) + 1 levels high: 14 for 1,000 nodes, 28 for a million. A search is one descent. Insertion and deletion
+ * 1.44 log2(n + 2) levels high: 14 for 1,000 nodes, 28 for a million. A search is one descent. Insertion and deletion
  * rebalance in at most as many steps as there are levels, and in a few on average. The smallest, the greatest, the next
  * and the previous node are one pointer step away.
  *

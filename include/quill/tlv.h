@@ -75,8 +75,9 @@ struct tlv_row {
 extern QUILL_API tlv_row *tlvDefn;
 
 /* initTLVLib stores the values that all operations use. Each operation first calls hook (may be null), which can set
- * tlvDefn and update its rows. rows is the number of rows. data (kept) is the data area, which a reset and a read
- * clear. An operation with rows above 0 and a null tlvDefn breaks the contract (reported as "tlv:100"). */
+ * tlvDefn and update its rows. readtlvBuffer clears the data area before that call. rows is the number of rows. data
+ * (kept) is the data area, which a reset and a read clear. An operation with rows above 0 and a null tlvDefn breaks the
+ * contract (reported as "tlv:100"). */
 QUILL_API void initTLVLib(void (*hook)(void), uint32_t rows, void *data, uint32_t data_size);
 
 /* tlvreset clears the data area, and marks every field that has a handler as not set. Returns the number of rows. */

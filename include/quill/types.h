@@ -8,8 +8,9 @@
  *              codec returns bytes: the unchecked form returns 0 on another kind of element, the checked one returns -1
  *              and sets errno.
  * Ownership    "new": the caller owns the result and releases it with the function named. "borrowed": the library or a
- *              container keeps it, and the text says how long it lasts. The library only reads arguments, and the
- *              program may free them after the call. "kept": the pointer is stored. "taken": the library frees it.
+ *              container keeps it, and the text says how long it lasts. An argument without one of the words "kept" and
+ *              "taken" is used only during the call. The program may free it after the call. "kept": the pointer is
+ *              stored. "taken": the library frees it.
  * Null         A pointer argument must not be null unless its function says what null means.
  * Contracts    A call that breaks the contract ends the process through the C library's assertion report, also in
  *              builds with NDEBUG. A process that continued would corrupt its own data. Headers name these calls. For

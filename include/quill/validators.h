@@ -41,9 +41,9 @@ QUILL_API int xctoc(int c);
 QUILL_API uint32_t hextoint(const char *text, int nbytes);
 
 /* is_numeric stores the number in *value and returns 1, when every character of text is a decimal digit. The empty text
- * is the number 0. Otherwise it returns 0, and *value is the number of the digits before the first other character. A
- * null text is treated as a text with such a character. A number above 32 bits is taken modulo 2^32. value may be null.
- */
+ * is the number 0. Otherwise it returns 0, and *value is the number that the digits before the first other character
+ * form. A null text is treated as a text with such a character. A number above 32 bits is taken modulo 2^32. value may
+ * be null. */
 QUILL_API int is_numeric(const char *text, uint32_t *value);
 
 /* validate_lag_num returns 1 when text is the number of a link aggregation group (port channel), 0 to 63, else 0.
@@ -85,8 +85,9 @@ QUILL_API int is_valid_restricted_filename(const char *name);
 QUILL_API int email_addr_validate(const char *addr);
 
 /* domain_name_validate returns 0 for a name of letters, digits, '-' and '.' that neither begins nor ends with '-' or
- * '.'. Otherwise it returns 2 for a name that begins with '-' or '.', else 1 for another character after the first,
- * else 2 for a name that ends with '-' or '.'. An empty or a null name gives 2: it has no first character.
+ * '.'. Otherwise it checks in this order. It returns 2 for a name that begins with '-' or '.', then 1 for another
+ * character after the first, then 2 for a name that ends with '-' or '.'. An empty or a null name gives 2: it has no
+ * first character.
  *
  * The first character may be any other character, as in _sip.example.com. Compatibility: service names (RFC 2782) begin
  * so. */

@@ -79,8 +79,9 @@ QUILL_API quill_word vlan_alloc_update(uint32_t vlan, uint32_t allocate, vlan_al
 
 /* vlan_alloc_assign_leastUsed returns the VLAN with the smallest usage in list (count entries). Of several such VLANs,
  * it returns the first. It returns 0 when the list has no VLAN. For a list with just one VLAN it returns list[0], which
- * is 0 when the VLAN is in a later slot. The call looks up each VLAN once, and a second time as long as the best VLAN
- * so far is unknown. Compatibility: programs rely on the result for a single VLAN. */
+ * is 0 when the VLAN is in a later slot. The call looks up each VLAN once. While the best VLAN so far is unknown, the
+ * call also looks that VLAN up again before each comparison. Compatibility: programs rely on the result for a single
+ * VLAN. */
 QUILL_API uint32_t vlan_alloc_assign_leastUsed(const uint16_t *list, uint32_t count, vlan_alloc_log log);
 
 /* vlan_alloc_assign_leastUsed_filter does what vlan_alloc_assign_leastUsed does, for the VLANs that filter does not

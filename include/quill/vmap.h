@@ -117,7 +117,8 @@ QUILL_API uint32_t vmap_sxdr_write(vmap *map, void *buffer);
  *     the first element is not a bool                         what it had
  *     the text has 640 bytes or more, or is another kind      no id
  *     the text is invalid                                     the items before the fault
- *     one of the 128 elements is not a u32                    the words before it, and 0 in that word
+ *     one of the 128 elements is not a u32                    the words before it, 0 in that word, its old bits after
+ *                                                             it
  *
  * The first change drops the cached text. */
 QUILL_API uint32_t vmap_sxdr_read(vmap *map, const void *buffer);

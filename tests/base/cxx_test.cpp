@@ -140,7 +140,9 @@ TEST(PipeStream, GivesTheStatusOfItsCommand) {
     quill::pipe_stream command("read line; exit ${#line}", "w");
     ASSERT_TRUE(command);
     fputs("four\n", command.get());
-    quill::pipe_stream moved = std::move(command);
+    quill::pipe_stream moved("", "r");
+    moved = std::move(command);
+    EXPECT_FALSE(command);  // the old command has been closed, not exchanged
     EXPECT_EQ(moved.close(), 4 << 8);
 }
 
