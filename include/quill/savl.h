@@ -133,7 +133,7 @@ QUILL_API int savl_string_compare(const void *a, const void *b);
 /* savl_string_compare_ic does what savl_string_compare does, with A to Z treated as a to z, whatever the locale. */
 QUILL_API int savl_string_compare_ic(const void *a, const void *b);
 
-/* savl_u32_compare orders uint32_t numbers by value. Returns exactly -1, 0 or 1. */
+/* savl_u32_compare orders uint32_t numbers, aligned and in host byte order, by value. Returns exactly -1, 0 or 1. */
 QUILL_API int savl_u32_compare(const void *a, const void *b);
 
 /* savl_mac_addr_compare orders MAC keys of 8 bytes: the 6 bytes of the address, and 2 bytes that must be zero.
