@@ -15,14 +15,14 @@ enum {
     CELL_PROFILE_END = 111           /* the last record; all its other fields are empty */
 };
 
-/* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros; numbers
- * are in the host's byte order. */
+/* cell_profile is one modem: 624 bytes, without padding. Texts end with a NUL and are filled up with zeros. Numbers are
+ * in the host's byte order. Device names are names in /dev, without the folder: "ttyUSB0", "sr0". */
 typedef struct cell_profile {
     char name[64];            /* the name under which people know the modem */
     uint32_t vendor;          /* of the USB device */
     uint32_t product;         /* of the USB device */
     uint8_t reserved1[128];   /* 0 */
-    char serial_device[64];   /* its name in /dev, or "none"; empty for CELL_PROFILE_MASS_STORAGE */
+    char serial_device[64];   /* or "none"; empty for CELL_PROFILE_MASS_STORAGE */
     uint32_t code;            /* CELL_PROFILE_MODEM and so on */
     uint8_t reserved2[12];    /* 0 */
     uint32_t options[2];      /* 0 except for one modem */
@@ -30,7 +30,7 @@ typedef struct cell_profile {
     char texts[2][64];        /* two texts of the connection, both "internet" or both empty */
     uint32_t driver_class;    /* 2 for common serial modems */
     uint32_t mass_storage;    /* 1 for CELL_PROFILE_MASS_STORAGE, else 0 */
-    char storage_device[128]; /* its name in /dev, for CELL_PROFILE_MASS_STORAGE, else empty */
+    char storage_device[128]; /* for CELL_PROFILE_MASS_STORAGE, else empty */
     uint32_t trailing_code;   /* 2 for CELL_PROFILE_MODEM, else 0 */
     uint32_t reserved3;       /* 0 */
 } cell_profile;

@@ -15,7 +15,7 @@
 namespace quill::test {
 namespace {
 
-// The lowest bit of a word and the number of bits.
+// Returns the lowest set bit of a word, and the number of set bits.
 std::string bits(uint64_t word) {
     return std::to_string(std::countr_zero(word)) + "+" + std::to_string(std::popcount(word));
 }
@@ -44,7 +44,7 @@ std::string ids(uint32_t first, uint32_t last, const char *operations) {
         switch (operation) {
             case 'a':
                 for (; number > 1; number--) EXPECT_EQ(idx_table_index_alloc(table, &out), 0);
-                out = 12345;  // stays when no index is free
+                out = 12345;  // out keeps this value when no index is free
                 shown += idx_table_index_alloc(table, &out) == 0 ? std::to_string(out) : out == 12345 ? "none" : "?";
                 break;
             case 'r': shown += std::to_string(idx_table_index_reserve(table, number)); break;

@@ -62,7 +62,7 @@ std::vector<uint32_t> marking(const Ids &ids) {
     return filter;
 }
 
-constexpr uint8_t kMac[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0x97};  // the XOR is 5
+constexpr uint8_t kMac[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0x97};  // the XOR of the bytes is 5
 
 string choose(const uint16_t *pool, uint32_t size, const uint16_t *marked, uint32_t count) {
     const std::vector<uint32_t> filter = marking(Ids(marked, marked + count));
@@ -87,7 +87,7 @@ TEST_F(VlanAlloc, Cases) {
 }
 
 TEST_F(VlanAlloc, LongPoolsAndMissingFilters) {
-    Ids longer(400, 10);  // than 256
+    Ids longer(400, 10);  // longer than 256 VLANs
     longer.back() = 40;
     add(10, 1, 0);
     const uint16_t known[] = {10}, unknown[] = {40};
@@ -108,7 +108,7 @@ TEST_F(VlanAlloc, AFailedCreationIsLogged) {
         EXPECT_EQ(result, n % 2 ? "77; 1 vlan_alloc_init (vlan_alloc:52): Hash creation failed" : "0");
     }
     EXPECT_EQ(HashEntries(vlanPool_usage_hash_table), 0);
-    sHash *const first = vlanPool_usage_hash_table;  // a second creation does not destroy it
+    sHash *const first = vlanPool_usage_hash_table;  // a second creation does not destroy this table
     HashInsert(first, 23);
     EXPECT_NE(vlan_alloc_init(log), 0u);
     EXPECT_NE(vlanPool_usage_hash_table, first);
@@ -118,7 +118,7 @@ TEST_F(VlanAlloc, AFailedCreationIsLogged) {
 
 TEST_F(VlanAlloc, AnAllocationWithoutMemoryIsSeenInTheResult) {
     int failures = 0;
-    for (uint32_t vlan = 1; vlan <= 1100; vlan++) {  // more than a slab of elements
+    for (uint32_t vlan = 1; vlan <= 1100; vlan++) {  // more elements than a slab holds
         NthAllocation failing(1);
         const bool adds = vlan % 2;
         const quill_word result = adds ? vlan_alloc_add(vlan, 1, nullptr) : vlan_alloc_update(vlan, 1, nullptr);

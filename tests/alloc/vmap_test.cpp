@@ -69,7 +69,7 @@ string read(const uint8_t *message) {
     return size + " " + vmap_to_string(map.get());
 }
 
-// Returns the bytes of an array of bits for that many ids, of which the first may be reserved.
+// Returns the bytes of an array of bits for that many ids. With reserved, bit 0 comes before them and is in use.
 string bitid(uint32_t ids, int reserved) {
     uint8_t *const map = bitid_init(ids, reserved ? &ids : nullptr);
     const string bytes = hex({map, (ids + (reserved ? 1u : 0u) + 7) / 8});
@@ -207,8 +207,8 @@ TEST(Vmap, ClearKeepsTheReferenceOnASharedMap) {
     for (vmap *each : {map, handle, shared, shared}) vmap_free(each);
 }
 
-// Each item has 4 characters, and commas separate the items. 127 items are thus 634 characters, or 637 bytes as a str
-// element.
+// Each item has 4 characters, and commas separate the items. 127 items thus have 634 characters, and their str element
+// has 637 bytes.
 TEST(Vmap, TravelsAsTextWhileThatIsShorter) {
     for (const auto &[ids, tail, size] :
          {std::tuple(127, "", 640u), {127, ",1", 642}, {127, ",10", 643}, {128, "", 643}}) {
@@ -229,7 +229,7 @@ TEST(Vmap, LongMessagesAndTheirDamage) {
     string words = string("\7\2", 3);
     for (int i = 0; i < VMAP_WORDS; i++) words += "\4\1\1\1\1";
     EXPECT_EQ(read_bytes(words).substr(0, 10), "643 8,16,2");
-    words[3 + 5 * 2] = 3;  // the third is not a u32
+    words[3 + 5 * 2] = 3;  // the third word is not a u32
     EXPECT_EQ(read_bytes(words), "0 8,16,24,32,40,48,56");
     const Map map = map_of("7");
     vmap_to_string(map.get());
@@ -268,7 +268,7 @@ TEST(Vmap, SurvivesWithoutMemory) {
         EXPECT_EQ(map->references, 2);
         EXPECT_STREQ(vmap_to_range_str(map, 0), "1-5,7");
     }
-    // Without memory for the text, a map still travels.
+    // Without memory for the text, a map is written as words.
     vmap_clear_string(map);
     uint8_t buffer[643];
     for (const auto write : {+[](vmap *m, uint8_t *) { return vmap_sxdr_size(m); },

@@ -24,7 +24,8 @@ TEST(Divisor, RemaindersAreThoseOfADivision) {
         const uint64_t reciprocal = quill::reciprocal_of(divisor);
         for (const uint32_t number : numbers) {
             ASSERT_EQ(quill::remainder(number, divisor, reciprocal), number % divisor) << number << " % " << divisor;
-            // Numbers just below, at and above a multiple: a reciprocal that is off by one fails there.
+            // Also tries the multiple of the divisor before the number, and the number just below this multiple. A
+            // reciprocal that is off by one fails there.
             for (const uint32_t near : {number - number % divisor - 1, number - number % divisor})
                 ASSERT_EQ(quill::remainder(near, divisor, reciprocal), near % divisor) << near << " % " << divisor;
         }

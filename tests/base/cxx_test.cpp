@@ -40,7 +40,7 @@ TEST(VlanSet, CopiesPartWhenOneIsChanged) {
     EXPECT_EQ(std::vector<uint16_t>(some.begin(), some.end()), (std::vector<uint16_t>{100, 101, 102}));
     EXPECT_TRUE(some.invert() && some.invert() && some.merge(all) && some.remove(100, 102) && some == all);
     EXPECT_EQ(std::vector<uint16_t>(all.begin(), all.end()).size(), 15u);
-    EXPECT_TRUE(all.invert());  // with ids 0 and 4095, which are not VLANs
+    EXPECT_TRUE(all.invert());  // also adds ids 0 and 4095, which are not VLANs
     EXPECT_EQ(std::vector<uint16_t>(all.begin(), all.end()).size(), 4079u);
     EXPECT_FALSE(quill::vlan_set("1-5000"));
 }
@@ -146,7 +146,7 @@ TEST(PipeStream, GivesTheStatusOfItsCommand) {
     EXPECT_EQ(moved.close(), 4 << 8);
 }
 
-// One of each kind, with its name.
+// The messages below have one element of each kind. Its name is that of the kind.
 const char *const kNames[] = {"u8",  "u16",  "u32",   "u64", "s32",      "bool", "ip",
                               "mac", "ipv6", "ip_af", "str", "long_str", "hex",  "long_hex"};
 constexpr uint8_t kMac[] = {0, 1, 2, 3, 4, 5};
@@ -191,7 +191,7 @@ TEST(Message, ComesBackWholeAndIsRefusedAtEachTruncation) {
     for (uint32_t length = 0, begin = 0; length < out.size(); length++) {
         quill::message_reader cut(message, length);
         EXPECT_FALSE(read(cut, shown));
-        if (cut.offset() != begin) field++;  // the element before was complete
+        if (cut.offset() != begin) field++;  // the previous element was complete
         begin = cut.offset();
         ASSERT_LT(field, std::size(kNames));
         EXPECT_STREQ(cut.what(), kNames[field]);

@@ -12,7 +12,7 @@
 namespace quill::test {
 namespace {
 
-// Returns the bytes that one writer counts, and checks that it wrote no others.
+// Returns as many bytes as a writer reports, and checks that it wrote no other bytes.
 Bytes written(const std::function<uint32_t(void *)> &write) {
     Bytes buffer(70000, kUnused);
     const uint32_t size = write(buffer.data());
@@ -95,7 +95,8 @@ TEST(Sxdr, ReadersOfDataIntoNewBuffers) {
     EXPECT_EQ(sxdr_read_hex32_size(hex.data()), 0u);
 }
 
-// Readers that get the offset of an element in its message: the sum of offset and length wraps, and pointers are null.
+// Tests the readers that get the offset of an element in its message. The sum of offset and length wraps, the offset is
+// beyond the message, or a pointer is null.
 TEST(Sxdr, ReadersWithAnOffset) {
     const Bytes text = {0, 0, 3, 'a', 'b', 'c'}, data = {8, 0, 3, 'a', 'b', 'c'};
     char out[8];

@@ -160,7 +160,7 @@ void expect_found(Tree &tree, Node &node, const void *a, int order) {
     EXPECT_TRUE(order == 0 || (at == &node && side == (order > 0)));
 }
 
-// Bytes from hexadecimal digits, filled up with zeros. The first `number` bytes are in the order of the host.
+// A key of bytes from hexadecimal digits, filled up with zeros. The first `number` bytes are in the order of the host.
 struct Key {
     alignas(8) uint8_t bytes[20] = {};
 

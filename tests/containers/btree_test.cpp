@@ -21,7 +21,7 @@ int compare_erratically(const void *a, const void *b) {
     return *static_cast<const int *>(a) * 7 % 5 - 2;
 }
 
-// A model of the search for the next key, and the keys that it compares, in order.
+// A model of the search for the next key. It also records the keys that it compares, in order.
 void *next_by_rule(const btree *node, std::vector<const void *> &asked) {
     if (!node) return nullptr;
     asked.push_back(node->key);
@@ -110,7 +110,8 @@ TEST(Btree, RandomOperationsFollowTheModel) { expect_model_followed<Btree>(); }
 
 int difference(const void *a, const void *b) { return *static_cast<const int *>(a) - *static_cast<const int *>(b); }
 
-// A tree of one branch, which turns left or right as rule(level) says; its keys; and the visits of a walk.
+// A tree of one branch, with its keys and the expected visits of a walk. At each level, the branch turns right if
+// rule(level) is true, and left otherwise.
 struct Branch {
     Branch(size_t height, bool (*rule)(size_t)) : keys(height), nodes(height) {
         const auto expect = [&](size_t level, int kind) {

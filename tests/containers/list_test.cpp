@@ -91,7 +91,7 @@ std::string operate(sList *list, const char *script) {
             case '!': shown += digit(ListReinit(list) == 1); break;
             case '*': ListAppend(list, list_of(*++s - '0')); break;
             case ':': shown += digit(std::exchange(compared, 0)); break;
-            default: {  // a step of the list's cursor, or by a capital letter of the caller's
+            default: {  // a step of the list's cursor; a capital letter moves the caller's cursor
                 constexpr char kSteps[] = "0fhtnp6";
                 const int step = static_cast<int>(strchr(kSteps, tolower(op)) - kSteps);
                 const quill_word got = isupper(op) ? ListGetR(list, step, &cursor) : ListGet(list, step);

@@ -38,7 +38,7 @@ public:
         const NthAllocation failing(insertions_++ % 8 ? 2 : 1);
         const void *result = rbsearch(search_for((here ? wanted : numbers) + key), tree_);
         EXPECT_EQ(result, failing.reached() ? nullptr : numbers + key);
-        EXPECT_EQ(rb_null.up, mark);  // only deletions write it
+        EXPECT_EQ(rb_null.up, mark);  // only deletions write rb_null.up
         if (here || failing.reached()) return false;
         EXPECT_EQ(compared.size(), depth + (depth > 0));  // the last node is compared once more
         return true;

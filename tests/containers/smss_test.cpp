@@ -21,7 +21,7 @@ struct Station {
     uint32_t v, r;      // numbers
     const char *n, *s;  // texts
 };
-constexpr const char *kUnwritten = "-", *kOverlong = "!";  // nothing, or 129 times A without a NUL
+constexpr const char *kUnwritten = "-", *kOverlong = "!";  // text() writes nothing, or 129 times A without a NUL
 
 constexpr Station kStations[] = {
     {'a', 1, 0x80000000u, "ETH0", "zZz"}, {'b', 2, 3, "eth0", "Azz"},
@@ -91,7 +91,7 @@ std::string found(int any, const char *filters, const char *sorts) {
     return query.ids(0, 100);
 }
 
-// The calls of the accessors: one for each criterion that is examined.
+// Returns the calls of the accessors: the object's id and the field for each criterion that is examined.
 std::string asks(int any, const char *filters) {
     found(any, filters, "");
     return asked;
@@ -147,13 +147,14 @@ TEST(Smss, StringsStayWhereTheyAreWhileThePoolGrows) {
     EXPECT_EQ(smss_add_string(&context, nullptr, INT32_MAX), nullptr);
 }
 
-// The n-th allocation fails. At worst, objects are left out and criteria do not hold.
+// The n-th allocation fails. At worst, objects are left out, search criteria match nothing, and sort criteria have no
+// effect.
 TEST(Smss, FailedAllocationsOnlyLeaveThingsOut) {
     std::vector<Station> stations;
     for (uint32_t i = 0; i < 1100; i++) stations.push_back({'x', i * 7 % 1100, 0, i % 3 ? "Eth" : "", ""});
     const size_t matches = 733;
-    // Only that many bytes of the pool's first block are left, so each string in turn is the first that needs another
-    // block.
+    // Only left[i] bytes of the pool's first block are left. Each string in turn is thus the first string that needs
+    // another block.
     for (int i = 0, left[] = {1, 3, 5, 7, 12, 14}, n = 1; i < 6; n++) {
         SCOPED_TRACE(testing::Message() << n << " with " << left[i]);
         const long live = live_allocations();

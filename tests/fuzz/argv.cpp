@@ -6,8 +6,8 @@
 
 namespace {
 
-// Whether splitting restores the word after joining: it is not empty, loses no character, and has a single quote only
-// when joining quotes it.
+// Returns whether splitting restores the word after joining. The word must not be empty, must lose no character, and
+// may have a single quote only if joining quotes the word.
 bool comes_back(const std::string &word) {
     const auto has = [&](const char *set) { return word.find_first_of(set) != std::string::npos; };
     return !word.empty() && !has("\r\n") && (!has("'") || has("<>;&| \t"));

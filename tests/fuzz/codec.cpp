@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
         const quill::test::Kind &kind = quill::test::kinds()[which];
         quill::test::expect_answers(kind, message, at, capacity_code == 63 ? 4000 : capacity_code);
-        at += quill::test::place_of(kind, message, at).consumed;  // to what follows
+        at += quill::test::place_of(kind, message, at).consumed;  // to the next element
     }
     return 0;
 }

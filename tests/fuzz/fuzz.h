@@ -1,5 +1,6 @@
-// Common parts of the fuzz targets. A target has one function, LLVMFuzzerTestOneInput, which gets any bytes. It must
-// not crash, read or write out of bounds. It EXPECTs the results of a plain model or of a round trip.
+// Common parts of the fuzz targets. A target has one function, LLVMFuzzerTestOneInput, which gets any bytes. The target
+// must not crash, and must not read or write out of bounds. The target EXPECTs the results of a plain model or of a
+// round trip.
 #pragma once
 
 #include <stdint.h>
@@ -26,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace quill::fuzz {
 
-// LLVMFuzzerInitialize returns it when this machine allows only a part of the test. CTest then counts the replay as
+// LLVMFuzzerInitialize returns kSkipped if this machine allows only a part of the test. CTest then counts the replay as
 // skipped.
 constexpr int kSkipped = 77;
 
@@ -46,7 +47,7 @@ public:
         const unsigned first = byte();  // separate, because compilers differ in which byte() they call first
         return (n <= 256 ? first : first * 256u + byte()) % n;
     }
-    // Reads up to a NUL, which is consumed as well, or to the end.
+    // Reads up to a NUL or to the end. Also consumes the NUL.
     std::string text(size_t longest = 1000) {
         const size_t length = static_cast<size_t>(std::find(left_.begin(), left_.end(), 0) - left_.begin());
         std::string taken(left_.begin(), left_.begin() + static_cast<ptrdiff_t>(length));
@@ -61,15 +62,15 @@ private:
     std::span<const uint8_t> left_;
 };
 
-// The number of digits of the longest number in a text. The C library's scanner, the model of several targets, is exact
-// for nine digits. Beyond int its result is undefined.
+// Returns the number of digits of the longest number in a text. The C library's scanner is the model of several
+// targets. The scanner is exact for nine digits, and its result is undefined for numbers outside int.
 inline size_t longest_number(const std::string &text) {
     size_t digits = 0, most = 0;
     for (const char c : text) most = std::max(most, digits = c >= '0' && c <= '9' ? digits + 1 : 0);
     return most;
 }
 
-// Returns room for a text, which ends at a page without access. The next use of the same page moves the room.
+// Returns room for a text, which ends at a page without access. The next use of the same page reuses the room.
 inline char *room(test::GuardedPage &page, size_t size) { return reinterpret_cast<char *>(page.room(size, 0xee)); }
 
 }  // namespace quill::fuzz

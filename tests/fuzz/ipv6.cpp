@@ -1,5 +1,5 @@
-// Readers of IPv6 texts, prefixes and digits, compared with the C library's reader, which one of them calls, and with a
-// round trip.
+// Readers of IPv6 texts, prefixes and digits. They are compared with the C library's reader, which one of them calls,
+// and with a round trip.
 #include <arpa/inet.h>
 #include <quill/ipv6.h>
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The number of digits at the start of the text.
+// Returns the number of digits at the start of the text.
 size_t digits(const std::string &text) { return std::min(text.find_first_not_of("0123456789"), text.size()); }
 
 // Up to nine digits before the dot, so that nothing is out of range.
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EXPECT(str_to_proto(proto_to_str(number)) == number);
     const int power = str_to_pwr_dbm(page.hold_text(text));
     EXPECT(!exact || power == tenths(text));
-    // Between these limits, texts show every tenth.
+    // Between these limits, the texts distinguish all tenths.
     EXPECT(power < -10'000'000 || power > 10'000'000 || str_to_pwr_dbm(dbm_pwr_to_str(power)) == power);
     get_boolean_value(page.hold_text(text));
     return 0;

@@ -22,7 +22,7 @@ ptrdiff_t place(Random &random, size_t size) {
     return static_cast<ptrdiff_t>(random.below(static_cast<uint32_t>(size) + 1));
 }
 
-// A part of an input, from nothing to all of it.
+// Returns a random part of an input: nothing, a piece of it, or all of it.
 std::span<const uint8_t> part(Random &random, const Bytes &bytes) {
     const auto from = static_cast<size_t>(place(random, bytes.size()));
     return std::span(bytes).subspan(from, static_cast<size_t>(place(random, bytes.size() - from)));
@@ -60,7 +60,8 @@ void try_input(const std::string &name, const Bytes &bytes) {
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
-// A line of a corpus. Letters, digits and punctuation are themselves, any other byte is \xHH.
+// Reads a line of a corpus. Letters, digits and punctuation, except the backslash, are written as they are. Any other
+// byte is \xHH.
 bool read_line(const char *at, Bytes &bytes) {
     for (; *at != '\n'; at++) {
         int byte = '!' <= *at && *at <= '~' ? *at : -1;

@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (!formatted) {
         syslog(priority, "%s", texts.hold_text(text));
     } else {
-        // A variable, because the compiler's checks of formats reject %m.
+        // The format is a variable, because the compiler's checks of formats reject %m.
         static const char *format = "%*s|%m|%.*s%%";
         syslog(priority, format, width, texts.hold_text(text), width / 7, text.c_str());
     }

@@ -13,7 +13,7 @@ struct Fields {
     char empty[1];
 } fields;
 
-constexpr uint32_t kWithoutStorage = 5;  // an index of rows; the row can be set, but not packed
+constexpr uint32_t kWithoutStorage = 5;  // an index in rows; the row can be set, but not packed
 
 tlv_row rows[] = {
     {nullptr, nullptr, 0, "unused", 0},

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     for (const std::string root : {"/mnt/usbdisk/slot0/0/", "/mnt/usbdisk/stick/"}) {
         for (const char *folder : {"images", ".hidden"}) std::filesystem::create_directories(root + folder);
         for (const std::string &name : kNames) quill::test::write_file(root + name, "x");
-        quill::test::write_file(root + ".hidden/a", "x");  // of that, "a" at the top is found
+        quill::test::write_file(root + ".hidden/a", "x");  // a search for ".hidden/a" finds "a" at the top
     }
     return 0;
 }
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const char *const found = chkUsbPath(page.hold_text(name), at);
     struct stat file;
     EXPECT(found ? found == at && is_usb_path(found) : !is_private || !kNames.contains(name));
-    // The search skips directories that begin with "."; the path that it makes does not.
+    // The search skips directories that begin with ".". The returned path contains them nevertheless.
     const bool plain = ("/" + name).find("/.") == std::string::npos;
     if (found && plain) EXPECT(lstat(found, &file) == 0 && S_ISREG(file.st_mode));
     at = quill::fuzz::room(out, QUILL_USB_PATH_SIZE);

@@ -1,5 +1,5 @@
-// VLAN sets in messages of any bytes, in which no length leads out of the memory. The set that is read is compared with
-// a plain reader of the format, and survives a round trip.
+// VLAN sets in messages of any bytes. The memory of a message is larger than any length in it. The set that is read is
+// compared with a plain reader of the format, and survives a round trip.
 #include <quill/vmap.h>
 
 #include "base/endian.h"

@@ -40,7 +40,7 @@ TEST(ComponentLog, NamesAreCutAndErrnoIsTheCallers) {
     EXPECT_EQ(offsetof(LogHandle, name), 12u);
     testing::internal::CaptureStderr();
     errno = ERANGE;
-    QuillLog(log, 5, std::string("%m").c_str(), 0);  // hidden from the compiler, which would warn
+    QuillLog(log, 5, std::string("%m").c_str(), 0);  // the format is hidden from the compiler, which would warn
 
     EXPECT_EQ(errno, ERANGE);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), name.substr(0, 30) + ": " + strerror(ERANGE) + "\n");

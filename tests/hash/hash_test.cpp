@@ -18,8 +18,8 @@
 namespace quill::test {
 namespace {
 
-// The base of a kind of key. A key is made from a number, and is either stored or only searched for. It converts to the
-// arguments of the table's functions. holds() returns whether the fields of an element belong to the key.
+// The base of a kind of key. A key is made from a number. The key is either stored or only searched for, and converts
+// to the arguments of the table's functions. holds() returns whether the fields of an element belong to the key.
 template <auto kInsert, auto kInsertShort, auto kUpdate, auto kRemove, auto kFind, auto kPresent>
 struct TableKey {
     static constexpr auto insert = kInsert;
@@ -57,7 +57,7 @@ struct Word
     bool holds(const sHashElem &e) const { return e.key == word && !e.key_copy && !e.address && has_bytes(e); }
 };
 
-// Keys are pointers to numbers; equal numbers at another address are the same key.
+// Keys are pointers to numbers. Two pointers to equal numbers are the same key.
 struct Pointer : Word {
     static inline int numbers[2][26];
 
@@ -69,7 +69,7 @@ struct Pointer : Word {
     static uint32_t hash_number(quill_word key) { return static_cast<uint32_t>(number(key)) * 0x9E3779B1u; }
     static int equal(quill_word stored, quill_word searched) {
         EXPECT_NE(stored, searched);
-        EXPECT_GE(stored, reinterpret_cast<quill_word>(numbers[1]));  // only these are ever stored
+        EXPECT_GE(stored, reinterpret_cast<quill_word>(numbers[1]));  // only pointers into numbers[1] are ever stored
         return number(stored) == number(searched) ? -1 : 0;
     }
     static sHash *create(int32_t buckets) { return HashCreateExt(buckets, hash_number, equal, "model", 0); }
@@ -92,7 +92,7 @@ struct Text : TableKey<HashStringInsertKeyAndValue, HashStringInsert, HashString
     bool holds(const sHashElem &e) const { return !e.key && e.key_copy == text && !e.address && has_bytes(e); }
 };
 
-// Groups of four keys differ only in the two bytes that are not hashed.
+// The four keys of a group differ only in the two bytes that are not hashed.
 struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyAndValue, HashMacRemove, HashMacFind,
                       HashIsMacPresent> {
     uint8_t bytes[7] = {0, 0, 0, 0x90, 0xFF, 0x80, 0};  // the address is at an odd place
@@ -106,8 +106,9 @@ struct Mac : TableKey<HashMacInsertKeyAndValue, HashMacInsert, HashMacUpdateKeyA
     bool holds(const sHashElem &e) const { return !e.key && !e.key_copy && !e.address && has_bytes(e, bytes + 1, 6); }
 };
 
-// Of eight keys, three pairs differ only in their family; 5 and 7 have the same hash from different words. An IPv4 key
-// is its hash and four bytes: 4 and 6 differ in a byte that only the hash covers, and two bytes are not covered at all.
+// Of eight keys, three pairs differ only in their family. Keys 5 and 7 have the same hash from different words. The
+// table compares only the hash and four bytes of an IPv4 key. Keys 4 and 6 differ in a byte that only the hash covers.
+// Two bytes are not compared at all.
 struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAfAddrUpdateKeyAndValue,
                      HashIpAfAddrRemove, HashIpAfAddrFind, HashIsIpAfAddrPresent> {
     static constexpr auto get = HashIpAfGet;
@@ -149,7 +150,7 @@ struct Ip : TableKey<HashIpAfAddrInsertKeyAndValue, HashIpAfAddrInsert, HashIpAf
     }
 };
 
-// Returns the buffer of hash_get_stats().
+// Returns the records in the buffer of hash_get_stats(), and checks their number.
 std::string records() {
     void *buffer;
     const uint32_t size = hash_get_stats(&buffer);
@@ -176,7 +177,7 @@ TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
     const auto create = [&] {
         table = HashCreateExt(5, Pointer::hash_number, Pointer::equal, "created", 1);
         if (!table || table->listed) return table != nullptr;
-        HashDestroy(table);  // without memory for its place in the list a table is only left out of the statistics
+        HashDestroy(table);  // a table without a place in the list is only left out of the statistics
         return false;
     };
     constexpr int kPools = 2, kSlabs = 1;
@@ -186,8 +187,8 @@ TEST(Hash, FailedAllocationsLeaveNoTableBehind) {
     HashDestroy(table);
 }
 
-// The first table of a process makes the pools and the list, and the table's first element makes a slab. Each test is a
-// process.
+// Makes the pools, the list and a slab in advance. The first table of a process makes the pools and the list, and its
+// first element makes a slab. Each test runs in a process of its own.
 void warm_up() {
     sHash *table = _HashCreate(1, "first", 1);
     HashInsert(table, 1);
@@ -286,8 +287,8 @@ TEST(Hash, AKeyWithoutMemoryGivesItsElementBack) {
     HashDestroy(table);
 }
 
-// The bucket of a one-byte text shows one number of the permutation. The number at 0 needs a longer text, whose hash
-// leads there.
+// The bucket of a one-byte text shows one number of the permutation. For the number at 0, a longer text is needed whose
+// hash leads to 0.
 std::vector<uint32_t> permutation() {
     std::vector<uint32_t> numbers(256);
     const auto bucket = [](const std::string &text) {
@@ -319,7 +320,7 @@ TEST(Hash, PresenceOfAMacAddressTellsTheValueAndMayPlaceTheCursor) {
         EXPECT_EQ(HashIsMacPresentandValue(table, absent, &value), 0);
         EXPECT_EQ(value, static_cast<quill_word>(key + 1));
         EXPECT_EQ(HashIsMacPresentAndSetHashState(table, here), 1);
-        EXPECT_EQ(HashIsMacPresentAndSetHashState(table, absent), 0);  // leaves the cursor alone
+        EXPECT_EQ(HashIsMacPresentAndSetHashState(table, absent), 0);  // does not move the cursor
         EXPECT_EQ(table->cursor.element->value, value);
     }
     HashDestroy(table);

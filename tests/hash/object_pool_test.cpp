@@ -44,7 +44,7 @@ TEST(ObjectPool, GivesDistinctAlignedObjectsUpToItsLimit) {
             EXPECT_EQ(std::count(objects[i], objects[i] + size, static_cast<char>(i)), size);
         for (char *object : objects) mpool_free(pool, object);
         std::reverse(objects.begin(), objects.end());
-        EXPECT_EQ(take_all(pool), objects);  // the latest freed first
+        EXPECT_EQ(take_all(pool), objects);  // the object that was freed last comes first
         EXPECT_EQ(allocations() - before, heap_calls);
     }
 }
@@ -69,7 +69,7 @@ TEST(ObjectPool, AddressSanitizerSeesObjectsThatAreNotTaken) {
     Mpool *pool = new_pool(32, 2, 8, 2);
     auto *object = static_cast<volatile char *>(mpool_alloc(pool));
     object[31] = 1;
-    EXPECT_DEATH(object[32] = 1, "use-after-poison");  // the next object, still fresh
+    EXPECT_DEATH(object[32] = 1, "use-after-poison");  // the next object, which was never taken
     mpool_free(pool, const_cast<char *>(object));
     for (const int byte : {0, 31}) EXPECT_DEATH(object[byte] = 1, "use-after-poison");
     EXPECT_EQ(mpool_alloc(pool), object);

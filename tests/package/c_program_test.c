@@ -7,7 +7,7 @@
 #include <string.h>
 #include <syslog.h>
 
-#ifdef PROJECT_VERSION /* by the build, but not by the analysis of this file */
+#ifdef PROJECT_VERSION /* defined by the build, but not by the analysis of this file */
 #define VERSION_OF(...) QUILL_VERSION_NUMBER(__VA_ARGS__)
 _Static_assert(QUILL_VERSION == VERSION_OF(PROJECT_VERSION), "the headers have another version than the project");
 #endif
@@ -128,7 +128,7 @@ static void security(void) {
     CHECK(strcmp(log_buf, "Error encountered while parsing or validating the file") == 0);
 }
 
-/* The log client is ours. The C library's client would keep its mask after closelog. */
+/* Proves that the log client is the library's. The C library's client would keep its mask after closelog. */
 static void logs(void) {
     CHECK(setlogmask(LOG_UPTO(LOG_ERR)) == 0xff && setlogmask(0) == LOG_UPTO(LOG_ERR));
     closelog();

@@ -1,7 +1,7 @@
 #!/bin/sh
 # check_certificates.sh CMAKE SOURCE_DIR CXX_COMPILER NM
-# A deployment's own certificates are compiled in whole. CMake then does not warn, as it does for the development
-# authority's. A file that is not a certificate in DER form is refused.
+# A deployment's own certificates are compiled in completely, and CMake does not warn. CMake warns if the certificates
+# are those of the development authority. A file that is not a certificate in DER form is refused.
 set -eu
 cmake=$1 source=$2 cxx=$3 nm=$4
 work=$(mktemp -d)

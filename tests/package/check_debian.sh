@@ -1,7 +1,8 @@
 #!/bin/sh
 # check_debian.sh SOURCE_DIR VERSION
-# The Debian packages are built from the tree, pass lintian, and are installed, used and removed in a temporary copy of
-# this machine (an overlay: run it with mounts of its own). Needs root; without root it is skipped (77).
+# The Debian packages are built from the tree and pass lintian. They are installed, used and removed in a temporary copy
+# of this machine. The copy is an overlay, so the script must run with mounts of its own. The script needs root; without
+# root, the test is skipped (77).
 set -eu
 source=$1 version=$2 here=$(cd "$(dirname "$0")" && pwd)
 [ "$(id -u)" -eq 0 ] || { echo "skipped: takes root"; exit 77; }

@@ -9,9 +9,9 @@ for source; do
         printf '%s\n' "$report" | grep -q "^$source should add" || { echo "$source was not looked at"; failed=yes; }
 done
 
-# Advice that does not apply: the C++ names of C headers, which quill/types.h and the C headers give; internal headers
-# of the C library instead of the documented ones; the owner template of base/memory.h; structures that are declared
-# where a typedef names them.
+# This advice does not apply: C++ names of C headers (quill/types.h and the C headers give the same names); internal
+# headers of the C library instead of the documented ones; the owner template of base/memory.h; structures that are
+# declared where a typedef names them.
 wanted=$(printf '%s\n' "$report" | awk '
     / should (add|remove) these lines:/ { file = $1; next }
     /^The full include-list/ { file = ""; next }

@@ -1,9 +1,9 @@
 #!/bin/sh
 # check_install.sh CMAKE BUILD_FOLDER SOURCE_DIR [-DOPTION...]
 # Uses the installed library as other projects do, from folders with blanks in their names. Programs in C (and in C++,
-# with -DCXX_PROGRAMS=ON) are linked with the shared object and with the archive, built through CMake and pkg-config,
-# and run. The environment has CC and CXX with their flags for this target, and RUN, the command that runs its programs
-# (empty: the machine).
+# with -DCXX_PROGRAMS=ON) are built through CMake and pkg-config, and run. They are linked with the shared object and
+# with the archive. The environment has CC and CXX with their flags for this target. RUN is the command that runs
+# programs of the target; if RUN is empty, the machine runs them itself.
 set -eu
 cmake=$1 build=$2 source=$3
 shift 3
@@ -16,7 +16,7 @@ if grep -rlI -e "$work" -e "$build" -e "$source" "$stage"; then
     exit 1
 fi
 
-# The program finds the library of its own installation, without any help.
+# The installed program finds the library of its own installation, without environment variables.
 if installed=$(find "$stage" -path '*/bin/quill' | grep .); then
     env -i $RUN "$installed" --version
 fi
@@ -39,7 +39,8 @@ build_and_run "$CC -std=c11" consumer.c static
 case " $* " in *" -DCXX_PROGRAMS=ON "*) build_and_run "$CXX -std=c++17" consumer.cpp ;; esac
 echo "built and run through pkg-config"
 
-# The commands of the guides that use this machine's compiler. ~/quill is the stage.
+# The commands of the guides use this machine's compiler, so other targets end here. In the guides, ~/quill is the
+# installed library; here it leads to the stage.
 case "$*" in *TOOLCHAIN*) exit 0 ;; esac
 [ -z "$RUN" ] && [ "$libraries" = "$stage/lib" ] || exit 0
 # The Python module finds the library of its own installation, and its documented session works.
@@ -47,7 +48,7 @@ module="$stage/lib/python3/dist-packages/quill.py"
 (cd / && env -i PATH="$PATH" PYTHONDONTWRITEBYTECODE=1 python3 -m doctest "$module") || exit 1
 mkdir home
 ln -s "$stage" home/quill
-# usage: run_guide GUIDE: its C programs, its commands, which follow "$ ", and what they print
+# usage: run_guide GUIDE: writes its C programs, runs its commands (which follow "$ "), and compares what they print
 run_guide() {
     guide="$source/docs/$1.md"
     mkdir "$work/$1"

@@ -1,12 +1,12 @@
 #!/bin/sh
 # check_layers.sh SOURCE_DIR
-# Folders of src/ use each other as the picture in docs/architecture.md draws it. Each may use base. A public header
-# belongs to the folder that has the source with its stem.
+# The folders of src/ use each other exactly as the picture in docs/architecture.md shows. Each folder may also use
+# base. A public header belongs to the folder that has the source with its stem.
 set -eu
 cd "$1"
 export LC_ALL=C
 
-# Every folder and every use of another folder, first from the picture and then from the sources.
+# Both functions list every folder and every use of another folder: drawn from the picture, and used from the sources.
 drawn() {
     sed -n 's/.* \([a-z]*\)\["\1: .*/\1/p; s/^ *\([a-z]* --> [a-z]*\)$/\1/p' docs/architecture.md | sort
 }

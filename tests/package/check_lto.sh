@@ -1,8 +1,8 @@
 #!/bin/sh
 # check_lto.sh CMAKE BUILD_FOLDER SOURCE_DIR OBJDUMP [bitcode]
-# A program that is compiled and linked with -flto against the installed archive has the library's hot calls inlined. It
-# prints the same as with the shared object, also for broken contracts. An archive that has machine code is also linked
-# without -flto. An archive of bitcode is built here first. CC and RUN are as for check_install.sh.
+# A program is compiled and linked with -flto against the installed archive. The compiler then inlines the library's hot
+# calls. The program prints the same as with the shared object, also for a broken contract. An archive with machine code
+# is also linked without -flto. An archive of bitcode is built here first. CC and RUN are as for check_install.sh.
 set -eu
 cmake=$1 build=$2 source=$3 objdump=$4
 work=$(mktemp -d)
@@ -32,7 +32,7 @@ for program in $programs; do
     diff shared.out $program.out && diff shared.contract $program.contract ||
         { echo "$program says something else"; exit 1; }
 done
-calls() { # what main calls, and what was split off from it
+calls() { # lists the hot calls in main and in the parts that the compiler split off from main
     "$objdump" -d --no-show-raw-insn "$1" | sed -n '/^[0-9a-f]* <main/,/^$/s/.*<\([a-zA-Z_0-9]*\).*>$/\1/p' |
         grep -x -e sxdr_write_u32 -e ListGetR -e idx_table_index_alloc | sort -u
 }

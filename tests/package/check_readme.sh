@@ -1,10 +1,10 @@
 #!/bin/sh
 # check_readme.sh SOURCE_DIR
-# The programs that README.md and the guides show are those that are built and run.
+# The programs that README.md and the guides show are the same as the programs that are built and run.
 set -eu
 cd "$1"
 
-# shows PAGE PROGRAM [N]: as the page's N-th block of that language, the first by default
+# shows PAGE PROGRAM [N]: the page shows the program as its N-th block of that language (by default the first)
 shows() {
     shown=$(awk -v "start=\`\`\`${2##*.}" -v "n=${3-1}" \
         '$0 == "```" { on = 0 } on; $0 == start { on = ++count == n }' "$1")

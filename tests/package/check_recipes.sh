@@ -12,7 +12,7 @@ mkdir "$work/include"
 : >"$work/include/package.mk"
 : >"$work/include/cmake.mk"
 DESTDIR="$work/installed" "$cmake" --install "$build" --prefix /usr >/dev/null
-# Where Debian has a folder for each machine, OpenWrt has one.
+# Debian has a folder of libraries for each machine. OpenWrt has only /usr/lib.
 libraries=$(dirname "$(find "$work/installed" -name libquill.so)")
 [ "$libraries" = "$work/installed/usr/lib" ] || mv "$libraries"/libquill.so.* "$work/installed/usr/lib"
 

@@ -1,14 +1,14 @@
 #!/bin/sh
 # check_reproducible.sh CMAKE SOURCE_DIR C_COMPILER CXX_COMPILER
-# Two builds with the same SOURCE_DATE_EPOCH, one after the other in folders of different names, make identical shared
-# objects.
+# Two builds with the same SOURCE_DATE_EPOCH make identical shared objects. The builds run one after the other, in
+# folders of different names.
 set -eu
 cmake=$1 source=$2 cc=$3 cxx=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 export SOURCE_DATE_EPOCH=1700000000 CCACHE_DISABLE=1
-unset CFLAGS CXXFLAGS LDFLAGS # a packager's, which may ask for debugging information with the folder in it
+unset CFLAGS CXXFLAGS LDFLAGS # A packager's flags may add debugging information, which contains the folder
 
 build() {
     "$cmake" -S "$source" -B "$work/$1" -DCMAKE_BUILD_TYPE=Release \

@@ -29,7 +29,7 @@ printf '%s\n' "$dynamic" | grep TEXTREL && fail "code is changed at load"
 "$readelf" --dyn-syms -W "$shared" | grep -q __stack_chk_fail || fail "no stack protector"
 if [ "$processor" = x86_64 ]; then
     "$readelf" -nW "$shared" | grep -q 'IBT, SHSTK' || fail "no CET"
-    # The C library's fortified copies are used only where it has them.
+    # The library can use fortified functions only if the C library has them.
     [ "$needed" = libc.so ] || "$readelf" --dyn-syms -W "$shared" | grep -q __vsnprintf_chk || fail "not fortified"
 fi
 echo "hardened"

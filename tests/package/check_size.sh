@@ -1,8 +1,8 @@
 #!/bin/sh
-# The shared object, and each family's part in it, is at most 3% larger than the kept size. Larger growth must be
-# intended: then keep the new size.
+# The shared object, and each family's part in it, is at most 3% larger than the kept size. If larger growth is
+# intended, keep the new size.
 # usage: check_size.sh SIZE_TOOL SHARED_OBJECT OBJECT_FOLDER COMPILER
-# Kept sizes are bytes of code, constants and data. Those of another compiler are not known: the test is then skipped.
+# Kept sizes are bytes of code, constants and data. The test is skipped if no sizes are kept for the compiler.
 tool=$1 shared=$2 objects=$3 compiler=$4
 kept=$(dirname "$0")/sizes.txt
 grep -q "^$compiler	" "$kept" || { echo "skipped: no sizes are kept for $compiler"; exit 77; }

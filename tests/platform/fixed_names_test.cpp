@@ -52,14 +52,14 @@ TEST_F(FixedNames, NothingPlantedIsFollowedOrWaitedFor) {
         for (const string plant : {"ln -s /tmp/victim ", "ln -s /tmp/none ", "ln /tmp/victim ", "mkdir ", "mkfifo "}) {
             SCOPED_TRACE(plant + file);
             ASSERT_EQ(system((plant + file).c_str()), 0);
-            // The file stays under its second name.
+            // A second name of a file (ln) is accepted, and the file itself stays unchanged.
             EXPECT_EQ(exit_code_of_use(uses), plant == "ln /tmp/victim " ? 0 : refused);
             EXPECT_EQ(semctl(semaphore, 0, GETVAL), 1) << "a process that ended holds it";
             EXPECT_EQ(quill::test::read_file("/tmp/victim"), "1");
             EXPECT_EQ(system(("test ! -e /tmp/none && rm -r " + file).c_str()), 0);
         }
     }
-    // Other users could shorten these files while they are mapped.
+    // Files that other users own or may write are refused: these users could shorten them while they are mapped.
     write_file("/tmp/flashophist", "");
     ASSERT_EQ(chmod("/tmp/flashophist", 0622), 0);
     EXPECT_EQ(exit_code_of_use(uses_history), 1);

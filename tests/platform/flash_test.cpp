@@ -25,10 +25,10 @@
 #include "support/device_test.h"
 #include "support/random.h"
 
-// The drivers of the board's devices; the program is linked with --wrap for them.
+// Replaces the drivers of the board's devices. The program is linked with --wrap=ioctl.
 
 namespace {
-std::string request;  // "DEVICE ACCESS CODE WORD...", the last one
+std::string request;  // the last request: "DEVICE ACCESS CODE WORD..."
 int driver_error;     // the error of every request
 }  // namespace
 
@@ -67,7 +67,7 @@ constexpr size_t kSize = 16808, kRecord = 84;
 uint32_t number(const string &history, size_t at) { return load_be<uint32_t>(history.data() + at); }
 uint32_t next_record(const string &history) { return number(history, 4); }
 
-// "OFFSET OPERATION LENGTH PROCESS PARENT"
+// Returns a record as "OFFSET OPERATION LENGTH PROCESS PARENT".
 string record(const string &history, size_t i) {
     const size_t at = 8 + kRecord * i;
     string text;
@@ -75,7 +75,8 @@ string record(const string &history, size_t i) {
     return text + (history.data() + at + 20) + " " + (history.data() + at + 52);
 }
 
-// The label that the library must write. An emulator shows a process its own program, whatever the private /proc has.
+// Returns the label that the library must write. Under an emulator, a process always sees its own program, even if the
+// private /proc shows another one.
 string label(pid_t process) {
     char program[4096] = "";
     const string id = std::to_string(process);
@@ -83,7 +84,7 @@ string label(pid_t process) {
     return string(strrchr(program, '/') ? strrchr(program, '/') + 1 : program) + "[" + id + "]";
 }
 
-// A program in the private /proc.
+// Makes the private /proc show a program for a process.
 void show_program(pid_t process, const string &path) {
     const string folder = "/proc/" + std::to_string(process);
     mkdir(folder.c_str(), 0755);
@@ -101,7 +102,7 @@ int semaphore_value() { return semctl(semaphore(), 0, GETVAL); }
 class Flash : public quill::test::DeviceTest {
 protected:
     void SetUp() override {
-        kept_descriptors_ = 1;  // the history's
+        kept_descriptors_ = 1;  // the descriptor of the history
         DeviceTest::SetUp();
         if (IsSkipped()) return;
         write_file("/dev/mtd0", string(65536, '\xff'));
@@ -118,7 +119,7 @@ void drivers(int error) {
 
 string asked() { return request; }
 
-// The text on standard error since the last call.
+// Returns the text on standard error since the last call.
 string said() {
     const string text = testing::internal::GetCapturedStderr();
     testing::internal::CaptureStderr();
@@ -193,7 +194,7 @@ TEST_F(Flash, DeviceNameIsCutAndItsLengthTold) {
     EXPECT_EQ(read_at(3, 4, nullptr), "0 tent");
 }
 
-// The printed text has nowhere to go.
+// Without standard error, the text that the library prints must not get into another file.
 TEST_F(Flash, AProgramWithoutStandardDescriptors) {
     const string content = read_file("/dev/mtd0");
     EXPECT_EQ(exit_code_of([] {
@@ -337,7 +338,7 @@ pid_t start_worker() {
     _exit(1);
 }
 
-// The number of records in the history that no single transfer wrote.
+// Returns the number of records in the history that are not from one transfer alone.
 int broken_records() {
     const string history = read_file(kHistory), parent = "[" + std::to_string(getpid()) + "]";
     int broken = history.size() == kSize ? 0 : 200;
@@ -353,7 +354,7 @@ int broken_records() {
 
 TEST_F(FlashFaults, KilledProcessesLeaveTheLocksFreeAndTheHistoryWhole) {
     constexpr int kProcesses = 16, kRounds = 25, kKills = 20;
-    alarm(300);  // a lost semaphore would stop the test here
+    alarm(300);  // ends the test if a semaphore was lost and all processes wait for it
     Random random(1);
     for (int round = 0; round < kRounds; round++) {
         for (uint32_t i = 0; i < 200; i++) ASSERT_TRUE(one_transfer(i + 1));

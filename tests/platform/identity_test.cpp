@@ -18,7 +18,7 @@ using std::string;
 
 class Identity : public quill::test::DeviceAndProcTest {};
 
-// Content for a file; null removes it, and "/" makes a folder in its place.
+// Writes the content of a file. Null removes the file, and "/" makes a folder in its place.
 void put(const char *file, const char *content, size_t size = 0) {
     std::filesystem::remove(file);
     if (content && *content == '/') mkdir(file, 0755);
@@ -39,7 +39,7 @@ string numbers(const char *content) {
     return shown;
 }
 
-// The model in this process, which reads it only once.
+// Returns the model. A process reads the model only once.
 int model(const char *content) {
     put("/proc/ap_model", content);
     EXPECT_EQ(getApType(), ApType);
@@ -110,7 +110,7 @@ TEST(IdentityTime, BuildIsInThePast) {
     const time_t built = get_build_time(), day = 24 * 60 * 60;
     EXPECT_GT(built, time_t{1767225600}) << "2026";
     EXPECT_LT(built, time(nullptr) + day) << "built in a time zone ahead of ours at most";
-    // The clock reading of the build is taken as local time of the process.
+    // The date and time of the build are read as local time of the process.
     setenv("TZ", "ABC+3", 1);
     tzset();
     EXPECT_EQ(get_build_time(), built + 3 * 60 * 60);

@@ -14,7 +14,8 @@ using quill::test::read_file;
 using quill::test::write_file;
 using std::string;
 
-// Stand-ins for the tools of the device: each prints its command line on both outputs. cat is the real one.
+// Replaces the tools of the device. Each tool prints its command line on standard output, and "NAME fails" on standard
+// error. For files in /flash, cat is the real one.
 class MachineInfo : public quill::test::DeviceTest {
 protected:
     void SetUp() override {
@@ -55,7 +56,7 @@ TEST_F(MachineInfo, TheSectionsInTheirOrder) {
         EXPECT_EQ(read_file("/tmp/dump"), expected);
     };
     write_file("/flash/config/.config", "");
-    write_file("/flash/config/.boc_config.1", "");  // not listed without the list
+    write_file("/flash/config/.boc_config.1", "");  // not listed while .boc_config.list is missing
     expect_dump("", "");
     write_file("/flash/config/.config", "/flash/config/running");
     write_file("/flash/config/running", "vlan 20\n");

@@ -1,7 +1,7 @@
-// The functions that open or allocate something, also inside the C library. They run with room for no further
-// descriptor, then for one, and so on. Then their first allocation fails, then their second, and so on. Each function
-// reports the failure or does all of its work. It leaves nothing open, allocated or half done, and succeeds once there
-// is room.
+// Calls all functions that open or allocate something, also inside the C library. They first run with room for no
+// further descriptor, then for one, and so on. Then their first allocation fails, then their second, and so on. Each
+// function reports the failure or does all of its work. It leaves nothing open, allocated or half done, and succeeds
+// once there is room.
 #include <gtest/gtest.h>
 #include <quill/quill.h>
 #include <string.h>
@@ -106,7 +106,7 @@ const Call kCalls[] = {
      missing(kParsed), missing(kParsed)},
     {"getSysUptime", [] { return getSysUptime() == 12; }},
     {"get_os_version", [] { return strcmp(get_os_version(), "8.10\n") == 0; }},
-    // A number in an old form: the resolver is called, but needs no file of this machine.
+    // The address is a number in an old form. The resolver is called for it, but needs no file of this machine.
     {"quill_inet_pton", [] { return quill_inet_pton("127.1", &address) == 1; }},
     {"chkUsbPath", [] { return chkUsbPath("0/a", path) != nullptr; }},
     {"write_str_to_file", [] { return write_str_to_file("/tmp/text", "x") == 0; }, holds("/tmp/text", "x"),
@@ -151,7 +151,7 @@ protected:
 
     // Makes each call with more and more room, until no resource is refused.
     void give_more_and_more(bool call_once_before, Outcome (*attempt)(int room, const std::function<bool()> &call)) {
-        const quill::test::LogDaemon daemon;  // a child that exits does not end it
+        const quill::test::LogDaemon daemon;  // a child that exits does not end this daemon
         log_socket = daemon.socket();
         for (const Call &call : kCalls) {
             SCOPED_TRACE(call.name);
@@ -192,8 +192,8 @@ TEST_F(ResourcesRunOut, Descriptors) {
     });
 }
 
-// One allocation fails, and later ones succeed. The C library keeps some of its allocations from the first call on,
-// such as the time zone.
+// One allocation fails, and later ones succeed. Each call is made once before, because the C library keeps some
+// allocations of the first call, for example the time zone.
 TEST_F(ResourcesRunOut, Memory) {
     give_more_and_more(true, [](int room, const std::function<bool()> &call) {
         const quill::test::NthAllocation failing(room + 1);

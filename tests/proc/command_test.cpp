@@ -74,7 +74,7 @@ int run(string command, const char *output = nullptr, const char *errors = nullp
 
 int mode_of(const char *path) { return static_cast<int>(fs::status(path).permissions()); }
 
-// Sends signals all the time, to interrupt waits; 0 ends them.
+// Sends a signal at each interval, to interrupt waits. An interval of 0 ends the signals.
 void interrupt_every(useconds_t microseconds) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -82,12 +82,13 @@ void interrupt_every(useconds_t microseconds) {
     ualarm(microseconds, microseconds);
 }
 
-bool gets_orphans;  // not under qemu-user
+bool gets_orphans;  // false under qemu-user
 int held_by_worker;
 
 class Command : public quill::test::DeviceTest {
 protected:
-    // Becomes the parent of orphans in place of init, so that it can wait for the worker of a detached command.
+    // The test becomes the parent of orphans in place of init, so that the test can wait for the worker of a detached
+    // command.
     void SetUp() override {
         DeviceTest::SetUp();
         gets_orphans = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0;

@@ -17,7 +17,7 @@ namespace {
 using quill::test::open_descriptors;
 using std::string;
 
-// Reads by a descriptor that no command inherits, unlike that of a stream.
+// Reads the file by a descriptor that no command inherits. Commands would inherit the descriptor of a stream.
 string read_list(const string &file) {
     char text[512];
     const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
@@ -26,8 +26,8 @@ string read_list(const string &file) {
     return {text, length > 0 ? static_cast<size_t>(length) : 0};
 }
 
-// Runs a command in one of the ways and returns its status. The shell writes its open descriptors into the file, with
-// the one for reading the folder.
+// Runs a command in one of the ways and returns its status. The shell writes the list of its open descriptors into the
+// file. The list includes the descriptor with which the shell reads the folder.
 constexpr int kWays = 4;
 int run(int way, const string &file, int code) {
     const string exit = ";exit\t" + std::to_string(code), list = "echo /proc/self/fd/* >" + file + exit;
@@ -44,7 +44,7 @@ int run(int way, const string &file, int code) {
 TEST(CommandThreads, EachHasItsOwnStatusAndNoOthersDescriptors) {
     ENTER_PRIVATE_DEVICE();
 #if defined(__SANITIZE_THREAD__) || defined(__powerpc__)
-    constexpr int kCommands = 60;  // a child is a copy of the process here, or of the emulator
+    constexpr int kCommands = 60;  // slow here: a child is a copy of the process or of the emulator
 #else
     constexpr int kCommands = 500;
 #endif

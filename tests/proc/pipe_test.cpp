@@ -75,7 +75,8 @@ TEST_F(Pipe, ThePlainPairKeepsNoRecordOfItsChild) {
     EXPECT_EQ(quill_pclose(to), 0);
 }
 
-// The rest in the stream's buffer has no reader any more, so the close fails. It then does not wait.
+// The rest in the stream's buffer has no reader any more, so the close fails. The close then does not wait for the
+// command.
 TEST_F(Pipe, ACloseThatFails) {
     int child, status;
     const auto callers_action = signal(SIGPIPE, SIG_IGN);

@@ -22,7 +22,7 @@ using std::string;
 
 unsigned size_of(const string &bytes) { return static_cast<unsigned>(bytes.size()); }
 
-// Returns the digest of the one-shot forms. The bytes end at a guard page, and so begin at any alignment.
+// Returns the digest of the one-shot forms. The bytes end at a guard page, and thus begin at any alignment.
 string digest_of(const string &bytes) {
     static GuardedPage page;
     uint8_t digest[16], again[16];
@@ -58,8 +58,8 @@ string lengths(unsigned piece) {
     return digest_of(digests);
 }
 
-// Returns the bits and the digest of a context that has already counted a number of bits, has the bytes of its last
-// block, and then gets more bytes.
+// Returns the bits and the digest of a context that has already counted a number of bits. Its buffer holds the bytes of
+// the last block. The context then gets more bytes.
 string counted(uint32_t high, uint32_t low, unsigned length) {
     md5_context context;
     MD5Init(&context);
@@ -91,7 +91,7 @@ string repeated(const char *text, int times) {
     return all;
 }
 
-// Returns the code, written first to a buffer of its own and then over the data.
+// Returns the code. calc_hmac_md5 writes the code first to a separate buffer, and then over the data.
 string hmac(const char *key, int keys, const char *data, int datas) {
     const string whole_key = repeated(key, keys);
     string bytes = repeated(data, datas);
@@ -140,7 +140,7 @@ TEST(HmacMd5, LeavesNoKeyOnTheStack) {
     uint8_t short_key[16];
     md5_calc(short_key, long_key.data(), 65);
     for (string piece : {key.substr(0, 16), string(short_key, short_key + 16)}) {
-        for (const int pad : {0, 0x36, 0x36 ^ 0x5c}) {  // each from the one before
+        for (const int pad : {0, 0x36, 0x36 ^ 0x5c}) {  // each piece is made from the previous piece
             for (char &c : piece) c = static_cast<char>(c ^ pad);
             EXPECT_EQ(memmem(stack, kSize, piece.data(), piece.size()), nullptr) << pad;
         }

@@ -21,7 +21,8 @@
 #include "support/private_device.h"
 #include "support/random.h"
 
-// --- a function before each command, and one in place of the n-th; the program is linked with --wrap for them
+// --- runs a function before each command, and another one in place of the n-th command; the program is linked with
+// --wrap=system
 
 namespace {
 std::function<void()> before_command;
@@ -62,7 +63,7 @@ void limit_files(rlim_t bytes = RLIM_INFINITY) {
 }
 
 struct Signed {
-    string certificate, signature, table, version;  // the first in PEM, the second in base64
+    string certificate, signature, table, version;  // the certificate in PEM, the signature in base64
 
     string text() const {
         return certificate + section("SIGNATURE", signature) + section("FILE", table) + section("VERSION", version);
@@ -171,7 +172,7 @@ string without_commands(const char *text) {
     return result;
 }
 
-// What replaces a command: "fails", "says TEXT", "removes FILE" when it is done…
+// Returns the function that replaces a command: "fails", "says TEXT", "removes FILE" after the command…
 std::function<int(const char *)> stand_in(const string &what) {
     const string rest = what.substr(std::min(what.find(' '), what.size() - 1) + 1);
     if (what == "fails") return [](const char *) { return -1; };
@@ -205,7 +206,8 @@ string gunzip(const char *what) {
     return result.starts_with("0") || result.starts_with("-95") ? result + " " + read_file("/tmp/out") : result;
 }
 
-// Links and a pipe in place of a temporary file must all give the same result. A second name is only removed.
+// Links and a pipe in place of a temporary file must all give the same result. If a file has a second name there (a
+// hard link), only that name is removed.
 string trap(const char *name) {
     const bool unpacks = string(name) == "tempdecompressedfiled.bin";
     const string path = kFolder + name;
@@ -259,7 +261,7 @@ TEST_F(RegTable, LongLines) {
     char *text = nullptr;
     EXPECT_EQ(outcome([&] { return parse_validate_get_reg_tbl_file_ver(kDone.c_str(), &text); }), kAccepted);
     EXPECT_EQ(text, string(127, 'C'));
-    // The piece after 399 bytes is a marker: the table ends without a newline.
+    // The piece after 399 bytes is a marker, so the table ends without a newline.
     table.table = string(399, 'A') + "-----END FILE-----\n";
     EXPECT_FALSE(is_accepted(table.text()));
     for (const size_t length : {126u, 127u}) {
@@ -444,7 +446,7 @@ TEST_F(RegTable, Unpacks) {
     }
     EXPECT_TRUE(fs::is_empty("/tmp/folder"));
     ASSERT_EQ(chdir("/"), 0);
-    // The command may have 511 bytes.
+    // The command may have at most 511 bytes.
     const size_t longest = 511 - ("gunzip -c  > " + kFolder + "tempdecompressedfiled.bin").size();
     for (const size_t length : {longest, longest + 1})
         EXPECT_EQ(unpack((string(length - 13, '/') + "tmp/signed.gz").c_str(), "/tmp/out"),

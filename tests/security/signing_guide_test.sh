@@ -1,6 +1,6 @@
 #!/bin/sh
 # signing_guide_test.sh SOURCE_DIR REG_TABLE
-# Runs the commands of the guide to signing, in a private device, and looks for the output that it shows.
+# Runs the commands of the guide to signing in a private device. They must print what the guide shows.
 set -eu
 source=$1
 mkdir /tmp/road

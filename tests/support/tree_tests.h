@@ -21,10 +21,10 @@ inline struct Numbers {
     int *operator+(int key) { return at + key; }
 } numbers, wanted;
 
-inline const void *searched_key;            // what comparisons must get first,
-inline bool searched_first = true;          // or second
-inline long foreign_arguments;              // comparisons that got something else
-inline std::vector<const void *> compared;  // the other arguments, since the search was announced
+inline const void *searched_key;            // the argument that each comparison must get
+inline bool searched_first = true;          // whether it must be the first argument, or else the second one
+inline long foreign_arguments;              // the number of comparisons with other arguments
+inline std::vector<const void *> compared;  // the other arguments since the last call of search_for
 
 inline const int *search_for(const int *key, bool first = true) {
     searched_key = key;
@@ -61,8 +61,9 @@ void add_visits(std::vector<Visit> &to, const Node *node, const Node *none, What
     add(2);
 }
 
-// Sizes go up and down between nothing and about two thirds of the keys. A tree provides the keys that it holds,
-// the operations, look_up() for all other calls, check() and check_walks().
+// Makes random operations on a tree and compares it with a model. The tree grows to about two thirds of the keys and
+// shrinks to nothing, in turn. Tree provides `held` (the keys in the tree), the operations, look_up() for all other
+// calls, check() and check_walks().
 template <typename Tree>
 void expect_model_followed() {
     for (uint64_t seed = 1; seed <= 3; seed++) {

@@ -1,4 +1,4 @@
-/* hot_calls [COUNT]: prints the result of some work with hot calls. Without a count it breaks a contract. */
+/* hot_calls [COUNT]: prints the result of some work with hot calls. Without a count, the program breaks a contract. */
 #include <quill/idx_table.h>
 #include <quill/list.h>
 #include <quill/sxdr.h>
