@@ -64,7 +64,7 @@ void for_each_part(Words words, const char *separator, Visit visit) {
     }
 }
 
-// "argument... | argument... = result..."
+// Checks the words "argument... | argument... = result...".
 void expect_case(const CaseFunction &function, Words words) {
     const auto length = static_cast<size_t>(std::find(words.begin(), words.end(), "=") - words.begin());
     if (length == words.size()) {
@@ -102,7 +102,7 @@ long long CaseCall::number(const std::string &word) {
     return value;
 }
 
-// "&1,-2", or "x" and the digits of numbers of so many bytes.
+// Reads "&1,-2", or "x" and the hexadecimal digits of numbers of `size` bytes.
 std::vector<long long> CaseCall::numbers(const std::string &word, size_t size) {
     const bool is_hex = word[0] == 'x';
     if (!is_hex && word[0] != '&') fail("expected numbers, found " + word);

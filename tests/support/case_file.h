@@ -1,9 +1,9 @@
-// Cases as data, a line each, beside the test that binds their functions:
+// Cases are data, with a line for each case. The file of cases is beside the test that binds their functions:
 //
 //     sec_to_str 59 = "59s"                              a call, and what it returns
 //     sec_to_str 0 = "0s"; 60 = "1m:0s"                  two cases of one function
 //     validate_time "12:30" | "99:99" | ":" = 1          three calls that return the same
-//     fqln_escape_dot "a.b" [10] 9 = @ "a\\.b"           room of 10 bytes, which the result is, and what it then holds
+//     fqln_escape_dot "a.b" [10] 9 = @ "a\\.b"           room of 10 bytes; the result is this room; then its content
 //     is_numeric "12a" &-7 = 0 12                        the place of a number, which is -7 before, and then 12
 //     version_within_range &4,2,0,5,0,0 &4,3,0 = 1       several numbers
 //     valid_mac xeeeeeeeeeeee "0:1:2:3:4:5x" = 0 x...    numbers as hexadecimal digits, the highest first
@@ -115,7 +115,7 @@ struct BoundFunction;
 template <typename Result, typename... Arguments, Result (*kFunction)(Arguments...)>
 struct BoundFunction<kFunction> {
     static void call(CaseCall &call) {
-        const std::tuple<Arguments...> arguments{call.take<Arguments>()...};  // in their order
+        const std::tuple<Arguments...> arguments{call.take<Arguments>()...};  // evaluated from left to right
         if constexpr (std::is_void_v<Result>)
             std::apply(kFunction, arguments);
         else
@@ -134,8 +134,9 @@ constexpr auto bind_functions(std::string_view names) {
 }
 #define QUILL_CASE_FUNCTIONS(...) quill::test::bind_functions<__VA_ARGS__>(#__VA_ARGS__)
 
-// Checks each case of tests/FILE. A function that is not bound, one without a case, an incomplete line and a file
-// without cases fail. Functions may be left out in a test that only tries some of them again.
+// Checks each case of tests/FILE. These fail: a case of a function that is not bound, a bound function without a case,
+// an incomplete line, and a file without cases. With kAreLeftOut, cases of functions that are not bound are skipped;
+// this is for tests that try only some functions again.
 enum class Others { kFail, kAreLeftOut };
 void expect_cases(const char *file, std::span<const CaseFunction> functions, Others others = Others::kFail);
 

@@ -3,8 +3,8 @@
 # Writes the report of the code that the tests have run. The coverage must not be below the floor.
 set -eu
 mkdir -p "$2/report"
-# A process that saves its counters while its threads count may save a branch as taken -5 times. gcovr would end there;
-# with this option it continues without that branch.
+# A process that saves its counters while its threads count may save a branch as taken -5 times. gcovr would end at such
+# a branch. With this option, gcovr continues without the branch.
 gcovr --root "$1" --filter "$1/src/" --filter "$1/include/" --object-directory "$2" \
     --gcov-ignore-parse-errors --exclude-throw-branches --exclude-unreachable-branches \
     --html-details "$2/report/index.html" --txt "$2/report/summary.txt" --print-summary \

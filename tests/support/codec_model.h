@@ -25,15 +25,15 @@ enum Tag : uint8_t { kStr = 0, kS32 = 6, kBool = 7, kHex = 8, kLongStr = 12, kLo
 
 struct Kind {
     const char *name;
-    Bytes value;                                   // one, in memory
-    Bytes element;                                 // the same on the wire
+    Bytes value;                                   // a value of the kind, in memory
+    Bytes element;                                 // the element of this value on the wire
     uint32_t number;                               // bytes of the value, from its start, that are in the host's order
     std::vector<std::pair<size_t, uint8_t>> tags;  // offset, tag
     std::function<int(const void *, uint32_t, void *, uint32_t, uint32_t *)> write;
     std::function<int(const void *, uint32_t, uint32_t *, void *, uint32_t)> read;
     std::function<uint32_t(void *, const void *)> plain;               // of a fixed kind
     int (*probe)(const void *, uint32_t, uint32_t) = nullptr;          // of a kind with a length
-    bool text = false;                                                 // gets a NUL
+    bool text = false;                                                 // readers add a NUL
     uint32_t header = uint32_t(element.size() - value.size());         // bytes before the value
     uint32_t width = probe ? 0 : static_cast<uint32_t>(value.size());  // of a fixed kind
 
@@ -137,8 +137,8 @@ struct Place {
     const uint8_t *message;  // ends before a page that cannot be touched
     uint32_t message_length, at;
     const uint8_t *element;
-    int error;          // with enough room
-    uint32_t length;    // of a value that can be read, else 0
+    int error;          // the error of a reader with enough room
+    uint32_t length;    // of the value; 0 if the value cannot be read
     Bytes value;        // as it is stored; nothing or an empty text if the element cannot be read
     uint32_t consumed;  // bytes of the element; 0 when it cannot be read
 
@@ -156,7 +156,7 @@ inline Place place_of(const Kind &kind, std::span<const uint8_t> message, uint32
     return {start, whole, at, element, 0, length, value_of(kind, element), kind.header + length};
 }
 
-// Expects a buffer to start with the given bytes, and to be otherwise unchanged.
+// Returns whether a buffer starts with the given bytes, and all other bytes are `rest`.
 inline bool holds(const uint8_t *out, uint32_t capacity, const Bytes &expected, uint8_t rest = kUnused) {
     return std::equal(expected.begin(), expected.end(), out) &&
            std::all_of(out + expected.size(), out + capacity, [=](uint8_t byte) { return byte == rest; });
@@ -180,7 +180,7 @@ inline void expect_checked_answer(const Kind &kind, const Place &p, uint32_t cap
 
 inline void expect_same_on_the_way_back(const Kind &kind, const Place &p) {
     if (p.error || kind.element[0] == kBool || kind.element[0] == kS32) return;
-    if (kind.header == 5 && p.length == 0) return;  // read, but never written
+    if (kind.header == 5 && p.length == 0) return;  // readers accept such an element, but writers never write it
     static GuardedPage source, page;
     const uint8_t *const value = source.hold(std::span(p.value).first(p.length));
     uint8_t *const written = page.room(p.consumed, kUnused);
@@ -242,8 +242,8 @@ inline void expect_data(const Place &p, uint32_t capacity) {
     EXPECT(holds(out, capacity, expected));
 }
 
-// Checks the form without bounds checks, for complete elements. Readers of fixed kinds store 0 for another kind; for an
-// IPv6 address they do so only in the first bytes.
+// Checks the readers without bounds checks, for complete elements. Readers of fixed kinds store 0 for another kind; for
+// an IPv6 address they do so only in the first bytes.
 inline void expect_unchecked_agrees(const Kind &kind, const Place &p) {
     static GuardedPage page;
     if (p.left() < kind.header + kind.width) return;
@@ -256,7 +256,7 @@ inline void expect_unchecked_agrees(const Kind &kind, const Place &p) {
         uint8_t *const out = page.room(p.length + 1, kUnused);
         const auto read = kind.element[0] == kStr ? sxdr_read_str : sxdr_read_str3;
         EXPECT(read(reinterpret_cast<char *>(out), p.element) == p.consumed && holds(out, p.length + 1, p.value));
-    } else if (kind.element[0] == kLongHex) {  // reads only the head
+    } else if (kind.element[0] == kLongHex) {  // this reader reads only the head
         uint32_t length = 77;
         EXPECT(sxdr_read_hex2_len32(&length, p.element) == (p.error == EBADMSG ? 0 : kind.header));
         EXPECT(length == (p.error == EBADMSG ? 77 : length_of(kind, p.element)));

@@ -24,10 +24,10 @@ protected:
     }
 
     int descriptors_ = 0;
-    int kept_descriptors_ = 0;  // the number that the code may keep open
+    int kept_descriptors_ = 0;  // the number of descriptors that the code may keep open
 };
 
-// With an empty /proc as well.
+// The fixture of tests in a private device with an empty /proc.
 class DeviceAndProcTest : public DeviceTest {
 protected:
     void SetUp() override {

@@ -1,13 +1,14 @@
-// For measuring coverage. The compiler's counters are saved by an exit handler of the C library. This file also saves
-// them when a child ends without exit handlers. It is linked with --wrap for the functions that end a process so.
+// For measuring coverage. An exit handler of the C library saves the compiler's counters. This file also saves them
+// when a child ends without exit handlers. The functions that end a process without exit handlers are linked with
+// --wrap.
 #include <pthread.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 namespace {
 
-// A child of vfork counts in its parent's memory. If it saved the counters, it would allocate there, and the parent
-// would later save nothing, as these counters are marked as saved. vfork does not run the handlers of a fork.
+// A child of vfork counts in its parent's memory. If the child saved the counters, it would allocate there and mark the
+// counters as saved. The parent would then save nothing. vfork does not run the handlers of a fork.
 pid_t owner_of_counters = 0;
 
 [[gnu::constructor]] void own_counters() {
@@ -19,7 +20,7 @@ pid_t owner_of_counters = 0;
 
 extern "C" {
 
-#include <gcov.h>  // for C alone
+#include <gcov.h>  // this header is for C only
 
 [[noreturn]] void __real__exit(int status);
 [[noreturn]] void __wrap__exit(int status) {

@@ -37,8 +37,8 @@ bool granted() {
 #define THE_C_LIBRARYS(function) __real_##function
 #endif
 
-// All functions allocate by malloc. A statically linked C library, whose calloc and strdup call the wrapped malloc,
-// thus counts nothing twice.
+// All functions below call our malloc. Nothing is thus counted twice with a statically linked C library, whose calloc
+// and strdup call the wrapped malloc.
 extern "C" {
 
 void *THE_C_LIBRARYS(malloc)(size_t size);

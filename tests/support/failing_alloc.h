@@ -1,8 +1,8 @@
 // Makes chosen allocations fail, or calls a function in the middle of one, and counts the blocks in use.
 //
-// Link with failing_alloc: everything in the program and its static libraries then allocates through failing_alloc.cpp,
-// while shared libraries keep the C library's own functions. With failing_alloc_everywhere these do too, the C library
-// included, unless a sanitizer has replaced them already.
+// If linked with failing_alloc, the program and its static libraries allocate through failing_alloc.cpp. Shared
+// libraries keep the C library's own functions. With failing_alloc_everywhere, shared libraries and the C library
+// itself also allocate through failing_alloc.cpp, unless a sanitizer has already replaced the functions.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@ namespace quill::test {
 long allocations();       // the number so far
 long live_allocations();  // the number of blocks that are not freed yet
 
-// While the object lives, the n-th allocation from now on (the first is 1) fails. With a hook it succeeds after a call
-// of the hook. The hook's own allocations succeed and are not counted.
+// While the object lives, the n-th allocation from now on (the first is 1) fails. With a hook, this allocation calls
+// the hook and then succeeds. The hook's own allocations succeed and are not counted.
 class NthAllocation {
 public:
     explicit NthAllocation(int n, void (*hook)() = nullptr);
@@ -24,10 +24,10 @@ public:
     bool reached() const;
 };
 
-// Calls attempt, which returns whether it succeeded. Its first allocation fails, then its second, and so on, until no
-// allocation fails and it must succeed. An attempt with a failure must not succeed. It must not keep memory, except for
-// the given number of blocks over all attempts (slabs of pools). unchanged is called after each attempt to check the
-// state. Returns the number of failures.
+// Calls attempt, which returns whether it succeeded. The first allocation of attempt fails, then the second, and so on.
+// An attempt with a failed allocation must not succeed. Such an attempt must not keep memory, except for the given
+// number of blocks over all attempts (slabs of pools). The last attempt has no failed allocation and must succeed.
+// unchanged is called after each attempt to check the state. Returns the number of failures.
 template <typename Attempt, typename Unchanged>
 int expect_failures_survived(Attempt attempt, Unchanged unchanged, long slabs = 0) {
     const long live = live_allocations();

@@ -1,5 +1,5 @@
-// A locale in which the decimal point is a comma and bytes above 127 are letters. It is made for the test. The process
-// uses it while the object lives.
+// Makes a locale in which the decimal point is a comma and bytes above 127 are letters. The process uses this locale
+// while the object lives.
 #pragma once
 
 #include <locale.h>

@@ -1,4 +1,4 @@
-// Memory that ends where a page without access begins: reading or writing one byte past it ends the test.
+// Memory that ends where a page without access begins. A test that reads or writes one byte after the memory ends.
 #pragma once
 
 #include <stdint.h>
@@ -24,7 +24,7 @@ public:
     GuardedPage(const GuardedPage &) = delete;
     GuardedPage &operator=(const GuardedPage &) = delete;
 
-    // Returns the last length bytes of the page, filled with the given bytes. The next call reuses the page.
+    // Returns the last bytes of the page, filled with the given bytes. The next call reuses the page.
     uint8_t *hold(std::span<const uint8_t> bytes) {
         uint8_t *at = start_ + size_ - bytes.size();
         if (!bytes.empty()) memcpy(at, bytes.data(), bytes.size());

@@ -1,4 +1,4 @@
-// Bytes as people read them.
+// Bytes as hexadecimal digits.
 #pragma once
 
 #include <stdint.h>

@@ -43,8 +43,8 @@ public:
     LogDaemon(const LogDaemon &) = delete;
     LogDaemon &operator=(const LogDaemon &) = delete;
 
-    // Returns the next record with its NUL, or an empty text. It does not wait, because local sockets deliver a record
-    // before the sender's call returns.
+    // Returns the next record with its NUL, or an empty text. By default, receive does not wait: local sockets deliver
+    // a record before the sender's call returns.
     std::string receive(int milliseconds = 0) {
         if (type_ == SOCK_DGRAM) return readable(socket_, milliseconds) ? read_some(socket_) : "";
         for (;;) {
@@ -68,7 +68,7 @@ public:
         }
     }
 
-    // Returns all records that have arrived.
+    // Reads all records that have arrived, and returns their number.
     int drain() {
         int records = 0;
         while (!receive().empty()) records++;

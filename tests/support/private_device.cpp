@@ -21,7 +21,7 @@ namespace {
 
 constexpr char kMachineProc[] = "/machine-proc";
 
-// The first failure. Later steps are then skipped.
+// Keeps the first failure. Later steps are then skipped.
 class Steps {
 public:
     bool failed() const { return !why_.empty(); }
@@ -52,8 +52,8 @@ void own_namespace(Steps &steps) {
 }
 
 // In a chroot, "/" is not a mount point, so the propagation of its mount cannot be changed there. A process leaves a
-// chroot when its root is below its working directory: ".." then leads to the real root. A child does so, so that this
-// process keeps its root and its folder. Both processes have the same mounts.
+// chroot when its root is below its working directory: ".." then leads to the real root. A child leaves the chroot, so
+// that this process keeps its root and its working directory. Both processes have the same mounts.
 void keep_mounts_private(Steps &steps) {
     constexpr unsigned long kPrivate = MS_REC | MS_PRIVATE;
     if (mount("none", "/", nullptr, kPrivate, nullptr) == 0) return;
@@ -76,7 +76,7 @@ void keep_mounts_private(Steps &steps) {
 
 // Mounts the entries of the machine's root, except for the folders that the device has of its own.
 void share_machine(Steps &steps, const std::string &root) {
-    // Not "/", because an emulator may show its system root there.
+    // Reads /proc/self/root instead of "/", because an emulator may show its system root as "/".
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/root")) {
         const std::string path = "/" + entry.path().filename().string(), inside = root + path;
         if (std::set<std::string>{"/dev", "/tmp", "/flash", "/flash1", "/mnt", "/quill"}.contains(path)) continue;
@@ -101,7 +101,7 @@ void make_dev(Steps &steps, const std::string &dev) {
     steps.step("/dev/shm", [&] { return mkdir((dev + "/shm").c_str(), 01777); });
 }
 
-// Makes the folder empty, except for the working directory if that is in it.
+// Makes an empty /tmp. If the working directory is in /tmp, the folder of /tmp that contains it stays.
 void make_tmp(Steps &steps, const std::string &root, const std::string &cwd) {
     const std::string tmp = root + "/tmp";
     steps.step(tmp, [&] { return mkdir(tmp.c_str(), 0777); });
@@ -139,7 +139,7 @@ std::string enter_private_device() {
         for (const char *folder : {"/flash", "/mnt", "/mnt/usbdisk", "/quill", "/quill/reg_table"}) {
             steps.step(folder, [&] { return mkdir((root + std::string(folder)).c_str(), 0755); });
         }
-        mkdir((root + std::string(kMachineProc)).c_str(), 0755);  // there already, in a private device inside another
+        mkdir((root + std::string(kMachineProc)).c_str(), 0755);  // may exist, because private devices can be nested
     }
     steps.step(root, [&] { return chdir(root); });
     steps.mount_on(".", "/", nullptr, MS_MOVE);

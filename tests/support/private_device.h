@@ -1,6 +1,6 @@
 // A private device for the test: a mount namespace and an empty namespace of System V semaphores. A test can therefore
-// give the fixed paths of the product any content, without changing the machine's. /dev, /tmp, /flash, /mnt/usbdisk and
-// /quill/reg_table have only what every program needs, and /flash1 is missing.
+// give the fixed paths of the product any content, without changing these paths of the machine. /dev, /tmp, /flash,
+// /mnt/usbdisk and /quill/reg_table have only what every program needs, and /flash1 is missing.
 #pragma once
 
 #include <string>
@@ -8,18 +8,19 @@
 namespace quill::test {
 
 // Moves the calling thread, and the threads and processes that it starts from then on, into a private device. Returns
-// an empty text, or why this machine allows none.
+// an empty text, or the reason why this machine allows no private device.
 std::string enter_private_device();
 
-// The same without a device: the machine as it is, with private mounts from then on.
+// Does the same without a device. The thread sees the machine as it is, and its mounts are private from then on.
 std::string enter_private_mounts();
 
-// In a private device, makes /proc empty, for files with the names of the kernel's. self, thread-self and sys stay.
+// In a private device, makes /proc empty, so that a test can write files with the kernel's names. self, thread-self and
+// sys stay.
 std::string enter_private_proc();
 // Restores the machine's /proc: some sanitizers read about threads there when the test ends.
 void leave_private_proc();
 
-// Writes a file, over an old one.
+// Writes a file, or replaces the content of an existing one.
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
 

@@ -8,8 +8,7 @@
 
 namespace quill::test {
 
-// Expects the results of call to use that many buffers in turn, beginning with the second buffer in the first call of
-// the process.
+// Expects the results of call to use that many buffers in turn. The first call of the process uses the second buffer.
 template <typename Call>
 void expect_ring(size_t slots, Call call) {
     std::vector<char *> results;

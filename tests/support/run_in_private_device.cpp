@@ -1,6 +1,6 @@
 // run_in_private_device [--proc | --mounts] PROGRAM [ARGUMENT...]: runs a program in a private device, for scripts.
 // With --proc, /proc is private as well. With --mounts, only the mounts are private, and the rest is the machine as it
-// is. Exits with 77, which CTest counts as skipped, where the machine allows no private device.
+// is. If the machine allows no private device, exits with 77, which CTest counts as skipped.
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 #!/bin/sh
 # peers_test.sh DAEMON LIBRARY PEER
 # In a private device: a real log daemon (rsyslogd or busybox) receives what real programs log through the C library's
-# names, with the library preloaded. Messages without a facility arrive with ours, 53.
+# names, with the library preloaded. Messages without a facility arrive with the library's facility, 53.
 set -eu
 daemon=$1 library=$2 peer=$3
 PATH=$PATH:/usr/sbin:/sbin
@@ -12,7 +12,7 @@ fail() { echo "$1"; cat "$log"; exit 1; }
 for program in "$daemon" /bin/busybox /usr/bin/python3; do
     command -v "$program" >/dev/null || { echo "skipped: no $program here"; exit 77; }
 done
-# The programs must call the fortified names, else this test does not test them.
+# The programs must call the fortified names, because this test must also cover these names.
 for program in "$peer" /bin/busybox /usr/bin/python3; do
     nm -D "$program" | grep -q ' U __syslog_chk' || fail "$program does not call __syslog_chk"
 done
@@ -51,7 +51,8 @@ syslog.syslog(syslog.LOG_NOTICE, "with a facility")
 '
 LD_PRELOAD=$library busybox logger -t logger -p kern.err "the kernel has facility 0, which is none"
 
-# One line a record: as it arrived, or in busybox's form, which has names for known priorities.
+# The log has a line for each record. The line is the record as it arrived, or busybox's form of it, which has names for
+# known priorities.
 time='[A-Z][a-z][a-z] [ 0-9][0-9] [0-9:]*'
 case $daemon in
     rsyslogd) form="^%s$time %s\$" ;;

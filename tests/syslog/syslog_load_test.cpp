@@ -54,7 +54,7 @@ public:
             damaged_++;
         }
     }
-    // A whole record: priority, line, NUL.
+    // Counts a whole record: priority, line, NUL.
     void count_record(const string &record) {
         if (!record.empty()) count(record.substr(strlen("<427>"), record.size() - strlen("<427>") - 1));
     }

@@ -39,7 +39,7 @@ using quill::test::without_time;
 using quill::test::write_file;
 using std::string;
 
-// The faults of the next calls of send, in turn. If the list is empty, send works.
+// The faults of the next calls of send. The last one is used first. If the list is empty, send works.
 enum class Fault { kInterrupted, kFull, kShort };
 constinit std::vector<Fault> *faults = nullptr;
 
@@ -57,7 +57,7 @@ extern "C" ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)
 
 namespace {
 
-// Logs with formats of which the compiler would warn.
+// Logs with formats about which the compiler would warn.
 void log_unchecked(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -195,8 +195,8 @@ TEST_F(Syslog, LongMessagesAreMarkedAndCut) {
     EXPECT_EQ(record(string(960, 'i').c_str(), 0, 0, 0, LOG_ERR, "m"), "<427><BUFFER OVERRUN ATTEMPT>: m$");
 }
 
-// Formats that printf refuses after some text: a width out of range, and an argument that cannot be converted. It may
-// leave some of the text.
+// Formats that printf refuses after some text: a width out of range, and an argument that cannot be converted. printf
+// may leave some of the text.
 TEST_F(Syslog, FormatsThatPrintfRefuses) {
     LogDaemon daemon;
     setlocale(LC_ALL, "C");
@@ -427,7 +427,7 @@ TEST_F(Syslog, AChildOfAThreadedProcessMayLog) {
 }
 
 TEST_F(Syslog, ACancelledThreadDoesNotKeepTheLock) {
-    alarm(60);  // in case it does
+    alarm(60);  // ends the test if the thread keeps the lock
     for (int i = 0; i < 50; i++) {
         LogDaemon daemon;
         pthread_t thread;

@@ -12,7 +12,7 @@
 #include "support/ipv6_model.h"
 #include "support/result_ring.h"
 
-// Makes the C library refuse; the program is linked with --wrap for it.
+// Can make the C library's inet_ntop fail. The program is linked with --wrap=inet_ntop.
 namespace {
 bool refused = false;
 socklen_t room_given = 0;

@@ -27,7 +27,7 @@ std::string build(const Parts &parts, uint32_t size) {
 
 TEST(Location, BuildsLongNames) {
     const std::string p(20, 'p');
-    EXPECT_EQ(build({p, p, p, p}, 128), p + "." + p + "." + p);  // the sum of totals is 186
+    EXPECT_EQ(build({p, p, p, p}, 128), p + "." + p + "." + p);  // the sum of the lengths after each step is 186
     EXPECT_EQ(build({p, p, p, p}, 186), p + "." + p + "." + p);
     EXPECT_EQ(build({p, p, p, p}, 187), p + "." + p + "." + p + "." + p);
     EXPECT_EQ(build({p, p, p, p}, 0), "");

@@ -34,7 +34,7 @@ TEST(Names, TwoPowersInOneArgumentList) {
     EXPECT_STREQ(one, "-214748368.0");
     EXPECT_STREQ(two, "INV");
     EXPECT_EQ(dbm_pwr_to_str(10), one);
-    EXPECT_EQ(memcmp(one, "1.0\0\0\0\0\0\0\0\0\0\0\0\0", 16), 0);  // cleared
+    EXPECT_EQ(memcmp(one, "1.0\0\0\0\0\0\0\0\0\0\0\0\0", 16), 0);  // the rest of the buffer is cleared
     EXPECT_EQ(dbm_pwr_to_str(20), two);
 }
 

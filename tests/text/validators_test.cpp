@@ -35,7 +35,7 @@ TEST(Validators, Cases) { expect_cases("text/validators.cases", kFunctions); }
 class Guarded {
 public:
     char *hold(const std::string &text) { return page_.hold_text(text); }
-    // Without its NUL.
+    // Holds a text without its NUL.
     char *hold_bytes(const std::string &text) {
         const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
         return reinterpret_cast<char *>(page_.hold({bytes, text.size()}));

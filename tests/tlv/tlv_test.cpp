@@ -117,8 +117,8 @@ TEST(Tlv, SaysWhatItCannotSetOrGet) {
     EXPECT_EQ(tlvisset(kName), 0u);
     uint8_t buffer[10];
     EXPECT_EQ(tlvset(kUnused, &zero), 6);
-    EXPECT_EQ(settlvBuffer(buffer, 10), 10);   // though it is never read back
-    EXPECT_EQ(hook_calls, 3 + 2 + 1 + 1 + 1);  // each operation calls it
+    EXPECT_EQ(settlvBuffer(buffer, 10), 10);   // type 0 is packed, though it is never read
+    EXPECT_EQ(hook_calls, 3 + 2 + 1 + 1 + 1);  // each operation calls the hook
     const auto aborted = testing::KilledBySignal(SIGABRT);
     EXPECT_EXIT(tlvset(kCount, &zero), aborted, "");
     EXPECT_EXIT(tlvget(kCount), aborted, "");
@@ -139,7 +139,7 @@ TEST(Tlv, OperationsTable) {
     EXPECT_EQ(memcmp(&HBMSG, &expected, sizeof expected), 0);
 }
 
-// A handler of the program's own cannot make the library leave the buffer.
+// The program's own handler cannot make the library read or write outside of the buffer.
 TEST(Tlv, RefusesHandlersThatCountTooMuch) {
     start();
     rows[kMac].handler = [](int op, void *, int remaining, const void *, tlv_row *) {

@@ -12,7 +12,7 @@ daemon=$!
 for _ in $(seq 100); do [ -S socket ] && break; sleep 0.05; done
 "$stationd" socket 02:00:00:00:00:01 120 && "$stationd" socket 02:00:00:00:00:02 130 || exit 1
 
-# Commands of a session start with its prompt, and what they print follows.
+# In the guide, each command of a session follows the prompt of gdb. The output of the command follows the command.
 sed -n '/^    \$ gdb -p/,/^$/s/^    //p' "$guide" | sed '1d; s/^(gdb) /+/' >wanted
 sed -n 's/^+//p' wanted >commands
 timeout 60 gdb -q -batch -nx -p "$daemon" -x "$source/tools/gdb/libquill-gdb.py" -ex 'set trace-commands on' -x commands \

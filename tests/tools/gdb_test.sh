@@ -15,7 +15,7 @@ sed -n 's/^+//p' "$transcript" >commands
 # shellcheck disable=SC3045 # dash has it as well
 ulimit -c 65536
 
-# usage: look WHERE ARGUMENT...    compares what gdb prints with the transcript, addresses apart
+# usage: look WHERE ARGUMENT... compares what gdb prints with the transcript, except for addresses
 look() {
     where=$1
     shift
@@ -32,7 +32,7 @@ if [ $# -eq 0 ]; then
     $gdb -batch -nx -ex run true 2>/dev/null | grep -q 'exited normally' ||
         { echo "skipped: gdb cannot run programs here"; exit 77; }
     look process -ex run
-    ! grep -q __asan_init "$program" || exit 0  # its core file would have terabytes
+    ! grep -q __asan_init "$program" || exit 0  # with AddressSanitizer, the core file would have terabytes
     $gdb -batch -nx -ex run -ex 'generate-core-file kept' "$program" >/dev/null 2>&1 </dev/null
     look core -ex 'core kept'
 else

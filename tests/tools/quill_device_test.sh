@@ -1,6 +1,6 @@
 #!/bin/sh
-# quill_device_test.sh SOURCE_DIR QUILL READ_FLASH: what quill prints of a device, of the flash history that the library
-# writes, and of a signed table, in a private device.
+# quill_device_test.sh SOURCE_DIR QUILL READ_FLASH: runs quill in a private device. Checks what quill prints about the
+# device, about the flash history that the library writes, and about a signed table.
 set -eu
 source=$1 read_flash=$3
 PATH=${2%/*}:$source/tools:$PATH
@@ -9,7 +9,7 @@ mkdir /tmp/work
 cd /tmp/work
 fail() { echo "FAILED: $*"; exit 1; }
 
-# --- what it is
+# --- what the device is
 
 echo 43 >/proc/ap_model
 echo 2 >/proc/fl_var

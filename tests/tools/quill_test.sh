@@ -187,8 +187,8 @@ quill encode: standard input:3: u8: expected a number up to 255, found 256
 quill encode: standard input:1: u8: expected a number up to 255, found ?[31m
 END_OF_OUTPUT
 
-# Bytes as other tools print them. Each text is "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06"; a few texts are not
-# bytes.
+# Bytes as other tools print them. Each text has the bytes "00 00 0c 7b 22 5c 78 34 31 7c 7d 3a 30 78 22 06". A few
+# texts are not valid.
 cat >dumps <<'DUMPS'
 xxd
 00000000: 0000 0c7b 225c 7834 317c 7d3a 3078 2206  ...{"\x41|}:0x".
@@ -284,7 +284,7 @@ done" <<'END_OF_OUTPUT'
 quill listen: s:3: offset 1048576: expected the end, found more bytes
 END_OF_OUTPUT
 
-# A file at the path stays. So does a file that has replaced the program's own socket.
+# A file at the path stays. A file that has replaced the program's own socket also stays.
 expect 1 "ln -s nowhere link
 for path in message.txt link . nowhere/s \$(printf %0108d 0); do quill listen \$path; done; rm link
 quill listen s & until [ -S s ]; do sleep 0.1; done
@@ -335,8 +335,8 @@ quill send: s: no reply within the timeout
 quill send: s: the connection was closed without a reply
 END_OF_OUTPUT
 
-# Descriptors that a sender passes are not accepted. Senders beyond the 32nd wait. The emulator makes room for control
-# data of its own.
+# Descriptors that a sender passes are not accepted. Senders beyond the 32nd wait. This is not tested in the emulator,
+# which makes room for control data by itself.
 cat >hostile.py <<'PYTHON'
 import array
 import os
@@ -406,7 +406,7 @@ expect 1 "echo '0009 0003 0025 68656c6c6f' | quill tlv --hex --json" <<'END_OF_O
 quill tlv: standard input: offset 4: expected 37 bytes of value, found 5 left
 END_OF_OUTPUT
 
-# A history of five transfers, and a full one, whose records are in the order 7 to 199, 0 to 6.
+# A history of three transfers, and a full one, whose records are in the order 7 to 199, 0 to 6.
 history() { # history NEXT COUNT
     awk -v next_record="$1" -v count="$2" '
         function word(n) { printf "%c%c%c%c", 0, int(n / 65536) % 256, int(n / 256) % 256, n % 256 }
@@ -620,7 +620,7 @@ expect 0 "quill regtable sign --key a --json b" <<'END_OF_OUTPUT'
 signs: --key a --json b
 END_OF_OUTPUT
 
-# --- habits
+# --- what all commands have in common
 
 # A message is not written to a terminal.
 on_terminal 'quill encode message.txt; echo status $?'
@@ -639,7 +639,7 @@ expect 0 "quill decode --json hostile" <<'END_OF_OUTPUT'
 {"length":5,"elements":[{"offset":0,"kind":"str","length":5,"value":"\u009b"}],"damage":null}
 END_OF_OUTPUT
 
-# Colours are for terminals that show them, and not with NO_COLOR.
+# Colours are used only on terminals that can show them, and never with NO_COLOR.
 escape=$(printf '\033')
 is_coloured() { grep -qF "${escape}[" "$1"; }
 quill decode message >piped.out

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""wireshark_test.py QUILL DISSECTOR: tshark shows of messages and buffers what quill shows of them: of every kind of
-element, of each cut of them, and of damage at each byte."""
+"""wireshark_test.py QUILL DISSECTOR: tshark and quill must show the same for messages and buffers: for every kind of
+element, for each cut, and for damage at each byte."""
 import json
 import os
 import shutil
@@ -37,7 +37,7 @@ hex_len32
 hex32 01
 """
 BUFFER = '3 "hello"\n1 u32 20\n4 001b63aabbcc\n9\n5 "\xe9"\n'
-FIELDS = {"str3": "str", "hex_len32": "hex", "hex32": "hex"}  # fields whose name differs from that of the kind
+FIELDS = {"str3": "str", "hex_len32": "hex", "hex32": "hex"}  # fields whose names differ from those of their kinds
 
 
 def run(*command, text=None):
@@ -45,7 +45,7 @@ def run(*command, text=None):
 
 
 def variants(whole):
-    """Each cut, and each byte with other bits."""
+    """Returns each cut of the message, and the message with other bits at each byte."""
     yield from (whole[:end] for end in range(1, len(whole) + 1))
     for at in range(len(whole)):
         yield from (whole[:at] + bytes([whole[at] ^ bits]) + whole[at + 1:] for bits in (1, 0x80))
@@ -124,7 +124,7 @@ def main():
         with open("one", "rb") as one, open("buffers", "ab") as all_of_them:
             all_of_them.write(one.read()[0 if len(documents) == 1 else 24:])
     compare("buffers", documents, "quill_tlv", "record", "records", wanted_record, shown_record)
-    # The first third of the packets are the cuts, up to the whole message.
+    # The first third of the packets are the cuts. The last of these is the whole message.
     whole = str(len(lines.split()) // 3)
     for names, test in (("", 'quill.vlan == 2 && quill.vlan != 4 && quill.str contains "wor"'),
                         ("1: x; *: a,b,vlan,rest...", "quill.vlan == 255 && !quill.damage"),
