@@ -65,7 +65,7 @@ struct Slot {
 };
 
 // Returns the slot of index, or nothing if index is outside the range. An index on the wrong side of first wraps to an
-// offset beyond every range.
+// offset beyond the table's range.
 std::optional<Slot> slot_of(idx_table &table, uint32_t index) {
     const bool down = table.first > table.last;
     const uint32_t span = down ? table.first - table.last : table.last - table.first;

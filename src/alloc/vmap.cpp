@@ -17,8 +17,8 @@
 // How it works
 //
 // Functions that list ids use for_each_run(), which finds the ends of runs a word at a time. Functions that change bits
-// use modify(), which makes the private copy and drops the text. Only vmap_clear() and vmap_sxdr_read() change bits
-// themselves. Functions that read range text use parse_ranges().
+// use modify(), which makes the private copy and drops the text. Only vmap_clear(), vmap_sxdr_read() and
+// vmap_from_string() change bits themselves. Functions that read range text use parse_ranges().
 
 namespace {
 

@@ -78,8 +78,9 @@ void btree_walk(const btree *root, btree_action action) {
     quill::walk<quill::Path<const btree>>(root, nullptr, action);
 }
 
-// The stack holds nodes whose key is not above `key`; their right subtrees are still to be searched. A node above it
-// becomes the answer so far, and everything stacked before it can only be greater.
+// The stack holds nodes whose key is not above `key`; their right subtrees are still to be searched. A node above `key`
+// becomes the answer so far. The stack is then cleared, because the right subtrees of the stacked nodes come later in
+// the tree.
 void *btree_next(const void *key, const btree *root, btree_comparison compare) {
     quill::Path<const btree> not_above;
     void *answer = nullptr;

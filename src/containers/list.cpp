@@ -145,7 +145,8 @@ int ListInsertSorted(sList *list, void *object, ListCompare compare) {
     NodeOwner node = new_node(object, 290, __func__);
     if (!node) return 0;
     sListNode *next = list->head;
-    // With several nodes, the head is compared twice. Compatibility: comparison functions may count their calls.
+    // With several nodes, the head is compared twice if the object sorts after it. Compatibility: comparison functions
+    // may count their calls.
     if (list->count > 1 && sorts_after(object, *next, compare)) {
         while (next && sorts_after(object, *next, compare)) next = next->next;
     } else if (list->count == 1 && sorts_after(object, *next, compare)) {

@@ -27,7 +27,7 @@ bool has_boc_configs() {
 
 struct Step {
     bool (*wanted)();
-    const char *command;  // with the dump's path in place of %s
+    const char *command;  // the dump's path replaces its %s
     const char *next = nullptr;
 };
 

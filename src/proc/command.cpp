@@ -20,8 +20,8 @@
 #include "base/text_file.h"
 #include "proc/child.h"
 
-// All children end with _exit: exit would write the caller's stdio buffers a second time, and run the caller's exit
-// handlers in the child.
+// Children end with _exit, not exit: exit would write the caller's stdio buffers a second time, and run the caller's
+// exit handlers in the child.
 
 namespace {
 

@@ -11,9 +11,10 @@
 #include "base/errno.h"
 #include "proc/child.h"
 
-// Both ends of a pipe are created close-on-exec, so that a program that another thread starts can never inherit one.
-// With an inherited write end open, a reader would never see the end of file. The child gets its end by dup2, which
-// does not copy the flag. If the end already has the right number, the flag is cleared instead.
+// Both ends of a pipe are created close-on-exec, so that a program that another thread starts inherits neither. Only
+// quill_popen() then clears the flag of the parent's end. With an inherited write end open, a reader would never see
+// the end of file. The child gets its end by dup2, which does not copy the flag. If the end already has the right
+// number, the flag is cleared instead.
 
 namespace {
 

@@ -173,7 +173,7 @@ bool run(const CommandLine &line) {
     return status >= 0 && !(status == kNotFound && errno != 0);
 }
 
-// Runs a command whose last word is its output file.
+// Runs a command whose last %s is its output file.
 template <typename... Words>
 bool run_into(const char *output, const char *command, Words... words) {
     CommandLine line;
@@ -429,7 +429,7 @@ int decrypt_decompress_reg_tbl_file(const char *in_path, const char *out_path) {
     if (!in_path || !out_path) return QUILL_REG_TABLE_NULL_PATH;
     const NoCancellation no_cancellation;
     TemporaryFiles temporary(kFiles);
-    // The sections are not used. This function only checks that the file can be split.
+    // The sections are not used. Here the split is only a check of the file.
     Sections sections;
     if (!split(in_path, temporary, sections))
         return log_and_return(QUILL_REG_TABLE_NOT_SPLIT, "\n Failed to parse the file");

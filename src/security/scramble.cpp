@@ -8,8 +8,8 @@
 
 // How it works
 //
-// Both scramblers use the scrambling of one byte and its inverse, byte by byte without an intermediate buffer, so any
-// length works. Escaping first checks for errors, and only then writes.
+// Both scramblers and their inverses call scrambled() or unscrambled() for one byte at a time. They need no
+// intermediate buffer, so any length works. Escaping first checks for errors, and only then writes.
 
 namespace {
 

@@ -158,8 +158,8 @@ public:
         struct sigaction ours = {};
         ours.sa_handler = on_broken_pipe;
         sigemptyset(&ours.sa_mask);
-        // The previous action is stored before ours is installed: a child that is forked in between reads here which
-        // action to restore.
+        // The previous action is stored before ours is installed. A child that is forked while ours is installed reads
+        // the stored action and restores it.
         installed_ = sigaction(SIGPIPE, nullptr, &previous_) == 0;
         if (installed_ && previous_.sa_handler != on_broken_pipe) {
             state.callers_action = previous_;

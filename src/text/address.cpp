@@ -8,7 +8,6 @@
 #include <string.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <memory>
 #include <span>
 
@@ -243,8 +242,7 @@ char *quill_inet_ntop(ip_af_addr addr, char *buf) {
 }
 
 char *quill_ip_to_str_r(ip_af_addr addr, char *buf, size_t buflen) {
-    const size_t room = std::min(buflen, size_t{QUILL_IP_STR_SIZE});  // a larger size may not fit a socklen_t
-    return buf && write_either(addr, {buf, room}) ? buf : nullptr;
+    return buf && write_either(addr, {buf, buflen}) ? buf : nullptr;
 }
 
 char *quill_ip_to_str(ip_af_addr addr) { return quill_ip_to_str_r(addr, either_texts.next(), either_texts.size); }

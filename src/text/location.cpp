@@ -109,7 +109,7 @@ char *fqln_escape_dot(const char *src, char *dst, uint32_t size) {
 char *fqln_build(const char *part1, const char *part2, const char *part3, const char *part4, char *out, uint32_t size) {
     char escaped[FQLN_PART_SIZE + 1];
     const auto escape = [&](const char *part) { return fqln_escape_dot(part, escaped, FQLN_PART_SIZE); };
-    // The sum is not the length so far: each append adds the whole length after it, so the sum grows faster.
+    // The sum is not the length so far: each append adds the length of the whole name, so the sum grows faster.
     // Compatibility: some names end early because of this sum, and programs know these names.
     size_t sum = quill::copy_text(out, size, escape(part1));
     for (const char *part : {part2, part3}) {

@@ -25,8 +25,8 @@ constexpr char kScrambleHelp[] =
     "Prints the scrambled bytes of TEXT, or of a line of standard input, in\n"
     "hexadecimal. Scrambling keeps nothing secret: anyone can undo it.\n"
     "\n"
-    "  --ascii  print the start of the printable form, as programs show it; this\n"
-    "           cannot be undone\n"
+    "  --ascii  print at most 3 characters of the printable form, as programs show\n"
+    "           it; TEXT cannot be restored from them\n"
     "\n"
     "example: quill scramble abc\n";
 
@@ -55,9 +55,9 @@ constexpr char kAddrHelp[] =
     "usage: quill addr [--json] ADDRESS...\n"
     "\n"
     "Shows each MAC, IPv4 or IPv6 address in all its forms, and what kind of address\n"
-    "it is. A MAC address has six bytes of one or two digits, with or without colons,\n"
-    "hyphens or dots between them; an IP address may have a prefix length. Names are\n"
-    "not looked up.\n"
+    "it is. A MAC address has six bytes of two digits, with or without colons,\n"
+    "hyphens or dots between them. If all bytes are separated, one digit is enough\n"
+    "for a byte. An IP address may have a prefix length. Names are not looked up.\n"
     "\n"
     "  --json  print a JSON object for each address, one a line\n"
     "\n"
