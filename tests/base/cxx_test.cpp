@@ -137,13 +137,12 @@ TEST(Trees, GiveTheirRecordsInOrder) {
 }
 
 TEST(PipeStream, GivesTheStatusOfItsCommand) {
-    quill::pipe_stream command("read line; exit ${#line}", "w");
-    ASSERT_TRUE(command);
-    fputs("four\n", command.get());
-    quill::pipe_stream moved("", "r");
-    moved = std::move(command);
-    EXPECT_FALSE(command);  // the old command has been closed, not exchanged
-    EXPECT_EQ(moved.close(), 4 << 8);
+    quill::pipe_stream command("", "r"), next("read line; exit ${#line}", "w");
+    ASSERT_TRUE(next);
+    fputs("four\n", next.get());
+    command = std::move(next);
+    EXPECT_FALSE(next);  // the old command has been closed, not exchanged
+    EXPECT_EQ(command.close(), 4 << 8);
 }
 
 // The messages below have one element of each kind. Its name is that of the kind.
